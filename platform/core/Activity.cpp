@@ -1,0 +1,60 @@
+// The process-wide count of work under way, and waiting for it to reach zero.
+#include <platform/core/Activity.h>
+
+#include <atomic>
+#include <cstdint>
+
+#include <platform/core/Mutex.h>
+
+namespace Quarnix {
+
+namespace {
+
+// Both figures in one, so that they are of one moment: what was begun above, what is under way below.
+constexpr std::uint64_t ONE_BEGUN = std::uint64_t{1} << 32;
+constexpr std::uint64_t ONE_UNDER_WAY = 1;
+std::atomic<std::uint64_t> figures{0};
+std::atomic<std::size_t> watchers{0};
+thread_local bool counted = false;
+
+/// Never destroyed, because threads end their work until the process is gone.
+struct Watch {
+  Mutex mutex;
+  ConditionVariable none;
+};
+
+Watch& watch() {
+  static Watch& instance = *new Watch;
+  return instance;
+}
+
+}  // namespace
+
+Activity::Figures Activity::get() noexcept {
+  const std::uint64_t both = figures.load();
+  return {static_cast<std::uint32_t>(both), static_cast<std::uint32_t>(both >> 32)};
+}
+
+void Activity::begin() noexcept { figures.fetch_add(ONE_BEGUN + ONE_UNDER_WAY); }
+
+void Activity::end() noexcept {
+  // A watcher announces itself before it looks at the count: either it sees this zero or it is seen here.
+  const auto left = static_cast<std::uint32_t>(figures.fetch_sub(ONE_UNDER_WAY) - ONE_UNDER_WAY);
+  if (left != 0 || watchers.load() == 0) return;
+  MutexLock lock(watch().mutex);
+  watch().none.notifyAll();
+}
+
+void Activity::awaitNone() {
+  watchers.fetch_add(1);
+  {
+    MutexLock lock(watch().mutex);
+    while (get().underWay != 0) watch().none.wait(watch().mutex);
+  }
+  watchers.fetch_sub(1);
+}
+
+void Activity::countThisThread() noexcept { counted = true; }
+bool Activity::isThisThreadCounted() noexcept { return counted; }
+
+}  // namespace Quarnix

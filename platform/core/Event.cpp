@@ -1,0 +1,18 @@
+// Counting sends until the event's task takes them.
+#include <platform/core/Event.h>
+
+namespace Quarnix {
+
+Event::Event() noexcept = default;
+Event::~Event() = default;
+
+void Event::send() noexcept {
+  sent_.fetch_add(1);
+  schedule();
+}
+
+void Event::entry() {
+  if (const std::uint32_t count = sent_.exchange(0)) receive(count);
+}
+
+}  // namespace Quarnix

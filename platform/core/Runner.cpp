@@ -1,0 +1,112 @@
+// The thread of a task: made when there is first something to run, kept until the task is retired.
+#include <platform/core/Runner.h>
+
+#include <platform/core/Activity.h>
+#include <platform/core/Boundary.h>
+#include <platform/core/Thread.h>
+
+namespace Quarnix {
+
+namespace {
+
+thread_local const void* currentRunner = nullptr;
+
+}  // namespace
+
+const Task::Runner* Task::Runner::current() noexcept { return static_cast<const Runner*>(currentRunner); }
+
+void* Task::Runner::threadBody(void* runner) noexcept {
+  currentRunner = runner;
+  Activity::countThisThread();
+  static_cast<Runner*>(runner)->run();
+  return nullptr;
+}
+
+void Task::Runner::run() noexcept {
+  MutexLock lock(mutex_);
+  while (!ending_) {
+    if (!pending_ || !task_.isEnabled()) {
+      work_.wait(mutex_);
+      continue;
+    }
+    pending_ = false;
+    running_ = true;
+    lock.unlock();
+    const bool returned = runAtBoundary("task", [this] { task_.entry(); });
+    lock.lock();
+    running_ = false;
+    ++runs_;
+    if (!returned) pending_ = true;
+    update();
+    out_.notifyAll();
+  }
+}
+
+int Task::Runner::ensureThread() noexcept {
+  if (hasThread_) return 0;
+  const int error = startThread(thread_, task_.getStackSize(), "hevra-task", &threadBody, this);
+  hasThread_ = !error;
+  return error;
+}
+
+int Task::Runner::update() noexcept {
+  const bool wanted = pending_ && task_.isEnabled();
+  const int error = wanted ? ensureThread() : 0;
+  const bool counts = running_ || (wanted && hasThread_);
+  if (counts != counted_) {
+    counted_ = counts;
+    if (counts)
+      Activity::begin();
+    else
+      Activity::end();
+  }
+  // Under the mutex: once it is free, what has been scheduled may have led to the end of this task.
+  if (wanted && !running_) work_.notifyOne();
+  return error;
+}
+
+void Task::Runner::apply(bool scheduled) noexcept {
+  MutexLock lock(mutex_);
+  pending_ = pending_ || scheduled;
+  const int error = update();
+  lock.unlock();
+  if (error && Stalled::get().add(*this)) {
+    Log::printQuietly(Log::Priority::WARNING,
+                      "libCore> no thread for a task with %u bytes of stack (error %d), trying again each second",
+                      task_.getStackSize(), error);
+  }
+}
+
+bool Task::Runner::tryAgain() noexcept {
+  MutexLock lock(mutex_);
+  return update() == 0;
+}
+
+int Task::Runner::makeThread() noexcept {
+  MutexLock lock(mutex_);
+  const int error = ensureThread();
+  if (!error) update();
+  return error;
+}
+
+void Task::Runner::awaitOut() noexcept {
+  MutexLock lock(mutex_);
+  update();
+  // This run only: with somebody enabling the task again, waiting for a moment without a run might never end.
+  const unsigned int run = runs_;
+  while (running_ && runs_ == run && current() != this) out_.wait(mutex_);
+}
+
+void Task::Runner::retire() noexcept {
+  Stalled::get().remove(*this);
+  MutexLock lock(mutex_);
+  ending_ = true;
+  update();
+  work_.notifyOne();
+  const bool hasThread = hasThread_;
+  const pthread_t thread = thread_;
+  lock.unlock();
+  if (hasThread) pthread_join(thread, nullptr);
+}
+
+}  // namespace Quarnix

@@ -1,0 +1,107 @@
+// The states of a task and its way to a runner. What runs and where is the runner's.
+#include <platform/core/Task.h>
+
+#include <cerrno>
+#include <cstdlib>
+#include <new>
+#include <string>
+#include <system_error>
+
+#include <platform/core/Runner.h>
+#include <platform/core/log/Logger.h>
+
+namespace Quarnix {
+
+namespace {
+
+// The flags of a task's state.
+constexpr std::uint8_t DISABLED = 1;
+constexpr std::uint8_t RETIRED = 2;
+constexpr std::uint8_t PENDING = 4;  // scheduled while there was no memory for a runner
+
+constexpr std::uint8_t allBut(std::uint8_t flag) noexcept { return static_cast<std::uint8_t>(~flag); }
+
+}  // namespace
+
+Task::Task() noexcept = default;
+Task::Task(const Task& other) noexcept : stackSize_(other.stackSize_) {}
+Task& Task::operator=(const Task& other) noexcept {
+  stackSize_ = other.stackSize_;
+  return *this;
+}
+Task::~Task() { Task::retire(); }
+
+void Task::entry() {}
+void Task::save() {}
+void Task::restore() {}
+
+bool Task::isEnabled() const noexcept { return (state_.load() & (DISABLED | RETIRED)) == 0; }
+
+bool Task::isOwnThread() const noexcept {
+  const Runner* own = runner_.load();
+  return own && own == Runner::current();
+}
+
+// Here and in `disable`, the flag is written before the runner is read, and whoever makes a runner reads the flag
+// after: one of the two sees the other.
+void Task::enable() {
+  const std::uint8_t former = state_.fetch_and(allBut(DISABLED));
+  if (Runner* present = runner_.load())
+    present->reconsider();
+  else if (former & PENDING)
+    schedule();
+}
+
+void Task::disable() {
+  state_.fetch_or(DISABLED);
+  if (Runner* present = runner_.load()) present->awaitOut();
+}
+
+Task::Runner* Task::runner() noexcept {
+  Runner* present = runner_.load();
+  if (present) return present;
+  auto* made = new (std::nothrow) Runner(*this);
+  if (!made) return nullptr;
+  if (!runner_.compare_exchange_strong(present, made)) {
+    delete made;
+    return present;
+  }
+  if (state_.fetch_and(allBut(PENDING)) & PENDING) made->schedule();
+  return made;
+}
+
+void Task::schedule() noexcept {
+  if (state_.load() & RETIRED) return;
+  Runner* present = runner();
+  if (!present) {
+    // Either whoever makes the runner meanwhile sees the flag, or the runner is seen here.
+    state_.fetch_or(PENDING);
+    Log::printQuietly(Log::Priority::WARNING,
+                      "libCore> no memory for a task that is to run, trying again when next asked");
+    present = runner_.load();
+  }
+  if (present) present->schedule();
+}
+
+void Task::prepare() {
+  Runner* present = runner();
+  if (const int error = present ? present->makeThread() : ENOMEM) {
+    throw std::system_error(error, std::generic_category(),
+                            "no thread for a task with " + std::to_string(stackSize_) + " bytes of stack");
+  }
+}
+
+void Task::retire() noexcept {
+  if (isOwnThread()) {
+    Log::printQuietly(Log::Priority::CRITICAL, "libCore> a task is destroyed from its own hook");
+    std::abort();
+  }
+  state_.fetch_or(RETIRED);
+  if (Runner* present = runner_.load()) {
+    present->retire();
+    runner_.store(nullptr);
+    delete present;
+  }
+}
+
+}  // namespace Quarnix

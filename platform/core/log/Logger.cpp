@@ -1,0 +1,78 @@
+// The process's logger: holding it and formatting for it. Where the lines go by default is StandardErrorLogger's.
+#include <platform/core/log/Logger.h>
+
+#include <cstdarg>
+#include <cstdio>
+#include <string>
+#include <utility>
+
+#include <platform/core/Mutex.h>
+
+namespace Quarnix::Log {
+
+namespace {
+
+/// Made by whoever logs first, which may be before `main`, and never destroyed: threads log until the process is gone.
+struct Current {
+  Mutex mutex;
+  Shared::Pointer<Logger> logger HEVRA_GUARDED_BY(mutex) = Shared::make<StandardErrorLogger>();
+};
+
+Current& current() {
+  static Current& instance = *new Current;
+  return instance;
+}
+
+}  // namespace
+
+Logger::~Logger() = default;
+
+Shared::Pointer<Logger> Logger::get() {
+  Current& process = current();
+  MutexLock lock(process.mutex);
+  return process.logger;
+}
+
+void Logger::set(Shared::Pointer<Logger> logger) {
+  Current& process = current();
+  MutexLock lock(process.mutex);
+  process.logger.swap(logger);
+  // The former logger may be destroyed now, and its destructor is the application's.
+  lock.unlock();
+}
+
+void Logger::print(Priority priority, const char* format, ...) {
+  va_list arguments;
+  va_start(arguments, format);
+  printArguments(priority, format, arguments);
+  va_end(arguments);
+}
+
+void Logger::printArguments(Priority priority, const char* format, va_list arguments) {
+  va_list again;
+  va_copy(again, arguments);
+  char buffer[512];
+  const int length = std::vsnprintf(buffer, sizeof buffer, format, arguments);
+  std::string whole;
+  const char* line = length < 0 ? format : buffer;
+  if (length >= static_cast<int>(sizeof buffer)) {
+    whole.resize(static_cast<std::size_t>(length));
+    std::vsnprintf(whole.data(), whole.size() + 1, format, again);
+    line = whole.c_str();
+  }
+  va_end(again);
+  write(priority, line);
+}
+
+void printQuietly(Priority priority, const char* format, ...) noexcept {
+  va_list arguments;
+  va_start(arguments, format);
+  try {
+    if (const auto logger = Logger::get()) logger->printArguments(priority, format, arguments);
+  } catch (...) {
+    // The caller must go on, and there is nowhere left to say that the line was lost.
+  }
+  va_end(arguments);
+}
+
+}  // namespace Quarnix::Log

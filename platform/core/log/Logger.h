@@ -1,0 +1,52 @@
+// The process's logger: where every diagnostic of the library goes.
+#pragma once
+
+#include <cstdarg>
+
+#include <platform/core/log/Priority.h>
+#include <platform/core/shared/Pointer.h>
+
+namespace Quarnix::Log {
+
+/// Logs as `Logger::get()->print` does, but says nothing when there is no logger and lets no exception out: for places
+/// that must go on (a task's boundary, a reader).
+HEVRA_EXPORT void printQuietly(Priority priority, const char* format, ...) noexcept
+    __attribute__((format(printf, 2, 3)));
+
+/// Receives finished log lines. Derive from it and `set` an instance to send the lines elsewhere.
+///
+/// Threads: every operation may be called from any thread; an application's `write` must stand being called from
+/// several at once. No lock of the library is held while `write` runs, so that it may call the library.
+class HEVRA_EXPORT Logger {
+ public:
+  virtual ~Logger();
+
+  /// The process's logger: at load one that writes to standard error. Empty after `set` of an empty pointer, and then
+  /// dereferencing it raises Shared::Exception::Nil at the log site.
+  static Shared::Pointer<Logger> get();
+  static void set(Shared::Pointer<Logger> logger);
+
+  /// Formats as printf does and hands the line to `write`. Lines of any length are kept whole.
+  void print(Priority priority, const char* format, ...) __attribute__((format(printf, 3, 4)));
+
+ protected:
+  /// Takes one line, without a newline at its end. `line` is valid during the call only.
+  virtual void write(Priority priority, const char* line) = 0;
+
+ private:
+  friend void printQuietly(Priority priority, const char* format, ...) noexcept;
+  void printArguments(Priority priority, const char* format, va_list arguments) __attribute__((format(printf, 3, 0)));
+};
+
+/// Writes each line to standard error, in one write, behind the priority prefix that journald understands ("<4>").
+/// A line of priority SILENT is not written; one of UNKNOWN, or of a number without a name, is written as INFO. A
+/// newline within a line becomes a space, so that no text that came from outside can pass for a line of its own.
+class HEVRA_EXPORT StandardErrorLogger : public Logger {
+ public:
+  ~StandardErrorLogger() override;
+
+ protected:
+  void write(Priority priority, const char* line) override;
+};
+
+}  // namespace Quarnix::Log

@@ -1,0 +1,13 @@
+// The error of an empty Shared::Pointer, and where it is raised.
+#include <platform/core/shared/Nil.h>
+
+namespace Quarnix::Shared::Exception {
+
+Nil::Nil() = default;
+Nil::~Nil() = default;
+
+const char* Nil::getId() const noexcept { return "com.quarnix.Framework.Core.Shared.Nil"; }
+
+void raiseNil() { throw Nil(); }
+
+}  // namespace Quarnix::Shared::Exception

@@ -1,0 +1,34 @@
+// Which clock is in force.
+#include <platform/core/time/Clock.h>
+
+#include <atomic>
+
+#include <platform/core/time/SteadyClock.h>
+#include <platform/core/timer/Queue.h>
+
+namespace Quarnix::Time {
+
+namespace {
+
+std::atomic<Clock*> inForce{nullptr};
+
+SteadyClock& steady() {
+  static SteadyClock& instance = *new SteadyClock;
+  return instance;
+}
+
+}  // namespace
+
+Clock::~Clock() = default;
+
+Clock& Clock::get() noexcept {
+  Clock* clock = inForce.load(std::memory_order_acquire);
+  return clock ? *clock : steady();
+}
+
+void Clock::install(Clock* clock) noexcept {
+  inForce.store(clock);
+  Timer::Queue::get().reconsider();
+}
+
+}  // namespace Quarnix::Time

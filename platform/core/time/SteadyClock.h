@@ -1,0 +1,15 @@
+// The system's steady clock as the process's clock. Internal: everybody asks Clock::get().
+#pragma once
+
+#include <platform/core/time/Clock.h>
+
+namespace Quarnix::Time {
+
+class SteadyClock final : public Clock {
+ public:
+  Monotonic now() const override;
+  bool wait(ConditionVariable& condition, Mutex& mutex, const Monotonic& deadline) override HEVRA_REQUIRES(mutex);
+  int poll(pollfd* descriptors, nfds_t count, const Monotonic& deadline) override;
+};
+
+}  // namespace Quarnix::Time
