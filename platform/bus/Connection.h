@@ -1,0 +1,71 @@
+// A client of one message bus.
+#pragma once
+
+#include <memory>
+#include <string>
+
+#include <platform/bus/Error.h>
+#include <platform/bus/message/SendReturn.h>
+#include <platform/bus/message/Signal.h>
+#include <platform/bus/message/method/Call.h>
+#include <platform/bus/message/method/Return.h>
+#include <platform/core/shared/Pointer.h>
+
+namespace Quarnix::Bus {
+
+namespace Internal {
+class Client;
+}
+
+/// Numbers and sends messages, matches replies, routes signals and calls to bus objects, tracks who owns the names that
+/// proxies talk to, and comes back after the bus was gone.
+///
+/// Connecting happens at the first use, never when it is opened. When the bus goes, calls in flight get the error reply
+/// "org.freedesktop.DBus.Error.Disconnected" at once; the next use connects again, and while an object is started that
+/// happens in the background with growing pauses. Nothing is replayed.
+///
+/// Threads: every operation may be called from any thread, from hooks of bus objects too. In a forked child every
+/// operation refuses with an error.
+/// Ownership: shared by the bus objects that use it; goes with the last of them.
+class HEVRA_EXPORT Connection {
+ public:
+  /// `where`: "system" (DBUS_SYSTEM_BUS_ADDRESS, else the standard socket), "session" (DBUS_SESSION_BUS_ADDRESS),
+  /// "in-process" (the bus inside this process, which needs no daemon) or an address such as "unix:path=/run/bus" or
+  /// "unix:abstract=name"; several addresses behind ';' are tried in turn. Raises InvalidArgument for anything else.
+  static Shared::Pointer<Connection> open(const std::string& where);
+  /// The connection of every bus object that was given none: what `setDefault` set, else the one that the environment
+  /// variable HEVRA_BUS names, else the system bus. Raises InvalidArgument when HEVRA_BUS is no such place.
+  static Shared::Pointer<Connection> getDefault();
+  static void setDefault(Shared::Pointer<Connection> connection);
+
+  /// Not for applications: `open` makes connections.
+  explicit Connection(std::shared_ptr<Internal::Client> client) noexcept;
+  ~Connection();
+  Connection(const Connection&) = delete;
+  Connection& operator=(const Connection&) = delete;
+
+  /// Sends the call to its own path and destination and waits for the reply or the call's time-out. Whatever goes wrong
+  /// on the way is an error reply; what must not be sent raises InvalidArgument or UnusableMessage. A call that expects
+  /// no reply returns an empty one as soon as it is sent.
+  Message::SendReturn call(Message::Method::Call& call);
+  /// Sends a signal, or a reply; returns when it is on its way. A failure is logged.
+  void send(Message::Signal& signal);
+  void send(Message::Method::Return& reply);
+
+  /// Owns the bus name from now on, also after reconnecting. Start the served objects first. Raises StartFailed when
+  /// the bus is not there, forbids it or another connection has the name.
+  void requestName(const std::string& name);
+  void releaseName(const std::string& name);
+  /// The unique name of the connection that owns `name`, empty when nobody does. An error reply of the bus is thrown as
+  /// it is.
+  std::string getNameOwner(const std::string& name);
+  /// This connection's unique name; connects if need be. Throws as getNameOwner.
+  std::string getUniqueName();
+
+  Internal::Client& client() const noexcept { return *client_; }
+
+ private:
+  std::shared_ptr<Internal::Client> client_;
+};
+
+}  // namespace Quarnix::Bus

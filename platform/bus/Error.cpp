@@ -1,0 +1,23 @@
+// The error names of libBus, and the key functions of its error classes.
+#include <platform/bus/Error.h>
+
+namespace Quarnix::Bus {
+
+Error::~Error() = default;
+InvalidArgument::~InvalidArgument() = default;
+TypeMismatch::~TypeMismatch() = default;
+NotAContainer::~NotAContainer() = default;
+EndOfContainer::~EndOfContainer() = default;
+UnusableMessage::~UnusableMessage() = default;
+InvalidMessage::~InvalidMessage() = default;
+StartFailed::~StartFailed() = default;
+
+const char* InvalidArgument::getId() const noexcept { return "com.quarnix.Framework.Bus.InvalidArgument"; }
+const char* TypeMismatch::getId() const noexcept { return "com.quarnix.Framework.Bus.TypeMismatch"; }
+const char* NotAContainer::getId() const noexcept { return "com.quarnix.Framework.Bus.NotAContainer"; }
+const char* EndOfContainer::getId() const noexcept { return "com.quarnix.Framework.Bus.EndOfContainer"; }
+const char* UnusableMessage::getId() const noexcept { return "com.quarnix.Framework.Bus.UnusableMessage"; }
+const char* InvalidMessage::getId() const noexcept { return "com.quarnix.Framework.Bus.InvalidMessage"; }
+const char* StartFailed::getId() const noexcept { return "com.quarnix.Framework.Bus.StartFailed"; }
+
+}  // namespace Quarnix::Bus

@@ -1,0 +1,92 @@
+// Parsing of bus addresses.
+#include <platform/bus/connection/Address.h>
+
+#include <sys/socket.h>
+#include <sys/un.h>
+
+#include <cstdlib>
+
+#include <platform/bus/Error.h>
+
+namespace Quarnix::Bus::Internal {
+
+namespace {
+
+constexpr const char* STANDARD_SYSTEM_BUS = "unix:path=/run/dbus/system_bus_socket";
+
+[[noreturn]] void fail(std::string_view text, const std::string& why) {
+  throw InvalidArgument("Bus address \"" + std::string(text) + "\": " + why);
+}
+
+int hexadecimal(char c) noexcept {
+  if (c >= '0' && c <= '9') return c - '0';
+  if (c >= 'a' && c <= 'f') return c - 'a' + 10;
+  if (c >= 'A' && c <= 'F') return c - 'A' + 10;
+  return -1;
+}
+
+std::string unescape(std::string_view whole, std::string_view value) {
+  std::string result;
+  for (std::size_t i = 0; i < value.size(); ++i) {
+    if (value[i] != '%') {
+      result += value[i];
+      continue;
+    }
+    const int high = i + 2 < value.size() ? hexadecimal(value[i + 1]) : -1;
+    const int low = high >= 0 ? hexadecimal(value[i + 2]) : -1;
+    if (low < 0) fail(whole, "expected two hexadecimal digits behind '%'");
+    result += static_cast<char>(high * 16 + low);
+    i += 2;
+  }
+  return result;
+}
+
+/// One entry behind "unix:"; its keys are path or abstract, and others (such as guid) are passed over.
+Address parseUnix(std::string_view whole, std::string_view keys) {
+  Address address;
+  while (!keys.empty()) {
+    const std::string_view entry = keys.substr(0, keys.find(','));
+    keys.remove_prefix(std::min(keys.size(), entry.size() + 1));
+    const std::size_t equals = entry.find('=');
+    if (equals == std::string_view::npos) fail(whole, "expected KEY=VALUE, such as path=/run/dbus/system_bus_socket");
+    const std::string_view key = entry.substr(0, equals);
+    if (key != "path" && key != "abstract") continue;
+    if (!address.path.empty()) fail(whole, "expected only one of path= and abstract=");
+    const std::string value = unescape(whole, entry.substr(equals + 1));
+    if (value.empty()) fail(whole, "expected a value behind " + std::string(key) + "=");
+    address.path = key == "path" ? value : '\0' + value;
+  }
+  if (address.path.empty()) fail(whole, "expected path= or abstract=");
+  if (address.path.size() >= sizeof(sockaddr_un::sun_path))
+    fail(whole, "expected a socket path of at most " + std::to_string(sizeof(sockaddr_un::sun_path) - 1) + " bytes");
+  return address;
+}
+
+}  // namespace
+
+std::vector<Address> parseAddresses(std::string_view text) {
+  std::vector<Address> addresses;
+  std::string_view rest = text;
+  while (!rest.empty()) {
+    const std::string_view entry = rest.substr(0, rest.find(';'));
+    rest.remove_prefix(std::min(rest.size(), entry.size() + 1));
+    const std::size_t colon = entry.find(':');
+    if (colon == std::string_view::npos)
+      fail(text, "expected \"system\", \"session\", \"in-process\" or unix:path=...");
+    if (entry.substr(0, colon) == "unix") addresses.push_back(parseUnix(text, entry.substr(colon + 1)));
+  }
+  if (addresses.empty()) fail(text, "expected a unix:path=... or unix:abstract=... address");
+  return addresses;
+}
+
+std::vector<Address> systemBusAddresses() {
+  const char* given = std::getenv("DBUS_SYSTEM_BUS_ADDRESS");
+  return parseAddresses(given && *given ? given : STANDARD_SYSTEM_BUS);
+}
+
+std::vector<Address> sessionBusAddresses() {
+  if (const char* given = std::getenv("DBUS_SESSION_BUS_ADDRESS"); given && *given) return parseAddresses(given);
+  throw InvalidArgument("Bus \"session\": expected its address in DBUS_SESSION_BUS_ADDRESS, which is not set");
+}
+
+}  // namespace Quarnix::Bus::Internal

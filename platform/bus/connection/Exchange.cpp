@@ -1,0 +1,276 @@
+// Sending and waiting: calls, the queue of outgoing messages, and the roles of reader and writer.
+#include <poll.h>
+#include <sys/epoll.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <new>
+
+#include <platform/bus/connection/Client.h>
+#include <platform/bus/connection/Driver.h>
+#include <platform/bus/connection/MutexUnlock.h>
+#include <platform/core/log/Logger.h>
+#include <platform/core/time/Clock.h>
+
+namespace Quarnix::Bus::Internal {
+
+using Message::Method::Call;
+using Message::Method::Return;
+
+namespace {
+
+std::string seconds(const Time::Elapsed& span) {
+  std::string text = std::to_string(span.getNanoseconds() / 1'000'000 % 1000);
+  text.insert(0, 3 - text.size(), '0');
+  text = std::to_string(span.getSeconds()) + "." + text;
+  while (text.back() == '0') text.pop_back();
+  if (text.back() == '.') text.pop_back();
+  return text;
+}
+
+}  // namespace
+
+std::uint32_t Client::nextSerial() noexcept {
+  // 0 is no serial, and one that is still waited for is not used again.
+  do {
+    ++serial_;
+  } while (serial_ == 0 || (!pending_.empty() && pending_.count(serial_)));
+  return serial_;
+}
+
+void Client::submit(Message::Base& message, const Message::Base::Route& route,
+                    const std::shared_ptr<Pending>& pending) {
+  const std::uint32_t serial = nextSerial();
+  Message::Base::Route complete = route;
+  // A bus daemon names the sender itself; the in-process bus passes our bytes on as they are.
+  if (addresses_.empty()) complete.sender = uniqueName_;
+  Message::Frame frame = message.seal(serial, complete);
+  pending->serial = serial;
+  outgoing_.push_back({std::move(frame), pending});
+  if (!pending->replyExpected) return;
+  try {
+    pending_.emplace(serial, pending);
+  } catch (...) {
+    outgoing_.pop_back();
+    throw;
+  }
+}
+
+Return Client::call(Call& call, std::string_view path, Host* host) {
+  requireSameProcess();
+  const Time::Monotonic deadline = Time::Clock::get().now() + call.getTimeout();
+  MutexLock lock(mutex_);
+  for (;;) {
+    if (std::optional<Return> failure = connect(deadline)) return std::move(*failure);
+    if (pending_.size() >= MAXIMUM_OUTSTANDING_CALLS)
+      return Return("org.freedesktop.DBus.Error.LimitsExceeded",
+                    "More than " + std::to_string(MAXIMUM_OUTSTANDING_CALLS) + " calls wait for a reply");
+
+    auto pending = std::make_shared<Pending>();
+    pending->replyExpected = call.isReplyExpected();
+    pending->host = host;
+    pending->owner = host ? host->owner : std::string(call.getDestination());
+    submit(call, {path, host ? std::string_view(host->name) : std::string_view(), {}}, pending);
+    if (!writing_) flush();
+    if (!pending->done) await(*pending, deadline);
+    if (pending->retry) continue;
+    if (pending->reply) return std::move(*pending->reply);
+    // A call that expects no reply is done when it is sent.
+    if (pending->done) return Return(Call());
+
+    withdraw(pending);
+    return Return("org.freedesktop.DBus.Error.NoReply", "No reply to " + std::string(call.getMember()) + " from " +
+                                                            (host ? host->name : call.getDestination()) + " within " +
+                                                            seconds(call.getTimeout()) + " s");
+  }
+}
+
+/// Empty when the message is on its way, otherwise what prevented it.
+std::string Client::sendAndWait(Message::Base& message, bool reconnect) {
+  requireSameProcess();
+  const Time::Monotonic deadline = Time::Clock::get().now() + Call::DEFAULT_TIMEOUT;
+  MutexLock lock(mutex_);
+  for (;;) {
+    if (!reconnect && !transport_) return "the connection to the message bus was lost";
+    if (const std::optional<Return> failure = connect(deadline)) return failure->getErrorText();
+    auto pending = std::make_shared<Pending>();
+    submit(message, {}, pending);
+    if (!writing_) flush();
+    if (!pending->done) await(*pending, deadline);
+    if (pending->retry) continue;
+    if (pending->reply) return pending->reply->getErrorText();
+    if (pending->done) return {};
+    withdraw(pending);
+    return "the bus does not take it";
+  }
+}
+
+void Client::send(Message::Signal& signal) {
+  if (const std::string failure = sendAndWait(signal, true); !failure.empty())
+    Log::printQuietly(Log::Priority::WARNING, "Signal %s of %s was not sent: %s", signal.getMember(), signal.getPath(),
+                      failure.c_str());
+}
+
+void Client::send(Return& reply) {
+  if (const std::string failure = sendAndWait(reply, false); !failure.empty())
+    Log::printQuietly(Log::Priority::WARNING, "Reply to %s was not sent: %s", reply.getDestination(), failure.c_str());
+}
+
+void Client::finish(Pending& pending) {
+  pending.done = true;
+  if (pending.waiting) pending.changed.notifyOne();
+}
+
+/// Takes a message that is given up out of all lists. One of which a part has left stays queued: its rest must follow.
+void Client::withdraw(const std::shared_ptr<Pending>& pending) {
+  pending_.erase(pending->serial);
+  if (pending->accepted) return;
+  const auto found =
+      std::find_if(outgoing_.begin(), outgoing_.end(), [&](const Outgoing& entry) { return entry.pending == pending; });
+  if (found != outgoing_.end()) outgoing_.erase(found);
+}
+
+/// Writes what is queued until the link takes no more. Whoever comes while somebody writes only queues.
+void Client::flush() {
+  constexpr std::size_t BATCH = 8;
+  writing_ = true;
+  const std::shared_ptr<Transport> transport = transport_;
+  while (transport && transport_ == transport && !outgoing_.empty()) {
+    // References of our own: while the mutex is not held the queue may be emptied by a loss of the link.
+    Message::Frame frames[BATCH];
+    const std::size_t count = std::min(BATCH, outgoing_.size());
+    for (std::size_t i = 0; i < count; ++i) frames[i] = outgoing_[i].frame;
+    // A message that is being written must not be withdrawn under the writer's hands.
+    for (std::size_t i = 0; i < count; ++i)
+      if (outgoing_[i].pending) outgoing_[i].pending->accepted = true;
+    const std::size_t offset = outgoingOffset_;
+    std::ptrdiff_t written = 0;
+    {
+      MutexUnlock unlock(mutex_);
+      written = transport->write(frames, count, offset);
+    }
+    if (transport_ != transport) break;
+
+    std::size_t left = written > 0 ? static_cast<std::size_t>(written) + offset : offset;
+    std::size_t complete = 0;
+    for (; complete < count && left >= frames[complete].size(); ++complete) {
+      left -= frames[complete].size();
+      const std::shared_ptr<Pending> pending = std::move(outgoing_.front().pending);
+      outgoing_.pop_front();
+      if (!pending) {
+        unsentAnswers_ -= frames[complete].size();
+      } else if (!pending->replyExpected) {
+        finish(*pending);
+      }
+    }
+    outgoingOffset_ = left;
+    for (std::size_t i = complete + (left > 0); i < count; ++i) {
+      const std::size_t at = i - complete;
+      if (outgoing_[at].pending) outgoing_[at].pending->accepted = false;
+    }
+    if (written < 0) {
+      lose("the bus does not take messages any more");
+      break;
+    }
+    if (complete < count) break;
+  }
+  writing_ = false;
+}
+
+void Client::await(Pending& pending, const Time::Monotonic& deadline) {
+  while (!pending.done) {
+    const bool pollable = transport_ && transport_->descriptor() >= 0;
+    if (pollable && !reading_) {
+      readUntil(pending, deadline);
+      if (!pending.done && Time::Clock::get().now() >= deadline) break;
+      continue;
+    }
+    if (pollable && !pending.accepted && !writing_) {
+      awaitWritable(deadline);
+      if (!pending.done && Time::Clock::get().now() >= deadline) break;
+      continue;
+    }
+    pending.waiting = true;
+    waiters_.push_back(&pending);
+    const bool inTime = Time::Clock::get().wait(pending.changed, mutex_, deadline);
+    pending.waiting = false;
+    waiters_.erase(std::find(waiters_.begin(), waiters_.end(), &pending));
+    if (!inTime) break;
+  }
+  // Whoever leaves hands on the roles that it held or was woken for.
+  passOn();
+}
+
+/// The reader's role: polls and reads the socket until the awaited message is done, for everybody.
+void Client::readUntil(Pending& pending, const Time::Monotonic& deadline) {
+  const std::shared_ptr<Transport> transport = transport_;
+  reading_ = true;
+  arm(0);
+  std::string reason;
+  while (!pending.done && transport_ == transport) {
+    const bool unsent = !outgoing_.empty() && !writing_;
+    pollfd descriptors[2] = {{transport->descriptor(), static_cast<short>(unsent ? POLLIN | POLLOUT : POLLIN), 0}, {}};
+    int ready = 0;
+    bool alive = true;
+    try {
+      MutexUnlock unlock(mutex_);
+      ready = Time::Clock::get().poll(descriptors, 1, deadline);
+      if (ready > 0 && (descriptors[0].revents & ~POLLOUT)) alive = transport->read(arrived_, reason);
+    } catch (const std::bad_alloc&) {
+      // What does not fit into memory cannot be skipped: the stream would be out of step.
+      alive = false;
+      reason = "no memory for a message of the bus";
+    }
+    if (ready == 0 || (ready < 0 && errno != EINTR)) break;
+    if (transport_ != transport) {
+      arrived_.clear();
+      break;
+    }
+    dispatchAll(arrived_);
+    if (!alive) {
+      lose(reason);
+      break;
+    }
+    if (!outgoing_.empty() && !writing_ && (!unsent || (descriptors[0].revents & POLLOUT))) flush();
+    // Also when messages for others never cease, the deadline is the deadline.
+    if (!pending.done && Time::Clock::get().now() >= deadline) break;
+  }
+  reading_ = false;
+}
+
+/// The writer's role while the link takes nothing and somebody else reads.
+void Client::awaitWritable(const Time::Monotonic& deadline) {
+  const std::shared_ptr<Transport> transport = transport_;
+  writing_ = true;
+  pollfd descriptors[2] = {{transport->descriptor(), POLLOUT, 0}, {}};
+  int ready = 0;
+  {
+    MutexUnlock unlock(mutex_);
+    ready = Time::Clock::get().poll(descriptors, 1, deadline);
+  }
+  writing_ = false;
+  if (ready > 0 && transport_ == transport) flush();
+}
+
+void Client::passOn() {
+  if (!transport_ || transport_->descriptor() < 0 || reading_) return;
+  if (!waiters_.empty()) {
+    waiters_.front()->changed.notifyOne();
+  } else if (backgroundParked_) {
+    backgroundChanged_.notifyAll();
+  } else {
+    arm(!outgoing_.empty() && !writing_ ? EPOLLIN | EPOLLOUT : EPOLLIN);
+  }
+}
+
+/// Sets what wakes the background thread. Callers that read switch it off, so that it sleeps through their traffic.
+void Client::arm(std::uint32_t events) noexcept {
+  if (!backgroundRuns_ || armed_ == events || watched_.lock() != transport_) return;
+  epoll_event event{};
+  event.events = events;
+  event.data.u64 = 1;
+  ::epoll_ctl(epoll_, EPOLL_CTL_MOD, transport_->descriptor(), &event);
+  armed_ = events;
+}
+
+}  // namespace Quarnix::Bus::Internal

@@ -1,0 +1,67 @@
+// The bus inside the process: names, unicast and signals between connections, without a daemon, a socket or a copy of
+// a body.
+#pragma once
+
+#include <cstdint>
+#include <map>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include <platform/bus/connection/MatchRule.h>
+#include <platform/bus/connection/Transport.h>
+#include <platform/bus/message/method/Call.h>
+#include <platform/bus/message/method/Return.h>
+#include <platform/core/Mutex.h>
+
+namespace Quarnix::Bus::Internal {
+
+class Client;
+
+/// Routes as a bus daemon does, and answers the calls to "org.freedesktop.DBus" that a connection makes. There is one
+/// in the process, made on first use and never destroyed.
+///
+/// Threads: any. A message is handed over on its sender's thread, with the bus's mutex held, so that all connections
+/// see messages and changes of owners in one order; the order of locks is bus, connection, object.
+class InProcessBus {
+ public:
+  static InProcessBus& get();
+
+  /// A link for the client, under a unique name of its own.
+  std::shared_ptr<Transport> attach(const std::shared_ptr<Client>& client) HEVRA_EXCLUDES(mutex_);
+
+ private:
+  class Link;
+  using Return = Message::Method::Return;
+  using Call = Message::Method::Call;
+
+  struct Member {
+    std::weak_ptr<Client> client;
+    std::vector<MatchRule> rules;
+    std::vector<std::string> names;
+  };
+  /// Clients that have been handed something and may have answers to send, once the mutex is free.
+  using Touched = std::vector<std::shared_ptr<Client>>;
+
+  void detach(const std::string& uniqueName) HEVRA_EXCLUDES(mutex_);
+  void route(const std::string& sender, const Message::Frame& frame) HEVRA_EXCLUDES(mutex_);
+
+  void broadcast(const std::string& sender, const Received& message, Touched& touched) HEVRA_REQUIRES(mutex_);
+  bool handTo(const std::string& uniqueName, const Received& message, Touched& touched) HEVRA_REQUIRES(mutex_);
+  void reply(const std::string& to, Return&& answer, Touched& touched) HEVRA_REQUIRES(mutex_);
+  void announceOwner(const std::string& name, const std::string& before, const std::string& now, Touched& touched)
+      HEVRA_REQUIRES(mutex_);
+  void drive(const std::string& sender, const Received& message, Touched& touched) HEVRA_REQUIRES(mutex_);
+  Return answerCall(const std::string& sender, const Call& call, Touched& touched) HEVRA_REQUIRES(mutex_);
+  Return requestName(const std::string& sender, const Call& call, const std::string& name, Touched& touched)
+      HEVRA_REQUIRES(mutex_);
+  const std::string* ownerOf(const std::string& name) const HEVRA_REQUIRES(mutex_);
+
+  Mutex mutex_;
+  std::map<std::string, Member, std::less<>> members_ HEVRA_GUARDED_BY(mutex_);      // by unique name
+  std::map<std::string, std::string, std::less<>> owners_ HEVRA_GUARDED_BY(mutex_);  // of the names that were asked for
+  std::uint64_t next_ HEVRA_GUARDED_BY(mutex_) = 1;
+  std::uint32_t serial_ HEVRA_GUARDED_BY(mutex_) = 0;
+};
+
+}  // namespace Quarnix::Bus::Internal

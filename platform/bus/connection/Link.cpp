@@ -1,0 +1,274 @@
+// The link to the bus: connecting, losing it, coming back, and the thread that does so in the background.
+#include <pthread.h>
+#include <sys/epoll.h>
+#include <sys/eventfd.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <atomic>
+#include <cerrno>
+#include <cstring>
+#include <new>
+#include <utility>
+
+#include <platform/bus/Error.h>
+#include <platform/bus/connection/Client.h>
+#include <platform/bus/connection/InProcessBus.h>
+#include <platform/bus/connection/MutexUnlock.h>
+#include <platform/bus/connection/SocketTransport.h>
+#include <platform/core/Thread.h>
+#include <platform/core/log/Logger.h>
+#include <platform/core/time/Clock.h>
+
+namespace Quarnix::Bus::Internal {
+
+using Message::Method::Return;
+
+namespace {
+
+constexpr unsigned int BACKGROUND_STACK = 16 * 1024;
+
+std::atomic<unsigned> forkCount{0};
+
+/// Counts in every forked child, so that a connection made before the fork knows that its threads and the state of its
+/// mutex have stayed behind in the parent.
+unsigned countForks() {
+  static const int registered = pthread_atfork(nullptr, nullptr, [] { forkCount.fetch_add(1); });
+  static_cast<void>(registered);
+  return forkCount.load();
+}
+
+Time::Elapsed withJitter(const Time::Elapsed& pause) {
+  static std::atomic<std::uint32_t> seed{static_cast<std::uint32_t>(::getpid())};
+  const std::uint32_t draw = seed.fetch_add(0x9e3779b9u) * 2654435769u >> 16;  // 0 to 65535
+  return Time::Elapsed::ofNanoseconds(pause.getNanoseconds() / 4 * 3 + pause.getNanoseconds() / 4 * draw / 65535);
+}
+
+}  // namespace
+
+Client::Client(std::vector<Address> addresses) : addresses_(std::move(addresses)), forks_(countForks()) {}
+
+Client::~Client() {
+  if (epoll_ >= 0) ::close(epoll_);
+  if (wake_ >= 0) ::close(wake_);
+}
+
+void Client::requireSameProcess() const {
+  if (forkCount.load(std::memory_order_relaxed) != forks_)
+    throw UnusableMessage("The connection was opened before this process was forked: expected one of its own");
+}
+
+std::optional<Return> Client::connect(const Time::Monotonic& deadline) {
+  while (state_ != State::CONNECTED) {
+    if (closed_) return Return("org.freedesktop.DBus.Error.Disconnected", "The connection is closed");
+    if (state_ == State::CONNECTING) {
+      const std::uint64_t attempt = attempts_;
+      if (!Time::Clock::get().wait(stateChanged_, mutex_, deadline))
+        return Return("org.freedesktop.DBus.Error.NoReply", "The message bus was not reached in time");
+      if (state_ == State::DISCONNECTED && attempts_ != attempt && lastFailure_) return lastFailure_;
+      continue;
+    }
+    state_ = State::CONNECTING;
+    std::shared_ptr<Transport> transport;
+    std::optional<Return> failure;
+    try {
+      MutexUnlock unlock(mutex_);
+      if (addresses_.empty()) {
+        transport = InProcessBus::get().attach(shared_from_this());
+      } else {
+        const Time::Monotonic limit = Time::Clock::get().now() + SocketTransport::MAXIMUM_CONNECT_TIME;
+        transport = SocketTransport::connect(addresses_, std::min(deadline, limit));
+      }
+    } catch (const Return& error) {
+      failure = error;
+    } catch (const std::bad_alloc&) {
+      failure.emplace("org.freedesktop.DBus.Error.NoMemory", "No memory to connect to the message bus");
+    }
+    ++attempts_;
+    state_ = State::DISCONNECTED;
+    lastFailure_ = failure;
+    if (transport && !closed_) adopt(std::move(transport));
+    stateChanged_.notifyAll();
+    if (failure) return failure;
+  }
+  return std::nullopt;
+}
+
+void Client::adopt(std::shared_ptr<Transport> transport) {
+  transport_ = std::move(transport);
+  uniqueName_ = transport_->uniqueName();
+  state_ = State::CONNECTED;
+  armed_ = 0;
+  restore();
+  if (!writing_) flush();
+  wakeBackground();
+}
+
+/// Everything that was on its way ends here: a message of which nothing has left may go out on the next link, every
+/// other call gets its error reply at once.
+void Client::lose(const std::string& reason) {
+  if (!transport_) return;
+  transport_->shutdown();
+  transport_.reset();
+  uniqueName_.clear();
+  state_ = State::DISCONNECTED;
+
+  const auto outgoing = std::exchange(outgoing_, {});
+  const auto pending = std::exchange(pending_, {});
+  outgoingOffset_ = 0;
+  unsentAnswers_ = 0;
+  for (auto& [name, host] : hosts_) host.owner.clear();
+
+  const Return error("org.freedesktop.DBus.Error.Disconnected",
+                     "The connection to the message bus was lost: " + reason);
+  for (const Outgoing& entry : outgoing) {
+    if (!entry.pending) continue;
+    if (!entry.pending->accepted) {
+      entry.pending->retry = !closed_;
+    }
+    if (!entry.pending->retry) entry.pending->reply = error;
+    finish(*entry.pending);
+  }
+  for (const auto& [serial, entry] : pending) {
+    if (entry->done || entry->handler) continue;
+    entry->reply = error;
+    finish(*entry);
+  }
+  wakeBackground();
+}
+
+void Client::close() noexcept {
+  std::shared_ptr<Transport>
+      last;  // goes after the mutex: leaving the in-process bus takes the bus's, which comes first
+  MutexLock lock(mutex_);
+  last = transport_;
+  closed_ = true;
+  lose("it was closed");
+  stateChanged_.notifyAll();
+  wakeBackground();
+}
+
+void Client::keepInBackground() {
+  if (addresses_.empty() || backgroundRuns_) return;
+  if (epoll_ < 0) epoll_ = ::epoll_create1(EPOLL_CLOEXEC);
+  if (wake_ < 0) {
+    wake_ = ::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
+    epoll_event event{};
+    event.events = EPOLLIN;
+    if (epoll_ >= 0 && wake_ >= 0) ::epoll_ctl(epoll_, EPOLL_CTL_ADD, wake_, &event);
+  }
+  if (epoll_ < 0 || wake_ < 0)
+    throw StartFailed(std::string("Cannot listen to the message bus in the background: ") + std::strerror(errno));
+  auto self = std::make_unique<std::shared_ptr<Client>>(shared_from_this());
+  pthread_t thread{};
+  if (const int error = startThread(thread, BACKGROUND_STACK, "hevra-bus", &Client::backgroundThread, self.get()))
+    throw StartFailed(std::string("Cannot listen to the message bus in the background: ") + std::strerror(error));
+  ::pthread_detach(thread);
+  self.release();
+  backgroundRuns_ = true;
+}
+
+void Client::wakeBackground() noexcept {
+  if (!backgroundRuns_) return;
+  backgroundChanged_.notifyAll();
+  const std::uint64_t one = 1;
+  static_cast<void>(!::write(wake_, &one, sizeof one));
+}
+
+void* Client::backgroundThread(void* client) {
+  const std::unique_ptr<std::shared_ptr<Client>> self(static_cast<std::shared_ptr<Client>*>(client));
+  (*self)->background();
+  return nullptr;
+}
+
+void Client::background() {
+  MutexLock lock(mutex_);
+  Time::Elapsed pause = FIRST_PAUSE;
+  while (!closed_ && !(proxies_.empty() && servers_.empty() && names_.empty())) {
+    if (!transport_) {
+      if (!connect(Time::Clock::get().now() + SocketTransport::MAXIMUM_CONNECT_TIME)) {
+        pause = FIRST_PAUSE;
+        continue;
+      }
+      Time::Clock::get().wait(backgroundChanged_, mutex_, Time::Clock::get().now() + withJitter(pause));
+      pause = std::min(pause + pause, LAST_PAUSE);
+      continue;
+    }
+    if (reading_) {
+      backgroundParked_ = true;
+      backgroundChanged_.wait(mutex_);
+      backgroundParked_ = false;
+      continue;
+    }
+    const std::shared_ptr<Transport> transport = transport_;
+    const std::uint32_t events = !outgoing_.empty() && !writing_ ? EPOLLIN | EPOLLOUT : EPOLLIN;
+    if (watched_.lock() == transport) {
+      arm(events);
+    } else {
+      epoll_event event{};
+      event.events = armed_ = events;
+      event.data.u64 = 1;
+      ::epoll_ctl(epoll_, EPOLL_CTL_ADD, transport->descriptor(), &event);
+      watched_ = transport;
+    }
+    epoll_event ready[2] = {};
+    int count = 0;
+    {
+      const int epoll = epoll_;
+      MutexUnlock unlock(mutex_);
+      count = ::epoll_wait(epoll, ready, 2, -1);
+    }
+    for (int i = 0; i < count; ++i) {
+      if (ready[i].data.u64 == 0) {
+        std::uint64_t ignored = 0;
+        static_cast<void>(!::read(wake_, &ignored, sizeof ignored));
+      } else if (transport_ == transport && !reading_) {
+        backgroundTurn(transport);
+      }
+    }
+  }
+  backgroundRuns_ = false;
+  armed_ = 0;
+  if (const std::shared_ptr<Transport> transport = watched_.lock()) {
+    ::epoll_ctl(epoll_, EPOLL_CTL_DEL, transport->descriptor(), nullptr);
+    watched_.reset();
+  }
+}
+
+void Client::backgroundTurn(const std::shared_ptr<Transport>& transport) {
+  reading_ = true;
+  std::string reason;
+  bool alive = true;
+  try {
+    MutexUnlock unlock(mutex_);
+    alive = transport->read(arrived_, reason);
+  } catch (const std::bad_alloc&) {
+    alive = false;
+    reason = "no memory for a message of the bus";
+  }
+  if (transport_ == transport) {
+    dispatchAll(arrived_);
+    if (!alive) {
+      lose(reason);
+      MutexUnlock unlock(mutex_);
+      Log::printQuietly(Log::Priority::WARNING, "Lost the message bus: %s", reason.c_str());
+    } else if (!outgoing_.empty() && !writing_) {
+      flush();
+    }
+  }
+  arrived_.clear();
+  reading_ = false;
+  passOn();
+  if (dropped_.load(std::memory_order_relaxed)) {
+    MutexUnlock unlock(mutex_);
+    reportDropped();
+  }
+}
+
+void Client::reportDropped() noexcept {
+  if (const unsigned count = dropped_.exchange(0))
+    Log::printQuietly(Log::Priority::ERROR, "%u bus messages were dropped: no memory, or a bus that does not read",
+                      count);
+}
+
+}  // namespace Quarnix::Bus::Internal

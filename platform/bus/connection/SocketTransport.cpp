@@ -1,0 +1,294 @@
+// Connecting to a bus daemon, and the stream of messages over its socket.
+#include <platform/bus/connection/SocketTransport.h>
+
+#include <fcntl.h>
+#include <poll.h>
+#include <sys/socket.h>
+#include <sys/uio.h>
+#include <sys/un.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstddef>
+#include <cstring>
+#include <optional>
+
+#include <platform/bus/connection/Authentication.h>
+#include <platform/bus/connection/Driver.h>
+#include <platform/bus/message/Codec.h>
+#include <platform/bus/message/Limits.h>
+#include <platform/bus/message/method/Call.h>
+#include <platform/bus/message/method/Return.h>
+#include <platform/core/time/Clock.h>
+
+namespace Quarnix::Bus::Internal {
+
+using Message::Method::Return;
+
+Transport::~Transport() = default;
+
+namespace {
+
+std::string describe(const Address& address) {
+  if (address.path[0] == '\0') return "unix:abstract=" + address.path.substr(1);
+  return "unix:path=" + address.path;
+}
+
+const char* errorNameOf(int error) noexcept {
+  switch (error) {
+    case EACCES:
+    case EPERM:
+      return "org.freedesktop.DBus.Error.AccessDenied";
+    case EMFILE:
+    case ENFILE:
+    case ENOMEM:
+    case ENOBUFS:
+      return "org.freedesktop.DBus.Error.LimitsExceeded";
+    default:
+      return "org.freedesktop.DBus.Error.NoServer";
+  }
+}
+
+int openSocket(const Address& address, const Time::Monotonic& deadline) {
+  const int descriptor = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
+  if (descriptor < 0) return -1;
+  sockaddr_un name{};
+  name.sun_family = AF_UNIX;
+  std::memcpy(name.sun_path, address.path.data(), address.path.size());
+  const auto length =
+      static_cast<socklen_t>(offsetof(sockaddr_un, sun_path) + address.path.size() + (address.path[0] == '\0' ? 0 : 1));
+  while (::connect(descriptor, reinterpret_cast<const sockaddr*>(&name), length) != 0) {
+    // EAGAIN: the bus's queue of connections is full. There is nothing to wait for but time.
+    if (errno == EINTR) continue;
+    const int error = errno;
+    if (error == EAGAIN && Time::Clock::get().now() < deadline) {
+      pollfd none[1];
+      Time::Clock::get().poll(none, 0, std::min(deadline, Time::Clock::get().now() + Time::Elapsed(0, 10'000'000)));
+      continue;
+    }
+    ::close(descriptor);
+    errno = error;
+    return -1;
+  }
+  return descriptor;
+}
+
+}  // namespace
+
+std::shared_ptr<SocketTransport> SocketTransport::connect(const std::vector<Address>& addresses,
+                                                          const Time::Monotonic& deadline) {
+  std::optional<Return> failure;
+  for (const Address& address : addresses) {
+    const int descriptor = openSocket(address, deadline);
+    if (descriptor < 0) {
+      const int error = errno;
+      if (!failure)
+        failure.emplace(errorNameOf(error),
+                        "Cannot connect to the message bus at " + describe(address) + ": " + std::strerror(error));
+      continue;
+    }
+    try {
+      auto transport = std::make_shared<SocketTransport>(descriptor);
+      transport->authenticate(deadline);
+      transport->greet(deadline);
+      return transport;
+    } catch (const Return& error) {
+      if (!failure)
+        failure.emplace(error.getErrorName(),
+                        "Cannot connect to the message bus at " + describe(address) + ": " + error.getErrorText());
+    }
+  }
+  throw *failure;
+}
+
+SocketTransport::SocketTransport(int descriptor) : descriptor_(descriptor) {
+  try {
+    buffer_.reset(new std::uint8_t[BUFFER_SIZE]);
+  } catch (...) {
+    ::close(descriptor);
+    throw;
+  }
+}
+
+SocketTransport::~SocketTransport() { ::close(descriptor_); }
+
+void SocketTransport::shutdown() noexcept { ::shutdown(descriptor_, SHUT_RDWR); }
+
+void SocketTransport::awaitReady(short events, const Time::Monotonic& deadline) {
+  for (;;) {
+    pollfd descriptors[2] = {{descriptor_, events, 0}, {}};
+    const int ready = Time::Clock::get().poll(descriptors, 1, deadline);
+    if (ready > 0) return;
+    if (ready == 0) throw Return("org.freedesktop.DBus.Error.Timeout", "The bus did not finish the greeting in time");
+    if (errno != EINTR) throw Return("org.freedesktop.DBus.Error.IOError", std::strerror(errno));
+  }
+}
+
+void SocketTransport::writeAll(const char* bytes, std::size_t count, const Time::Monotonic& deadline) {
+  while (count > 0) {
+    const ssize_t written = ::send(descriptor_, bytes, count, MSG_NOSIGNAL | MSG_DONTWAIT);
+    if (written >= 0) {
+      bytes += written;
+      count -= static_cast<std::size_t>(written);
+    } else if (errno == EAGAIN || errno == EWOULDBLOCK) {
+      awaitReady(POLLOUT, deadline);
+    } else if (errno != EINTR) {
+      throw Return("org.freedesktop.DBus.Error.Disconnected", std::strerror(errno));
+    }
+  }
+}
+
+void SocketTransport::authenticate(const Time::Monotonic& deadline) {
+  Authentication authentication(static_cast<std::uint32_t>(::geteuid()));
+  for (;;) {
+    const std::string output = authentication.takeOutput();
+    writeAll(output.data(), output.size(), deadline);
+    if (authentication.state() == Authentication::State::DONE) return;
+    if (authentication.state() == Authentication::State::REFUSED)
+      throw Return("org.freedesktop.DBus.Error.AuthFailed", authentication.reason());
+
+    awaitReady(POLLIN, deadline);
+    const ssize_t count = ::recv(descriptor_, buffer_.get() + end_, BUFFER_SIZE - end_, MSG_DONTWAIT);
+    if (count == 0)
+      throw Return("org.freedesktop.DBus.Error.AuthFailed", "The bus closed the connection during authentication");
+    if (count < 0) {
+      if (errno == EINTR || errno == EAGAIN || errno == EWOULDBLOCK) continue;
+      throw Return("org.freedesktop.DBus.Error.Disconnected", std::strerror(errno));
+    }
+    end_ += static_cast<std::size_t>(count);
+    // Whatever stands behind the dialogue's last line already belongs to messages and stays in the buffer.
+    begin_ += authentication.feed(reinterpret_cast<const char*>(buffer_.get()) + begin_, end_ - begin_);
+    if (begin_ == end_) begin_ = end_ = 0;
+  }
+}
+
+void SocketTransport::greet(const Time::Monotonic& deadline) {
+  Message::Method::Call hello = driverCall("Hello");
+  const Message::Frame frame = hello.seal(1, {});
+  writeAll(reinterpret_cast<const char*>(frame.data()), frame.size(), deadline);
+
+  // The bus answers Hello before it sends anything else, so one message at a time is enough until then.
+  std::vector<Received> messages;
+  std::string reason;
+  while (messages.empty()) {
+    awaitReady(POLLIN, deadline);
+    if (!read(messages, reason)) throw Return("org.freedesktop.DBus.Error.Disconnected", reason);
+  }
+  Received& first = messages.front();
+  const bool reply = first.header.type == static_cast<std::uint8_t>(Message::Type::METHOD_RETURN) ||
+                     first.header.type == static_cast<std::uint8_t>(Message::Type::ERROR);
+  if (!reply || first.header.replySerial != 1)
+    throw Return("org.freedesktop.DBus.Error.Failed", "The bus did not answer the greeting");
+  const Return answer(first.frame, first.header);
+  if (answer.isException()) throw answer;
+  if (std::strcmp(answer.getSignature(), "s") != 0)
+    throw Return("org.freedesktop.DBus.Error.Failed", "The bus answered the greeting without a name");
+  static_cast<const Message::Base&>(answer).begin().get(uniqueName_);
+  early_.assign(std::make_move_iterator(messages.begin() + 1), std::make_move_iterator(messages.end()));
+}
+
+std::ptrdiff_t SocketTransport::write(const Message::Frame* frames, std::size_t count, std::size_t offset) noexcept {
+  constexpr std::size_t MAXIMUM_PIECES = 16;
+  iovec pieces[MAXIMUM_PIECES];
+  count = std::min(count, MAXIMUM_PIECES);
+  for (std::size_t i = 0; i < count; ++i) {
+    const std::size_t skipped = i == 0 ? offset : 0;
+    pieces[i].iov_base = const_cast<std::uint8_t*>(frames[i].data() + skipped);
+    pieces[i].iov_len = frames[i].size() - skipped;
+  }
+  msghdr message{};
+  message.msg_iov = pieces;
+  message.msg_iovlen = count;
+  for (;;) {
+    const ssize_t written = ::sendmsg(descriptor_, &message, MSG_NOSIGNAL | MSG_DONTWAIT);
+    if (written >= 0) return written;
+    if (errno == EAGAIN || errno == EWOULDBLOCK || errno == ENOBUFS) return 0;
+    if (errno != EINTR) return -1;
+  }
+}
+
+bool SocketTransport::read(std::vector<Received>& messages, std::string& reason) {
+  if (!early_.empty()) {
+    std::move(early_.begin(), early_.end(), std::back_inserter(messages));
+    early_.clear();
+    return true;
+  }
+  std::uint8_t* into = buffer_.get() + end_;
+  std::size_t room = BUFFER_SIZE - end_;
+  if (large_) {
+    into = large_.data() + largeFilled_;
+    room = largeSize_ - largeFilled_;
+  }
+  ssize_t count = 0;
+  do {
+    count = ::recv(descriptor_, into, room, MSG_DONTWAIT);
+  } while (count < 0 && errno == EINTR);
+  if (count == 0) {
+    reason = "the bus closed the connection";
+    return false;
+  }
+  if (count < 0) {
+    if (errno == EAGAIN || errno == EWOULDBLOCK) return true;
+    reason = std::strerror(errno);
+    return false;
+  }
+  if (large_) {
+    largeFilled_ += static_cast<std::size_t>(count);
+    if (largeFilled_ < largeSize_) return true;
+    return accept(std::exchange(large_, {}), largeSize_, messages, reason);
+  }
+  end_ += static_cast<std::size_t>(count);
+  return parse(messages, reason);
+}
+
+bool SocketTransport::parse(std::vector<Received>& messages, std::string& reason) {
+  while (end_ - begin_ >= Message::FIXED_HEADER_SIZE) {
+    const std::uint8_t* at = buffer_.get() + begin_;
+    const std::size_t available = end_ - begin_;
+    const Message::DeclaredSize declared = Message::declaredSize(at);
+    if (declared.rule) {
+      reason = std::string("the bus sent an invalid message: ") + declared.rule;
+      return false;
+    }
+    if (declared.size > MAXIMUM_INCOMING_SIZE) {
+      reason = "the bus sent a message of " + std::to_string(declared.size) + " bytes";
+      return false;
+    }
+    if (available >= declared.size) {
+      Message::Storage storage(declared.size);
+      std::memcpy(storage.data(), at, declared.size);
+      begin_ += declared.size;
+      if (!accept(std::move(storage), declared.size, messages, reason)) return false;
+      continue;
+    }
+    if (declared.size > BUFFER_SIZE / 4) {
+      large_ = Message::Storage(declared.size);
+      largeSize_ = declared.size;
+      largeFilled_ = available;
+      std::memcpy(large_.data(), at, available);
+      begin_ = end_;
+    }
+    break;
+  }
+  if (begin_ > 0) {
+    std::memmove(buffer_.get(), buffer_.get() + begin_, end_ - begin_);
+    end_ -= begin_;
+    begin_ = 0;
+  }
+  return true;
+}
+
+bool SocketTransport::accept(Message::Storage storage, std::size_t size, std::vector<Received>& messages,
+                             std::string& reason) {
+  Received received;
+  if (const char* rule = Message::check(storage.data(), size, received.header)) {
+    reason = std::string("the bus sent an invalid message: ") + rule;
+    return false;
+  }
+  received.frame = {std::move(storage), 0, static_cast<std::uint32_t>(size)};
+  messages.push_back(std::move(received));
+  return true;
+}
+
+}  // namespace Quarnix::Bus::Internal

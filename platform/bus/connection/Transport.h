@@ -1,0 +1,43 @@
+// How the bytes of messages leave and arrive: the one seam between a connection and its bus.
+#pragma once
+
+#include <cstddef>
+#include <string>
+#include <vector>
+
+#include <platform/bus/message/Header.h>
+#include <platform/bus/message/Storage.h>
+
+namespace Quarnix::Bus::Internal {
+
+/// A message that has arrived and passed the check.
+struct Received {
+  Message::Frame frame;
+  Message::Header header;
+};
+
+/// A link to a bus that is up. A link that breaks stays broken; reconnecting makes a new one.
+///
+/// Threads: one thread at a time in `write`, one at a time in `read`; `shutdown` from any.
+class Transport {
+ public:
+  virtual ~Transport();
+
+  /// The descriptor to wait on, or -1 when arriving messages are pushed to the client instead of read.
+  virtual int descriptor() const noexcept = 0;
+  /// Writes the frames, of the first what is behind `offset`, as far as the link takes them now. How many bytes were
+  /// taken: 0 when it takes none now, -1 when the link is broken.
+  virtual std::ptrdiff_t write(const Message::Frame* frames, std::size_t count, std::size_t offset) noexcept = 0;
+  /// Appends the messages that are there, without waiting. False when the link is broken, `reason` says why.
+  virtual bool read(std::vector<Received>& messages, std::string& reason) = 0;
+  /// Breaks the link: whoever waits on the descriptor wakes.
+  virtual void shutdown() noexcept = 0;
+
+  /// The name that the bus has given to this connection.
+  const std::string& uniqueName() const noexcept { return uniqueName_; }
+
+ protected:
+  std::string uniqueName_;
+};
+
+}  // namespace Quarnix::Bus::Internal

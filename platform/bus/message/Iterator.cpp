@@ -1,0 +1,236 @@
+// The append iterator's containers, texts and errors.
+#include <platform/bus/message/Iterator.h>
+
+#include <platform/bus/Error.h>
+#include <platform/bus/message/Limits.h>
+#include <platform/bus/message/Names.h>
+#include <platform/bus/message/Signature.h>
+
+namespace Quarnix::Bus::Message {
+
+namespace {
+
+/// What an iterator expects while a container that it opened is open: nothing that anybody could append.
+constexpr const char* CONTAINER_OPEN = "";
+
+std::string quoted(std::string_view text) { return '"' + std::string(text) + '"'; }
+
+}  // namespace
+
+void Iterator::enter(int type) {
+  arrays_ = static_cast<std::uint8_t>(parent_->arrays_ + (type == ARRAY));
+  structures_ = static_cast<std::uint8_t>(parent_->structures_ + (type == STRUCTURE));
+  depth_ = static_cast<std::uint8_t>(parent_->depth_ + 1);
+  if (arrays_ > MAXIMUM_ARRAY_DEPTH || structures_ > MAXIMUM_STRUCTURE_DEPTH || depth_ > MAXIMUM_DEPTH)
+    fail("Container at depth " + std::to_string(depth_) +
+         ": expected at most 32 arrays, 32 structures and 64 levels in all");
+  // From here on only this iterator may append, until `end`.
+  parent_->expected_ = CONTAINER_OPEN;
+  ++body_.open;
+}
+
+Iterator::Iterator(Iterator& parent, char opening) : body_(parent.body_), parent_(&parent), kind_(opening) {
+  if (parent.expected_) {
+    if (*parent.expected_ != opening) parent.failMismatch({&opening, 1});
+    expected_ = parent.expected_ + 1;
+  } else {
+    parent.extend(&opening, 1);
+  }
+  body_.commit(Body::align<8>(body_.reserve(8)));
+  enter(STRUCTURE);
+}
+
+Iterator::Iterator(Iterator& parent, int type, std::string_view contents)
+    : body_(parent.body_), parent_(&parent), kind_(static_cast<char>(type)) {
+  if (type == ARRAY && parent.expected_) {
+    // The contents are already part of a signature that is checked and stays where it is.
+    const std::string_view rest(parent.expected_);
+    if (rest.substr(0, 1) != "a" || rest.substr(1, contents.size()) != contents || contents.empty())
+      parent.failMismatch('a' + std::string(contents));
+    elementBegin_ = parent.expected_ + 1;
+    after_ = elementBegin_ + contents.size();
+  } else {
+    if (const char* rule = checkSingleType(contents)) {
+      body_.unusable = true;
+      require(rule, "signature of a container's contents", contents);
+    }
+    if (type == VARIANT) {
+      parent.take<1>("v");
+      after_ = parent.expected_;
+    } else {
+      parent.takeType('a' + std::string(contents));
+    }
+    contents_ = contents;
+    elementBegin_ = contents_.c_str();
+  }
+  expected_ = elementBegin_;
+  if (type == ARRAY) {
+    elementEnd_ = elementBegin_ + contents.size();
+    std::uint8_t* at = Body::align<4>(body_.reserve(15));
+    lengthAt_ = static_cast<std::uint32_t>(at - body_.storage.data());
+    std::memset(at, 0, 4);
+    // The padding before the first element is there even when there is none, and is not part of the length.
+    at = alignmentOf(*elementBegin_) == 8 ? Body::align<8>(at + 4) : at + 4;
+    body_.commit(at);
+    dataAt_ = static_cast<std::uint32_t>(at - body_.storage.data());
+  } else {
+    std::uint8_t* at = body_.reserve(contents.size() + 2);
+    *at++ = static_cast<std::uint8_t>(contents.size());
+    std::memcpy(at, contents_.c_str(), contents.size() + 1);
+    body_.commit(at + contents.size() + 1);
+  }
+  enter(type);
+}
+
+void Iterator::extend(const char* codes, std::size_t count) {
+  if (body_.signature.size() + count > MAXIMUM_SIGNATURE_LENGTH) {
+    body_.unusable = true;
+    throw InvalidArgument("Signature " + quoted(body_.signature + std::string(codes, count)) +
+                          ": expected at most 255 characters");
+  }
+  body_.signature.append(codes, count);
+}
+
+void Iterator::takeType(std::string_view type) {
+  if (!expected_) {
+    extend(type.data(), type.size());
+    return;
+  }
+  if (std::string_view(expected_).substr(0, type.size()) != type) failMismatch(type);
+  step(expected_ + type.size());
+}
+
+std::uint8_t* Iterator::putString(std::uint8_t* at, std::string_view text) noexcept {
+  at = Body::align<4>(at);
+  const auto length = static_cast<std::uint32_t>(text.size());
+  std::memcpy(at, &length, 4);
+  std::memcpy(at + 4, text.data(), text.size());
+  at[4 + text.size()] = 0;
+  return at + 5 + text.size();
+}
+
+std::uint8_t* Iterator::putText(std::uint8_t* at, std::string_view text) {
+  if (const char* rule = checkText(text)) [[unlikely]] {
+    body_.unusable = true;
+    require(rule, "text", text);
+  }
+  return putString(at, text);
+}
+
+void Iterator::appendPath(std::string_view path) {
+  if (const char* rule = checkPath(path)) {
+    body_.unusable = true;
+    require(rule, "object path", path);
+  }
+  take<1>("o");
+  body_.commit(putString(body_.reserve(room(path)), path));
+}
+
+void Iterator::appendSignature(std::string_view signature) {
+  if (const char* rule = checkSignature(signature)) {
+    body_.unusable = true;
+    require(rule, "signature", signature);
+  }
+  take<1>("g");
+  std::uint8_t* at = body_.reserve(signature.size() + 2);
+  *at++ = static_cast<std::uint8_t>(signature.size());
+  std::memcpy(at, signature.data(), signature.size());
+  at[signature.size()] = 0;
+  body_.commit(at + signature.size() + 1);
+}
+
+namespace {
+
+std::uint8_t* putBytes(std::uint8_t* at, const std::uint8_t* bytes, std::size_t count) noexcept {
+  at = Body::align<4>(at);
+  const auto length = static_cast<std::uint32_t>(count);
+  std::memcpy(at, &length, 4);
+  if (count) std::memcpy(at + 4, bytes, count);
+  return at + 4 + count;
+}
+
+void requireArraySize(Body& body, std::size_t size) {
+  if (size <= MAXIMUM_ARRAY_SIZE) return;
+  body.unusable = true;
+  throw InvalidArgument("Array of " + std::to_string(size) + " bytes: expected at most " +
+                        std::to_string(MAXIMUM_ARRAY_SIZE));
+}
+
+}  // namespace
+
+void Iterator::appendBytes(const std::uint8_t* bytes, std::size_t count) {
+  takeType("ay");
+  requireArraySize(body_, count);
+  body_.commit(putBytes(body_.reserve(count + 7), bytes, count));
+}
+
+void Iterator::appendVariantOfBytes(const std::uint8_t* bytes, std::size_t count) {
+  take<1>("v");
+  requireArraySize(body_, count);
+  static constexpr std::uint8_t CONTENT[] = {2, 'a', 'y', 0};
+  std::uint8_t* at = body_.reserve(sizeof CONTENT + count + 7);
+  std::memcpy(at, CONTENT, sizeof CONTENT);
+  body_.commit(putBytes(at + sizeof CONTENT, bytes, count));
+}
+
+Iterator Iterator::begin(int type) {
+  if (type != STRUCTURE && type != DICTIONARY_ENTRY)
+    fail("Container type " + std::to_string(type) + ": expected 'r' or 'e' where no contents are named");
+  return Iterator(*this, type == STRUCTURE ? '(' : '{');
+}
+
+Iterator Iterator::begin(int type, const char* contained) {
+  if (type != ARRAY && type != VARIANT)
+    fail("Container type " + std::to_string(type) + ": expected 'a' or 'v' where the contents are named");
+  return Iterator(*this, type, std::string_view(contained));
+}
+
+void Iterator::end(Iterator& container) {
+  if (container.parent_ != this) fail("A container closed by an iterator that did not open it");
+  switch (container.kind_) {
+    case ARRAY: {
+      if (container.expected_ != container.elementBegin_) container.failMismatch("end of the array");
+      const std::uint32_t length = body_.begin + body_.size - container.dataAt_;
+      requireArraySize(body_, length);
+      std::memcpy(body_.storage.data() + container.lengthAt_, &length, 4);
+      expected_ = container.after_;
+      break;
+    }
+    case VARIANT:
+      if (*container.expected_ != '\0') container.failMismatch("end of the variant");
+      expected_ = container.after_;
+      break;
+    default: {
+      const char closing = container.kind_ == '(' ? ')' : '}';
+      if (container.expected_) {
+        if (*container.expected_ != closing) container.failMismatch({&closing, 1});
+        expected_ = container.expected_ + 1;
+      } else {
+        expected_ = nullptr;
+        extend(&closing, 1);
+      }
+    }
+  }
+  if (expected_) step(expected_);
+  container.parent_ = nullptr;
+  container.expected_ = CONTAINER_OPEN;
+  --body_.open;
+}
+
+void Iterator::abandon() noexcept { body_.unusable = true; }
+
+void Iterator::fail(std::string message) {
+  body_.unusable = true;
+  throw UnusableMessage(std::move(message));
+}
+
+void Iterator::failMismatch(std::string_view codes) {
+  if (expected_ == CONTAINER_OPEN) fail("Appended " + quoted(codes) + " while a container inside is open");
+  body_.unusable = true;
+  const std::string_view rest(expected_);
+  throw TypeMismatch(
+      "Appended " + quoted(codes) + ", expected " +
+      (rest.empty() ? std::string("the end of the container") : quoted(rest.substr(0, codes.size() + 8))));
+}
+
+}  // namespace Quarnix::Bus::Message

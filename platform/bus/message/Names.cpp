@@ -1,0 +1,154 @@
+// The syntax checks of names and texts. They run on every header received and on every text sent, so they go through
+// the characters once and allocate nothing.
+#include <platform/bus/message/Names.h>
+
+#include <array>
+#include <cstdint>
+#include <cstring>
+#include <string>
+
+#include <platform/bus/Error.h>
+#include <platform/bus/message/Limits.h>
+#include <platform/bus/message/Rules.h>
+
+namespace Quarnix::Bus::Message {
+
+namespace {
+
+constexpr std::uint8_t LETTER = 1;  // and '_'
+constexpr std::uint8_t DIGIT = 2;
+constexpr std::uint8_t DASH = 4;
+
+constexpr std::array<std::uint8_t, 256> makeClasses() {
+  std::array<std::uint8_t, 256> classes{};
+  for (unsigned c = 'a'; c <= 'z'; ++c) classes[c] = classes[c - 'a' + 'A'] = LETTER;
+  for (unsigned c = '0'; c <= '9'; ++c) classes[c] = DIGIT;
+  classes['_'] = LETTER;
+  classes['-'] = DASH;
+  return classes;
+}
+
+constexpr std::array<std::uint8_t, 256> CLASSES = makeClasses();
+
+constexpr unsigned classOf(char character) noexcept { return CLASSES[static_cast<unsigned char>(character)]; }
+
+// Whether `text` is elements joined by `separator`, none of them empty; says how many there are, 0 when it is not.
+std::size_t countElements(std::string_view text, char separator, unsigned first, unsigned others) noexcept {
+  std::size_t elements = 0;
+  unsigned allowed = first;
+  bool begun = false;
+  for (const char character : text) {
+    if (character == separator && begun) {
+      begun = false;
+      allowed = first;
+      continue;
+    }
+    if (!(classOf(character) & allowed)) return 0;
+    elements += !begun;
+    begun = true;
+    allowed = others;
+  }
+  return begun ? elements : 0;
+}
+
+bool isDotted(std::string_view text, unsigned first, unsigned others) noexcept {
+  return text.size() <= MAXIMUM_NAME_LENGTH && countElements(text, '.', first, others) >= 2;
+}
+
+// Whether the 8 bytes at `at` are ASCII without NUL: a byte of 80 or more has its high bit set, and subtracting sets
+// that of a NUL.
+bool isPlain(const unsigned char* at) noexcept {
+  std::uint64_t word;
+  std::memcpy(&word, at, sizeof word);
+  return (((word - 0x0101010101010101U) | word) & 0x8080808080808080U) == 0;
+}
+
+// How many bytes the multi-byte UTF-8 sequence at `at` has, 0 when it is none.
+std::size_t sequenceLength(const unsigned char* at, const unsigned char* end) noexcept {
+  const unsigned lead = at[0];
+  if (lead < 0xc2 || lead > 0xf4) return 0;
+  const std::size_t length = lead < 0xe0 ? 2 : lead < 0xf0 ? 3 : 4;
+  if (static_cast<std::size_t>(end - at) < length) return 0;
+  // The second byte's range keeps out overlong forms, surrogates and what is beyond U+10FFFF.
+  const unsigned least = lead == 0xe0 ? 0xa0 : lead == 0xf0 ? 0x90 : 0x80;
+  const unsigned most = lead == 0xed ? 0x9f : lead == 0xf4 ? 0x8f : 0xbf;
+  if (at[1] < least || at[1] > most) return 0;
+  for (std::size_t i = 2; i < length; ++i) {
+    if ((at[i] & 0xc0U) != 0x80) return 0;
+  }
+  return length;
+}
+
+// The value as an error message shows it: on one line, printable and not endless.
+std::string printable(std::string_view value) {
+  constexpr std::size_t LONGEST = 300;
+  constexpr char DIGITS[] = "0123456789abcdef";
+  std::string shown;
+  for (const char character : value.substr(0, LONGEST)) {
+    const auto byte = static_cast<unsigned char>(character);
+    if (byte >= 0x20 && byte < 0x7f) {
+      shown += character;
+    } else {
+      shown += {'\\', 'x', DIGITS[byte >> 4], DIGITS[byte & 15]};
+    }
+  }
+  if (value.size() > LONGEST) shown += "... (" + std::to_string(value.size()) + " bytes)";
+  return shown;
+}
+
+}  // namespace
+
+const char* checkPath(std::string_view text) noexcept {
+  if (text.empty() || text[0] != '/') return Rules::PATH;
+  if (text.size() == 1) return nullptr;
+  constexpr unsigned ALLOWED = LETTER | DIGIT;
+  return countElements(text.substr(1), '/', ALLOWED, ALLOWED) ? nullptr : Rules::PATH;
+}
+
+const char* checkMessagePath(std::string_view text) noexcept {
+  return text == RESERVED_PATH ? Rules::RESERVED_PATH : checkPath(text);
+}
+
+const char* checkInterface(std::string_view text) noexcept {
+  if (text == RESERVED_INTERFACE) return Rules::RESERVED_INTERFACE;
+  return isDotted(text, LETTER, LETTER | DIGIT) ? nullptr : Rules::INTERFACE;
+}
+
+const char* checkMember(std::string_view text) noexcept {
+  const bool valid = text.size() <= MAXIMUM_NAME_LENGTH && countElements(text, '.', LETTER, LETTER | DIGIT) == 1;
+  return valid ? nullptr : Rules::MEMBER;
+}
+
+const char* checkErrorName(std::string_view text) noexcept {
+  return isDotted(text, LETTER, LETTER | DIGIT) ? nullptr : Rules::ERROR_NAME;
+}
+
+const char* checkBusName(std::string_view text) noexcept {
+  if (text.size() > MAXIMUM_NAME_LENGTH) return Rules::BUS_NAME;
+  constexpr unsigned ALLOWED = LETTER | DIGIT | DASH;
+  const bool isUnique = !text.empty() && text[0] == ':';
+  const bool valid = isUnique ? isDotted(text.substr(1), ALLOWED, ALLOWED) : isDotted(text, LETTER | DASH, ALLOWED);
+  return valid ? nullptr : Rules::BUS_NAME;
+}
+
+const char* checkText(std::string_view text) noexcept {
+  const auto* at = reinterpret_cast<const unsigned char*>(text.data());
+  const auto* const end = at + text.size();
+  for (;;) {
+    while (end - at >= 8 && isPlain(at)) at += 8;
+    // A rest of less than 8 bytes is looked at together with those before it.
+    if (end - at < 8 && text.size() >= 8 && isPlain(end - 8)) return nullptr;
+    if (at == end) return nullptr;
+    if (*at == 0) return Rules::TEXT_NUL;
+    const std::size_t length = *at < 0x80 ? 1 : sequenceLength(at, end);
+    if (length == 0) return Rules::TEXT_UTF8;
+    at += length;
+  }
+}
+
+void require(const char* rule, const char* what, std::string_view value) {
+  if (!rule) return;
+  throw InvalidArgument(std::string(what) + " '" + printable(value) + "': expected " + rule);
+}
+
+}  // namespace Quarnix::Bus::Message

@@ -1,0 +1,122 @@
+// The one scanner of signatures: iterative, one pass, with a small stack of open brackets.
+#include <platform/bus/message/Signature.h>
+
+#include <array>
+
+#include <platform/bus/message/Depth.h>
+#include <platform/bus/message/Limits.h>
+#include <platform/bus/message/Rules.h>
+
+namespace Quarnix::Bus::Message {
+
+namespace {
+
+constexpr bool isBasic(char code) noexcept {
+  return fixedSizeOf(code) != 0 || code == 's' || code == 'o' || code == 'g';
+}
+
+class Scanner {
+ public:
+  explicit Scanner(const Depth& outer) noexcept : depth_(outer) {}
+
+  const char* scan(std::string_view signature) noexcept {
+    if (signature.size() > MAXIMUM_SIGNATURE_LENGTH) return Rules::SIGNATURE_LENGTH;
+    for (const char code : signature) {
+      if (const char* rule = step(code)) return rule;
+    }
+    if (arrays_) return Rules::ARRAY_ELEMENT;
+    return bracket_ ? Rules::BRACKETS : nullptr;
+  }
+
+  int types() const noexcept { return types_; }
+
+ private:
+  struct Outer {
+    char bracket;
+    int types;
+    int arrays;
+  };
+
+  const char* step(char code) noexcept {
+    if (code == ')' || code == '}') return close(code);
+    if (bracket_ == '{' && types_ == 2) return Rules::ENTRY_FIELDS;
+    if (isBasic(code)) {
+      complete();
+      return nullptr;
+    }
+    if (code != 'a' && code != 'v' && code != '(' && code != '{') return Rules::TYPE_CODE;
+    if (bracket_ == '{' && types_ == 0) return Rules::ENTRY_KEY;
+    if (code == '{' && !arrays_) return Rules::ENTRY_PLACE;
+    if (code == 'v') {
+      complete();
+      return nullptr;
+    }
+    if (code == 'a' && ++depth_.arrays > MAXIMUM_ARRAY_DEPTH) return Rules::ARRAY_DEPTH;
+    if (code == '(' && ++depth_.structures > MAXIMUM_STRUCTURE_DEPTH) return Rules::STRUCTURE_DEPTH;
+    if (++depth_.levels > MAXIMUM_DEPTH) return Rules::DEPTH;
+    if (code == 'a') {
+      ++arrays_;
+      return nullptr;
+    }
+    outers_[static_cast<std::size_t>(open_++)] = {bracket_, types_, arrays_};
+    bracket_ = code;
+    types_ = 0;
+    arrays_ = 0;
+    return nullptr;
+  }
+
+  const char* close(char code) noexcept {
+    if (bracket_ != (code == ')' ? '(' : '{')) return Rules::BRACKETS;
+    if (arrays_) return Rules::ARRAY_ELEMENT;
+    if (code == ')' && types_ == 0) return Rules::EMPTY_STRUCTURE;
+    if (code == '}' && types_ != 2) return Rules::ENTRY_FIELDS;
+    if (code == ')') --depth_.structures;
+    --depth_.levels;
+    const Outer& outer = outers_[static_cast<std::size_t>(--open_)];
+    bracket_ = outer.bracket;
+    types_ = outer.types;
+    arrays_ = outer.arrays;
+    complete();
+    return nullptr;
+  }
+
+  // A type is complete, and with it the arrays of which it is the element.
+  void complete() noexcept {
+    depth_.arrays -= arrays_;
+    depth_.levels -= arrays_;
+    arrays_ = 0;
+    ++types_;
+  }
+
+  Depth depth_;
+  char bracket_ = 0;  // the innermost open one
+  int types_ = 0;     // complete ones in it
+  int arrays_ = 0;    // the 'a's directly before this place
+  int open_ = 0;
+  std::array<Outer, MAXIMUM_DEPTH> outers_;
+};
+
+}  // namespace
+
+const char* checkSignature(std::string_view signature) noexcept { return Scanner(Depth{}).scan(signature); }
+
+const char* checkSingleType(std::string_view signature) noexcept { return checkSingleType(signature, Depth{}); }
+
+const char* checkSingleType(std::string_view signature, const Depth& outer) noexcept {
+  Scanner scanner(outer);
+  if (const char* rule = scanner.scan(signature)) return rule;
+  return scanner.types() == 1 ? nullptr : Rules::SINGLE_TYPE;
+}
+
+const char* skipType(const char* signature) noexcept {
+  while (*signature == 'a') ++signature;
+  int open = 0;
+  do {
+    const char code = *signature++;
+    if (code == '(' || code == '{') ++open;
+    if (code == ')' || code == '}') --open;
+  } while (open);
+  return signature;
+}
+
+}  // namespace Quarnix::Bus::Message

@@ -1,0 +1,57 @@
+// The bytes of a message: one contiguous, reference-counted, 8-aligned block.
+#pragma once
+
+#include <atomic>
+#include <cstddef>
+#include <cstdint>
+#include <utility>
+
+namespace Quarnix::Bus::Message {
+
+/// A shared reference to a block of bytes, or to none. The block's first byte is 8-aligned.
+///
+/// Threads: blocks are shared between threads once nobody writes them any more; a writer makes sure with `isShared`.
+class Storage {
+ public:
+  Storage() noexcept = default;
+  /// A block of `capacity` bytes, not initialised. Raises std::bad_alloc.
+  explicit Storage(std::size_t capacity);
+  Storage(const Storage& other) noexcept : block_(other.block_) {
+    if (block_) block_->references.fetch_add(1, std::memory_order_relaxed);
+  }
+  Storage(Storage&& other) noexcept : block_(std::exchange(other.block_, nullptr)) {}
+  Storage& operator=(Storage other) noexcept {
+    std::swap(block_, other.block_);
+    return *this;
+  }
+  ~Storage() { release(); }
+
+  explicit operator bool() const noexcept { return block_ != nullptr; }
+  std::uint8_t* data() const noexcept { return block_ ? reinterpret_cast<std::uint8_t*>(block_ + 1) : nullptr; }
+  std::size_t capacity() const noexcept { return block_ ? block_->capacity : 0; }
+  bool isShared() const noexcept { return block_ && block_->references.load(std::memory_order_acquire) > 1; }
+
+  /// Gives the block at least `capacity` bytes, keeping the first `used`; afterwards it is this reference's alone.
+  void grow(std::size_t capacity, std::size_t used);
+
+ private:
+  struct alignas(8) Block {
+    std::atomic<std::uint32_t> references;
+    std::uint32_t capacity;
+  };
+  void release() noexcept;
+
+  Block* block_ = nullptr;
+};
+
+/// A finished message as it goes over the bus: the bytes from `begin` to `end` of a block that nobody changes any more.
+struct Frame {
+  Storage storage;
+  std::uint32_t begin = 0;
+  std::uint32_t end = 0;
+
+  const std::uint8_t* data() const noexcept { return storage.data() + begin; }
+  std::size_t size() const noexcept { return end - begin; }
+};
+
+}  // namespace Quarnix::Bus::Message

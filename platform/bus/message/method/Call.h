@@ -1,0 +1,38 @@
+// A method call.
+#pragma once
+
+#include <platform/bus/message/Base.h>
+#include <platform/core/time/Elapsed.h>
+
+namespace Quarnix::Bus::Message::Method {
+
+/// What is asked of a bus object: interface, member and arguments. Path and destination come from the proxy when it is
+/// sent, unless they are set here. The setters raise InvalidArgument for what is no such name.
+class HEVRA_EXPORT Call : public Base {
+ public:
+  Call();
+  Call(Frame frame, const Header& header) noexcept : Base(std::move(frame), header) {}
+  Call(const Call&) = default;
+  Call(Call&&) noexcept = default;
+  Call& operator=(const Call&) = default;
+  Call& operator=(Call&&) noexcept = default;
+  ~Call() override;
+
+  void setPath(const std::string& path);
+  void setDestination(const std::string& busName);
+  void setInterface(const char* interface);
+  void setMember(const char* member);
+  /// How long to wait for the reply; without it DEFAULT_TIMEOUT.
+  void setTimeout(const Time::Elapsed& timeout) noexcept { timeout_ = timeout; }
+  const Time::Elapsed& getTimeout() const noexcept { return timeout_; }
+  /// Asks for neither return nor error; nobody waits for such a call.
+  void setNoReplyExpected() noexcept { header_.flags |= FLAG_NO_REPLY_EXPECTED; }
+  bool isReplyExpected() const noexcept { return !(header_.flags & FLAG_NO_REPLY_EXPECTED); }
+
+  static constexpr Time::Elapsed DEFAULT_TIMEOUT{25, 0};
+
+ private:
+  Time::Elapsed timeout_ = DEFAULT_TIMEOUT;
+};
+
+}  // namespace Quarnix::Bus::Message::Method

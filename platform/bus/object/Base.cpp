@@ -1,0 +1,119 @@
+// The queue of a bus object and its task.
+#include <platform/bus/object/Base.h>
+
+#include <system_error>
+
+#include <platform/core/log/Logger.h>
+#include <platform/core/time/Clock.h>
+
+namespace Quarnix::Bus::Object {
+
+struct Base::Delivery {
+  Message::Frame frame;
+  Message::Header header;
+  std::unique_ptr<Delivery> next;
+};
+
+Base::Base() = default;
+
+Base::~Base() {
+  // Not by the chain of owners, which would recurse once for each message.
+  while (first_) first_ = std::move(first_->next);
+}
+
+void Base::setConnection(Shared::Pointer<Connection> connection) {
+  MutexLock lock(connectionMutex_);
+  connection_.swap(connection);
+}
+
+const Shared::Pointer<Connection>& Base::getConnection() const {
+  MutexLock lock(connectionMutex_);
+  if (!connection_) connection_ = Connection::getDefault();
+  return connection_;
+}
+
+std::unique_ptr<Base::Delivery> Base::takeFirst() {
+  std::unique_ptr<Delivery> taken = std::move(first_);
+  if (!taken) return taken;
+  first_ = std::move(taken->next);
+  if (!first_) last_ = nullptr;
+  --queuedMessages_;
+  queuedBytes_ -= taken->frame.size();
+  return taken;
+}
+
+bool Base::enqueue(Message::Frame frame, const Message::Header& header, bool droppable) {
+  auto delivery = std::make_unique<Delivery>(Delivery{std::move(frame), header, nullptr});
+  {
+    MutexLock lock(queueMutex_);
+    if (!delivering_) return true;
+    const std::size_t size = delivery->frame.size();
+    while (first_ && (queuedMessages_ >= MAXIMUM_QUEUED_MESSAGES || queuedBytes_ + size > MAXIMUM_QUEUED_BYTES)) {
+      if (!droppable) return false;
+      takeFirst();
+      ++dropped_;
+    }
+    ++queuedMessages_;
+    queuedBytes_ += size;
+    Delivery* const added = delivery.get();
+    (last_ ? last_->next : first_) = std::move(delivery);
+    last_ = added;
+  }
+  schedule();
+  return true;
+}
+
+void Base::entry() {
+  while (isEnabled()) {
+    std::unique_ptr<Delivery> delivery;
+    bool dropped = false;
+    {
+      MutexLock lock(queueMutex_);
+      delivery = takeFirst();
+      dropped = dropped_ > 0;
+    }
+    if (dropped) warnOfDropped();
+    if (!delivery) return;
+    deliver(std::move(delivery->frame), delivery->header);
+  }
+}
+
+void Base::warnOfDropped() {
+  unsigned count = 0;
+  {
+    MutexLock lock(queueMutex_);
+    const Time::Monotonic now = Time::Clock::get().now();
+    if (now < nextWarning_) return;
+    nextWarning_ = now + Time::Elapsed(1, 0);
+    count = std::exchange(dropped_, 0);
+  }
+  Log::printQuietly(Log::Priority::WARNING, "Bus object %s is too slow: %u signals were dropped", path_.c_str(), count);
+}
+
+void Base::beginDelivery() {
+  try {
+    prepare();
+  } catch (const std::system_error& error) {
+    throw StartFailed("Cannot start the bus object " + path_ + ": " + error.what());
+  }
+  {
+    MutexLock lock(queueMutex_);
+    delivering_ = true;
+  }
+  enable();
+}
+
+void Base::endDelivery() {
+  std::unique_ptr<Delivery> waiting;
+  {
+    MutexLock lock(queueMutex_);
+    delivering_ = false;
+    waiting = std::move(first_);
+    last_ = nullptr;
+    queuedMessages_ = queuedBytes_ = 0;
+  }
+  disable();
+  for (; waiting; waiting = std::move(waiting->next)) refuse(std::move(waiting->frame), waiting->header);
+}
+
+}  // namespace Quarnix::Bus::Object

@@ -1,0 +1,89 @@
+// What proxies and servers have in common: a path, a connection, and a queue of messages that their own task works off.
+#pragma once
+
+#include <cstddef>
+#include <memory>
+#include <string>
+
+#include <platform/bus/Connection.h>
+#include <platform/core/Mutex.h>
+#include <platform/core/Task.h>
+#include <platform/core/time/Monotonic.h>
+
+namespace Quarnix::Bus::Object {
+
+/// A bus object is a task: its hooks run on its own thread, one message at a time, in the order of arrival.
+///
+/// Threads: `setPath` and `setConnection` before the first use; everything else from any thread.
+/// Retiring: a class that overrides a hook calls `retire` as the first act of its own destructor. An application that
+/// derives from a manager calls `stop` before its own part goes.
+class HEVRA_EXPORT Base : public Task {
+ public:
+  /// How much waits for an object's task at the most. Beyond it the oldest signals are dropped, with at most one
+  /// warning a second, and calls are answered with "org.freedesktop.DBus.Error.LimitsExceeded".
+  static constexpr std::size_t MAXIMUM_QUEUED_MESSAGES = 65536;
+  static constexpr std::size_t MAXIMUM_QUEUED_BYTES = std::size_t{16} << 20;
+
+  Base();
+  Base(const Base&) = delete;
+  Base& operator=(const Base&) = delete;
+  ~Base() override;
+
+  /// The object path. It is kept as given; one that is no path makes `start` and `send` fail with an error that names
+  /// it.
+  void setPath(const std::string& path) { path_ = path; }
+  const std::string& getPath() const noexcept { return path_; }
+
+  /// Which connection to use instead of Connection::getDefault().
+  void setConnection(Shared::Pointer<Connection> connection);
+  /// The connection in use. Raises what Connection::getDefault raises.
+  const Shared::Pointer<Connection>& getConnection() const;
+
+  /// Begins delivery. `wait` true: returns when the object is subscribed or served, and raises StartFailed or
+  /// InvalidArgument if that fails, with nothing half started. False: returns at once and keeps trying in the
+  /// background, for use at boot, before the bus or the service is there. Starting what is started does nothing.
+  virtual void start(bool wait) = 0;
+  /// Ends delivery: returns when no hook of the object runs any more and none will. Called on any task's thread it does
+  /// not wait: nothing new is delivered after it, and what runs is the last. Calls that were waiting get an error
+  /// reply.
+  virtual void stop() = 0;
+
+ protected:
+  void entry() override;
+
+ private:
+  friend class Internal::Client;
+  struct Delivery;
+
+  /// Puts a message into the queue; called by the connection with its mutex held. When the queue is full, the oldest
+  /// message makes room if they are `droppable`; otherwise false.
+  bool enqueue(Message::Frame frame, const Message::Header& header, bool droppable);
+  std::unique_ptr<Delivery> takeFirst() HEVRA_REQUIRES(queueMutex_);
+  void warnOfDropped();
+  /// Runs the hook for one message.
+  virtual void deliver(Message::Frame frame, const Message::Header& header) = 0;
+  /// Answers a call that waited when the object was stopped.
+  virtual void refuse(Message::Frame frame, const Message::Header& header) = 0;
+
+ protected:
+  /// For `start`: makes the thread and begins to deliver. Raises StartFailed.
+  void beginDelivery();
+  /// For `stop`, once the connection delivers nothing more: waits for the hook and refuses what is queued.
+  void endDelivery();
+
+ private:
+  std::string path_;
+  mutable Mutex connectionMutex_;
+  mutable Shared::Pointer<Connection> connection_ HEVRA_GUARDED_BY(connectionMutex_);
+
+  Mutex queueMutex_;
+  std::unique_ptr<Delivery> first_ HEVRA_GUARDED_BY(queueMutex_);
+  Delivery* last_ HEVRA_GUARDED_BY(queueMutex_) = nullptr;
+  std::size_t queuedMessages_ HEVRA_GUARDED_BY(queueMutex_) = 0;
+  std::size_t queuedBytes_ HEVRA_GUARDED_BY(queueMutex_) = 0;
+  bool delivering_ HEVRA_GUARDED_BY(queueMutex_) = false;
+  unsigned dropped_ HEVRA_GUARDED_BY(queueMutex_) = 0;  // signals, since the last warning
+  Time::Monotonic nextWarning_ HEVRA_GUARDED_BY(queueMutex_);
+};
+
+}  // namespace Quarnix::Bus::Object

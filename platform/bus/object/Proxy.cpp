@@ -1,0 +1,77 @@
+// Sending calls and receiving signals of a remote object.
+#include <platform/bus/object/Proxy.h>
+
+#include <platform/bus/connection/Client.h>
+#include <platform/bus/message/Names.h>
+
+namespace Quarnix::Bus::Object {
+
+Proxy::Proxy() = default;
+
+Proxy::~Proxy() {
+  retire();
+  if (Internal::Host* host = watched_.load()) host->client->unwatch(host);
+}
+
+void Proxy::setHost(const char* host) { host_ = host; }
+
+Internal::Host* Proxy::host() const {
+  Internal::Host* host = watched_.load(std::memory_order_acquire);
+  if (host) return host;
+  Message::require(Message::checkMessagePath(getPath()), "object path of the proxy", getPath());
+  Internal::Client& client = getConnection()->client();
+  Internal::Host* watched = client.watch(host_);
+  // Several first calls at once: one watch stays, the others are given back.
+  if (watched_.compare_exchange_strong(host, watched)) return watched;
+  client.unwatch(watched);
+  return host;
+}
+
+Message::SendReturn Proxy::send(Message::Method::Call& call) const {
+  Internal::Host* const to = host();
+  return to->client->call(call, getPath(), to);
+}
+
+std::string Proxy::introspect() const {
+  Message::Method::Call call;
+  call.setInterface("org.freedesktop.DBus.Introspectable");
+  call.setMember("Introspect");
+  const Message::SendReturn reply = send(call);
+  if (reply->isException()) throw Message::Method::Return(*reply);
+  std::string text;
+  reply->begin().get(text);
+  return text;
+}
+
+void Proxy::start(bool wait) {
+  Internal::Host* const to = host();
+  beginDelivery();
+  try {
+    to->client->start(*this, to, wait);
+  } catch (...) {
+    if (!subscribed_) endDelivery();
+    throw;
+  }
+  subscribed_ = true;
+}
+
+void Proxy::stop() {
+  if (!subscribed_.exchange(false)) return;
+  watched_.load()->client->stop(*this);
+  endDelivery();
+}
+
+void Proxy::retire() noexcept {
+  Proxy::stop();
+  Task::retire();
+}
+
+void Proxy::signal(const Message::Signal&) {}
+
+void Proxy::deliver(Message::Frame frame, const Message::Header& header) {
+  signal(Message::Signal(std::move(frame), header));
+}
+
+void Proxy::refuse(Message::Frame, const Message::Header&) {}
+
+}  // namespace Quarnix::Bus::Object

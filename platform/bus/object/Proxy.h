@@ -1,0 +1,57 @@
+// The local stand-in for an object of another process.
+#pragma once
+
+#include <atomic>
+
+#include <platform/bus/object/Base.h>
+
+namespace Quarnix::Bus {
+
+namespace Internal {
+struct Host;
+}
+
+namespace Object {
+
+/// Sends calls to an object (`path`) of a service (`host`), and, while started, receives the object's signals.
+///
+/// Calls need no start. Signals count only from the connection that owns the host's name at that moment.
+class HEVRA_EXPORT Proxy : public Base {
+ public:
+  Proxy();
+  ~Proxy() override;
+
+  /// The bus name of the service. Before the first use.
+  void setHost(const char* host);
+  const std::string& getHost() const noexcept { return host_; }
+
+  /// Sends the call to the host and the path and waits for the reply or the call's time-out; any number of threads may
+  /// call at once. Failures on the way are error replies; a message that must not be sent raises InvalidArgument or
+  /// UnusableMessage.
+  Message::SendReturn send(Message::Method::Call& call) const;
+
+  /// The object's description of itself, in the introspection format. An error reply is thrown as it is.
+  std::string introspect() const;
+
+  void start(bool wait) override;
+  void stop() override;
+
+ protected:
+  /// The hook: one signal of the object. Runs on the proxy's task.
+  virtual void signal(const Message::Signal& signal);
+
+  void retire() noexcept;
+
+ private:
+  friend class Internal::Client;
+  Internal::Host* host() const;
+  void deliver(Message::Frame frame, const Message::Header& header) override;
+  void refuse(Message::Frame frame, const Message::Header& header) override;
+
+  std::string host_;
+  mutable std::atomic<Internal::Host*> watched_{nullptr};
+  std::atomic<bool> subscribed_{false};  // started
+};
+
+}  // namespace Object
+}  // namespace Quarnix::Bus

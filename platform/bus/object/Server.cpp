@@ -1,0 +1,60 @@
+// Serving an object: calls in, replies and signals out.
+#include <platform/bus/object/Server.h>
+
+#include <platform/bus/connection/Client.h>
+
+namespace Quarnix::Bus::Object {
+
+using Message::Method::Call;
+using Message::Method::Return;
+
+Server::Server() = default;
+Server::~Server() { retire(); }
+
+void Server::send(Return& reply) { getConnection()->send(reply); }
+
+void Server::send(Message::Signal& signal) { getConnection()->send(signal); }
+
+void Server::start(bool wait) {
+  Internal::Client& client = getConnection()->client();
+  beginDelivery();
+  try {
+    client.start(*this, wait);
+  } catch (...) {
+    if (!serving_) endDelivery();
+    throw;
+  }
+  serving_ = &client;
+}
+
+void Server::stop() {
+  Internal::Client* const client = serving_.exchange(nullptr);
+  if (!client) return;
+  client->stop(*this);
+  endDelivery();
+}
+
+void Server::retire() noexcept {
+  Server::stop();
+  Task::retire();
+}
+
+bool Server::method(const Call&) { return false; }
+
+void Server::deliver(Message::Frame frame, const Message::Header& header) {
+  const Call call(std::move(frame), header);
+  if (method(call) || !call.isReplyExpected()) return;
+  Return reply(call, "org.freedesktop.DBus.Error.UnknownMethod",
+               "No method " + std::string(call.getMember()) + "(" + call.getSignature() + ") in " +
+                   call.getInterface() + " at " + getPath());
+  send(reply);
+}
+
+void Server::refuse(Message::Frame frame, const Message::Header& header) {
+  const Call call(std::move(frame), header);
+  if (!call.isReplyExpected()) return;
+  Return reply(call, "org.freedesktop.DBus.Error.UnknownObject", "The object at " + getPath() + " was stopped");
+  send(reply);
+}
+
+}  // namespace Quarnix::Bus::Object

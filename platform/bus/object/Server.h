@@ -1,0 +1,54 @@
+// An object that this process serves on the bus.
+#pragma once
+
+#include <atomic>
+
+#include <platform/bus/object/Base.h>
+#include <platform/bus/type/Wrapper.h>
+
+namespace Quarnix::Bus::Object {
+
+/// Receives, while started, the method calls to its path. The standard interfaces Peer, Introspectable and Properties
+/// are answered without it.
+class HEVRA_EXPORT Server : public Base {
+ public:
+  Server();
+  ~Server() override;
+
+  /// Sends the reply to a call, or a signal of this object.
+  void send(Message::Method::Return& reply);
+  void send(Message::Signal& signal);
+
+  void start(bool wait) override;
+  void stop() override;
+
+ protected:
+  /// The hook: one method call. It sends the reply itself and returns true, or returns false, and the caller gets the
+  /// error "org.freedesktop.DBus.Error.UnknownMethod". After an exception no reply is sent. Runs on the server's task.
+  virtual bool method(const Message::Method::Call& call);
+
+  void retire() noexcept;
+
+ private:
+  friend class Internal::Client;
+  void deliver(Message::Frame frame, const Message::Header& header) override;
+  void refuse(Message::Frame frame, const Message::Header& header) override;
+
+  std::atomic<Internal::Client*> serving_{nullptr};  // null unless started
+};
+
+}  // namespace Quarnix::Bus::Object
+
+namespace Quarnix::Bus::Type {
+
+/// A server on the wire: its object path ("o"), at which its connection can be called back.
+template <>
+class Wrapper<Object::Server> {
+ public:
+  virtual void serialize(Message::Iterator& iterator, const Object::Server& server) const {
+    iterator.appendPath(server.getPath());
+  }
+  virtual std::string signature() const { return "o"; }
+};
+
+}  // namespace Quarnix::Bus::Type
