@@ -94,7 +94,8 @@ void Task::Runner::awaitOut() noexcept {
   update();
   // This run only: with somebody enabling the task again, waiting for a moment without a run might never end.
   const unsigned int run = runs_;
-  while (running_ && runs_ == run && current() != this) out_.wait(mutex_);
+  // And never on a task's thread: two tasks that stop each other would wait for ever.
+  while (running_ && runs_ == run && !Activity::isThisThreadCounted()) out_.wait(mutex_);
 }
 
 void Task::Runner::retire() noexcept {

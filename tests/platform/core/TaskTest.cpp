@@ -1,0 +1,221 @@
+// Tasks and events: one run at a time, no wake-up lost, and when delivery ends.
+#include <atomic>
+#include <csignal>
+#include <cstdio>
+#include <memory>
+#include <stdexcept>
+#include <system_error>
+#include <thread>
+#include <vector>
+
+#include <pthread.h>
+#include <sys/resource.h>
+#include <unistd.h>
+
+#include <platform/core/Event.h>
+#include <platform/core/time/SimulatedClock.h>
+#include <tests/platform/core/Support.h>
+
+namespace Quarnix {
+namespace {
+
+using Test::Gate;
+using Test::KeptLines;
+using Test::TestTask;
+using Time::Elapsed;
+using Time::SimulatedClock;
+
+TEST(Task, RunsOneEntryAtATimeAndLosesNoWakeUp) {
+  constexpr int THREADS = 4;
+  constexpr int EACH = 2000;
+  std::atomic<int> posted{0};
+  std::atomic<int> inside{0};
+  int taken = 0;
+  Gate all;
+  TestTask task([&](TestTask&) {
+    EXPECT_EQ(inside.fetch_add(1), 0);
+    taken += posted.exchange(0);
+    if (taken == THREADS * EACH) all.open();
+    inside.fetch_sub(1);
+  });
+  std::vector<std::thread> threads;
+  for (int i = 0; i < THREADS; ++i) {
+    threads.emplace_back([&] {
+      for (int j = 0; j < EACH; ++j) {
+        posted.fetch_add(1);
+        task.schedule();
+      }
+    });
+  }
+  for (auto& thread : threads) thread.join();
+  EXPECT_TRUE(all.await());
+}
+
+TEST(Task, WaitsInDisableForTheBodyAndKeepsWhatIsScheduledForEnable) {
+  SimulatedClock clock;
+  Gate entered;
+  Gate release;
+  std::atomic<int> left{0};
+  TestTask task([&](TestTask&) {
+    entered.open();
+    EXPECT_TRUE(release.await());
+    left.fetch_add(1);
+  });
+  task.schedule();
+  ASSERT_TRUE(entered.await());
+  std::thread opener([&] { release.open(); });
+  task.disable();
+  EXPECT_EQ(left, 1);
+  opener.join();
+  task.schedule();
+  clock.settle();
+  EXPECT_EQ(left, 1);
+  task.enable();
+  clock.settle();
+  EXPECT_EQ(left, 2);
+}
+
+TEST(Task, DoesNotWaitInDisableOnItsOwnThread) {
+  SimulatedClock clock;
+  std::atomic<int> runs{0};
+  TestTask task([&](TestTask& self) {
+    EXPECT_TRUE(self.isOwnThread());
+    runs.fetch_add(1);
+    self.disable();
+    self.schedule();
+  });
+  task.schedule();
+  clock.settle();
+  EXPECT_EQ(runs, 1);
+  EXPECT_FALSE(task.isOwnThread());
+  task.enable();
+  clock.settle();
+  EXPECT_EQ(runs, 2);
+}
+
+TEST(Task, WaitsForTheBodyWhenItIsRetired) {
+  Gate entered;
+  Gate release;
+  bool inside = false;
+  auto task = std::make_unique<TestTask>([&](TestTask&) {
+    inside = true;
+    entered.open();
+    EXPECT_TRUE(release.await());
+    inside = false;
+  });
+  task->schedule();
+  ASSERT_TRUE(entered.await());
+  std::thread opener([&] { release.open(); });
+  task.reset();
+  EXPECT_FALSE(inside);
+  opener.join();
+}
+
+TEST(Task, RunsOnForWhatIsLeftAfterAnException) {
+  SimulatedClock clock;
+  const KeptLines kept;
+  int runs = 0;
+  TestTask task([&](TestTask&) {
+    ++runs;
+    if (runs == 1) throw std::runtime_error("first");
+    if (runs == 2) throw 2;
+  });
+  task.schedule();
+  clock.settle();
+  EXPECT_EQ(runs, 3);
+  EXPECT_EQ(kept.get(), (std::vector<std::string>{"4 libCore> an exception left a task: first",
+                                                  "4 libCore> an exception of an unknown type left a task"}));
+}
+
+TEST(Task, GivesItsThreadTheStackAskedForAndNoSignals) {
+  SimulatedClock clock;
+  for (const unsigned int bytes : {0U, 4U * static_cast<unsigned int>(getpagesize()), 3'000'001U}) {
+    std::size_t stack = 0;
+    sigset_t blocked;
+    TestTask task([&](TestTask&) {
+      pthread_attr_t attributes;
+      ASSERT_EQ(pthread_getattr_np(pthread_self(), &attributes), 0);
+      void* base = nullptr;
+      pthread_attr_getstack(&attributes, &base, &stack);
+      pthread_attr_destroy(&attributes);
+      pthread_sigmask(SIG_BLOCK, nullptr, &blocked);
+    });
+    task.setStackSize(bytes);
+    const TestTask copy(task);
+    EXPECT_EQ(copy.getStackSize(), bytes);
+    task.schedule();
+    clock.settle();
+    EXPECT_GE(stack, bytes + 64 * 1024);
+    EXPECT_EQ(sigismember(&blocked, SIGTERM), 1);
+    EXPECT_EQ(sigismember(&blocked, SIGSEGV), 0);
+  }
+}
+
+TEST(Task, TriesAgainWhenNoThreadCanBeMade) {
+  if (sizeof(void*) < 8) GTEST_SKIP() << "needs an address space in which one stack can be too large";
+  SimulatedClock clock;
+  const KeptLines kept;
+  int runs = 0;
+  TestTask task([&](TestTask&) { ++runs; });
+  auto gone = std::make_unique<TestTask>(task);
+  rlimit former;
+  ASSERT_EQ(getrlimit(RLIMIT_AS, &former), 0);
+  unsigned long pages = 0;
+  std::FILE* const sizes = std::fopen("/proc/self/statm", "re");
+  ASSERT_EQ(std::fscanf(sizes, "%lu", &pages), 1);
+  std::fclose(sizes);
+  rlimit tight = former;
+  tight.rlim_cur = pages * static_cast<unsigned long>(getpagesize()) + 512UL * 1024 * 1024;
+  ASSERT_EQ(setrlimit(RLIMIT_AS, &tight), 0);
+  for (TestTask* one : {&task, gone.get()}) {
+    one->setStackSize(1024U * 1024 * 1024);
+    one->schedule();
+    one->schedule();
+  }
+  EXPECT_THROW(task.prepare(), std::system_error);
+  clock.advance(Elapsed(1, 0));
+  gone.reset();
+  ASSERT_EQ(setrlimit(RLIMIT_AS, &former), 0);
+  EXPECT_EQ(runs, 0);
+  EXPECT_EQ(kept.get().size(), 2U);
+  clock.advance(Elapsed(1, 0));
+  EXPECT_EQ(runs, 1);
+}
+
+TEST(TaskDeathTest, EndsTheProcessWhenDestroyedFromItsOwnHook) {
+  GTEST_FLAG_SET(death_test_style, "threadsafe");
+  EXPECT_DEATH(
+      {
+        auto* task = new TestTask([](TestTask& self) { delete &self; });
+        task->schedule();
+        Gate().await();
+      },
+      "<2>.*own hook");
+}
+
+TEST(Event, DeliversSendsTogetherWithTheirNumber) {
+  class Counting : public Event {
+   public:
+    ~Counting() override { retire(); }
+    Gate entered, release;
+    std::vector<unsigned long long> counts;
+
+   private:
+    void receive(unsigned long long count) override {
+      counts.push_back(count);
+      entered.open();
+      EXPECT_TRUE(release.await());
+    }
+  };
+  SimulatedClock clock;
+  Counting event;
+  event.send();
+  ASSERT_TRUE(event.entered.await());
+  for (int i = 0; i < 3; ++i) event.send();
+  event.release.open();
+  clock.settle();
+  EXPECT_EQ(event.counts, (std::vector<unsigned long long>{1, 3}));
+}
+
+}  // namespace
+}  // namespace Quarnix

@@ -1,0 +1,210 @@
+// The timers of the process: order, re-arming, stopping, retiring, and many at once.
+#include <filesystem>
+#include <iterator>
+#include <memory>
+#include <random>
+#include <stdexcept>
+#include <thread>
+
+#include <platform/core/time/SimulatedClock.h>
+#include <tests/platform/core/Support.h>
+
+namespace Quarnix::Timer {
+namespace {
+
+using Test::Gate;
+using Test::KeptLines;
+using Test::TestTimer;
+using Time::Clock;
+using Time::Elapsed;
+using Time::SimulatedClock;
+
+/// A time relative to a start, or a point.
+Time::Monotonic seconds(std::int64_t count) { return Time::Monotonic(Elapsed(count, 0)); }
+
+class Timer : public ::testing::Test {
+ protected:
+  std::unique_ptr<TestTimer> make(std::int64_t time, int name) {
+    return std::make_unique<TestTimer>(Elapsed(time, 0),
+                                       [this, name](TestTimer&, const Time::Monotonic&) { expired.push_back(name); });
+  }
+  SimulatedClock clock{seconds(1000)};
+  std::vector<int> expired;
+};
+
+TEST_F(Timer, ExpiresOnceAtItsDeadlineAndNotBefore) {
+  std::vector<Time::Monotonic> deadlines;
+  TestTimer timer(Elapsed(60, 0), [&](TestTimer& self, const Time::Monotonic& deadline) {
+    EXPECT_FALSE(self.isRunning());
+    EXPECT_EQ(Clock::get().now(), deadline);
+    deadlines.push_back(deadline);
+  });
+  clock.advance(Elapsed(5, 0));
+  EXPECT_FALSE(timer.isRunning());
+  timer.start();
+  EXPECT_TRUE(timer.isRunning());
+  clock.advance(Elapsed(60, -1));
+  EXPECT_TRUE(deadlines.empty());
+  clock.advance(Elapsed(0, 1));
+  clock.advance(Elapsed(1000, 0));
+  EXPECT_EQ(deadlines, std::vector{seconds(1065)});
+}
+
+TEST_F(Timer, ExpiresInOrderOfDeadlinesThenStarts) {
+  std::vector<std::unique_ptr<TestTimer>> timers;
+  const int times[] = {3, 1, 2, 3, 1, 2, 5, 1};
+  for (int i = 0; i < 8; ++i) {
+    timers.push_back(make(times[i], i));
+    timers.back()->start();
+  }
+  timers[1]->start();  // anew, behind 4 and 7
+  timers[6]->setTime(seconds(1002), false);
+  timers[6]->start();
+  clock.advance(Elapsed(10, 0));
+  EXPECT_EQ(expired, (std::vector{4, 7, 1, 2, 5, 6, 0, 3}));
+}
+
+TEST_F(Timer, FollowsStartStopAndSetTime) {
+  const struct {
+    const char* what;
+    std::function<void(TestTimer&)> does;
+    std::int64_t at;  // seconds after the first start; 0: never
+  } rows[] = {
+      {"nothing more", [](TestTimer&) {}, 60},
+      {"begins anew", [](TestTimer& timer) { timer.start(); }, 90},
+      {"does not move when its time is set", [](TestTimer& timer) { timer.setTime(seconds(5), true); }, 60},
+      {"begins anew with its time", [](TestTimer& timer) { timer.setTime(seconds(5), true), timer.start(); }, 35},
+      {"takes a point in the past", [](TestTimer& timer) { timer.setTime(seconds(5), false), timer.start(); }, 30},
+      {"saturates", [](TestTimer& timer) { timer.setTime(Time::Monotonic::never(), true), timer.start(); }, 0},
+      {"stops", [](TestTimer& timer) { timer.stop(), timer.stop(); }, 0},
+      {"stops as a task", [](TestTimer& timer) { timer.disable(); }, 0},
+      {"starts again after a stop", [](TestTimer& timer) { timer.disable(), timer.enable(); }, 90},
+  };
+  for (const auto& row : rows) {
+    std::int64_t at = 0;
+    const auto begin = clock.now();
+    TestTimer timer(Elapsed(60, 0),
+                    [&](TestTimer&, const Time::Monotonic&) { at = (clock.now() - begin).getSeconds(); });
+    timer.start();
+    clock.advance(Elapsed(30, 0));
+    row.does(timer);
+    clock.advance(Elapsed(100, 0));
+    EXPECT_EQ(at, row.at) << row.what;
+  }
+}
+
+TEST_F(Timer, IsCopiedWithItsTimeButNotRunning) {
+  const auto timer = make(60, 1);
+  timer->start();
+  clock.advance(Elapsed(30, 0));
+  TestTimer copy(*timer);
+  EXPECT_FALSE(copy.isRunning());
+  EXPECT_NE(copy.getIdentity(), timer->getIdentity());
+  copy.start();
+  clock.advance(Elapsed(59, 0));
+  EXPECT_EQ(expired.size(), 1U);
+  clock.advance(Elapsed(1, 0));
+  EXPECT_EQ(expired.size(), 2U);
+}
+
+TEST_F(Timer, MayBeStartedFromItsOwnHookAndOutlivesAnException) {
+  const KeptLines kept;
+  TestTimer timer(Elapsed(1, 0), [&](TestTimer& self, const Time::Monotonic&) {
+    expired.push_back(0);
+    self.start();
+    if (expired.size() == 2) throw std::runtime_error("second");
+  });
+  timer.start();
+  clock.advance(Elapsed(10, 0));
+  EXPECT_EQ(expired.size(), 10U);
+  EXPECT_EQ(kept.get(), std::vector<std::string>{"4 libCore> an exception left a timer: second"});
+}
+
+TEST_F(Timer, DoesNotWaitInStopForTheHookButInRetireItDoes) {
+  Gate entered;
+  Gate release;
+  bool inside = false;
+  auto timer = std::make_unique<TestTimer>(Elapsed(1, 0), [&](TestTimer& self, const Time::Monotonic&) {
+    inside = true;
+    entered.open();
+    EXPECT_TRUE(release.await());
+    self.setTime(clock.now() + Elapsed(1, 0), false);
+    self.start();
+    inside = false;
+  });
+  timer->setTime(clock.now(), false);
+  timer->start();
+  ASSERT_TRUE(entered.await());
+  timer->stop();
+  EXPECT_EQ(release.count(), 0);
+  std::thread opener([&] { release.open(); });
+  timer.reset();
+  EXPECT_FALSE(inside);
+  opener.join();
+  clock.advance(Elapsed(1, 0));
+  EXPECT_EQ(entered.count(), 1);
+}
+
+TEST_F(Timer, MayDestroyAnotherFromItsHook) {
+  auto other = make(2, 2);
+  other->start();
+  TestTimer timer(Elapsed(1, 0), [&](TestTimer&, const Time::Monotonic&) { other.reset(); });
+  timer.start();
+  clock.advance(Elapsed(5, 0));
+  EXPECT_TRUE(expired.empty());
+}
+
+TEST(TimerDeathTest, EndsTheProcessWhenDestroyedFromItsOwnHook) {
+  GTEST_FLAG_SET(death_test_style, "threadsafe");
+  EXPECT_DEATH(
+      {
+        auto* timer = new TestTimer(Elapsed(), [](TestTimer& self, const Time::Monotonic&) { delete &self; });
+        timer->start();
+        Gate().await();
+      },
+      "<2>.*own hook");
+}
+
+TEST(SteadyTimer, IsNotEarlyAndWakesForAnEarlierDeadline) {
+  Gate gate;
+  const auto begin = Clock::get().now();
+  const auto check = [&](TestTimer&, const Time::Monotonic& deadline) {
+    EXPECT_GE(Clock::get().now(), deadline);
+    EXPECT_GE(deadline, begin + Elapsed::ofMilliseconds(2));
+    gate.open();
+  };
+  TestTimer late(Elapsed(3600, 0), check);
+  TestTimer early(Elapsed::ofMilliseconds(2), check);
+  late.start();
+  early.start();
+  EXPECT_TRUE(gate.await());
+  EXPECT_TRUE(late.isRunning());
+}
+
+TEST_F(Timer, RunsAHundredThousandOnOneThread) {
+  constexpr std::size_t COUNT = 100'000;
+  const auto threads = [] { return std::distance(std::filesystem::directory_iterator("/proc/self/task"), {}); };
+  make(1, 0)->start();
+  const auto threadsBefore = threads();
+  std::mt19937 random(1);
+  Time::Monotonic last;
+  std::size_t count = 0;
+  std::vector<TestTimer> timers;
+  timers.reserve(COUNT);
+  for (std::size_t i = 0; i < COUNT; ++i) {
+    timers.emplace_back(Elapsed(1 + random() % 200, 0), [&](TestTimer&, const Time::Monotonic& deadline) {
+      EXPECT_LE(last, deadline);
+      last = deadline;
+      ++count;
+    });
+    timers.back().start();
+  }
+  for (std::size_t i = 0; i < COUNT; i += 2) timers[i].start();
+  for (std::size_t i = 0; i < COUNT; i += 4) timers[i].stop();
+  EXPECT_LE(threads(), threadsBefore);
+  clock.advance(Elapsed(200, 0));
+  EXPECT_EQ(count, COUNT - COUNT / 4);
+}
+
+}  // namespace
+}  // namespace Quarnix::Timer
