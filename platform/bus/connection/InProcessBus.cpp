@@ -148,10 +148,11 @@ void InProcessBus::broadcast(const std::string& sender, const Received& message,
   if (message.header.type != static_cast<std::uint8_t>(Message::Type::SIGNAL)) return;
   const Message::Signal signal(message.frame, message.header);
   for (auto& [name, member] : members_) {
-    const bool wanted = std::any_of(member.rules.begin(), member.rules.end(), [&](const MatchRule& rule) {
+    bool wanted = false;
+    for (const MatchRule& rule : member.rules) {
       const std::string* owner = rule.sender.empty() || rule.sender == sender ? &sender : ownerOf(rule.sender);
-      return rule.matches(signal, owner && *owner == sender);
-    });
+      wanted = wanted || rule.matches(signal, owner && *owner == sender);
+    }
     if (wanted) handTo(name, message, touched);
   }
 }
