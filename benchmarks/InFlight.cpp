@@ -1,0 +1,119 @@
+// What commands in flight cost: adding, re-arming and expiring many of them, and the memory that each takes.
+#include <benchmark/benchmark.h>
+
+#include <malloc.h>
+
+#include <atomic>
+
+#include <platform/bus/Connection.h>
+#include <platform/bus/object/Server.h>
+#include <platform/core/log/Logger.h>
+#include <platform/core/time/SimulatedClock.h>
+#include <proxy/command/CommandContainerList.h>
+#include <proxy/command/Manager.h>
+
+namespace {
+
+using namespace Quarnix;
+
+constexpr const char* SERVICE = "com.quarnix.Application.Hevra";
+
+/// Drops every line, because a time-out logs one.
+class SilentLogger : public Log::Logger {
+  void write(Log::Priority, const char*) override {}
+};
+
+/// A stack service that answers at once.
+class Stack : public Bus::Object::Server {
+ public:
+  explicit Stack(const Shared::Pointer<Bus::Connection>& connection) {
+    setConnection(connection);
+    setPath("/com/quarnix/Application/HevraZuv/Manager/Command");
+    start(true);
+    connection->requestName(SERVICE);
+  }
+  ~Stack() override { retire(); }
+
+ protected:
+  bool method(const Bus::Message::Method::Call& call) override {
+    Bus::Message::Method::Return reply(call);
+    send(reply);
+    return true;
+  }
+};
+
+class Ignore : public Hevra::Interface::Command::Originator {
+  void progress(const Hevra::Command&, const Hevra::Group&, const HomeAutomation::Command::Status&) override {}
+};
+
+std::size_t heapBytes() { return mallinfo2().uordblks; }
+
+/// Both ends on the in-process bus, under a clock that stands still.
+struct House {
+  House() { manager.setConnection(client); }
+
+  void add(std::int64_t count) {
+    Hevra::Proxy::CommandContainerList commands;
+    for (std::int64_t i = 0; i < count; ++i) {
+      Hevra::Command command;
+      command.setId(static_cast<std::uint32_t>(i));
+      commands.append(command);
+    }
+    const std::size_t before = heapBytes();
+    manager.add(originator, Hevra::Group("g1"), commands);
+    clock.settle();
+    bytes = heapBytes() - before;
+  }
+
+  Time::SimulatedClock clock;
+  Shared::Pointer<Bus::Connection> service = Bus::Connection::open("in-process");
+  Shared::Pointer<Bus::Connection> client = Bus::Connection::open("in-process");
+  Stack stack{service};
+  Hevra::Proxy::Command::Manager manager{false, "bench"};
+  Shared::Pointer<Hevra::Interface::Command::Originator> originator{new Ignore};
+  std::size_t bytes = 0;
+};
+
+void silence() { Log::Logger::set(Shared::Pointer<Log::Logger>(new SilentLogger)); }
+
+void addCommands(benchmark::State& state) {
+  silence();
+  std::size_t bytes = 0;
+  for (auto _ : state) {
+    state.PauseTiming();
+    auto house = std::make_unique<House>();
+    state.ResumeTiming();
+    house->add(state.range(0));
+    state.PauseTiming();
+    bytes = house->bytes;
+    house.reset();
+    state.ResumeTiming();
+  }
+  state.SetItemsProcessed(static_cast<std::int64_t>(state.iterations()) * state.range(0));
+  state.counters["bytes_each"] = static_cast<double>(bytes) / static_cast<double>(state.range(0));
+}
+BENCHMARK(addCommands)->Arg(1000)->Arg(10000)->Arg(100000)->Unit(benchmark::kMillisecond);
+
+void rearmCommands(benchmark::State& state) {
+  silence();
+  House house;
+  house.add(state.range(0));
+  for (auto _ : state) house.add(state.range(0));
+  state.SetItemsProcessed(static_cast<std::int64_t>(state.iterations()) * state.range(0));
+}
+BENCHMARK(rearmCommands)->Arg(1000)->Arg(10000)->Arg(100000)->Unit(benchmark::kMillisecond);
+
+void expireCommands(benchmark::State& state) {
+  silence();
+  House house;
+  for (auto _ : state) {
+    state.PauseTiming();
+    house.add(state.range(0));
+    state.ResumeTiming();
+    house.clock.advance(Time::Elapsed(60, 0));
+  }
+  state.SetItemsProcessed(static_cast<std::int64_t>(state.iterations()) * state.range(0));
+}
+BENCHMARK(expireCommands)->Arg(1000)->Arg(10000)->Arg(100000)->Unit(benchmark::kMillisecond);
+
+}  // namespace
