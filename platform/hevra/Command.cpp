@@ -1,0 +1,31 @@
+// A command's text for logs, and the refusal of an Acei that cannot be.
+#include <platform/hevra/Command.h>
+
+#include <cinttypes>
+#include <cstdio>
+#include <stdexcept>
+
+namespace Quarnix::Hevra {
+
+namespace {
+
+constexpr const char* STATUS_NAMES[] = {"INITIALIZED", "TRANSMITTED", "IN_PROGRESS", "COMPLETED", "FAILED",
+                                        "CANCELLED",   "DELAYED",     "TIMED_OUT",   "REJECTED"};
+
+}  // namespace
+
+std::string Command::toString() const {
+  const auto status = static_cast<std::uint32_t>(status_);
+  std::string name = status < std::size(STATUS_NAMES) ? STATUS_NAMES[status] : std::to_string(status);
+  char text[128];
+  std::snprintf(text, sizeof text, "command #%" PRIu32 " (node = %" PRIx32 " / parameter = %" PRIx64 " / status = %s)",
+                id_, address_, parameterId_, name.c_str());
+  return text;
+}
+
+void Command::Acei::refuse(unsigned level, unsigned service, unsigned information) {
+  throw std::out_of_range("Acei(" + std::to_string(level) + ", " + std::to_string(service) + ", " +
+                          std::to_string(information) + "): expected at most (7, 3, 7)");
+}
+
+}  // namespace Quarnix::Hevra

@@ -1,0 +1,21 @@
+// The longer form of an error's text, and the key function of its fields.
+#include <platform/hevra/DetailedError.h>
+
+namespace Quarnix::Hevra {
+
+ErrorField::~ErrorField() = default;
+
+std::string DetailedError::withDetails(const char* head, std::size_t length) const {
+  std::string text(head, length);
+  text += ": ";
+  if (!fieldsText_.empty()) return text += fieldsText_;
+  const char* separator = "";
+  for (const auto& field : fields_) {
+    text += separator;
+    text += field->toString();
+    separator = ", ";
+  }
+  return text;
+}
+
+}  // namespace Quarnix::Hevra

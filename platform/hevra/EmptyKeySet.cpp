@@ -1,0 +1,10 @@
+// The name of the error of an empty key.
+#include <platform/hevra/EmptyKeySet.h>
+
+namespace Quarnix::Hevra {
+
+EmptyKeySet::~EmptyKeySet() = default;
+
+const char* EmptyKeySet::getId() const noexcept { return "com.quarnix.Trellium.Application.Hevra.Node.EmptyKeySet"; }
+
+}  // namespace Quarnix::Hevra

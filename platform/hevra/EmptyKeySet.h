@@ -1,0 +1,24 @@
+// The error of a stack node that was to get a key of zeros.
+#pragma once
+
+#include <platform/core/shared/Pointer.h>
+#include <platform/hevra/ApplicationException.h>
+#include <platform/hevra/StackNode.h>
+
+namespace Quarnix::Hevra {
+
+/// Raised where an empty key (StackNode::isKeyEmpty) is to be set. Its category is 0.
+class HEVRA_EXPORT EmptyKeySet : public ApplicationException {
+ public:
+  explicit EmptyKeySet(const Shared::Pointer<StackNode>& stackNode) : ApplicationException(0), stackNode_(stackNode) {}
+  ~EmptyKeySet() override;
+  const char* getId() const noexcept override;
+
+  /// The stack node that was to get the key; empty where only its address is known, as at a proxy.
+  const Shared::Pointer<StackNode>& getStackNode() const noexcept { return stackNode_; }
+
+ private:
+  Shared::Pointer<StackNode> stackNode_;
+};
+
+}  // namespace Quarnix::Hevra

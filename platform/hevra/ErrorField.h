@@ -1,0 +1,22 @@
+// One detail of a command's error, as an application words it.
+#pragma once
+
+#include <string>
+
+#include <platform/core/Export.h>
+
+namespace Quarnix::Hevra {
+
+/// Derive from it to give a DetailedError details of your own.
+class HEVRA_EXPORT ErrorField {
+ public:
+  virtual ~ErrorField();
+  virtual std::string toString() const = 0;
+
+ protected:
+  ErrorField() = default;
+  ErrorField(const ErrorField&) = default;
+  ErrorField& operator=(const ErrorField&) = default;
+};
+
+}  // namespace Quarnix::Hevra

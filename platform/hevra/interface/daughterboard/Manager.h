@@ -1,0 +1,21 @@
+// Whoever looks after the radio daughter board, in this process or in another.
+#pragma once
+
+#include <platform/core/Export.h>
+
+namespace Quarnix::Hevra::Interface::DaughterBoard {
+
+class HEVRA_EXPORT Manager {
+ public:
+  virtual ~Manager();
+
+  /// Resets the radio hardware; true when that was done.
+  virtual bool hardReset() = 0;
+
+ protected:
+  Manager() = default;
+  Manager(const Manager&) = default;
+  Manager& operator=(const Manager&) = default;
+};
+
+}  // namespace Quarnix::Hevra::Interface::DaughterBoard
