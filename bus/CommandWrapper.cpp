@@ -1,0 +1,116 @@
+// Writes and reads the command record.
+#include <bus/CommandWrapper.h>
+
+#include <bus/HvTypeVariantHandler.h>
+#include <bus/TypedValue.h>
+#include <platform/bus/Error.h>
+#include <platform/bus/message/Names.h>
+#include <platform/core/log/Logger.h>
+
+namespace Quarnix::Bus::Type {
+
+namespace {
+
+template <class... T>
+constexpr bool areWrittenAs(std::string_view signature) {
+  const char codes[] = {Message::codeOf<T>()...};
+  return signature == std::string_view(codes, sizeof...(T));
+}
+
+constexpr std::string_view SIGNATURE = "utbuviiyisusuyy";
+static_assert(areWrittenAs<std::uint32_t, std::uint64_t, bool, std::uint32_t>(SIGNATURE.substr(0, 4)) &&
+              SIGNATURE[4] == Message::VARIANT &&
+              areWrittenAs<std::int32_t, std::int32_t, std::uint8_t, std::int32_t, std::string, std::uint32_t,
+                           std::string, std::uint32_t, std::uint8_t, std::uint8_t>(SIGNATURE.substr(5)));
+
+void appendValue(Message::Iterator& iterator, const Hevra::HvType* value) {
+  TypedValue::visit<HvTypeVariantHandler::UnknownTypeForSignature>(value, [&iterator]<class T>(const T& content) {
+    if constexpr (std::is_same_v<T, std::span<const std::uint8_t>>) {
+      iterator.appendVariantOfBytes(content.data(), content.size());
+    } else {
+      iterator.appendVariant(content);
+    }
+  });
+}
+
+Shared::Pointer<Hevra::HvType> readValue(Message::ConstIterator& iterator) {
+  Shared::Pointer<Hevra::HvType> value;
+  if (iterator.type() != Message::VARIANT) {
+    HvTypeVariantHandler handler;
+    Wrapper<VariantHandler>().deserialize(iterator, handler);
+  }
+  Message::ConstIterator content = iterator.begin();
+  if (TypedValue::read(content, content.signatureView(), value)) {
+    iterator.leave(content);
+  } else {
+    ++iterator;
+  }
+  return value;
+}
+
+Hevra::Command::Acei acceptedAcei(std::uint8_t acei, const Hevra::Command& command) {
+  using Acei = Hevra::Command::Acei;
+  if (acei == Acei::UNKNOWN || Acei::isValid(acei)) return Acei(acei);
+  Log::Logger::get()->print(Log::Priority::WARNING, "Command bus wrapper: invalid acei 0x%02x detected on command %s",
+                            unsigned{acei}, command.toString().c_str());
+  return Acei(7, 0, 3);
+}
+
+}  // namespace
+
+void Wrapper<Hevra::Command>::serialize(Message::Iterator& iterator, const Hevra::Command& command) const {
+  const Hevra::DetailedError& error = command.getDetailedError();
+  try {
+    iterator.append(command.getId(), command.getParameterId(), command.isWrite(), command.getAddress());
+    appendValue(iterator, command.getValue().get());
+    iterator.append(command.getOrigin(), command.getContext(), error.getErrorCode().getErrorType(),
+                    std::int32_t{error.getErrorCode().getErrorId()}, error.toString(), command.getDelay(),
+                    command.getLabel(), command.getTag(), static_cast<std::uint8_t>(command.getStatus()),
+                    command.getAcei().getValue());
+  } catch (const InvalidArgument&) {
+    // The iterator knows the text and what is wrong with it; which of the command's it is, is said here.
+    const std::string of = " of command " + std::to_string(command.getId());
+    Message::require(Message::checkText(command.getLabel()), ("label" + of).c_str(), command.getLabel());
+    Message::require(Message::checkText(error.toString()), ("error text" + of).c_str(), error.toString());
+    throw;
+  }
+}
+
+void Wrapper<Hevra::Command>::deserialize(Message::ConstIterator& iterator, Hevra::Command& command) const {
+  const auto next = [&iterator]<class T>(T value) {
+    iterator.read(value);
+    return value;
+  };
+  // Each field goes into the command as soon as it is read: one that cannot be read leaves those before it there.
+  command.setId(next(std::uint32_t{}));
+  command.setParameterId(next(std::uint64_t{}));
+  command.setWrite(next(bool{}));
+  command.setAddress(next(std::uint32_t{}));
+  command.setValue(readValue(iterator));
+  command.setOrigin(next(std::int32_t{}));
+  command.setContext(next(std::int32_t{}));
+  const auto errorType = next(std::uint8_t{});
+  const auto errorId = next(std::int32_t{});
+  command.getDetailedError().setErrorCode(Hevra::ErrorCode(errorType, errorId));
+  command.getDetailedError().setErrorFieldsToString(std::string(next(std::string_view{})));
+  command.setDelay(next(std::uint32_t{}), 0);
+  command.setLabel(std::string(next(std::string_view{})));
+  command.setTag(next(std::uint32_t{}));
+  command.setStatus(static_cast<Hevra::HvDetailedCommandStatus>(next(std::uint8_t{})));
+  std::uint8_t acei = 0;
+  iterator.get(acei);
+  command.setAcei(acceptedAcei(acei, command));
+}
+
+std::string Wrapper<Hevra::Command>::signature() const {
+  static const std::string built = [] {
+    const std::string u = Wrapper<std::uint32_t>().signature(), t = Wrapper<std::uint64_t>().signature(),
+                      b = Wrapper<bool>().signature(), v = Wrapper<VariantHandler>().signature(),
+                      i = Wrapper<std::int32_t>().signature(), y = Wrapper<std::uint8_t>().signature(),
+                      s = Wrapper<std::string>().signature();
+    return u + t + b + u + v + i + i + y + i + s + u + s + u + y + y;
+  }();
+  return built;
+}
+
+}  // namespace Quarnix::Bus::Type
