@@ -1,0 +1,12 @@
+// The name of the error of an unknown record.
+#include <proxy/BadSignatureOnBus.h>
+
+namespace Quarnix::Hevra::Proxy {
+
+BadSignatureOnBus::~BadSignatureOnBus() = default;
+
+const char* BadSignatureOnBus::getId() const noexcept {
+  return "com.quarnix.Trellium.Application.Hevra.Manager.State.Error.BadSignatureOnBus";
+}
+
+}  // namespace Quarnix::Hevra::Proxy

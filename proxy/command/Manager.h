@@ -1,0 +1,126 @@
+// The local stand-in for the stack service's command manager.
+#pragma once
+
+#include <cstdint>
+#include <list>
+#include <map>
+#include <mutex>
+#include <string>
+
+#include <platform/bus/object/Proxy.h>
+#include <platform/core/Event.h>
+#include <platform/core/Mutex.h>
+#include <platform/core/timer/Monotonic.h>
+#include <platform/hevra/interface/command/Manager.h>
+#include <proxy/command/Originator.h>
+
+namespace Quarnix::Hevra::Proxy::Command {
+
+/// Sends groups of commands to the stack service and routes each command's progress back to the originator that asked
+/// for it.
+///
+/// A command in flight is known by its key, the group's identifier, "_" and the command's identifier in decimal
+/// ("g1_7"). It is forgotten when it reports a final status, or, with nothing but a log line, when no report has come
+/// for 60 seconds; for a delayed command (status 6) that is its delay and 30 seconds, or 4 hours when it names none.
+/// Without `start` commands can be sent but no progress is heard.
+///
+/// Threads: every operation from any thread, also from the originators' `progress` and from `exception`. Nothing is
+/// locked while the bus or the application's code runs. `progress` of the originators runs on the task of the served
+/// object, `exception` on the proxy's.
+/// Ownership: each command in flight holds one reference to its originator. The originator's object is served on the
+/// manager's own connection.
+/// Destroying: no other thread may still call it, nor may it be destroyed in one of its own hooks. It needs no `stop`;
+/// a class derived from it that overrides `exception` calls `stop` before its own part goes.
+class HEVRA_EXPORT Manager : public virtual Bus::Object::Proxy,
+                             public virtual Interface::Command::Manager,
+                             private Interface::Command::Originator,
+                             private Event {
+ public:
+  /// `zuv`: the Zuv variant of the service, otherwise the plain one. `applicationName` becomes one element of the
+  /// object path at which progress is received; it is kept as given, and one that makes no path lets `start` and `add`
+  /// fail with an error that names the path.
+  Manager(bool zuv, const std::string& applicationName);
+  ~Manager() override;
+
+ private:
+  /// A report from the stack service, on the originator's task.
+  void progress(const Hevra::Command& command, const Group& group,
+                const HomeAutomation::Command::Status& status) override;
+
+ public:
+  /// Sends the commands that the container's cursor yields and rewinds it in between, because they are walked twice: it
+  /// stands at its end afterwards. Each command's waiting begins before the call leaves. A key that is in flight
+  /// already keeps its first originator and begins waiting anew.
+  ///
+  /// Throws an error reply as a Bus::Message::Method::Return, what the container raises, and the bus's errors for what
+  /// cannot be sent. The commands walked until then stay in flight, until their time is over.
+  void add(const Shared::Pointer<Interface::Command::Originator>& originator, const Group& group,
+           const HomeAutomation::Container<Hevra::Command>& commands) override;
+  /// Ask the service to cancel: everything, what goes by a key (passed on unchanged), or what has a priority. The
+  /// commands stay in flight until they report. An error reply is thrown as a Bus::Message::Method::Return.
+  void cancel() override;
+  void cancel(const std::string& key) override;
+  void cancel(const HomeAutomation::Command::Priority& priority) override;
+
+  /// Starts the proxy and then the originator's server, see Bus::Object::Base::start. If the second fails, the first is
+  /// stopped again.
+  void start(bool wait) override;
+  /// Stops the server and then the proxy. Commands in flight go on waiting.
+  void stop() override;
+
+ protected:
+  /// An exception that the stack service announces, as a text. Nothing by default.
+  virtual void exception(std::string message);
+  void receive(unsigned long long count) override;
+  void signal(const Bus::Message::Signal& signal) override;
+
+ public:
+  // Both bases are tasks; what an application sees is the proxy.
+  using Bus::Object::Proxy::disable;
+  using Bus::Object::Proxy::enable;
+  using Bus::Object::Proxy::getStackSize;
+  using Bus::Object::Proxy::send;
+  using Bus::Object::Proxy::setStackSize;
+
+ private:
+  /// The wait of one command in flight.
+  class Timer : public Quarnix::Timer::Monotonic {
+   public:
+    Timer(Manager* manager, Shared::Pointer<Interface::Command::Originator> originator, std::string key,
+          unsigned int seconds);
+    Timer(const Timer&) = default;
+    ~Timer() override;
+
+   protected:
+    void expired(const Time::Monotonic& deadline) override;
+
+   private:
+    friend class Manager;
+
+    Manager* manager;
+    std::string key;
+    Shared::Pointer<Interface::Command::Originator> originator;
+  };
+
+  static std::string keyOf(const Group& group, const Hevra::Command& command);
+  Bus::Message::Method::Call callOf(const char* member) const;
+  void request(Bus::Message::Method::Call& call) const;
+
+  void arm(const Shared::Pointer<Interface::Command::Originator>& client, const std::string& key);
+  void settle(const std::string& key, std::uint64_t identity, const Hevra::Command& command);
+  void timeout(std::string key);
+  void queueExpired(std::string key);
+
+  std::string interfaceName;  // constant after construction
+  Command::Originator originator;
+  std::map<std::string, Timer> timers HEVRA_GUARDED_BY(mutex_);
+  std::list<std::string> expiredKeys HEVRA_GUARDED_BY(mutex_);
+
+  /// Taken before the timer queue's mutex. Never held while calling out: not while sending, walking a container,
+  /// calling an originator or logging, nor while an entry, and with it a reference to an originator, is made or
+  /// destroyed.
+  Mutex mutex_;
+  std::once_flag connectionShared_;  // with the originator
+};
+
+}  // namespace Quarnix::Hevra::Proxy::Command

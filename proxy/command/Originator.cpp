@@ -1,0 +1,84 @@
+// Checks, unpacks and answers progress reports.
+#include <proxy/command/Originator.h>
+
+#include <cstring>
+
+#include <unistd.h>
+
+#include <bus/CommandWrapper.h>
+#include <platform/core/log/Logger.h>
+
+namespace Quarnix::Hevra::Proxy::Command {
+
+namespace {
+
+constexpr const char* INTERFACE = "com.quarnix.Application.HevraZuv.Originator.Command";
+constexpr const char* MEMBER = "progress";
+
+const std::string& expectedSignature() {
+  static const std::string built = "(" + Bus::Type::Wrapper<Hevra::Command>().signature() + ")(" +
+                                   Bus::Type::Wrapper<std::string>().signature() + ")" +
+                                   Bus::Type::Wrapper<int>().signature();
+  return built;
+}
+
+}  // namespace
+
+Originator::Originator(Interface::Command::Originator* client) : target(client) {
+  setStackSize(static_cast<unsigned int>(::getpagesize()) * 8);
+}
+
+Originator::~Originator() { retire(); }
+
+bool Originator::method(const Bus::Message::Method::Call& call) {
+  if (std::strcmp(call.getInterface(), INTERFACE) != 0) {
+    Log::Logger::get()->print(Log::Priority::WARNING,
+                              "HV/ZUV proxy library> Command Originator unknown interface: %s, expected was %s",
+                              call.getInterface(), INTERFACE);
+    return false;
+  }
+  if (std::strcmp(call.getMember(), MEMBER) != 0) {
+    Log::Logger::get()->print(Log::Priority::WARNING,
+                              "HV/ZUV proxy library> Command Originator unknown member: %s, expected was %s",
+                              call.getMember(), MEMBER);
+    return false;
+  }
+  if (expectedSignature() != call.getSignature()) {
+    Log::Logger::get()->print(
+        Log::Priority::WARNING,
+        "HV/ZUV proxy library> Command Originator bad signature on member %s: %s, expected was %s", MEMBER,
+        call.getSignature(), expectedSignature().c_str());
+    return false;
+  }
+  progressHandler(call);
+  return true;
+}
+
+void Originator::progressHandler(const Bus::Message::Method::Call& call) {
+  Hevra::Command command;
+  Group group(false);
+  Bus::Message::ConstIterator argument = call.begin();
+
+  if (argument.type() != Bus::Message::STRUCTURE) throw;
+  Bus::Message::ConstIterator field = argument.begin();
+  Bus::Type::Wrapper<Hevra::Command>().deserialize(field, command);
+  argument.leave(field);
+
+  if (argument.type() != Bus::Message::STRUCTURE) throw;
+  field = argument.begin();
+  std::string id;
+  field.get(id);
+  group.setId(std::move(id));
+  argument.leave(field);
+
+  std::int32_t status = 0;
+  argument.get(status);
+
+  target->progress(command, group, static_cast<HomeAutomation::Command::Status>(status));
+
+  if (!call.isReplyExpected()) return;
+  Bus::Message::Method::Return reply(call);
+  send(reply);
+}
+
+}  // namespace Quarnix::Hevra::Proxy::Command

@@ -1,0 +1,397 @@
+// The command manager against a stack service in the same process, in simulated time.
+#include <future>
+
+#include <bus/CommandVectorWrapper.h>
+#include <platform/bus/Error.h>
+#include <platform/core/time/SimulatedClock.h>
+#include <proxy/command/CommandContainerList.h>
+#include <proxy/command/Manager.h>
+#include <tests/proxy/Support.h>
+
+namespace Quarnix::Hevra {
+namespace {
+
+using namespace Proxy::Test;
+using HomeAutomation::Command::Priority;
+using Proxy::CommandContainerList;
+using Ids = std::vector<std::uint32_t>;
+
+constexpr const char* SERVICE = "com.quarnix.Application.Hevra";
+constexpr const char* PATH = "/com/quarnix/Application/HevraZuv/Manager/Command";
+constexpr const char* ORIGINATOR = "com.quarnix.Application.HevraZuv.Originator.Command";
+
+/// Keeps the texts of "exception" signals.
+class Listening : public Proxy::Command::Manager {
+ public:
+  using Manager::Manager;
+  ~Listening() override { stop(); }
+  Texts exceptions;
+
+ protected:
+  void exception(std::string message) override { exceptions.add(std::move(message)); }
+};
+
+Command commandOf(std::uint32_t id, std::uint32_t status = 0, std::uint32_t delay = 0) {
+  Command command;
+  command.setId(id);
+  command.setAddress(0xAB);
+  command.setParameterId(0x1234567890);
+  command.setStatus(static_cast<HvDetailedCommandStatus>(status));
+  command.setDelay(delay, 0);
+  return command;
+}
+
+CommandContainerList listOf(const Ids& ids) {
+  CommandContainerList list;
+  for (const std::uint32_t id : ids) list.append(commandOf(id));
+  return list;
+}
+
+std::string timeoutOf(const std::string& key) { return "CommandManager command timeout, matching key: " + key; }
+std::string unknown(const std::string& number) {
+  return "CommandManager unknown originator for command #" + number +
+         " of group g with status 2 (node = ab / parameter = 1234567890)";
+}
+
+class CommandManager : public testing::Test {
+ protected:
+  CommandManager() {
+    manager.setConnection(Bus::Connection::open("in-process"));
+    manager.start(true);
+  }
+
+  void add(const Shared::Pointer<Client>& client, const Ids& ids) { manager.add(client, Group("g"), listOf(ids)); }
+  /// A "progress" call to the manager's originator, to be filled.
+  Call callBack(const char* interface = ORIGINATOR, const char* member = "progress") {
+    Call call;
+    call.setDestination(manager.getConnection()->getUniqueName());
+    call.setPath("/com/quarnix/Application/app/Hevra/Originator");
+    call.setInterface(interface);
+    call.setMember(member);
+    return call;
+  }
+  Call reportOf(const Command& command) {
+    Call call = callBack();
+    Bus::Message::Iterator arguments = call.begin();
+    Bus::Message::Iterator record = arguments.begin(Bus::Message::STRUCTURE);
+    Bus::Type::Wrapper<Command>().serialize(record, command);
+    arguments.end(record);
+    Bus::Message::Iterator group = arguments.begin(Bus::Message::STRUCTURE);
+    group.append("g");
+    arguments.end(group);
+    arguments.append(2);
+    return call;
+  }
+  /// Reports and waits for the answer; the name of the error, empty for a return.
+  std::string report(const Command& command) {
+    Call call = reportOf(command);
+    return stack.connection->call(call)->getErrorName();
+  }
+  /// The same for a report that gets no answer.
+  void reportUnanswered(const Command& command) {
+    Call call = reportOf(command);
+    call.setNoReplyExpected();
+    stack.connection->call(call);
+    clock.settle();
+  }
+  void advance(std::int64_t seconds) { clock.advance(Time::Elapsed(seconds, 0)); }
+
+  LoggedLines lines;
+  Time::SimulatedClock clock;
+  StackObject stack{SERVICE, PATH};
+  Listening manager{false, "app"};
+};
+
+TEST(CommandManagerVariants, HaveTheirEndpoints) {
+  const struct {
+    bool zuv;
+    const char* host;
+    const char* interface;
+    const char* originator;
+  } rows[] = {
+      {true, "com.quarnix.Application.Zuv", "com.quarnix.Application.Zuv.Manager.Command",
+       "/com/quarnix/Application/app/Zuv/Originator"},
+      {false, "com.quarnix.Application.Hevra", "com.quarnix.Application.Hevra.Manager.Command",
+       "/com/quarnix/Application/app/Hevra/Originator"},
+  };
+  for (const auto& row : rows) {
+    StackObject stack(row.host, PATH);
+    Proxy::Command::Manager manager(row.zuv, "app");
+    manager.setConnection(Bus::Connection::open("in-process"));
+    EXPECT_EQ(manager.getHost(), row.host);
+    EXPECT_EQ(manager.getPath(), PATH);
+    manager.add({}, Group("g"), CommandContainerList());
+    const Call call = stack.calls().at(0);
+    EXPECT_STREQ(call.getInterface(), row.interface);
+    EXPECT_STREQ(call.getSignature(), "(o)(s)a(utbuviiyisusuyy)");
+    EXPECT_EQ(call.begin().begin().getText(), row.originator);
+  }
+}
+
+TEST_F(CommandManager, SendsTheGroupOnceEveryCommandIsWaitedFor) {
+  const auto client = Shared::make<Client>();
+  stack.answer = [this](const Call& call) {
+    EXPECT_EQ(report(commandOf(2, 1)), "") << "before the answer to add";
+    return Return(call);
+  };
+  add(client, {1, 2});
+  EXPECT_EQ(client->reports.take(), Lines{"g_2 1/2"});
+
+  const Call call = stack.calls().at(0);
+  EXPECT_STREQ(call.getMember(), "add");
+  Bus::Message::ConstIterator argument = call.begin();
+  EXPECT_EQ((++argument).begin().getText(), "g");
+  std::vector<Command> commands;
+  Bus::Type::Wrapper<std::vector<Command>>().deserialize(++argument, commands);
+  ASSERT_EQ(commands.size(), 2u);
+  EXPECT_EQ(commands[0].getId(), 1u);
+  EXPECT_EQ(commands[1].getId(), 2u);
+  EXPECT_EQ(lines.take(), Lines());
+}
+
+TEST_F(CommandManager, WaitsForTheNextReportAsLongAsTheStatusSays) {
+  const struct {
+    std::uint32_t status, delay;
+    std::int64_t seconds;
+  } rows[] = {{0, 5, 60},    {1, 0, 60}, {2, 0, 60}, {9, 0, 60},
+              {6, 0, 14400}, {6, 1, 31}, {6, 5, 35}, {6, 4294967295, 4294967325}};
+  for (const auto& row : rows) {
+    const auto client = Shared::make<Client>();
+    add(client, {1});
+    advance(59);
+    EXPECT_EQ(report(commandOf(1, row.status, row.delay)), "");
+    advance(row.seconds - 1);
+    EXPECT_EQ(lines.take(), Lines()) << row.status << "/" << row.delay;
+    advance(1);
+    EXPECT_EQ(lines.take(), Lines{timeoutOf("g_1")}) << row.status << "/" << row.delay;
+    report(commandOf(1));
+    EXPECT_EQ(lines.take(), Lines{unknown("1")});
+    EXPECT_EQ(client.useCount(), 1u);
+  }
+}
+
+TEST_F(CommandManager, ForgetsACommandWhoseOwnStatusIsFinal) {
+  const auto client = Shared::make<Client>();
+  add(client, {1, 4294967295});
+  EXPECT_EQ(report(commandOf(4294967295, 3)), "");
+  EXPECT_EQ(report(commandOf(4294967295, 3)), "");
+  EXPECT_EQ(lines.take(), Lines{unknown("4294967295")});
+  EXPECT_EQ(client->reports.take(), Lines{"g_4294967295 3/2"});
+  EXPECT_EQ(client.useCount(), 2u);
+  advance(60);
+  EXPECT_EQ(lines.take(), Lines{timeoutOf("g_1")});
+  EXPECT_EQ(client->reports.take(), Lines()) << "the client is not told of a time-out";
+}
+
+TEST_F(CommandManager, KeepsTheCommandsOfAFailedAddUntilTheirTimeIsOver) {
+  stack.answer = [](const Call& call) { return Return(call, "test.Error", "no"); };
+  const auto client = Shared::make<Client>();
+  EXPECT_THROW(add(client, {1}), Return);
+
+  struct Failing : CommandContainerList {
+    using CommandContainerList::CommandContainerList;
+    const Command& get() const override {
+      const Command& command = CommandContainerList::get();
+      return command.getId() == 3 ? throw BadUse() : command;
+    }
+  };
+  EXPECT_THROW(manager.add(client, Group("g"), Failing{commandOf(2), commandOf(3)}), CommandContainerList::BadUse);
+  EXPECT_EQ(stack.calls().size(), 1u);
+  advance(59);
+  EXPECT_EQ(client.useCount(), 3u);
+  advance(1);
+  EXPECT_EQ(lines.take(), (Lines{timeoutOf("g_1"), timeoutOf("g_2")}));
+  EXPECT_EQ(client.useCount(), 1u);
+}
+
+TEST_F(CommandManager, KeepsTheFirstOriginatorOfAKey) {
+  const auto first = Shared::make<Client>(), second = Shared::make<Client>();
+  add(first, {1});
+  advance(59);
+  add(second, {1});
+  EXPECT_EQ(second.useCount(), 1u);
+  advance(59);
+  report(commandOf(1, 3));
+  EXPECT_EQ(first->reports.take(), Lines{"g_1 3/2"});
+  EXPECT_EQ(lines.take(), Lines());
+}
+
+TEST_F(CommandManager, SettlesACommandWhoseOriginatorThrows) {
+  const auto client = Shared::make<Client>([] { throw std::runtime_error("client"); });
+  add(client, {1, 2});
+  add({}, {3});
+  reportUnanswered(commandOf(1, 3));
+  reportUnanswered(commandOf(2, 6, 5));
+  reportUnanswered(commandOf(3, 3));
+  lines.take();
+  advance(34);
+  EXPECT_EQ(lines.take(), Lines());
+  advance(1);
+  EXPECT_EQ(lines.take(), Lines{timeoutOf("g_2")});
+  advance(60);
+  EXPECT_EQ(lines.take(), Lines()) << "1 and 3 were forgotten";
+}
+
+TEST_F(CommandManager, MayBeCalledByItsOriginators) {
+  const auto client = Shared::make<Client>([this] {
+    add(Shared::make<Client>(), {1, 2});
+    manager.cancel();
+  });
+  add(client, {1});
+  EXPECT_EQ(report(commandOf(1, 3)), "");
+  advance(60);
+  EXPECT_EQ(lines.take(), Lines{timeoutOf("g_2")});
+}
+
+/// Commands 1 to 3 expire while the event's task, which erases one at a time, is held at the end of an originator.
+class HeldCommandManager : public CommandManager {
+ protected:
+  void expireAndHold(const Shared::Pointer<Client>& second, std::function<void()> atEndOfThird) {
+    add(Shared::make<Client>(nullptr, [this] { held_.get_future().wait(); }), {1});
+    add(second, {2});
+    add(Shared::make<Client>(nullptr, std::move(atEndOfThird)), {3});
+    advancing_ = std::async(std::launch::async, [this] { advance(60); });
+    ASSERT_TRUE(lines.await(timeoutOf("g_3")));
+  }
+  void release() { held_.set_value(); }
+  void awaitIdle() { advancing_.get(); }
+
+ private:
+  std::promise<void> held_;
+  std::future<void> advancing_;
+};
+
+TEST_F(HeldCommandManager, LogsAnExpiryThatAFinalReportOvertook) {
+  const auto client = Shared::make<Client>();
+  expireAndHold(client, nullptr);
+  EXPECT_EQ(report(commandOf(2, 3)), "");
+  release();
+  awaitIdle();
+  EXPECT_EQ(lines.take(), (Lines{timeoutOf("g_1"), timeoutOf("g_2"), timeoutOf("g_3"),
+                                 "CommandManager unable to clean command, unknown originator for key g_2"}));
+  EXPECT_EQ(client->reports.take(), Lines{"g_2 3/2"});
+}
+
+// A report was once settled by its key alone, and so forgot the successor that was submitted under the key meanwhile.
+TEST_F(HeldCommandManager, SettlesOnlyTheEntryThatTheReportWasFor) {
+  std::promise<void> erased;
+  const auto successor = Shared::make<Client>();
+  const auto client = Shared::make<Client>([&] {
+    release();
+    erased.get_future().wait();  // the third entry has gone, so the second has too
+    add(successor, {2});
+  });
+  expireAndHold(client, [&erased] { erased.set_value(); });
+  EXPECT_EQ(report(commandOf(2, 3)), "");
+  awaitIdle();
+  EXPECT_EQ(report(commandOf(2, 4)), "");
+  EXPECT_EQ(client->reports.take(), Lines{"g_2 3/2"});
+  EXPECT_EQ(successor->reports.take(), Lines{"g_2 4/2"});
+}
+
+TEST_F(CommandManager, CancelsWithoutForgetting) {
+  const auto client = Shared::make<Client>();
+  add(client, {1});
+  manager.cancel();
+  manager.cancel("g_1");
+  manager.cancel(Priority(4294967295));
+  const auto calls = stack.calls();
+  ASSERT_EQ(calls.size(), 4u);
+  const char* const signatures[] = {"", "s", "u"};
+  for (std::size_t i = 0; i < 3; ++i) {
+    EXPECT_STREQ(calls[i + 1].getMember(), "cancel");
+    EXPECT_STREQ(calls[i + 1].getSignature(), signatures[i]);
+  }
+  EXPECT_EQ(calls[2].begin().getText(), "g_1");
+  std::uint32_t priority = 0;
+  calls[3].begin().get(priority);
+  EXPECT_EQ(priority, 4294967295);
+
+  stack.answer = [](const Call& call) { return Return(call, "test.Error", "no"); };
+  EXPECT_THROW(manager.cancel(), Return);
+  EXPECT_THROW(manager.cancel("g_1"), Return);
+  EXPECT_THROW(manager.cancel(Priority(1)), Return);
+  report(commandOf(1, 5));
+  EXPECT_EQ(client->reports.take(), Lines{"g_1 5/2"});
+}
+
+TEST_F(CommandManager, HandsOnExceptionSignals) {
+  const std::string interface = "com.quarnix.Application.Hevra.Manager.Command";
+  const struct {
+    std::string interface;
+    const char* member;
+    int arguments;
+    Lines lines, exceptions;
+  } rows[] = {
+      {interface, "exception", 1, {}, {"text"}},
+      {interface, "other", 1, {"CommandManager exception unknown member: other"}, {}},
+      {interface, "exception", 2, {"CommandManager exception bad signature: ss"}, {}},
+      {interface, "exception", 0, {"CommandManager exception bad signature: "}, {}},
+      {"com.quarnix.Application.Zuv.Manager.Command", "exception", 1, {}, {}},
+  };
+  for (const auto& row : rows) {
+    Bus::Message::Signal signal(PATH, row.interface.c_str(), row.member);
+    for (int i = 0; i < row.arguments; ++i) signal.begin().append("text");
+    stack.send(signal);
+    clock.settle();
+    EXPECT_EQ(lines.take(), row.lines);
+    EXPECT_EQ(manager.exceptions.take(), row.exceptions);
+  }
+}
+
+TEST_F(CommandManager, RefusesWhatIsNoProgressCall) {
+  const std::string expected = "(utbuviiyisusuyy)(s)i";
+  Call interface = callBack("com.quarnix.Application.Hevra.Manager.Command"), member = callBack(ORIGINATOR, "cancel"),
+       signature = callBack();
+  signature.begin().append(1);
+  const std::pair<Call*, std::string> rows[] = {
+      {&interface,
+       "unknown interface: com.quarnix.Application.Hevra.Manager.Command, expected was " + std::string(ORIGINATOR)},
+      {&member, "unknown member: cancel, expected was progress"},
+      {&signature, "bad signature on member progress: i, expected was " + expected},
+  };
+  for (const auto& [call, line] : rows) {
+    EXPECT_STREQ(stack.connection->call(*call)->getErrorName(), "org.freedesktop.DBus.Error.UnknownMethod");
+    EXPECT_EQ(lines.take(), Lines{"Command Originator " + line});
+  }
+}
+
+TEST_F(CommandManager, StartsWholeOrNotAtAll) {
+  for (const auto& [name, path] : {std::pair("app", "/com/quarnix/Application/app/Hevra/Originator"),
+                                   std::pair("", "/com/quarnix/Application//Hevra/Originator")}) {
+    Listening other(false, name);
+    other.setConnection(manager.getConnection());
+    try {
+      other.start(true);
+      ADD_FAILURE() << name;
+    } catch (const Exception& error) {
+      EXPECT_NE(std::string(error.what()).find(path), std::string::npos) << error.what();
+    }
+    Bus::Message::Signal signal(PATH, "com.quarnix.Application.Hevra.Manager.Command", "exception");
+    signal.begin().append("text");
+    stack.send(signal);
+    clock.settle();
+    EXPECT_EQ(manager.exceptions.take(), Lines{"text"});
+    EXPECT_EQ(other.exceptions.take(), Lines());
+  }
+  Proxy::Command::Manager nameless(false, "");
+  nameless.setConnection(manager.getConnection());
+  EXPECT_THROW(nameless.add({}, Group("g"), CommandContainerList()), Bus::InvalidArgument);
+}
+
+TEST_F(CommandManager, LetsEverythingGoWhenItIsDestroyed) {
+  const auto client = Shared::make<Client>();
+  {
+    Proxy::Command::Manager other(false, "other");
+    other.setConnection(Bus::Connection::open("in-process"));
+    other.start(true);
+    other.add(client, Group("g"), listOf({1, 2}));
+    EXPECT_EQ(client.useCount(), 3u);
+  }
+  EXPECT_EQ(client.useCount(), 1u);
+  advance(60);
+  EXPECT_EQ(lines.take(), Lines());
+}
+
+}  // namespace
+}  // namespace Quarnix::Hevra
