@@ -48,7 +48,7 @@ struct Pending {
   bool replyExpected = false;
   Host* host = nullptr;   // whose owner's reply counts; null when `owner` is fixed
   std::string owner;      // the unique name that the call went to; empty until one is known
-  std::string successor;  // a later owner of the host's name, while it is open to which of them the call went
+  std::vector<std::string> successors;  // later owners of the host's name: it is open to which of them the call went
   bool accepted = false;  // at least a byte has left
   bool done = false;
   bool retry = false;    // the link broke before a byte left: may go out on the next one
@@ -125,11 +125,12 @@ class Client : public std::enable_shared_from_this<Client> {
   std::optional<Message::Method::Return> connect(const Time::Monotonic& deadline) HEVRA_REQUIRES(mutex_);
   void adopt(std::shared_ptr<Transport> transport) HEVRA_REQUIRES(mutex_);
   void lose(const std::string& reason) HEVRA_REQUIRES(mutex_);
+  bool isSameProcess() const noexcept;
   void requireSameProcess() const;
   void keepInBackground() HEVRA_REQUIRES(mutex_);
   void wakeBackground() noexcept HEVRA_REQUIRES(mutex_);
   void background() HEVRA_EXCLUDES(mutex_);
-  void backgroundTurn(const std::shared_ptr<Transport>& transport) HEVRA_REQUIRES(mutex_);
+  void readOnce(const std::shared_ptr<Transport>& transport) HEVRA_REQUIRES(mutex_);
   static void* backgroundThread(void* client);
   void reportDropped() noexcept HEVRA_EXCLUDES(mutex_);
 
@@ -143,6 +144,7 @@ class Client : public std::enable_shared_from_this<Client> {
   void awaitWritable(const Time::Monotonic& deadline) HEVRA_REQUIRES(mutex_);
   void withdraw(const std::shared_ptr<Pending>& pending) HEVRA_REQUIRES(mutex_);
   void passOn() HEVRA_REQUIRES(mutex_);
+  void passOnWriting() HEVRA_REQUIRES(mutex_);
   void arm(std::uint32_t events) noexcept HEVRA_REQUIRES(mutex_);
   void finish(Pending& pending) HEVRA_REQUIRES(mutex_);
   std::uint32_t nextSerial() noexcept HEVRA_REQUIRES(mutex_);

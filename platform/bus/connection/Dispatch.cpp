@@ -1,4 +1,5 @@
 // What arrives: replies to those who wait, signals and calls to the objects, names to the hosts.
+#include <algorithm>
 #include <cstring>
 #include <new>
 
@@ -57,7 +58,9 @@ void Client::dispatchReply(Received& message) {
   const std::string_view sender = textOf(message, Field::SENDER);
   const bool error = message.header.type == static_cast<std::uint8_t>(Message::Type::ERROR);
   const bool fromBus = sender == DRIVER_NAME && (error || pending.owner == DRIVER_NAME);
-  const bool fromOwner = !sender.empty() && (sender == pending.owner || sender == pending.successor);
+  const auto& later = pending.successors;
+  const bool fromOwner =
+      !sender.empty() && (sender == pending.owner || std::find(later.begin(), later.end(), sender) != later.end());
   if (!fromBus && !fromOwner) return;
 
   const std::shared_ptr<Pending> kept = std::move(found->second);
@@ -69,14 +72,12 @@ void Client::dispatchReply(Received& message) {
 
 void Client::dispatchSignal(Received& message) {
   const std::string_view sender = textOf(message, Field::SENDER);
-  if (sender == DRIVER_NAME) {
-    if (textOf(message, Field::MEMBER) != "NameOwnerChanged" || textOf(message, Field::INTERFACE) != DRIVER_INTERFACE)
-      return;
-    if (textOf(message, Field::SIGNATURE) != "sss") return;
+  if (sender == DRIVER_NAME && textOf(message, Field::MEMBER) == "NameOwnerChanged" &&
+      textOf(message, Field::INTERFACE) == DRIVER_INTERFACE && textOf(message, Field::SIGNATURE) == "sss") {
     const Message::Signal signal(message.frame, message.header);
     std::string name, before, now;
     static_cast<const Message::Base&>(signal).begin().read(name, before, now);
-    return ownerChanged(name, before, now);
+    ownerChanged(name, before, now);
   }
   const std::string_view path = textOf(message, Field::PATH);
   for (const StartedProxy& started : proxies_) {
@@ -107,9 +108,15 @@ void Client::refuse(const Call& call, const char* errorName, const std::string& 
 void Client::ownerLearnt(Host& host, const std::string& owner) {
   host.owner = owner;
   if (owner.empty()) return;
-  // A call that was sent while the name had no owner belongs to the first one that is announced after it.
-  for (auto& [serial, pending] : pending_)
-    if (pending->host == &host && pending->owner.empty()) pending->owner = owner;
+  for (auto& [serial, pending] : pending_) {
+    if (pending->host != &host || pending->owner == owner) continue;
+    if (pending->owner.empty()) {
+      // A call that was sent while the name had no owner belongs to the first one that is announced after it.
+      pending->owner = owner;
+    } else {
+      pending->successors.push_back(owner);
+    }
+  }
 }
 
 void Client::ownerChanged(const std::string& name, const std::string& before, const std::string& now) {
@@ -118,12 +125,9 @@ void Client::ownerChanged(const std::string& name, const std::string& before, co
   Host& host = found->second;
   ownerLearnt(host, now);
 
-  bool contested = false;
-  for (auto& [serial, pending] : pending_) {
-    if (pending->host != &host || pending->owner != before || before.empty()) continue;
-    if (pending->successor.empty()) pending->successor = now;
-    contested = true;
-  }
+  const bool contested = !before.empty() && std::any_of(pending_.begin(), pending_.end(), [&](const auto& entry) {
+    return entry.second->host == &host && entry.second->owner == before;
+  });
   if (!contested) return;
   // The signal may be older than the calls, when nobody has read the socket since; then they went to the new owner, and
   // failing them would be wrong. If the old owner has gone from the bus, the bus itself answers whatever had reached

@@ -61,6 +61,11 @@ Return Client::call(Call& call, std::string_view path, Host* host) {
   const Time::Monotonic deadline = Time::Clock::get().now() + call.getTimeout();
   MutexLock lock(mutex_);
   for (;;) {
+    // What has arrived while nobody read comes first: a change of the name's owner from before the call must not be
+    // taken for one during it, and a link that has broken is not to be written to.
+    if (const std::shared_ptr<Transport> transport = transport_;
+        host && !reading_ && transport && transport->descriptor() >= 0)
+      readOnce(transport);
     if (std::optional<Return> failure = connect(deadline)) return std::move(*failure);
     if (pending_.size() >= MAXIMUM_OUTSTANDING_CALLS)
       return Return("org.freedesktop.DBus.Error.LimitsExceeded",
@@ -134,8 +139,8 @@ void Client::withdraw(const std::shared_ptr<Pending>& pending) {
 void Client::flush() {
   constexpr std::size_t BATCH = 8;
   writing_ = true;
-  const std::shared_ptr<Transport> transport = transport_;
-  while (transport && transport_ == transport && !outgoing_.empty()) {
+  while (transport_ && !outgoing_.empty()) {
+    std::shared_ptr<Transport> transport = transport_;
     // References of our own: while the mutex is not held the queue may be emptied by a loss of the link.
     Message::Frame frames[BATCH];
     const std::size_t count = std::min(BATCH, outgoing_.size());
@@ -149,7 +154,13 @@ void Client::flush() {
       MutexUnlock unlock(mutex_);
       written = transport->write(frames, count, offset);
     }
-    if (transport_ != transport) break;
+    if (transport_ != transport) {
+      // The link has gone, and its queue with it: what is queued now is for the next one. Whoever is the last to let a
+      // link go leaves the in-process bus, whose mutex comes before ours.
+      MutexUnlock unlock(mutex_);
+      transport.reset();
+      continue;
+    }
 
     std::size_t left = written > 0 ? static_cast<std::size_t>(written) + offset : offset;
     std::size_t complete = 0;
@@ -175,6 +186,7 @@ void Client::flush() {
     if (complete < count) break;
   }
   writing_ = false;
+  passOnWriting();
 }
 
 void Client::await(Pending& pending, const Time::Monotonic& deadline) {
@@ -249,7 +261,19 @@ void Client::awaitWritable(const Time::Monotonic& deadline) {
     ready = Time::Clock::get().poll(descriptors, 1, deadline);
   }
   writing_ = false;
-  if (ready > 0 && transport_ == transport) flush();
+  if (ready > 0) {
+    flush();
+  } else {
+    passOnWriting();
+  }
+}
+
+/// Has one of those whose message is still here wait for the link to take it. The reader would, but it may be waiting
+/// for messages only.
+void Client::passOnWriting() {
+  if (outgoing_.empty()) return;
+  const auto next = std::find_if(waiters_.begin(), waiters_.end(), [](const Pending* one) { return !one->accepted; });
+  if (next != waiters_.end()) (*next)->changed.notifyOne();
 }
 
 void Client::passOn() {

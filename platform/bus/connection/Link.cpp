@@ -53,8 +53,11 @@ Client::~Client() {
   if (wake_ >= 0) ::close(wake_);
 }
 
+/// In a forked child the socket is still the parent's: nothing is written to it, and it is not shut down.
+bool Client::isSameProcess() const noexcept { return forkCount.load(std::memory_order_relaxed) == forks_; }
+
 void Client::requireSameProcess() const {
-  if (forkCount.load(std::memory_order_relaxed) != forks_)
+  if (!isSameProcess())
     throw UnusableMessage("The connection was opened before this process was forked: expected one of its own");
 }
 
@@ -89,6 +92,10 @@ std::optional<Return> Client::connect(const Time::Monotonic& deadline) {
     lastFailure_ = failure;
     if (transport && !closed_) adopt(std::move(transport));
     stateChanged_.notifyAll();
+    if (transport) {
+      MutexUnlock unlock(mutex_);
+      transport.reset();
+    }
     if (failure) return failure;
   }
   return std::nullopt;
@@ -109,6 +116,11 @@ void Client::adopt(std::shared_ptr<Transport> transport) {
 void Client::lose(const std::string& reason) {
   if (!transport_) return;
   transport_->shutdown();
+  if (watched_.lock() == transport_) {
+    // Closing is not enough while a forked child has the socket too: the set would report its end for ever.
+    ::epoll_ctl(epoll_, EPOLL_CTL_DEL, transport_->descriptor(), nullptr);
+    watched_.reset();
+  }
   transport_.reset();
   uniqueName_.clear();
   state_ = State::DISCONNECTED;
@@ -138,6 +150,7 @@ void Client::lose(const std::string& reason) {
 }
 
 void Client::close() noexcept {
+  if (!isSameProcess()) return;
   std::shared_ptr<Transport>
       last;  // goes after the mutex: leaving the in-process bus takes the bus's, which comes first
   MutexLock lock(mutex_);
@@ -223,7 +236,7 @@ void Client::background() {
         std::uint64_t ignored = 0;
         static_cast<void>(!::read(wake_, &ignored, sizeof ignored));
       } else if (transport_ == transport && !reading_) {
-        backgroundTurn(transport);
+        readOnce(transport);
       }
     }
   }
@@ -235,7 +248,8 @@ void Client::background() {
   }
 }
 
-void Client::backgroundTurn(const std::shared_ptr<Transport>& transport) {
+/// The reader's role for what is there now.
+void Client::readOnce(const std::shared_ptr<Transport>& transport) {
   reading_ = true;
   std::string reason;
   bool alive = true;

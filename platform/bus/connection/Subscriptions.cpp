@@ -85,6 +85,7 @@ Host* Client::watch(const std::string& name) {
 }
 
 void Client::unwatch(Host* host) noexcept {
+  if (!isSameProcess()) return;
   MutexLock lock(mutex_);
   if (--host->users > 0) return;
   host->owner.clear();
@@ -126,6 +127,7 @@ void Client::start(Object::Proxy& proxy, Host* host, bool wait) {
     if (!wait) {
       if (connected) callDriver(driverCall("AddMatch", signalRule(proxy, *host)), ignore);
       if (addresses_.empty()) static_cast<void>(connect(deadline));
+      if (!writing_) flush();
       wakeBackground();
       return;
     }
@@ -146,6 +148,7 @@ void Client::start(Object::Proxy& proxy, Host* host, bool wait) {
 }
 
 void Client::stop(Object::Proxy& proxy) {
+  if (!isSameProcess()) return;
   MutexLock lock(mutex_);
   const auto found = std::find_if(proxies_.begin(), proxies_.end(),
                                   [&](const StartedProxy& started) { return started.proxy == &proxy; });
@@ -183,6 +186,7 @@ void Client::start(Object::Server& server, bool wait) {
 }
 
 void Client::stop(Object::Server& server) {
+  if (!isSameProcess()) return;
   MutexLock lock(mutex_);
   const auto found = servers_.find(server.getPath());
   if (found == servers_.end() || found->second != &server) return;

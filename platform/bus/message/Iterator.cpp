@@ -10,35 +10,9 @@ namespace Quarnix::Bus::Message {
 
 namespace {
 
-/// What an iterator expects while a container that it opened is open: nothing that anybody could append.
-constexpr const char* CONTAINER_OPEN = "";
-
 std::string quoted(std::string_view text) { return '"' + std::string(text) + '"'; }
 
 }  // namespace
-
-void Iterator::enter(int type) {
-  arrays_ = static_cast<std::uint8_t>(parent_->arrays_ + (type == ARRAY));
-  structures_ = static_cast<std::uint8_t>(parent_->structures_ + (type == STRUCTURE));
-  depth_ = static_cast<std::uint8_t>(parent_->depth_ + 1);
-  if (arrays_ > MAXIMUM_ARRAY_DEPTH || structures_ > MAXIMUM_STRUCTURE_DEPTH || depth_ > MAXIMUM_DEPTH)
-    fail("Container at depth " + std::to_string(depth_) +
-         ": expected at most 32 arrays, 32 structures and 64 levels in all");
-  // From here on only this iterator may append, until `end`.
-  parent_->expected_ = CONTAINER_OPEN;
-  ++body_.open;
-}
-
-Iterator::Iterator(Iterator& parent, char opening) : body_(parent.body_), parent_(&parent), kind_(opening) {
-  if (parent.expected_) {
-    if (*parent.expected_ != opening) parent.failMismatch({&opening, 1});
-    expected_ = parent.expected_ + 1;
-  } else {
-    parent.extend(&opening, 1);
-  }
-  body_.commit(Body::align<8>(body_.reserve(8)));
-  enter(STRUCTURE);
-}
 
 Iterator::Iterator(Iterator& parent, int type, std::string_view contents)
     : body_(parent.body_), parent_(&parent), kind_(static_cast<char>(type)) {
@@ -79,7 +53,7 @@ Iterator::Iterator(Iterator& parent, int type, std::string_view contents)
     std::memcpy(at, contents_.c_str(), contents.size() + 1);
     body_.commit(at + contents.size() + 1);
   }
-  enter(type);
+  enter(type == ARRAY, 0);
 }
 
 void Iterator::extend(const char* codes, std::size_t count) {
@@ -109,12 +83,13 @@ std::uint8_t* Iterator::putString(std::uint8_t* at, std::string_view text) noexc
   return at + 5 + text.size();
 }
 
-std::uint8_t* Iterator::putText(std::uint8_t* at, std::string_view text) {
-  if (const char* rule = checkText(text)) [[unlikely]] {
+/// The text holds more than plain ASCII: it is copied anew and checked.
+void Iterator::copyChecked(std::uint8_t* at, std::string_view text) {
+  if (const char* rule = checkText(text)) {
     body_.unusable = true;
     require(rule, "text", text);
   }
-  return putString(at, text);
+  std::memcpy(at, text.data(), text.size());
 }
 
 void Iterator::appendPath(std::string_view path) {
@@ -173,51 +148,46 @@ void Iterator::appendVariantOfBytes(const std::uint8_t* bytes, std::size_t count
   body_.commit(putBytes(at + sizeof CONTENT, bytes, count));
 }
 
-Iterator Iterator::begin(int type) {
-  if (type != STRUCTURE && type != DICTIONARY_ENTRY)
-    fail("Container type " + std::to_string(type) + ": expected 'r' or 'e' where no contents are named");
-  return Iterator(*this, type == STRUCTURE ? '(' : '{');
-}
-
 Iterator Iterator::begin(int type, const char* contained) {
-  if (type != ARRAY && type != VARIANT)
-    fail("Container type " + std::to_string(type) + ": expected 'a' or 'v' where the contents are named");
+  if (type != ARRAY && type != VARIANT) failType(type, "'a' or 'v' where the contents are named");
   return Iterator(*this, type, std::string_view(contained));
 }
 
-void Iterator::end(Iterator& container) {
-  if (container.parent_ != this) fail("A container closed by an iterator that did not open it");
+/// Closes anything but a structure of fixed contents; where the parent goes on.
+const char* Iterator::close(Iterator& container) {
   switch (container.kind_) {
     case ARRAY: {
       if (container.expected_ != container.elementBegin_) container.failMismatch("end of the array");
       const std::uint32_t length = body_.begin + body_.size - container.dataAt_;
       requireArraySize(body_, length);
       std::memcpy(body_.storage.data() + container.lengthAt_, &length, 4);
-      expected_ = container.after_;
-      break;
+      return container.after_;
     }
     case VARIANT:
       if (*container.expected_ != '\0') container.failMismatch("end of the variant");
-      expected_ = container.after_;
-      break;
+      return container.after_;
     default: {
       const char closing = container.kind_ == '(' ? ')' : '}';
       if (container.expected_) {
         if (*container.expected_ != closing) container.failMismatch({&closing, 1});
-        expected_ = container.expected_ + 1;
-      } else {
-        expected_ = nullptr;
-        extend(&closing, 1);
+        return container.expected_ + 1;
       }
+      extend(&closing, 1);
+      return nullptr;
     }
   }
-  if (expected_) step(expected_);
-  container.parent_ = nullptr;
-  container.expected_ = CONTAINER_OPEN;
-  --body_.open;
 }
 
-void Iterator::abandon() noexcept { body_.unusable = true; }
+void Iterator::failDepth() {
+  fail("Container at depth " + std::to_string(depth_) +
+       ": expected at most 32 arrays, 32 structures and 64 levels in all");
+}
+
+void Iterator::failEnd() { fail("A container closed by an iterator that did not open it"); }
+
+void Iterator::failType(int type, const char* expected) {
+  fail("Container type " + std::to_string(type) + ": expected " + expected);
+}
 
 void Iterator::fail(std::string message) {
   body_.unusable = true;

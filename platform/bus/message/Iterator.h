@@ -7,6 +7,7 @@
 #include <string_view>
 
 #include <platform/bus/message/Body.h>
+#include <platform/bus/message/Limits.h>
 #include <platform/bus/message/TypeCode.h>
 #include <platform/core/Export.h>
 
@@ -70,14 +71,40 @@ class HEVRA_EXPORT Iterator {
   void appendVariantOfBytes(const std::uint8_t* bytes, std::size_t count);
 
   /// Opens a structure (STRUCTURE) or, inside an array, a dictionary entry (DICTIONARY_ENTRY).
-  Iterator begin(int type);
+  Iterator begin(int type) { return Iterator(*this, openingOf(type)); }
   /// Opens an array of elements of `contained`, or a variant that holds one value of it.
   Iterator begin(int type, const char* contained);
   /// Closes the container that `begin` opened.
-  void end(Iterator& container);
+  void end(Iterator& container) {
+    if (container.parent_ != this) [[unlikely]]
+      failEnd();
+    const char* after = container.after_;
+    if (container.kind_ == '(' && container.expected_) [[likely]] {
+      if (*container.expected_ != ')') [[unlikely]]
+        container.failMismatch(")");
+      after = container.expected_ + 1;
+    } else {
+      after = close(container);
+    }
+    expected_ = after;
+    if (after) step(after);
+    container.parent_ = nullptr;
+    container.expected_ = CONTAINER_OPEN;
+    --body_.open;
+  }
 
  private:
-  Iterator(Iterator& parent, char opening);
+  Iterator(Iterator& parent, char opening) : body_(parent.body_), parent_(&parent), kind_(opening) {
+    if (parent.expected_) [[likely]] {
+      if (*parent.expected_ != opening) [[unlikely]]
+        parent.failMismatch({&opening, 1});
+      expected_ = parent.expected_ + 1;
+    } else {
+      parent.extend(&opening, 1);
+    }
+    body_.commit(Body::align<8>(body_.reserve(8)));
+    enter(0, 1);
+  }
   Iterator(Iterator& parent, int type, std::string_view contents);
 
   /// Checks the codes against what is expected here and steps over them, or extends the message's signature.
@@ -117,13 +144,67 @@ class HEVRA_EXPORT Iterator {
       return at + sizeof(T);
     }
   }
-  std::uint8_t* putText(std::uint8_t* at, std::string_view text);
+  std::uint8_t* putText(std::uint8_t* at, std::string_view text) {
+    at = Body::align<4>(at);
+    const auto length = static_cast<std::uint32_t>(text.size());
+    std::memcpy(at, &length, 4);
+    if (!copyPlain(at + 4, text.data(), text.size())) copyChecked(at + 4, text);
+    at[4 + text.size()] = 0;
+    return at + 5 + text.size();
+  }
   std::uint8_t* putString(std::uint8_t* at, std::string_view text) noexcept;
+  void copyChecked(std::uint8_t* at, std::string_view text);
 
-  void enter(int type);
-  void abandon() noexcept;
+  /// Copies a text while it is nothing but ASCII without NUL, which needs no further check; false at anything else. The
+  /// last word overlaps the one before, so that no length needs a loop over bytes but the shortest.
+  static bool copyPlain(std::uint8_t* at, const char* text, std::size_t size) noexcept {
+    if (size >= 8) {
+      std::uint64_t odd = 0;
+      for (std::size_t i = 0; i + 8 < size; i += 8) odd |= copyWord<std::uint64_t>(at + i, text + i);
+      odd |= copyWord<std::uint64_t>(at + size - 8, text + size - 8);
+      return odd == 0;
+    }
+    if (size >= 4)
+      return (copyWord<std::uint32_t>(at, text) | copyWord<std::uint32_t>(at + size - 4, text + size - 4)) == 0;
+    std::uint8_t odd = 0;
+    for (std::size_t i = 0; i < size; ++i) odd = static_cast<std::uint8_t>(odd | copyWord<std::uint8_t>(at + i, text + i));
+    return odd == 0;
+  }
+  /// Not 0 when a byte of the word is 0 or has its high bit set.
+  template <class W>
+  static W copyWord(std::uint8_t* to, const char* from) noexcept {
+    constexpr W ONES = static_cast<W>(0x0101010101010101u & static_cast<W>(~W{0}));
+    W word = 0;
+    std::memcpy(&word, from, sizeof word);
+    std::memcpy(to, &word, sizeof word);
+    return static_cast<W>((static_cast<W>(word - ONES) | word) & static_cast<W>(ONES << 7));
+  }
+
+  void enter(int arrays, int structures) {
+    arrays_ = static_cast<std::uint8_t>(parent_->arrays_ + arrays);
+    structures_ = static_cast<std::uint8_t>(parent_->structures_ + structures);
+    depth_ = static_cast<std::uint8_t>(parent_->depth_ + 1);
+    if (arrays_ > MAXIMUM_ARRAY_DEPTH || structures_ > MAXIMUM_STRUCTURE_DEPTH || depth_ > MAXIMUM_DEPTH) [[unlikely]]
+      failDepth();
+    // From here on only this iterator may append, until `end`.
+    parent_->expected_ = CONTAINER_OPEN;
+    ++body_.open;
+  }
+  char openingOf(int type) {
+    if (type == STRUCTURE) return '(';
+    if (type == DICTIONARY_ENTRY) return '{';
+    failType(type, "'r' or 'e' where no contents are named");
+  }
+  const char* close(Iterator& container);
+  void abandon() noexcept { body_.unusable = true; }
   [[noreturn]] void failMismatch(std::string_view codes);
+  [[noreturn]] void failDepth();
+  [[noreturn]] void failEnd();
+  [[noreturn]] void failType(int type, const char* expected);
   [[noreturn]] void fail(std::string message);
+
+  /// What an iterator expects while a container that it opened is open: nothing that anybody could append.
+  static constexpr const char* CONTAINER_OPEN = "";
 
   Body& body_;
   Iterator* parent_ = nullptr;          // of an open container
