@@ -1,0 +1,101 @@
+#!/usr/bin/python3
+"""Writes messages as GLib makes them, each in both byte orders, one a line: its name, "l" or "B", the bytes in
+hexadecimal. The test that reads them knows by itself what they hold; nothing of this library is used here."""
+
+import pathlib
+import sys
+
+import gi
+
+gi.require_version("Gio", "2.0")
+from gi.repository import Gio, GLib  # noqa: E402
+
+RECORD = "utbuviiyisusuyy"
+HOST = "com.quarnix.Application.Hevra"
+ROOT = "/com/quarnix/Application/HevraZuv/Manager/"
+COMMANDS = (ROOT + "Command", HOST + ".Manager.Command")
+BOARD = (ROOT + "DaughterBoard", HOST + ".Manager.DaughterBoard")
+ORIGINATOR = ("/com/quarnix/Application/golden/Hevra/Originator", "com.quarnix.Application.HevraZuv.Originator.Command")
+TEXT = "Grüße, 家 \U0001d11e \uffff"
+
+VALUES = [
+    ("y-0", "y", 0), ("y-max", "y", 255),
+    ("q-0", "q", 0), ("q-max", "q", 65535),
+    ("n-min", "n", -32768), ("n-max", "n", 32767),
+    ("u-0", "u", 0), ("u-max", "u", 4294967295),
+    ("i-min", "i", -2147483648), ("i-max", "i", 2147483647),
+    ("t-0", "t", 0), ("t-max", "t", 18446744073709551615),
+    ("x-min", "x", -9223372036854775808), ("x-max", "x", 9223372036854775807),
+    ("s-empty", "s", ""), ("s-utf8", "s", TEXT), ("s-long", "s", "0123456789" * 1000),
+    ("d-tenth", "d", 0.1), ("d-minus-0", "d", -0.0), ("d-max", "d", sys.float_info.max), ("d-tiny", "d", -5e-324),
+    ("d-infinite", "d", float("-inf")), ("d-nan", "d", float("nan")),
+    ("b-false", "b", False), ("b-true", "b", True),
+    ("ay-empty", "ay", b""), ("ay-three", "ay", b"\x00\xff\x80"), ("ay-long", "ay", bytes(range(256)) * 4),
+    ("unknown-struct", "(ii)", (1, -1)), ("unknown-path", "o", "/a"), ("unknown-signature", "g", "a{sv}"),
+    ("unknown-array", "au", [1, 2]), ("unknown-aligned", "a(t)", []), ("unknown-dictionary", "a{sv}", {}),
+    ("unknown-variant", "v", GLib.Variant("y", 1)),
+]
+
+ZEROS = (0, 0, False, 0, GLib.Variant("ay", b""), 0, 0, 0, 0, "0/0", 0, "", 0, 0, 0)
+HIGH = (4294967295, 18446744073709551615, True, 4294967295, GLib.Variant("t", 18446744073709551615), 2147483647,
+        2147483647, 255, 2147483647, "255/2147483647: blocked, hot", 4294967295, TEXT, 4294967295, 255, 255)
+LOW = (7, 4294967297, True, 1193046, GLib.Variant("x", -9223372036854775808), -2147483648, -1, 1, -2147483648,
+       "1/-2147483648", 60, "lamp 1", 9, 6, 227)
+
+
+def call(where, member, signature="", body=(), destination=HOST):
+    message = Gio.DBusMessage.new_method_call(destination, *where, member)
+    if signature:
+        message.set_body(GLib.Variant(f"({signature})", body))
+    return message
+
+
+def signal(where, member, signature, body):
+    message = Gio.DBusMessage.new_signal(*where, member)
+    message.set_body(GLib.Variant(f"({signature})", body))
+    return message
+
+
+def answer(asked, body=None):
+    message = asked.new_method_reply()
+    if body:
+        message.set_body(body)
+    return message
+
+
+def add(*commands):
+    return call(COMMANDS, "add", f"(o)(s)a({RECORD})", ((ORIGINATOR[0],), ("g1",), commands))
+
+
+def messages():
+    for name, kind, value in VALUES:
+        yield "value-" + name, signal(("/golden", "golden.Values"), "Value", "v", (GLib.Variant(kind, value),))
+    for name, command in ("zeros", ZEROS), ("high", HIGH), ("low", LOW):
+        yield "record-" + name, signal(("/golden", "golden.Values"), "Record", RECORD, command)
+    yield "add-none", add()
+    yield "add-one", add(LOW)
+    yield "add-three", add(ZEROS, HIGH, LOW)
+    yield "progress", call(ORIGINATOR, "progress", f"({RECORD})(s)i", (HIGH, ("g1",), -1), ":1.42")
+    yield "cancel-all", call(COMMANDS, "cancel")
+    yield "cancel-key", call(COMMANDS, "cancel", "s", ("g1_7",))
+    yield "cancel-priority", call(COMMANDS, "cancel", "u", (4294967295,))
+    yield "exception", signal(COMMANDS, "exception", "s", (TEXT,))
+    board = call(BOARD, "hardreset")
+    board.set_sender(":1.7")
+    yield "hardreset", board
+    yield "hardreset-true", answer(board, GLib.Variant("(b)", (True,)))
+    yield "hardreset-false", answer(board, GLib.Variant("(b)", (False,)))
+    yield "hardreset-empty", answer(board)
+    yield "hardreset-error", board.new_method_error_literal("golden.Error.Busy", TEXT)
+
+
+def main():
+    with open(pathlib.Path(sys.argv[1]) / "messages.txt", "w", encoding="ascii") as out:
+        for serial, (name, message) in enumerate(messages(), start=0x01020304):
+            message.set_serial(serial)
+            for letter, order in ("l", "LITTLE_ENDIAN"), ("B", "BIG_ENDIAN"):
+                message.set_byte_order(getattr(Gio.DBusMessageByteOrder, order))
+                print(name, letter, message.to_blob(Gio.DBusCapabilityFlags.NONE).hex(), file=out)
+
+
+main()

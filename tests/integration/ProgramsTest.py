@@ -1,0 +1,256 @@
+"""hevractl and hevra-stackd as processes on a real bus: what they print, how they end, and that wrong input sends
+nothing."""
+
+import json
+import signal
+import tempfile
+import unittest
+
+import support
+from dbus.lowlevel import MethodCallMessage
+from peers import DBusPython
+from support import HOST, Process, ctl
+
+NAMES = "org.freedesktop.DBus.Error."
+
+
+def delayed(*numbers, **changes):
+    return [{"id": number, "delay": 3600, **changes} for number in numbers]
+
+
+def second(**changes):
+    return [{"id": 1}, {"id": 2, **changes}]
+
+
+def typed(kind, value):
+    return second(value={"type": kind, "value": value})
+
+
+SEND = ["send", "--group", "g"]
+VALUE = "[1].value.value"
+WRONG_COMMANDS = [
+    (b"", "line 1"), (b'[{"id": 1}\n,]', "line 2"), (b'[{"id": 1, "label": "\xff"}]', "line 1"), ({"id": 1}, "array"),
+    ([{}], "[0].id"), ([{"id": 1}, {"id": 1}], "[1].id"), (second(colour=1), "colour"), (second(id=1.0), "[1].id"),
+    (second(address=2**32), "4294967296"), (second(parameterId=2**64), "[1].parameterId"), (second(delay=-1), "-1"),
+    (second(status=256), "[1].status"), (second(acei=4), "[1].acei"), (second(label="a\0b"), "[1].label"),
+    (second(error={"type": 256}), "[1].error.type"), (second(value=7), "[1].value"), (typed("v", 7), '"v"'),
+    (typed("n", -32769), "-32769"), (typed("t", 2**64), VALUE), (typed("s", "a\0"), VALUE), (typed("ay", "FF"), '"FF"')]
+WRONG_LINES = [
+    ([], ""), (["dance"], "dance"), (["--bright", "reset"], "bright"), (["reset", "now"], "now"),
+    (["send", "-"], "group"), (SEND, "FILE"), (SEND + ["/nonexistent.json"], "/nonexistent.json"), (SEND + ["/"], "/"),
+    (SEND + ["-", "-"], ""), (SEND + ["-", "--wait", "-1"], "-1"), (SEND + ["-", "--wait", "soon"], "soon"),
+    (["send", "--group", b"\xff", "-"], ""), (["cancel", "--key", b"\xc0\x80"], ""),
+    (["cancel", "--key", "g_1", "--priority", "1"], "--key"), (["cancel", "--priority", ""], ""),
+    (["cancel", "--priority", "4294967296"], "4294967296"), (["cancel", "--priority", "-1"], "-1"),
+    (["cancel", "--priority", "high"], "high"), (["--service", "all", "reset"], "all"),
+    (["--app", "my-app", "cancel"], "my-app"), (["--app", "a/b", "cancel"], "a/b"), (["--app", "", "cancel"], "--app"),
+    (["--app", "Größe", *SEND, "-"], "--app"), (["--app", b"\xff", "cancel"], "--app")]
+"""What is wrong input, and what the error must name."""
+
+
+class Programs(unittest.TestCase):
+    @classmethod
+    def setUpClass(cls):
+        cls.bus = support.Bus()
+        cls.addClassCleanup(cls.bus.close)
+
+    def stackd(self, *options):
+        process = self.bus.stackd("--pace", "0", *options)
+        self.addCleanup(process.kill)
+        return process
+
+    def send(self, commands, *options, group="g"):
+        return self.bus.ctl("--json", "send", "--group", group, "-", *options, commands=commands)
+
+    def statuses(self, result):
+        return [(line["command"]["id"], line["command"]["status"]) for line in result.lines]
+
+    def file(self, commands):
+        file = tempfile.NamedTemporaryFile("w", suffix=".json")
+        self.addCleanup(file.close)
+        json.dump(commands, file)
+        file.flush()
+        return file.name
+
+    def test_send_and_follow_every_value(self):
+        self.stackd()
+        forms = [support.full_command(number)[1] for number in range(len(support.VALUES))]
+        nothing = [{"id": 100, "value": None}, {"id": 101, "value": {"type": "null"}}, {"id": 102}]
+        result = self.send(forms + nothing)
+        self.assertEqual((result.status, result.errors), (0, ""), result)
+        last = {line["command"]["id"]: line for line in result.lines}
+        for form in forms:
+            self.assertEqual(last[form["id"]]["command"]["error"].pop("text").split(":")[0], form["error"].pop("text"))
+            line = {"event": "progress", "group": "g", "status": 2, "final": True, "command": {**form, "status": 3}}
+            self.assertEqual(last[form["id"]], line)
+        for form in nothing:
+            self.assertEqual(last[form["id"]]["command"]["value"], {"type": "ay", "value": ""})
+        for number in last:
+            self.assertEqual([status for id, status in self.statuses(result) if id == number], [1, 2, 3])
+
+    def test_send_from_a_file_and_for_people(self):
+        self.stackd()
+        for options in [], ["--no-wait"]:
+            result = self.bus.ctl("send", "--group", "g", self.file([{"id": 7}]), *options)
+            self.assertEqual((result.status, result.errors), (0, ""), result)
+            self.assertTrue(result.output)
+            self.assertNotIn("\033", result.output)
+
+    def test_send_decides_how_it_ends(self):
+        two = [{"id": 1}, {"id": 2}]
+        refusal = f"hevractl: {NAMES}Failed: "
+        rows = [
+            ([], [], [], 0, [], ""),
+            ([], two, ["--no-wait"], 0, [], ""),
+            ([], delayed(1), ["--wait", "1"], 4, None, "hevractl: "),
+            ([], [{"id": 1, "delay": 1}], [], 0, [(1, 6), (1, 1), (1, 2), (1, 3)], ""),
+            (["--fail", "1"], two[:1], [], 1, [(1, 1), (1, 2), (1, 4)], ""),
+            (["--drop", "1"], two, ["--wait", "1"], 4, [], "hevractl: "),
+            (["--refuse", "1"], two, [], 3, [], refusal),
+        ]
+        for faults, commands, options, status, statuses, errors in rows:
+            with self.subTest(faults=faults, options=options):
+                service = self.stackd(*faults)
+                result = self.send(commands, *options)
+                self.assertEqual(result.status, status, result)
+                if statuses is not None:  # None: how many come in a second is the machine's affair
+                    self.assertEqual(self.statuses(result), statuses)
+                self.assertIn(errors, result.errors)
+                self.assertEqual(result.errors.count("\n"), 1 if errors else 0, result)
+                if "--refuse" in faults:
+                    for command in "reset", "cancel":
+                        refused = self.bus.ctl(command)
+                        self.assertEqual((refused.status, refused.output), (3, ""))
+                        self.assertIn(refusal, refused.errors)
+                service.end(signal.SIGTERM)
+
+    def test_send_survives_doubled_reports(self):
+        self.stackd("--duplicate", "1")
+        result = self.send([{"id": 1}])
+        self.assertEqual(result.status, 0, result)
+        self.assertEqual(self.statuses(result)[:5], [(1, 1), (1, 1), (1, 2), (1, 2), (1, 3)])
+
+    def test_cancel_what_is_sent(self):
+        self.stackd()
+        rows = [
+            (["--key", "g_1"], [(1, 5)]), (["--key", "g_9"], []), (["--priority", "0x3"], [(2, 5)]),
+            ([], [(1, 5), (2, 5)]),
+        ]
+        for arguments, cancelled in rows:
+            with self.subTest(arguments):
+                sender = Process(*support.EMULATOR, support.PROGRAMS + "hevractl", "--bus", self.bus.address, "--json",
+                                 "send", "--group", "g", self.file(delayed(1) + delayed(2, acei=0x60)))
+                self.addCleanup(sender.kill)
+
+                def next_of(count):
+                    lines = [json.loads(sender.line())["command"] for _ in range(count)]
+                    return sorted((command["id"], command["status"]) for command in lines)
+
+                self.assertEqual(next_of(2), [(1, 6), (2, 6)])
+                result = self.bus.ctl("--json", "cancel", *arguments)
+                self.assertEqual((result.status, result.lines, result.errors), (0, [{"done": True}], ""))
+                self.assertEqual(next_of(len(cancelled)), cancelled)
+                self.bus.ctl("cancel")
+                self.assertEqual(len(next_of(2 - len(cancelled))), 2 - len(cancelled))
+                self.assertEqual(sender.end(), (1, ""))
+
+    def test_reset(self):
+        self.stackd()
+        for options, output in (["--json"], '{"reset":true}\n'), ([], "The daughter board was reset.\n"):
+            result = self.bus.ctl(*options, "reset")
+            self.assertEqual((result.status, result.output, result.errors), (0, output, ""))
+
+    def test_find_the_bus(self):
+        self.stackd()
+        rows = [
+            ([], {"HEVRA_BUS": self.bus.address}),
+            (["--bus", self.bus.address], {"HEVRA_BUS": "unix:path=/nowhere"}),
+            ([], {"DBUS_SYSTEM_BUS_ADDRESS": self.bus.address}),
+            (["--bus", "session"], {"DBUS_SESSION_BUS_ADDRESS": self.bus.address}),
+        ]
+        for options, variables in rows:
+            with self.subTest(options, variables=variables):
+                self.assertEqual(ctl(*options, "reset", **variables).status, 0)
+
+    def test_say_what_is_wrong_with_the_bus(self):
+        self.stackd("--service", "zuv")
+        deny = support.Bus(f'<deny send_destination="{HOST}"/>')
+        self.addCleanup(deny.close)
+        owner = DBusPython(deny.address)
+        self.addCleanup(owner.close)
+        owner.own(HOST)
+        nowhere = "unix:path=/nonexistent/bus"
+        rows = [
+            (nowhere, nowhere, 3), ("unix:abstract=hevra-nobody", "", 3), ("", None, 3), ("nonsense", "'nonsense'", 2),
+            (self.bus.address, NAMES + "ServiceUnknown", 3), (deny.address, NAMES + "AccessDenied", 3),
+        ]
+        for address, text, status in rows:
+            for command in ["reset"], ["cancel"], ["send", "--group", "g", "-"]:
+                with self.subTest(address, command=command):
+                    variables = {"DBUS_SYSTEM_BUS_ADDRESS": nowhere} if text is None else {}
+                    result = ctl(*(["--bus", address] if address else []), *command, commands=[{"id": 1}], **variables)
+                    self.assertEqual((result.status, result.output), (status, ""), result)
+                    self.assertRegex(result.errors, "^hevractl: [^\n]+\n$")
+                    self.assertIn(text or "", result.errors)
+
+    def test_send_nothing_for_wrong_input(self):
+        calls = []
+
+        class Recorder(DBusPython):
+            def filter(self, connection, message):
+                calls.extend([message.get_member()] if isinstance(message, MethodCallMessage) else [])
+                return super().filter(connection, message)
+
+        service = Recorder(self.bus.address)
+        self.addCleanup(service.close)
+        service.own(HOST)
+
+        rows = [(SEND + ["-"], commands, text) for commands, text in WRONG_COMMANDS]
+        rows += [(arguments, [{"id": 1}], text) for arguments, text in WRONG_LINES]
+        for arguments, commands, text in rows:
+            with self.subTest(arguments, commands=commands):
+                result = self.bus.ctl("--json", *arguments, commands=commands)
+                self.assertEqual((result.status, result.output), (2, ""), result)
+                self.assertRegex(result.errors, "^hevractl: [^\n]+\n$")
+                self.assertIn(text, result.errors)
+        service.ask_bus("GetId", "")  # what was sent before has arrived now
+        self.assertEqual(calls, [])
+
+    def test_explain_themselves(self):
+        for arguments in ["--help"], ["send", "--help"], ["--version"], ["reset", "--version"]:
+            result = ctl(*arguments)
+            self.assertEqual((result.status, result.errors), (0, ""))
+            self.assertIn("hevractl", result.output)
+        for option in "--help", "--version":
+            process = Process(*support.EMULATOR, support.PROGRAMS + "hevra-stackd", option)
+            self.assertIn("stack" if option == "--help" else "hevra-stackd", process.line())
+            self.assertEqual(process.end(), (0, ""))
+
+    def test_the_service_ends_cleanly(self):
+        for how in signal.SIGTERM, signal.SIGINT:
+            service = self.stackd()
+            self.send(delayed(1, 2), "--no-wait")
+            status, log = service.end(how)
+            self.assertEqual(status, 0, log)
+            self.assertEqual(self.bus.ctl("reset").status, 3)
+
+    def test_the_service_says_why_it_does_not_start(self):
+        deny = support.Bus(f'<deny own="{HOST}"/>')
+        self.addCleanup(deny.close)
+        self.stackd()
+        rows = [
+            (["--bus", "unix:path=/nonexistent/bus"], 3, "/nonexistent/bus"), (["--bus", self.bus.address], 3, HOST),
+            (["--bus", deny.address], 3, HOST), (["--bus", "nonsense"], 2, "nonsense"), (["--fail", "2"], 2, "--fail"),
+            (["--pace", "slow"], 2, "slow"), (["--service", "none"], 2, "none"), (["--unknown"], 2, "unknown"),
+        ]
+        for options, status, text in rows:
+            with self.subTest(options):
+                process = Process(*support.EMULATOR, support.PROGRAMS + "hevra-stackd", *options)
+                ended, errors = process.end()
+                self.assertEqual(ended, status, errors)
+                self.assertRegex(errors, "^hevra-stackd: [^\n]+\n$")
+                self.assertIn(text, errors)
+
+
+if __name__ == "__main__":
+    unittest.main(verbosity=2)

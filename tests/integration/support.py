@@ -1,0 +1,165 @@
+"""A private bus, the programs under test as processes, and the names they use. Nothing here sleeps: everything waits
+for bytes of a pipe or the end of a process, with a deadline that only a failure reaches."""
+
+import contextlib
+import json
+import os
+import select
+import subprocess
+import tempfile
+import time
+
+DEADLINE = 60  # seconds
+PROGRAMS = os.environ["HEVRA_BINARY_DIR"] + "/bin/"
+EMULATOR = os.environ.get("HEVRA_EMULATOR", "").split()
+
+HOST = "com.quarnix.Application.Hevra"
+ZUV_HOST = "com.quarnix.Application.Zuv"
+MANAGER_PATH = "/com/quarnix/Application/HevraZuv/Manager/Command"
+BOARD_PATH = "/com/quarnix/Application/HevraZuv/Manager/DaughterBoard"
+MANAGER = ".Manager.Command"
+BOARD = HOST + ".Manager.DaughterBoard"
+ORIGINATOR = "com.quarnix.Application.HevraZuv.Originator.Command"
+RECORD = "utbuviiyisusuyy"
+ADD = f"(o)(s)a({RECORD})"
+PROGRESS = f"({RECORD})(s)i"
+
+CONFIGURATION = """<!DOCTYPE busconfig PUBLIC "-//freedesktop//DTD D-Bus Bus Configuration 1.0//EN"
+ "http://www.freedesktop.org/standards/dbus/1.0/busconfig.dtd">
+<busconfig>
+  <type>session</type>
+  <listen>unix:path=%s/bus</listen>
+  <auth>EXTERNAL</auth>
+  <policy context="default">
+    <allow user="*"/><allow own="*"/><allow send_destination="*"/><allow receive_sender="*"/>
+    %s
+  </policy>
+</busconfig>
+"""
+
+
+def environment(**changes):
+    """The environment of a program: nothing of the caller's points to a bus."""
+    kept = {k: v for k, v in os.environ.items() if not k.startswith(("DBUS_", "HEVRA_"))}
+    return kept | changes
+
+
+class Process:
+    """A program whose standard output is read line by line."""
+
+    def __init__(self, *command, **changes):
+        self.child = subprocess.Popen(
+            command, stdout=subprocess.PIPE, stderr=subprocess.PIPE, env=environment(**changes), bufsize=0)
+        self.unread = b""
+
+    def line(self):
+        end = time.monotonic() + DEADLINE
+        while b"\n" not in self.unread:
+            ready, _, _ = select.select([self.child.stdout], [], [], max(0, end - time.monotonic()))
+            more = os.read(self.child.stdout.fileno(), 4096) if ready else b""
+            if not more:
+                self.child.kill()
+                raise AssertionError(f"{self.child.args} printed no line: {self.child.communicate()}")
+            self.unread += more
+        line, self.unread = self.unread.split(b"\n", 1)
+        return line.decode()
+
+    def end(self, signal=None):
+        """Its exit status and standard error, after the signal if one is given."""
+        if signal:
+            self.child.send_signal(signal)
+        try:
+            _, errors = self.child.communicate(timeout=DEADLINE)
+        finally:
+            self.child.kill()
+        return self.child.returncode, errors.decode()
+
+    def kill(self):
+        self.child.kill()
+        self.child.communicate()
+
+
+class Bus(contextlib.ExitStack):
+    """A dbus-daemon of our own. `rules` stand behind those that allow everything."""
+
+    def __init__(self, rules=""):
+        super().__init__()
+        folder = self.enter_context(tempfile.TemporaryDirectory())
+        with open(folder + "/configuration", "w", encoding="utf-8") as file:
+            file.write(CONFIGURATION % (folder, rules))
+        self.address = f"unix:path={folder}/bus"
+        self.run("dbus-daemon", f"--config-file={folder}/configuration", "--nofork", "--print-address").line()
+
+    def run(self, *command):
+        process = Process(*command)
+        self.callback(process.kill)
+        return process
+
+    def stackd(self, *options):
+        """hevra-stackd, ready."""
+        process = self.run(*EMULATOR, PROGRAMS + "hevra-stackd", "--bus", self.address, *options)
+        line = process.line()
+        assert line == "ready", line
+        return process
+
+    def ctl(self, *arguments, **options):
+        return ctl("--bus", self.address, *arguments, **options)
+
+
+class Result:
+    """What hevractl left; `lines` are those of its standard output, each of which must be JSON."""
+
+    def __init__(self, status, output, errors):
+        self.status, self.output, self.errors = status, output.decode(), errors.decode(errors="backslashreplace")
+
+    @property
+    def lines(self):
+        return [json.loads(line) for line in self.output.splitlines()]
+
+    def __repr__(self):
+        return f"status {self.status}, output {self.output!r}, errors {self.errors!r}"
+
+
+def ctl(*arguments, commands=b"", **changes):
+    """Runs hevractl to its end; `commands`, bytes or what becomes JSON, is its standard input."""
+    given = commands if isinstance(commands, bytes) else json.dumps(commands).encode()
+    ended = subprocess.run(
+        [*EMULATOR, PROGRAMS + "hevractl", *arguments],
+        input=given, capture_output=True, env=environment(**changes), timeout=DEADLINE, check=False)
+    return Result(ended.returncode, ended.stdout, ended.stderr)
+
+
+VALUES = [
+    ("ay", b"\x00\xff\x80", "00ff80"), ("ay", b"", ""),
+    ("y", 255, 255), ("q", 65535, 65535), ("n", -32768, -32768),
+    ("u", 4294967295, 4294967295), ("i", -2147483648, -2147483648),
+    ("t", 18446744073709551615, 18446744073709551615), ("x", -9223372036854775808, -9223372036854775808),
+    ("s", "Grüße, 家", "Grüße, 家"), ("s", "", ""), ("d", 0.1, 0.1), ("d", -5e-324, -5e-324),
+    ("b", True, True), ("b", False, False)]
+"""Values on the bus, and in JSON."""
+
+
+def full_command(number, delay=0, acei=227, error="1/-2147483648"):
+    """A command with all fields, on the bus and in JSON; `number`, its identifier, chooses the value too."""
+    kind, value, form = VALUES[number % len(VALUES)]
+    label = f"lamp {number}"
+    record = (number, 18446744073709551615, True, 4294967295, Variant(kind, value), -2147483648, 2147483647, 1,
+              -2147483648, error, delay, label, 4294967295, 0, acei)
+    return record, {
+        "id": number, "parameterId": 18446744073709551615, "write": True, "address": 4294967295,
+        "value": {"type": kind, "value": form}, "origin": -2147483648, "context": 2147483647,
+        "error": {"type": 1, "id": -2147483648, "text": error}, "delay": delay, "label": label, "tag": 4294967295,
+        "status": 0, "acei": acei}
+
+
+class Variant:
+    """A value in a variant: what every peer takes and gives."""
+
+    def __init__(self, kind, value):
+        self.kind, self.value = kind, value
+
+    def __eq__(self, other):
+        return isinstance(other, Variant) and (self.kind, self.value) == (other.kind, other.value)
+
+    def __repr__(self):
+        return f"Variant({self.kind!r}, {self.value!r})"
