@@ -1,0 +1,51 @@
+// Writes and reads the record of the stack node.
+#include <bus/StackNodeWrapper.h>
+
+#include <bus/NodeRecord.h>
+#include <bus/NodeWrapper.h>
+#include <platform/bus/message/Names.h>
+
+namespace Quarnix::Bus::Type {
+
+Message::ConstIterator NodeRecord::read(const Message::ConstIterator& record, Hevra::StackNode& node) {
+  if (record.type() != Message::STRUCTURE) throw;
+  Message::ConstIterator field = record.begin();
+  Wrapper<Hevra::Node>().deserialize(field, node);
+  ++field;
+  // One buffer serves both keys: what is missing of the old one is taken from the key, what is missing of the key is 0.
+  Hevra::StackNode::Key buffer{};
+  buffer = NodeRecord::readBlock(field, buffer);
+  node.setKey(buffer.data());
+  buffer = NodeRecord::readBlock(field, buffer);
+  node.setOldKey(buffer.data());
+  node.setShortBlock(NodeRecord::readBlock(field, node.getShortBlock()).data());
+  node.setLongBlock(NodeRecord::readBlock(field, node.getLongBlock()).data());
+  std::string_view label;
+  field.read(label);
+  node.setLabel(std::string(label));
+  return field;
+}
+
+StructWrapper<Hevra::StackNode>::~StructWrapper() = default;
+
+void StructWrapper<Hevra::StackNode>::serialize(Message::Iterator& iterator, const Hevra::StackNode& node) const {
+  Message::require(Message::checkText(node.getLabel()), "label of the stack node", node.getLabel());
+  Message::Iterator structure = iterator.begin(Message::STRUCTURE);
+  Wrapper<Hevra::Node>().serialize(structure, node);
+  NodeRecord::appendBlock(structure, node.getKey());
+  NodeRecord::appendBlock(structure, node.getOldKey());
+  NodeRecord::appendBlock(structure, node.getShortBlock());
+  NodeRecord::appendBlock(structure, node.getLongBlock());
+  structure.append(node.getLabel());
+  iterator.end(structure);
+}
+
+void StructWrapper<Hevra::StackNode>::deserialize(Message::ConstIterator& iterator, Hevra::StackNode& node) const {
+  NodeRecord::read(iterator, node);
+}
+
+std::string StructWrapper<Hevra::StackNode>::signature() const {
+  return std::string(NodeRecord::OF_KIND<Hevra::StackNode>);
+}
+
+}  // namespace Quarnix::Bus::Type

@@ -1,0 +1,31 @@
+// The node manager's endpoints and life, and what its verbs share.
+#include <proxy/node/Manager.h>
+
+#include <unistd.h>
+
+namespace Quarnix::Hevra::Proxy::Node {
+
+namespace {
+
+constexpr Time::Elapsed REPLY_TIMEOUT{20, 0};
+
+}  // namespace
+
+Manager::Manager(bool zuv) {
+  setStackSize(static_cast<unsigned int>(::getpagesize()) * 4);
+  interfaceName = zuv ? "com.quarnix.Application.Zuv.Manager.Node" : "com.quarnix.Application.Hevra.Manager.Node";
+  setPath(zuv ? "/com/quarnix/Application/Zuv/Manager/Node" : "/com/quarnix/Application/Hevra/Manager/Node");
+  setHost(zuv ? "com.quarnix.Application.Zuv" : "com.quarnix.Application.Hevra");
+}
+
+Manager::~Manager() { retire(); }
+
+Bus::Message::Method::Call Manager::callOf(const char* member) const {
+  Bus::Message::Method::Call call;
+  call.setInterface(interfaceName.c_str());
+  call.setMember(member);
+  call.setTimeout(REPLY_TIMEOUT);
+  return call;
+}
+
+}  // namespace Quarnix::Hevra::Proxy::Node

@@ -1,0 +1,77 @@
+// The notifications: the stack service's signals "modified" and "linkModified".
+#include <bus/NodeLinkWrapper.h>
+#include <bus/NodeRecord.h>
+#include <platform/core/log/Logger.h>
+#include <proxy/node/Manager.h>
+
+namespace Quarnix::Hevra::Proxy::Node {
+
+namespace {
+
+namespace NodeRecord = Bus::Type::NodeRecord;
+
+/// What stands behind the node's record in each of the two signals.
+constexpr auto ACTION = NodeRecord::OF<std::uint8_t>;
+constexpr auto LINK_AND_ACTION = NodeRecord::LINK + ACTION;
+
+/// When the signal is Kind's record with `REST` behind it, reads the node and hands it to `use`, with the iterator at
+/// what follows; otherwise false.
+template <class Kind, const auto& REST, class Use>
+bool useNodeOf(const Bus::Message::Signal& signal, const Use& use) {
+  static constexpr auto EXPECTED = NodeRecord::OF_KIND<Kind> + REST;
+  if (std::string_view(signal.getSignature()) != EXPECTED) return false;
+  Kind node;
+  Bus::Message::ConstIterator argument = signal.begin();
+  argument.leave(NodeRecord::read(argument, node));
+  use(node, argument);
+  return true;
+}
+
+template <const auto& REST, class Use>
+bool useNode(const Bus::Message::Signal& signal, const Use& use) {
+  return useNodeOf<RemoteActuatorNode, REST>(signal, use) || useNodeOf<RemoteSensorNode, REST>(signal, use) ||
+         useNodeOf<StackNode, REST>(signal, use) || useNodeOf<RemoteControllerNode, REST>(signal, use);
+}
+
+NodeAction readAction(const Bus::Message::ConstIterator& argument) {
+  std::uint8_t action = 0;
+  argument.get(action);
+  return static_cast<NodeAction>(action);
+}
+
+}  // namespace
+
+void Manager::signal(const Bus::Message::Signal& signal) {
+  if (interfaceName != signal.getInterface()) return;
+  const std::string_view member = signal.getMember();
+  if (member == "modified") {
+    if (modifiedHandler(signal)) return;
+    Log::Logger::get()->print(Log::Priority::WARNING, "HV/ZUV proxy library> NodeManager modified bad signature: %s",
+                              signal.getSignature());
+  } else if (member == "linkModified") {
+    if (linkModifiedHandler(signal)) return;
+    Log::Logger::get()->print(Log::Priority::WARNING,
+                              "HV/ZUV proxy library> NodeManager link modified bad signature: %s",
+                              signal.getSignature());
+  } else {
+    Log::Logger::get()->print(Log::Priority::WARNING, "HV/ZUV proxy library> NodeManager signal unknown member: %s",
+                              signal.getMember());
+  }
+}
+
+bool Manager::modifiedHandler(const Bus::Message::Signal& signal) {
+  return useNode<ACTION>(signal, [this](const Hevra::Node& node, const Bus::Message::ConstIterator& argument) {
+    modified(node, readAction(argument));
+  });
+}
+
+bool Manager::linkModifiedHandler(const Bus::Message::Signal& signal) {
+  return useNode<LINK_AND_ACTION>(signal, [this](const Hevra::Node& node, Bus::Message::ConstIterator& argument) {
+    NodeLink link;
+    Bus::Type::StructWrapper<NodeLink>().deserialize(argument, link);
+    ++argument;
+    linkModified(node, link, readAction(argument));
+  });
+}
+
+}  // namespace Quarnix::Hevra::Proxy::Node

@@ -1,0 +1,291 @@
+// The calls of the node manager: what each sends, and what it makes of every kind of answer.
+#include <future>
+
+#include <bus/RemoteSensorNodeWrapper.h>
+#include <tests/proxy/NodeSupport.h>
+
+namespace Quarnix::Hevra::Proxy {
+namespace {
+
+using namespace Test;
+using Manager = Proxy::Node::Manager;
+using Quarnix::Test::actuatorText;
+using Quarnix::Test::controllerText;
+using Quarnix::Test::sensorText;
+using Quarnix::Test::stackText;
+using Quarnix::Test::textOf;
+
+std::string namesOf(const std::vector<Shared::Pointer<Hevra::Node>>& nodes) {
+  std::string names;
+  for (const auto& node : nodes) names += (names.empty() ? "" : ", ") + nameOf(*node);
+  return names;
+}
+std::string boolean(bool value) { return value ? "true" : "false"; }
+
+template <class Kind>
+Kind nodeOf(unsigned nodeClass) {
+  Kind node;
+  node.setAddress(7);
+  node.setNodeClass(static_cast<NodeClass>(nodeClass));
+  return node;
+}
+
+template <class Kind, unsigned CLASS>
+std::string modifyNode(Manager& manager) {
+  return boolean(manager.modify(nodeOf<Kind>(CLASS), static_cast<NodeAction>(-300)));
+}
+
+std::string modifyLink(Manager& manager) {
+  NodeLink link;
+  link.setNodeAddress(1);
+  link.setStackAddress(2);
+  link.setLinkId("link");
+  link.setLinkType(NodeLinkType::UNKNOWN);
+  return boolean(manager.modify(link, NodeAction::REMOVED));
+}
+
+std::string changeKey(Manager& manager) {
+  unsigned char key[16] = {};
+  key[15] = 1;
+  manager.changeStackNodeKey(7, key);
+  return "done";
+}
+
+std::string deleteNodes(Manager& manager) {
+  manager.deleteNodes(4294967295);
+  return "done";
+}
+
+std::string getLinkId(Manager& manager) { return manager.getNodeLinkId(7, NodeLinkType::UNKNOWN); }
+
+std::string getAll(Manager& manager) { return namesOf(manager.getNodes()); }
+std::string getOfClass(Manager& manager) { return namesOf(manager.getNodes(static_cast<NodeClass>(300))); }
+std::string getOfType(Manager& manager) { return namesOf(manager.getNodes(NodeClass::SENSOR, 65535)); }
+
+constexpr const char* EMPTY_HEAD =
+    " q0 y0 ay0000000000000000000000000000 ay00000000000000000000000000000000 ay00000000000000000000000000000000 t0 y0 "
+    "u0 u0";
+std::string recordOf(const char* nodeClass, const char* members) {
+  return std::string("(u7 ") + nodeClass + EMPTY_HEAD + members + ") i-300";
+}
+
+const struct {
+  std::string (*call)(Manager& manager);
+  const char* member;
+  std::string arguments;
+  const char* answer;
+  const char* result;
+  const char* onError;  // what an error reply ends in; null for its own name
+} CALLS[] = {
+    {getAll, "getnodes", "", "", "", nullptr},
+    {getOfClass, "getnodes", "y44", "", "", "NotAContainer"},
+    {getOfType, "getnodes", "y1 q65535", "", "", "NotAContainer"},
+    {modifyNode<RemoteActuatorNode, 0>, "modify", recordOf("y0", " y0 q0"), "b1", "true", nullptr},
+    {modifyNode<RemoteActuatorNode, 4>, "modify", recordOf("y4", " y0 q0"), "b0", "false", nullptr},
+    {modifyNode<RemoteActuatorNode, 5>, "modify", recordOf("y5", " y0 q0"), "b1", "true", nullptr},
+    {modifyNode<RemoteSensorNode, 1>, "modify", recordOf("y1", " y0 q0 q0 y0 y0 y0 y0 y0 q0 b0"), "b1", "true",
+     nullptr},
+    {modifyNode<StackNode, 2>, "modify",
+     recordOf("y2", " ay00000000000000000000000000000000 ay00000000000000000000000000000000 ay000000 ay00000000 s''"),
+     "b1", "true", nullptr},
+    {modifyNode<RemoteControllerNode, 6>, "modify", recordOf("y6", ""), "b1", "true", nullptr},
+    {modifyLink, "modifyLink", "(u1 u2 s'link' i-1) i2", "b1", "true", nullptr},
+    {changeKey, "changekey", "u7 ay00000000000000000000000000000001", "", "done", "done"},
+    {deleteNodes, "removeChildrenNodes", "u4294967295", "s'not looked at'", "done", "done"},
+    {getLinkId, "getNodeLink", "u7 u4294967295", "s'link'", "link", nullptr},
+};
+
+TEST_F(NodeManager, SendsItsCalls) {
+  for (const auto& row : CALLS) {
+    SCOPED_TRACE(row.member + (" " + row.arguments));
+    answerWith(row.answer);
+    EXPECT_EQ(row.call(manager), row.result);
+    const Call call = stack.calls().back();
+    EXPECT_STREQ(call.getInterface(), NODE_INTERFACE);
+    EXPECT_STREQ(call.getMember(), row.member);
+    EXPECT_EQ(textOf(call.begin()), row.arguments);
+  }
+  EXPECT_EQ(lines.take(), Lines());
+}
+
+TEST_F(NodeManager, ThrowsErrorRepliesWhereTheyAreLookedFor) {
+  answerWithAnError();
+  for (const auto& row : CALLS)
+    EXPECT_EQ(outcomeOf([&] { return row.call(manager); }), row.onError ? row.onError : "test.Error") << row.member;
+  EXPECT_EQ(stack.calls().size(), std::size(CALLS));
+  EXPECT_EQ(lines.take(), Lines());
+}
+
+/// Never answers.
+class Silent : public Bus::Object::Server {
+ public:
+  Silent() {
+    setConnection(Bus::Connection::open("in-process"));
+    setPath("/com/quarnix/Application/Zuv/Manager/Node");
+    start(true);
+    getConnection()->requestName("com.quarnix.Application.Zuv");
+  }
+  ~Silent() override { retire(); }
+
+ protected:
+  bool method(const Call&) override { return true; }
+};
+
+TEST_F(NodeManager, WaitsTwentySecondsForAnAnswer) {
+  const Silent silent;
+  Manager zuv(true);
+  zuv.setConnection(Bus::Connection::open("in-process"));
+  for (const auto& row : CALLS) {
+    auto outcome = std::async(std::launch::async, [&] { return outcomeOf([&] { return row.call(zuv); }); });
+    clock.awaitWaiters(1);
+    EXPECT_EQ(clock.advance(Time::Elapsed(20, -1)), 0u) << row.member;
+    EXPECT_EQ(clock.advance(Time::Elapsed(0, 1)), 1u) << row.member;
+    EXPECT_EQ(outcome.get(), row.onError ? row.onError : "org.freedesktop.DBus.Error.NoReply") << row.member;
+  }
+}
+
+TEST(NodeManagerVariants, HaveTheirEndpoints) {
+  for (const std::string service : {"Hevra", "Zuv"}) {
+    const std::string host = "com.quarnix.Application." + service,
+                      path = "/com/quarnix/Application/" + service + "/Manager/Node";
+    StackObject stack(host.c_str(), path.c_str());
+    Manager manager(service == "Zuv");
+    manager.setConnection(Bus::Connection::open("in-process"));
+    EXPECT_EQ(manager.getHost(), host);
+    EXPECT_EQ(manager.getPath(), path);
+    EXPECT_TRUE(manager.getNodes().empty());
+    EXPECT_EQ(stack.calls().at(0).getInterface(), host + ".Manager.Node");
+  }
+}
+
+TEST_F(NodeManager, SendsNothingThatItRefuses) {
+  const struct {
+    std::function<std::string()> call;
+    const char* outcome;
+  } rows[] = {
+      {[&] { return modifyNode<RemoteSensorNode, 3>(manager); }, "UnknownNodeClass"},
+      {[&] { return modifyNode<RemoteActuatorNode, 7>(manager); }, "UnknownNodeClass"},
+      {[&] { return modifyNode<RemoteActuatorNode, 65536>(manager); }, "UnknownNodeClass"},
+      {[&] { return modifyNode<RemoteActuatorNode, 1>(manager); }, "bad_cast"},
+      {[&] { return modifyNode<RemoteSensorNode, 2>(manager); }, "bad_cast"},
+      {[&] { return modifyNode<StackNode, 6>(manager); }, "bad_cast"},
+      {[&] { return modifyNode<RemoteControllerNode, 5>(manager); }, "bad_cast"},
+      {[&] {
+         NodeLink link;
+         link.setLinkId("\xff");
+         return boolean(manager.modify(link, NodeAction::ADDED));
+       },
+       "InvalidArgument"},
+  };
+  for (const auto& row : rows) EXPECT_EQ(outcomeOf(row.call), row.outcome);
+  try {
+    modifyNode<StackNode, 4294967295>(manager);
+    FAIL();
+  } catch (const Manager::UnknownNodeClass& error) {
+    EXPECT_EQ(error.getNodeClass(), 65535);
+  }
+  try {
+    manager.changeStackNodeKey(7, StackNode().getKey().data());
+    FAIL();
+  } catch (const EmptyKeySet& error) {
+    EXPECT_FALSE(error.getStackNode());
+  }
+  EXPECT_TRUE(stack.calls().empty());
+}
+
+TEST_F(NodeManager, LogsAnAnswerOfAnotherSignature) {
+  const struct {
+    const char *answer, *signature;
+  } rows[] = {{"", ""}, {"y1", "y"}, {"b1 b1", "bb"}, {"s'a' s'b'", "ss"}, {"(b1)", "(b)"}};
+  for (const auto& row : rows) {
+    const std::string signature = row.signature;
+    answerWith(row.answer);
+    EXPECT_EQ((modifyNode<RemoteSensorNode, 1>(manager)), "false");
+    EXPECT_EQ(modifyLink(manager), "false");
+    EXPECT_EQ(getLinkId(manager), "");
+    EXPECT_EQ(lines.take(),
+              (Lines{"NodeManager modify reply bad signature: " + signature + " (expected was b)",
+                     "NodeManager modify link reply bad signature: " + signature + " (expected was b)",
+                     "NodeManager getNodeLinkId bad response signature: " + signature + ", expected was s"}));
+  }
+  Log::Logger::set({});
+  for (const auto call : {modifyNode<RemoteSensorNode, 1>, modifyLink, getLinkId})
+    EXPECT_EQ(outcomeOf([&] { return call(manager); }), "Nil");
+}
+
+TEST_F(NodeManager, ReadsTheNodesOfAReplyInItsOrder) {
+  const std::string link = "(u1 u2 s'link' i0)", actuator = "a(uyqyayayaytyuuyq)", controller = "a(uyqyayayaytyuu)",
+                    sensor = "a(uyqyayayaytyuuyqqyyyyyqb)", stackNode = "a(uyqyayayaytyuuayayayays)";
+  const std::string sensors = sensor + "[" + sensorText() + " " + sensorText() + "]";
+  const struct {
+    std::string answer, outcome;
+  } rows[] = {
+      {"", ""},
+      {sensor + "[]", ""},
+      {sensors, "sensor 1, sensor 1"},
+      {stackNode + "[" + stackText() + "] " + actuator + "[] " + sensors + " " + controller + "[" + controllerText() +
+           "] " + actuator + "[" + actuatorText() + "]",
+       "stack 1, sensor 1, sensor 1, controller 1, actuator 1"},
+      {"(" + controllerText() + " " + sensorText() + " " + actuatorText() + " " + sensorText() + ") " + sensors,
+       "controller 1, sensor 1, actuator 1, sensor 1, sensor 1, sensor 1"},
+      {"a(uusi)[]", ""},
+      {"a(uusi)[" + link + "]", "BadSignatureOnBus"},
+      {sensors + " a(uusi)[" + link + "]", "BadSignatureOnBus"},
+      {"(" + sensorText() + " " + link + ")", "BadSignatureOnBus"},
+      {sensorText(), "BadSignatureOnBus"},
+      {"s'no container'", "NotAContainer"},
+      {sensors + " u1", "NotAContainer"},
+  };
+  for (const auto& row : rows) {
+    answerWith(row.answer);
+    for (const auto call : {getAll, getOfClass, getOfType})
+      EXPECT_EQ(outcomeOf([&] { return call(manager); }), row.outcome) << row.answer;
+  }
+}
+
+TEST_F(NodeManager, ListsTenThousandNodes) {
+  stack.answer = [](const Call& call) {
+    Return reply(call);
+    Bus::Message::Iterator arguments = reply.begin();
+    const Bus::Type::StructWrapper<RemoteSensorNode> wrapper;
+    Bus::Message::Iterator array = arguments.begin(Bus::Message::ARRAY, wrapper.signature().c_str());
+    RemoteSensorNode node;
+    for (std::uint32_t i = 0; i < 10000; ++i) {
+      node.setAddress(i);
+      node.setNodeType(static_cast<std::uint16_t>(i));
+      wrapper.serialize(array, node);
+    }
+    arguments.end(array);
+    return reply;
+  };
+  const auto nodes = manager.getNodes(NodeClass::SENSOR);
+  ASSERT_EQ(nodes.size(), 10000u);
+  for (std::uint32_t i = 0; i < 10000; ++i) {
+    ASSERT_EQ(nodes[i]->getAddress(), i);
+    ASSERT_EQ(nodes[i].as<RemoteSensorNode>()->getInfo().getSensorType(), i >> 6);
+  }
+}
+
+TEST(UnknownNodeClass, WritesItsNameAndItsNumber) {
+  const std::string name = "com.quarnix.Trellium.Application.Hevra.Proxy.Node.Manager.UnknownNodeClass";
+  const Manager::UnknownNodeClass error(65535);
+  EXPECT_EQ(error.what(), name);
+  EXPECT_EQ(error.getCategory(), 9);
+  const std::pair<unsigned short, std::string> rows[] = {
+      {200, name + " : 65535"}, {10, name.substr(0, 9)}, {1, ""}, {0, "held"}};
+  for (const auto& [size, text] : rows) {
+    char buffer[200] = "held";
+    EXPECT_EQ(error.serialize(buffer, size), static_cast<int>(text.size()));
+    EXPECT_EQ(buffer, text);
+  }
+  struct Renamed : Manager::UnknownNodeClass {
+    using UnknownNodeClass::UnknownNodeClass;
+    const char* getId() const noexcept override { return "renamed"; }
+  };
+  char buffer[200];
+  Renamed(7).serialize(buffer, sizeof buffer);
+  EXPECT_STREQ(buffer, "renamed : 7");
+}
+
+}  // namespace
+}  // namespace Quarnix::Hevra::Proxy

@@ -1,0 +1,84 @@
+// What the tests of the node manager share: a simulated clock, a service that answers with what it is given, a manager
+// that keeps its notifications, and outcomes as texts.
+#pragma once
+
+#include <typeinfo>
+
+#include <platform/bus/Error.h>
+#include <platform/core/time/SimulatedClock.h>
+#include <platform/hevra/EmptyKeySet.h>
+#include <platform/hevra/RemoteActuatorNode.h>
+#include <platform/hevra/RemoteControllerNode.h>
+#include <platform/hevra/RemoteSensorNode.h>
+#include <proxy/node/Manager.h>
+#include <tests/bus/NodeTexts.h>
+#include <tests/proxy/Support.h>
+
+namespace Quarnix::Hevra::Proxy::Test {
+
+inline constexpr const char* NODE_SERVICE = "com.quarnix.Application.Hevra";
+inline constexpr const char* NODE_PATH = "/com/quarnix/Application/Hevra/Manager/Node";
+inline constexpr const char* NODE_INTERFACE = "com.quarnix.Application.Hevra.Manager.Node";
+
+/// "actuator 7" for one at address 7.
+inline std::string nameOf(const Hevra::Node& node) {
+  const char* kind = typeid(node) == typeid(RemoteActuatorNode)     ? "actuator "
+                     : typeid(node) == typeid(RemoteControllerNode) ? "controller "
+                     : typeid(node) == typeid(RemoteSensorNode)     ? "sensor "
+                     : typeid(node) == typeid(StackNode)            ? "stack "
+                                                                    : "other ";
+  return kind + std::to_string(node.getAddress());
+}
+
+/// Keeps its notifications as "modified sensor 7 by 2", and then does what it is told to.
+class Watcher : public Proxy::Node::Manager {
+ public:
+  using Manager::Manager;
+  ~Watcher() override { stop(); }
+  void modified(const Hevra::Node& node, NodeAction action) override {
+    notifications.add("modified " + nameOf(node) + " by " + std::to_string(static_cast<int>(action)));
+    if (then) then();
+  }
+  void linkModified(const Hevra::Node& node, const NodeLink& link, NodeAction action) override {
+    notifications.add("linked " + nameOf(node) + " " + link.getLinkId() + " by " +
+                      std::to_string(static_cast<int>(action)));
+  }
+  Texts notifications;
+  std::function<void()> then;
+};
+
+/// What a call gives, or the name of what it throws.
+template <class Use>
+std::string outcomeOf(const Use& use) {
+  try {
+    return use();
+  } catch (const Return& error) {
+    return error.getErrorName();
+  } catch (const Exception& error) {
+    const std::string id = error.getId();
+    return id.substr(id.rfind('.') + 1);
+  } catch (const std::bad_cast&) {
+    return "bad_cast";
+  }
+}
+
+class NodeManager : public testing::Test {
+ protected:
+  NodeManager() { manager.setConnection(Bus::Connection::open("in-process")); }
+
+  /// Every call from now on is answered with these arguments.
+  void answerWith(std::string arguments) {
+    Quarnix::Test::signalOf(arguments);  // raises here, and not on the service's task, what is wrong with them
+    stack.answer = [arguments](const Call& call) { return Quarnix::Test::filled(Return(call), arguments); };
+  }
+  void answerWithAnError() {
+    stack.answer = [](const Call& call) { return Return(call, "test.Error", "no"); };
+  }
+
+  LoggedLines lines;
+  Time::SimulatedClock clock;
+  StackObject stack{NODE_SERVICE, NODE_PATH};
+  Watcher manager{false};
+};
+
+}  // namespace Quarnix::Hevra::Proxy::Test
