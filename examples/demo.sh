@@ -1,0 +1,126 @@
+#!/bin/bash
+# Shows a command's road: first in one process, then over a private bus daemon between three: the bus, the simulated
+# stack service and the command-line tool. Takes a few seconds.
+set -euo pipefail
+
+if [[ $# != 1 || ! -x $1/bin/hevractl ]]; then
+  echo "usage: $0 BUILD_DIR, the folder with bin/hevractl, such as build/release" >&2
+  exit 2
+fi
+build=$(readlink -f "$1")
+scratch=$(mktemp -d)
+pids=()
+
+clean_up() {
+  local pid
+  for pid in "${pids[@]}"; do
+    kill "$pid" 2>/dev/null || continue
+    wait "$pid" || true
+  done
+  rm -rf "$scratch"
+}
+trap clean_up EXIT
+
+step() { printf '\n== %s\n' "$*"; }
+
+# Shows a command line of hevractl, runs it, and shows how it ended.
+run() {
+  local status=0
+  printf '$ hevractl %s\n' "$*"
+  "$build/bin/hevractl" "$@" 2>&1 || status=$?
+  printf '(exit status %d)\n' "$status"
+}
+
+# Waits, ten seconds at the most, until a file has something in it.
+await() {
+  local tries
+  for tries in {1..200}; do
+    [[ -s $1 ]] && return
+    sleep 0.05
+  done
+  echo "$0: no '$1' after ${tries} tries" >&2
+  exit 1
+}
+
+step "One process: an application, the proxies, the in-process bus and the simulated stack service"
+"$build/examples/in_process"
+
+step "Three processes: a private bus daemon,"
+cat >"$scratch/bus.conf" <<END
+<!DOCTYPE busconfig PUBLIC "-//freedesktop//DTD D-Bus Bus Configuration 1.0//EN"
+ "http://www.freedesktop.org/standards/dbus/1.0/busconfig.dtd">
+<busconfig>
+  <listen>unix:path=$scratch/bus</listen>
+  <auth>EXTERNAL</auth>
+  <policy context="default">
+    <allow send_destination="*"/>
+    <allow receive_type="method_call"/>
+    <allow receive_type="method_return"/>
+    <allow receive_type="error"/>
+    <allow receive_type="signal"/>
+    <allow own="*"/>
+    <allow user="*"/>
+  </policy>
+</busconfig>
+END
+dbus-daemon --config-file="$scratch/bus.conf" --nofork --nosyslog --print-address >"$scratch/address" 2>"$scratch/log" &
+pids=($!)
+await "$scratch/address"
+export HEVRA_BUS=unix:path=$scratch/bus
+echo "\$ export HEVRA_BUS=$HEVRA_BUS"
+
+step "the simulated stack service,"
+echo '$ hevra-stackd --pace 100 &'
+"$build/bin/hevra-stackd" --pace 100 >"$scratch/ready" &
+pids=($! "${pids[@]}")
+await "$scratch/ready"
+cat "$scratch/ready"
+
+step "and the command-line tool: a reset of the radio daughter board"
+run reset
+
+step "A group of commands with a value of every type: each line is a report from the service"
+cat >"$scratch/house.json" <<'END'
+[{"id": 1,  "address": 1193046, "write": true, "value": {"type": "b", "value": true}, "label": "lamp"},
+ {"id": 2,  "address": 1193046, "value": {"type": "y", "value": 255}},
+ {"id": 3,  "address": 1193046, "value": {"type": "n", "value": -32768}},
+ {"id": 4,  "address": 1193046, "value": {"type": "q", "value": 65535}},
+ {"id": 5,  "address": 1193046, "value": {"type": "i", "value": -2147483648}},
+ {"id": 6,  "address": 1193046, "value": {"type": "u", "value": 4294967295}},
+ {"id": 7,  "address": 1193046, "value": {"type": "x", "value": -9223372036854775808}},
+ {"id": 8,  "address": 1193046, "value": {"type": "t", "value": 18446744073709551615}},
+ {"id": 9,  "address": 1193046, "value": {"type": "d", "value": 21.5}, "label": "room temperature"},
+ {"id": 10, "address": 1193046, "value": {"type": "s", "value": "good evening"}},
+ {"id": 11, "address": 1193046, "value": {"type": "ay", "value": "00ff10"}},
+ {"id": 12, "address": 1193046}]
+END
+cd "$scratch"
+run send --group house house.json
+
+step "The same report for a machine"
+echo '[{"id": 7, "parameterId": 18446744073709551615}]' >one.json
+run --json send --group one one.json
+
+step "A command that waits for an hour, and its cancellation from another process"
+echo '[{"id": 1, "delay": 3600, "label": "shutter"}]' >late.json
+"$build/bin/hevractl" --app waiting send --group late late.json >"$scratch/late" &
+waiting=$!
+pids=("$waiting" "${pids[@]}")
+await "$scratch/late"
+run cancel --key late_1
+echo '$ hevractl --app waiting send --group late late.json'
+status=0
+wait "$waiting" || status=$?
+cat "$scratch/late"
+echo "(exit status $status)"
+pids=("${pids[@]:1}")
+
+step "Wrong input: nothing is sent"
+echo '[{"id": 1}, {"id": 2, "value": {"type": "y", "value": 256}}]' >wrong.json
+run send --group wrong wrong.json
+
+step "The service is gone"
+kill "${pids[0]}"
+wait "${pids[0]}" || true
+pids=("${pids[@]:1}")
+run reset

@@ -1,0 +1,160 @@
+// The life of the commands of one originator.
+#include <stack/CommandRunner.h>
+
+#include <cstring>
+#include <utility>
+
+#include <bus/CommandWrapper.h>
+#include <platform/core/log/Logger.h>
+#include <platform/core/time/Clock.h>
+#include <platform/hevra/homeautomation/command/Status.h>
+
+namespace Quarnix::Hevra::Stack {
+
+namespace {
+
+using Status = HvDetailedCommandStatus;
+
+HomeAutomation::Command::Status summaryOf(Status status) {
+  using Summary = HomeAutomation::Command::Status;
+  if (!Command::isFinalStatus(status)) return Summary::RUNNING;
+  return status == Status::COMPLETED ? Summary::DONE : Summary::FAILED;
+}
+
+/// Whether an error says that nobody will ever be there again; unique names are not used twice.
+bool saysGone(const char* errorName) {
+  return std::strcmp(errorName, "org.freedesktop.DBus.Error.ServiceUnknown") == 0 ||
+         std::strcmp(errorName, "org.freedesktop.DBus.Error.NameHasNoOwner") == 0;
+}
+
+}  // namespace
+
+CommandRunner::CommandRunner(Shared::Pointer<Bus::Connection> connection, std::string client, std::string path,
+                             const Time::Elapsed& pace)
+    : connection_(std::move(connection)),
+      client_(std::move(client)),
+      path_(std::move(path)),
+      pace_(pace),
+      wake_(*this) {}
+
+CommandRunner::~CommandRunner() {
+  end();
+  wake_.retire();  // before the task that it schedules
+  retire();
+}
+
+void CommandRunner::submit(std::vector<Job> jobs) {
+  const Time::Monotonic now = Time::Clock::get().now();
+  MutexLock lock(mutex_);
+  if (ended_) return;
+  for (Job& job : jobs) waiting_.emplace(now, std::move(job));
+  schedule();
+}
+
+void CommandRunner::cancel(const std::function<bool(const Job&)>& chosen) {
+  const Time::Monotonic now = Time::Clock::get().now();
+  MutexLock lock(mutex_);
+  Jobs cancelled;
+  for (auto next = waiting_.begin(); next != waiting_.end();) {
+    const auto position = next++;
+    if (!chosen(position->second)) continue;
+    Jobs::node_type job = waiting_.extract(position);
+    job.key() = now;
+    job.mapped().cancelled = true;
+    cancelled.insert(cancelled.end(), std::move(job));
+  }
+  waiting_.merge(cancelled);
+  if (inHand_ && chosen(inHand_.mapped())) inHand_.mapped().cancelled = true;
+  schedule();
+}
+
+void CommandRunner::end() {
+  Jobs dropped;
+  MutexLock lock(mutex_);
+  ended_ = true;
+  dropped.swap(waiting_);
+}
+
+std::size_t CommandRunner::getCommandCount() const {
+  MutexLock lock(mutex_);
+  return waiting_.size() + (inHand_ ? 1 : 0);
+}
+
+void CommandRunner::entry() {
+  const Time::Clock& clock = Time::Clock::get();
+  MutexLock lock(mutex_);
+  inHand_ = {};  // not empty only when its report raised an error: it is given up
+  while (!waiting_.empty() && waiting_.begin()->first <= clock.now()) {
+    inHand_ = waiting_.extract(waiting_.begin());
+    Job& job = inHand_.mapped();
+    step(job);
+    lock.unlock();
+    // Meanwhile nobody else writes to the job but for `cancelled`, which is not read.
+    const bool heard = report(job);
+    lock.lock();
+    Jobs::node_type node = std::move(inHand_);
+    if (!heard) waiting_.clear();
+    if (!heard || ended_ || Command::isFinalStatus(job.command.getStatus())) continue;
+    node.key() = clock.now() + (job.cancelled ? Time::Elapsed() : waitAfter(job));
+    waiting_.insert(std::move(node));
+  }
+  if (waiting_.empty()) return;
+  wake_.setTime(waiting_.begin()->first, false);
+  wake_.start();
+}
+
+void CommandRunner::step(Job& job) {
+  const auto next = [&job] {
+    if (job.cancelled) return Status::CANCELLED;
+    switch (job.command.getStatus()) {
+      case Status::INITIALIZED:
+        return job.command.getDelay() > 0 ? Status::DELAYED : Status::TRANSMITTED;
+      case Status::DELAYED:
+        return Status::TRANSMITTED;
+      case Status::TRANSMITTED:
+        return Status::IN_PROGRESS;
+      default:
+        return job.fails ? Status::FAILED : Status::COMPLETED;
+    }
+  }();
+  job.command.setStatus(next);
+  ++job.reports;
+  if (next != Status::FAILED) return;
+  job.command.getDetailedError().setErrorCode(ErrorCode(1, 1));
+  job.command.getDetailedError().setErrorFieldsToString("simulated failure");
+}
+
+Time::Elapsed CommandRunner::waitAfter(const Job& job) const {
+  return job.command.getStatus() == Status::DELAYED ? Time::Elapsed(job.command.getDelay(), 0) : pace_;
+}
+
+/// False when the originator has gone.
+bool CommandRunner::report(const Job& job) const {
+  const bool twice = job.doubled >> (job.reports - 1) & 1;
+  for (int times = twice ? 2 : 1; times > 0; --times) {
+    Bus::Message::Method::Call call;
+    call.setDestination(client_);
+    call.setPath(path_);
+    call.setInterface("com.quarnix.Application.HevraZuv.Originator.Command");
+    call.setMember("progress");
+    call.setTimeout(REPLY_TIMEOUT);
+    Bus::Message::Iterator arguments = call.begin();
+    Bus::Message::Iterator record = arguments.begin(Bus::Message::STRUCTURE);
+    Bus::Type::Wrapper<Command>().serialize(record, job.command);
+    arguments.end(record);
+    Bus::Message::Iterator group = arguments.begin(Bus::Message::STRUCTURE);
+    group.append(job.group);
+    arguments.end(group);
+    arguments.append(static_cast<std::int32_t>(summaryOf(job.command.getStatus())));
+
+    const Bus::Message::SendReturn reply = connection_->call(call);
+    if (!reply->isException()) continue;
+    Log::printQuietly(Log::Priority::WARNING, "hevra-stackd> no answer to the progress of %s from %s%s: %s: %s",
+                      job.getKey().c_str(), client_.c_str(), path_.c_str(), reply->getErrorName(),
+                      reply->getErrorText());
+    if (saysGone(reply->getErrorName())) return false;
+  }
+  return true;
+}
+
+}  // namespace Quarnix::Hevra::Stack

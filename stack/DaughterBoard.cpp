@@ -1,0 +1,24 @@
+// Counts resets.
+#include <stack/DaughterBoard.h>
+
+#include <cstring>
+
+namespace Quarnix::Hevra::Stack {
+
+DaughterBoard::DaughterBoard(Shared::Pointer<Bus::Connection> connection, const Options& options)
+    : SimulatedObject(connection, "/com/quarnix/Application/HevraZuv/Manager/DaughterBoard", options, 1) {}
+
+DaughterBoard::~DaughterBoard() { retire(); }
+
+bool DaughterBoard::answer(const Bus::Message::Method::Call& call, Bus::Message::Method::Return& reply) {
+  if (busNameOf(Variant::HEVRA) + ".Manager.DaughterBoard" != call.getInterface() ||
+      std::strcmp(call.getMember(), "hardreset") != 0) {
+    return false;
+  }
+  require(call, "", "none");
+  ++resets_;
+  reply.begin().append(resetAnswer_.load());
+  return true;
+}
+
+}  // namespace Quarnix::Hevra::Stack

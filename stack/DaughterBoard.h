@@ -1,0 +1,28 @@
+// The daughter board manager of the simulated stack. There is no board: a reset is counted.
+#pragma once
+
+#include <atomic>
+#include <cstddef>
+
+#include <stack/SimulatedObject.h>
+
+namespace Quarnix::Hevra::Stack {
+
+/// Serves "hardreset", on the plain variant's interface only.
+class DaughterBoard final : public SimulatedObject {
+ public:
+  DaughterBoard(Shared::Pointer<Bus::Connection> connection, const Options& options);
+  ~DaughterBoard() override;
+
+  /// What "hardreset" answers from now on; true at first. A reset that is answered with false counts too. Any thread.
+  void setResetAnswer(bool answer) noexcept { resetAnswer_ = answer; }
+  std::size_t getResetCount() const noexcept { return resets_; }
+
+ private:
+  bool answer(const Bus::Message::Method::Call& call, Bus::Message::Method::Return& reply) override;
+
+  std::atomic<bool> resetAnswer_{true};
+  std::atomic<std::size_t> resets_{0};
+};
+
+}  // namespace Quarnix::Hevra::Stack

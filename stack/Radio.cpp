@@ -1,0 +1,42 @@
+// Hands commands to the runners of their originators.
+#include <stack/Radio.h>
+
+namespace Quarnix::Hevra::Stack {
+
+void Radio::submit(const std::string& client, const std::string& path, std::vector<Job> jobs) {
+  if (jobs.empty()) return;
+  // Runners wait for their threads when they go, so they go after the mutex is released. None gets a job meanwhile:
+  // that happens under the mutex only.
+  Runners idle;
+  MutexLock lock(mutex_);
+  std::unique_ptr<CommandRunner>& runner = runners_[{client, path}];
+  if (!runner) runner = std::make_unique<CommandRunner>(connection_, client, path, pace_);
+  runner->submit(std::move(jobs));
+  for (auto next = runners_.begin(); next != runners_.end();) {
+    const auto position = next++;
+    if (position->second->getCommandCount() == 0) idle.insert(runners_.extract(position));
+  }
+}
+
+void Radio::cancel(const std::function<bool(const Job&)>& chosen) {
+  MutexLock lock(mutex_);
+  for (auto& [originator, runner] : runners_) runner->cancel(chosen);
+}
+
+void Radio::clear() {
+  Runners ended;
+  MutexLock lock(mutex_);
+  ended.swap(runners_);
+  lock.unlock();
+  // All of them first, so that those whose originators do not answer run out of time together.
+  for (auto& [originator, runner] : ended) runner->end();
+}
+
+std::size_t Radio::getCommandCount() const {
+  MutexLock lock(mutex_);
+  std::size_t count = 0;
+  for (const auto& [originator, runner] : runners_) count += runner->getCommandCount();
+  return count;
+}
+
+}  // namespace Quarnix::Hevra::Stack

@@ -1,0 +1,45 @@
+// All commands that the simulated stack is carrying out, by the originators that they report to.
+#pragma once
+
+#include <cstddef>
+#include <functional>
+#include <map>
+#include <memory>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include <platform/bus/Connection.h>
+#include <platform/core/Mutex.h>
+#include <stack/CommandRunner.h>
+
+namespace Quarnix::Hevra::Stack {
+
+/// Has a runner, and with it a thread, for each originator whose commands are in flight; one that is idle goes when the
+/// next commands are submitted.
+///
+/// Threads: any.
+class Radio {
+ public:
+  Radio(Shared::Pointer<Bus::Connection> connection, const Time::Elapsed& pace)
+      : connection_(std::move(connection)), pace_(pace) {}
+
+  /// Carries out the jobs for the originator, see CommandRunner.
+  void submit(const std::string& client, const std::string& path, std::vector<Job> jobs);
+  /// See CommandRunner::cancel.
+  void cancel(const std::function<bool(const Job&)>& chosen);
+  /// Drops all commands; returns when no report is under way.
+  void clear();
+  std::size_t getCommandCount() const;
+
+ private:
+  using Runners = std::map<std::pair<std::string, std::string>, std::unique_ptr<CommandRunner>>;
+
+  const Shared::Pointer<Bus::Connection> connection_;
+  const Time::Elapsed pace_;
+
+  mutable Mutex mutex_;
+  Runners runners_ HEVRA_GUARDED_BY(mutex_);
+};
+
+}  // namespace Quarnix::Hevra::Stack

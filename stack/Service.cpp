@@ -1,0 +1,65 @@
+// Starting and stopping in the right order.
+#include <stack/Service.h>
+
+#include <algorithm>
+#include <stdexcept>
+#include <utility>
+
+namespace Quarnix::Hevra::Stack {
+
+namespace {
+
+Options checked(const Options& options) {
+  const std::pair<const char*, double> rates[] = {{"drop", options.drop},
+                                                  {"fail", options.fail},
+                                                  {"refuse", options.refuse},
+                                                  {"silent", options.silent},
+                                                  {"duplicate", options.duplicate}};
+  for (const auto& [name, rate] : rates) {
+    if (!(rate >= 0 && rate <= 1)) {
+      throw std::invalid_argument("the rate '" + std::string(name) + "' is " + std::to_string(rate) +
+                                  ", expected 0 to 1");
+    }
+  }
+  if (options.pace < Time::Elapsed()) throw std::invalid_argument("the pace is below zero");
+  const std::vector<Variant>& variants = options.variants;
+  if (variants.empty()) throw std::invalid_argument("no variant given, expected hevra, zuv or both");
+  for (auto variant = variants.begin(); variant != variants.end(); ++variant)
+    if (std::find(variants.begin(), variant, *variant) != variant)
+      throw std::invalid_argument(busNameOf(*variant) + " given twice");
+  return options;
+}
+
+}  // namespace
+
+Service::Service(const Options& options, Shared::Pointer<Bus::Connection> connection)
+    : options_(checked(options)),
+      connection_(std::move(connection)),
+      commands_(connection_, options_),
+      board_(connection_, options_) {}
+
+Service::~Service() { stop(); }
+
+void Service::start() {
+  try {
+    commands_.start(true);
+    for (const Variant variant : options_.variants)
+      if (variant == Variant::HEVRA) board_.start(true);
+    for (const Variant variant : options_.variants) {
+      connection_->requestName(busNameOf(variant));
+      owned_.push_back(variant);
+    }
+  } catch (...) {
+    stop();
+    throw;
+  }
+}
+
+void Service::stop() {
+  for (; !owned_.empty(); owned_.pop_back()) connection_->releaseName(busNameOf(owned_.back()));
+  board_.stop();
+  commands_.stop();
+  commands_.dropCommands();
+}
+
+}  // namespace Quarnix::Hevra::Stack

@@ -1,0 +1,56 @@
+// The simulated stack service: what stands on the bus in place of the process that owns the radio. For tests,
+// demonstrations and application developers; it reaches no hardware.
+#pragma once
+
+#include <cstddef>
+#include <string>
+#include <vector>
+
+#include <platform/bus/Connection.h>
+#include <stack/CommandManager.h>
+#include <stack/DaughterBoard.h>
+#include <stack/Options.h>
+
+namespace Quarnix::Hevra::Stack {
+
+/// Embed it on the in-process bus, for an application's own tests, or on any other. It follows the process's clock, so
+/// that with a simulated one its commands take no real time.
+///
+/// The daughter board belongs to the plain variant and is there when that is.
+///
+/// Threads: `start`, `stop` and the destructor from one thread, which is no task's; everything else from any.
+class Service {
+ public:
+  /// Give the service a connection of its own: a bus tells clients by their connections. Raises std::invalid_argument
+  /// for a rate outside 0 to 1, a pace below zero, and no variant or one named twice.
+  Service(const Options& options, Shared::Pointer<Bus::Connection> connection);
+  Service(const Service&) = delete;
+  Service& operator=(const Service&) = delete;
+  ~Service();
+
+  /// Serves the objects and then owns the names. When that fails nothing of it is left, and the error is
+  /// Bus::StartFailed (the bus is not there or does not allow it, or a name is taken).
+  void start();
+  /// Gives the names back, ends the objects and drops the commands in flight, whose originators hear nothing more. A
+  /// report that waits for its answer is waited for, CommandRunner::REPLY_TIMEOUT at the most.
+  void stop();
+
+  /// Sends the signal "exception" with this text on the command manager's interface of each variant. Raises
+  /// Bus::InvalidArgument for what is no UTF-8 without NUL.
+  void announceException(const std::string& text) { commands_.announceException(text); }
+  /// How many commands are in flight, delayed ones included.
+  std::size_t getCommandCount() const { return commands_.getCommandCount(); }
+  /// What a reset of the daughter board answers from now on; true at first.
+  void setResetAnswer(bool answer) noexcept { board_.setResetAnswer(answer); }
+  /// How many resets were asked for, refused ones not counted.
+  std::size_t getResetCount() const noexcept { return board_.getResetCount(); }
+
+ private:
+  const Options options_;
+  const Shared::Pointer<Bus::Connection> connection_;
+  CommandManager commands_;
+  DaughterBoard board_;
+  std::vector<Variant> owned_;  // whose names are ours
+};
+
+}  // namespace Quarnix::Hevra::Stack

@@ -1,0 +1,18 @@
+// The two variants of the stack service, and what differs between them on the bus.
+#pragma once
+
+#include <string>
+
+namespace Quarnix::Hevra::Stack {
+
+enum class Variant { HEVRA, ZUV };
+
+/// "com.quarnix.Application.Hevra" or "com.quarnix.Application.Zuv".
+inline std::string busNameOf(Variant variant) {
+  return variant == Variant::ZUV ? "com.quarnix.Application.Zuv" : "com.quarnix.Application.Hevra";
+}
+
+/// The interface of the variant's command manager.
+inline std::string commandInterfaceOf(Variant variant) { return busNameOf(variant) + ".Manager.Command"; }
+
+}  // namespace Quarnix::Hevra::Stack

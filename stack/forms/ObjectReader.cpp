@@ -1,0 +1,72 @@
+// Strict reading of JSON.
+#include <stack/forms/ObjectReader.h>
+
+#include <algorithm>
+#include <string_view>
+#include <utility>
+
+#include <stack/forms/Malformed.h>
+
+namespace Quarnix::Hevra::Stack::Forms {
+
+using nlohmann::json;
+
+json readDocument(std::istream& input, const std::string& name) {
+  try {
+    return json::parse(input);
+  } catch (const json::exception& error) {
+    // "[json.exception.parse_error.101] parse error at line 1, column 2: ..."
+    std::string_view text = error.what();
+    for (const std::string_view head : {"] ", "parse error at "})
+      if (const auto found = text.find(head); found != text.npos) text.remove_prefix(found + head.size());
+    throw Malformed(name + ": " + std::string(text));
+  }
+}
+
+std::string excerptOf(const json& value) {
+  constexpr std::size_t LONGEST = 60;
+  std::string text = value.dump(-1, ' ', true);
+  if (text.size() > LONGEST) text = text.substr(0, LONGEST) + "...";
+  return text;
+}
+
+ObjectReader::ObjectReader(const json& value, std::string where, std::initializer_list<const char*> keys)
+    : object_(value), where_(std::move(where)) {
+  if (!value.is_object()) throw Malformed(where_, excerptOf(value), "an object");
+  for (const auto& [key, unused] : value.items()) {
+    if (std::find(keys.begin(), keys.end(), key) != keys.end()) continue;
+    std::string expected;
+    for (const char* known : keys) expected += (expected.empty() ? "one of " : ", ") + std::string(known);
+    throw Malformed(where_, "the key " + excerptOf(key), expected);
+  }
+}
+
+const json& ObjectReader::at(const char* key) const {
+  static const json MISSING;
+  const auto found = object_.find(key);
+  return found == object_.end() ? MISSING : *found;
+}
+
+bool ObjectReader::boolean(const char* key) const {
+  if (!at(key).is_boolean()) refuse(key, "true or false");
+  return at(key).get<bool>();
+}
+
+double ObjectReader::number(const char* key) const {
+  if (!at(key).is_number()) refuse(key, "a number");
+  return at(key).get<double>();
+}
+
+std::string ObjectReader::text(const char* key) const {
+  const json& value = at(key);
+  if (!value.is_string()) refuse(key, "a string");
+  // That it is UTF-8 was checked when the document was read.
+  if (value.get_ref<const std::string&>().find('\0') != std::string::npos) refuse(key, "a string without \\u0000");
+  return value.get<std::string>();
+}
+
+void ObjectReader::refuse(const char* key, const std::string& expected) const {
+  throw Malformed(placeOf(key), has(key) ? excerptOf(at(key)) : "nothing", expected);
+}
+
+}  // namespace Quarnix::Hevra::Stack::Forms

@@ -1,0 +1,116 @@
+// hevra-stackd: the simulated stack service on a bus, for application developers, integration tests and demonstrations.
+#include <csignal>
+#include <iostream>
+#include <string>
+
+#include <CLI/CLI.hpp>
+
+#include <platform/bus/message/method/Return.h>
+#include <stack/Service.h>
+#include <stack/forms/BusOption.h>
+#include <stack/forms/Malformed.h>
+#include <stack/forms/Number.h>
+
+namespace {
+
+using namespace Quarnix;
+using Hevra::Stack::Options;
+using Hevra::Stack::Variant;
+namespace Forms = Hevra::Stack::Forms;
+
+enum ExitStatus { DONE = 0, WRONG_INPUT = 2, BUS_ERROR = 3 };
+
+struct CommandLine {
+  std::string bus;
+  Options options;
+};
+
+void addOptions(CLI::App& app, CommandLine& line) {
+  Options& options = line.options;
+  app.set_version_flag("--version", "hevra-stackd " HEVRA_VERSION, "Prints the version");
+  app.add_option("--bus", line.bus, "system, session or a bus address [$HEVRA_BUS, else system]")->type_name("WHERE");
+  app.add_option_function<std::string>(
+         "--service",
+         [&options](const std::string& text) {
+           if (text == "hevra") {
+             options.variants = {Variant::HEVRA};
+           } else if (text == "zuv") {
+             options.variants = {Variant::ZUV};
+           } else if (text != "both") {
+             throw Forms::Malformed("--service", "'" + text + "'", "hevra, zuv or both");
+           }
+         },
+         "Which variants of the service: hevra, zuv or both [both]")
+      ->type_name("WHICH");
+  app.add_option_function<std::string>(
+         "--pace",
+         [&options](const std::string& text) {
+           const auto milliseconds = static_cast<std::int64_t>(Forms::readNumber("--pace", text, UINT32_MAX));
+           options.pace = Time::Elapsed::ofMilliseconds(milliseconds);
+         },
+         "Milliseconds between two statuses of a command, 0 for as fast as it goes [200]")
+      ->type_name("MS");
+  app.add_option_function<std::string>("--seed", Forms::numberInto("--seed", options.seed),
+                                       "What the faults are drawn from [0]")
+      ->type_name("N");
+
+  const auto addRate = [&app](const char* name, double& rate, const char* description) {
+    app.add_option_function<std::string>(
+           name, [name, &rate](const std::string& text) { rate = Forms::readRate(name, text); }, description)
+        ->type_name("RATE")
+        ->group("Faults, each a rate from 0 to 1");
+  };
+  addRate("--drop", options.drop, "Commands without any progress");
+  addRate("--fail", options.fail, "Commands that end as FAILED");
+  addRate("--refuse", options.refuse, "Calls that get an error reply and are not carried out");
+  addRate("--silent", options.silent, "Calls that are carried out and get no reply");
+  addRate("--duplicate", options.duplicate, "Progress reports that are sent twice");
+}
+
+/// One line, whatever the text.
+ExitStatus fail(ExitStatus status, std::string text) {
+  for (char& letter : text)
+    if (letter == '\n') letter = ' ';
+  std::cerr << "hevra-stackd: " << text << '\n';
+  return status;
+}
+
+void serve(const CommandLine& line) {
+  // Before any thread is made, so that all of them leave these signals to sigwait.
+  sigset_t ends;
+  sigemptyset(&ends);
+  sigaddset(&ends, SIGINT);
+  sigaddset(&ends, SIGTERM);
+  pthread_sigmask(SIG_BLOCK, &ends, nullptr);
+
+  Hevra::Stack::Service service(line.options, Forms::openBus(line.bus));
+  service.start();
+  std::cout << "ready" << std::endl;
+  int signal = 0;
+  sigwait(&ends, &signal);
+  service.stop();
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  CLI::App app("The stack service without a radio: serves simulated commands and a daughter board on a bus.",
+               "hevra-stackd");
+  app.footer("Example: hevra-stackd --bus session --service hevra --pace 50 --fail 0.1 --seed 7");
+  CommandLine line;
+  addOptions(app, line);
+  try {
+    app.parse(argc, argv);
+    serve(line);
+    return DONE;
+  } catch (const CLI::ParseError& error) {
+    if (error.get_exit_code() == 0) return app.exit(error);  // the help or the version was asked for
+    return fail(WRONG_INPUT, error.what());
+  } catch (const Forms::Malformed& error) {
+    return fail(WRONG_INPUT, error.what());
+  } catch (const Bus::Message::Method::Return& error) {
+    return fail(BUS_ERROR, error.getErrorName() + std::string(": ") + error.what());
+  } catch (const std::exception& error) {
+    return fail(BUS_ERROR, error.what());
+  }
+}

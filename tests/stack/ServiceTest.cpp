@@ -1,0 +1,109 @@
+// Starting and stopping the simulated stack, and what an application does with one that it embeds.
+#include <cmath>
+#include <stdexcept>
+
+#include <platform/bus/object/Proxy.h>
+#include <tests/stack/Support.h>
+
+namespace Quarnix::Hevra::Stack::Test {
+namespace {
+
+using StackService = StackTest;
+
+TEST_F(StackService, RefusesWrongOptions) {
+  const std::function<void(Options&)> rows[] = {
+      [](Options& options) { options.drop = 1.01; },
+      [](Options& options) { options.duplicate = -0.1; },
+      [](Options& options) { options.silent = std::nan(""); },
+      [](Options& options) { options.pace = Time::Elapsed(0, -1); },
+      [](Options& options) { options.variants = {}; },
+      [](Options& options) {
+        options.variants = {Variant::ZUV, Variant::ZUV};
+      },
+  };
+  for (const auto& spoil : rows) {
+    Options options;
+    spoil(options);
+    EXPECT_THROW(Service(options, client.connection), std::invalid_argument);
+  }
+}
+
+TEST_F(StackService, CountsAndAnswersResets) {
+  serve();
+  for (const bool answer : {true, false}) {
+    service->setResetAnswer(answer);
+    const Return reply = client.reset();
+    bool answered = !answer;
+    reply.begin().get(answered);
+    EXPECT_EQ(answered, answer);
+  }
+  EXPECT_EQ(service->getResetCount(), 2U);
+}
+
+TEST_F(StackService, ServesOnlyTheVariantsAskedFor) {
+  Options options;
+  options.variants = {Variant::ZUV};
+  serve(options);
+  EXPECT_FALSE(client.command(Variant::ZUV, "cancel").isException());
+  EXPECT_STREQ(client.command(Variant::HEVRA, "cancel").getErrorName(), "org.freedesktop.DBus.Error.ServiceUnknown");
+  EXPECT_STREQ(client.reset().getErrorName(), "org.freedesktop.DBus.Error.ServiceUnknown");
+}
+
+TEST_F(StackService, LeavesNothingWhenItCannotStart) {
+  client.connection->requestName("com.quarnix.Application.Zuv");
+  Service second({}, Bus::Connection::open("in-process"));
+  EXPECT_THROW(second.start(), Bus::StartFailed);
+  EXPECT_EQ(client.connection->getNameOwner("com.quarnix.Application.Hevra"), "");
+  client.connection->releaseName("com.quarnix.Application.Zuv");
+  second.start();
+  EXPECT_FALSE(client.reset().isException());
+}
+
+TEST_F(StackService, DropsItsCommandsWhenItStops) {
+  serve();
+  client.add(originator, "g", commands({1}));
+  clock.settle();
+  service->stop();
+  EXPECT_EQ(service->getCommandCount(), 0U);
+  EXPECT_STREQ(client.reset().getErrorName(), "org.freedesktop.DBus.Error.ServiceUnknown");
+  advance(1000);
+  EXPECT_EQ(originator.get("g_1"), "1/1@0");
+  service->start();
+  client.add(originator, "h", commands({1}));
+  advance(1000);
+  EXPECT_EQ(originator.get("h_1"), "1/1@1000 2/1@1200 3/2@1400");
+}
+
+/// Notes the signals of the command manager.
+class Listener : public Bus::Object::Proxy {
+ public:
+  explicit Listener(const Client& client) {
+    setConnection(client.connection);
+    setHost("com.quarnix.Application.Hevra");
+    setPath("/com/quarnix/Application/HevraZuv/Manager/Command");
+    start(true);
+  }
+  ~Listener() override { retire(); }
+  std::string signals;
+
+ protected:
+  void signal(const Bus::Message::Signal& signal) override {
+    std::string text;
+    signal.begin().get(text);
+    signals += std::string(signal.getInterface()) + " " + signal.getMember() + " " + text + "\n";
+  }
+};
+
+TEST_F(StackService, AnnouncesAnExceptionForEachVariant) {
+  serve();
+  Listener listener(client);
+  service->announceException("radio lost");
+  clock.settle();
+  EXPECT_EQ(listener.signals,
+            "com.quarnix.Application.Hevra.Manager.Command exception radio lost\n"
+            "com.quarnix.Application.Zuv.Manager.Command exception radio lost\n");
+  EXPECT_THROW(service->announceException("\xFF"), Bus::InvalidArgument);
+}
+
+}  // namespace
+}  // namespace Quarnix::Hevra::Stack::Test

@@ -1,0 +1,160 @@
+// What the tests of the simulated stack share: a stack and a client on the in-process bus, on a simulated clock. The
+// client is made of the platform and the marshallers alone.
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <map>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include <bus/CommandContainerWrapper.h>
+#include <bus/CommandWrapper.h>
+#include <platform/bus/object/Server.h>
+#include <platform/core/Mutex.h>
+#include <platform/core/time/SimulatedClock.h>
+#include <stack/Service.h>
+
+namespace Quarnix::Hevra::Stack::Test {
+
+using Bus::Message::STRUCTURE;
+using Bus::Message::Method::Call;
+using Bus::Message::Method::Return;
+
+/// Commands with these identifiers and nothing else.
+inline std::vector<Command> commands(std::initializer_list<std::uint32_t> ids) {
+  std::vector<Command> made;
+  for (const std::uint32_t id : ids) made.emplace_back().setId(id);
+  return made;
+}
+
+class List : public HomeAutomation::Container<Command> {
+ public:
+  explicit List(const std::vector<Command>& elements) : elements_(elements) {}
+  const Command& get() const override { return elements_[next_ - 1]; }
+  bool next() const override { return next_++ < elements_.size(); }
+  void reset() const override { next_ = 0; }
+
+ private:
+  const std::vector<Command>& elements_;
+  mutable std::size_t next_ = 0;
+};
+
+/// Notes each report as "status/summary@milliseconds" under the command's key, then runs `onProgress` and answers.
+class Originator : public Bus::Object::Server {
+ public:
+  Originator(Shared::Pointer<Bus::Connection> connection, const std::string& path) {
+    setConnection(std::move(connection));
+    setPath(path);
+    start(true);
+  }
+  ~Originator() override { retire(); }
+
+  std::function<void()> onProgress;
+
+  std::map<std::string, std::string> get() const {
+    MutexLock lock(mutex_);
+    return reports_;
+  }
+  std::string get(const std::string& key) const {
+    const auto reports = get();
+    const auto found = reports.find(key);
+    return found == reports.end() ? "" : found->second;
+  }
+  Command getLast() const {
+    MutexLock lock(mutex_);
+    return last_;
+  }
+
+ protected:
+  bool method(const Call& call) override {
+    EXPECT_STREQ(call.getInterface(), "com.quarnix.Application.HevraZuv.Originator.Command");
+    EXPECT_STREQ(call.getSignature(), "(utbuviiyisusuyy)(s)i");
+    Bus::Message::ConstIterator argument = call.begin(), field = argument.begin();
+    Command command;
+    Bus::Type::Wrapper<Command>().deserialize(field, command);
+    const std::string group((++argument).begin().getText());
+    std::int32_t summary = 0;
+    (++argument).get(summary);
+    {
+      MutexLock lock(mutex_);
+      std::string& reports = reports_[group + "_" + std::to_string(command.getId())];
+      reports += (reports.empty() ? "" : " ") + std::to_string(static_cast<int>(command.getStatus())) + "/" +
+                 std::to_string(summary) + "@" +
+                 std::to_string((Time::Clock::get().now() - began_).getNanoseconds() / 1'000'000);
+      last_ = command;
+    }
+    if (onProgress) onProgress();
+    Return reply(call);
+    send(reply);
+    return true;
+  }
+
+ private:
+  const Time::Monotonic began_ = Time::Clock::get().now();
+  mutable Mutex mutex_;
+  std::map<std::string, std::string> reports_ HEVRA_GUARDED_BY(mutex_);
+  Command last_ HEVRA_GUARDED_BY(mutex_);
+};
+
+/// Calls the stack from a connection of its own.
+class Client {
+ public:
+  Return call(const std::string& path, const std::string& interface, const std::string& member,
+              const std::function<void(Bus::Message::Iterator&)>& append = {}) const {
+    Call call;
+    call.setDestination("com.quarnix.Application." +
+                        std::string(interface.find("Zuv") != interface.npos ? "Zuv" : "Hevra"));
+    call.setPath(path);
+    call.setInterface(interface.c_str());
+    call.setMember(member.c_str());
+    {
+      Bus::Message::Iterator arguments = call.begin();
+      if (append) append(arguments);
+    }
+    return *connection->call(call);
+  }
+  Return command(Variant variant, const std::string& member,
+                 const std::function<void(Bus::Message::Iterator&)>& append = {}) const {
+    return call("/com/quarnix/Application/HevraZuv/Manager/Command", commandInterfaceOf(variant), member, append);
+  }
+  Return add(const Originator& originator, const std::string& group, const std::vector<Command>& commands,
+             Variant variant = Variant::HEVRA) const {
+    return command(variant, "add", [&](Bus::Message::Iterator& arguments) {
+      Bus::Message::Iterator server = arguments.begin(STRUCTURE);
+      server.appendPath(originator.getPath());
+      arguments.end(server);
+      Bus::Message::Iterator id = arguments.begin(STRUCTURE);
+      id.append(group);
+      arguments.end(id);
+      Bus::Type::Wrapper<const HomeAutomation::Container<Command>>().serialize(arguments, List(commands));
+    });
+  }
+  Return reset() const {
+    return call("/com/quarnix/Application/HevraZuv/Manager/DaughterBoard",
+                "com.quarnix.Application.Hevra.Manager.DaughterBoard", "hardreset");
+  }
+
+  Shared::Pointer<Bus::Connection> connection = Bus::Connection::open("in-process");
+};
+
+/// A started stack, a client and its originator. The reports of a command without a delay at a pace of 200 ms are
+/// "1/1@0 2/1@200 3/2@400".
+class StackTest : public testing::Test {
+ protected:
+  void serve(const Options& options = {}) {
+    service = std::make_unique<Service>(options, Bus::Connection::open("in-process"));
+    service->start();
+  }
+  void advance(std::int64_t milliseconds) { clock.advance(Time::Elapsed::ofMilliseconds(milliseconds)); }
+
+  Time::SimulatedClock clock;
+  std::unique_ptr<Service> service;
+  Client client;
+  Originator originator{client.connection, "/client/Originator"};
+};
+
+}  // namespace Quarnix::Hevra::Stack::Test

@@ -1,0 +1,57 @@
+// hevractl cancel: asks the service to cancel commands, and does not wait for them to end.
+#include <memory>
+#include <optional>
+#include <string>
+
+#include <proxy/command/Manager.h>
+#include <stack/forms/Number.h>
+#include <tools/Commands.h>
+
+namespace Quarnix::Hevra::Tools {
+
+namespace {
+
+struct Choice {
+  std::optional<std::string> key;
+  std::optional<std::uint32_t> priority;
+};
+
+ExitStatus cancel(const Context& context, const Choice& choice) {
+  Proxy::Command::Manager manager(context.zuv, context.application);
+  manager.setConnection(context.openBus());
+  std::string what = "every command";
+  if (choice.key) {
+    manager.cancel(*choice.key);
+    what = "the command " + *choice.key;
+  } else if (choice.priority) {
+    manager.cancel(HomeAutomation::Command::Priority(*choice.priority));
+    what = "the commands of priority " + std::to_string(*choice.priority);
+  } else {
+    manager.cancel();
+  }
+  context.print({{"done", true}}, "The service was asked to cancel " + what + ".");
+  return ExitStatus::DONE;
+}
+
+}  // namespace
+
+void addCancel(CLI::App& app, Context& context) {
+  const auto choice = std::make_shared<Choice>();
+  CLI::App& command =
+      addCommand(app, "cancel", "Cancels everything, one key, or one priority", "hevractl cancel --key g1_7");
+  CLI::Option* key = command.add_option("--key", choice->key, "The command's group, '_' and its identifier");
+  key->type_name("KEY");
+  command
+      .add_option_function<std::string>(
+          "--priority",
+          [choice](const std::string& text) {
+            choice->priority = static_cast<std::uint32_t>(Stack::Forms::readNumber("--priority", text, UINT32_MAX));
+          },
+          "The priority of the commands")
+      ->type_name("N")
+      ->excludes(key);
+  command.callback(
+      [&context, choice] { context.chosen = [choice](const Context& chosen) { return cancel(chosen, *choice); }; });
+}
+
+}  // namespace Quarnix::Hevra::Tools

@@ -1,0 +1,45 @@
+// Notes statuses and counts them.
+#include <tools/Progress.h>
+
+#include <platform/core/time/Clock.h>
+
+namespace Quarnix::Hevra::Tools {
+
+Progress::Progress(const std::vector<Command>& commands) {
+  for (const Command& command : commands) statuses_[command.getId()] = HvDetailedCommandStatus::INITIALIZED;
+}
+
+void Progress::note(std::uint32_t id, HvDetailedCommandStatus status) {
+  MutexLock lock(mutex_);
+  statuses_[id] = status;
+}
+
+void Progress::close() {
+  MutexLock lock(mutex_);
+  closed_ = true;
+  closing_.notifyAll();
+}
+
+bool Progress::awaitClose(const Time::Monotonic& deadline) {
+  MutexLock lock(mutex_);
+  while (!closed_)
+    if (!Time::Clock::get().wait(closing_, mutex_, deadline)) return closed_;
+  return true;
+}
+
+Progress::Outcome Progress::getOutcome() const {
+  MutexLock lock(mutex_);
+  Outcome outcome;
+  for (const auto& [id, status] : statuses_) {
+    if (!Command::isFinalStatus(status)) {
+      outcome.unfinished.push_back(id);
+    } else if (status == HvDetailedCommandStatus::COMPLETED) {
+      ++outcome.completed;
+    } else {
+      ++outcome.failed;
+    }
+  }
+  return outcome;
+}
+
+}  // namespace Quarnix::Hevra::Tools

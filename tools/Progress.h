@@ -1,0 +1,40 @@
+// What is known of the commands that `send` follows.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <map>
+#include <vector>
+
+#include <platform/core/Mutex.h>
+#include <platform/core/time/Monotonic.h>
+#include <platform/hevra/Command.h>
+
+namespace Quarnix::Hevra::Tools {
+
+/// Notes the commands' statuses, and lets a thread wait until nothing more will come. Threads: any.
+class Progress {
+ public:
+  struct Outcome {
+    std::size_t completed = 0;
+    std::size_t failed = 0;  // ended in any other status
+    std::vector<std::uint32_t> unfinished;
+  };
+
+  explicit Progress(const std::vector<Command>& commands);
+
+  void note(std::uint32_t id, HvDetailedCommandStatus status);
+  /// Nothing more will come.
+  void close();
+  /// True once closed, false when `deadline` came first.
+  bool awaitClose(const Time::Monotonic& deadline);
+  Outcome getOutcome() const;
+
+ private:
+  mutable Mutex mutex_;
+  ConditionVariable closing_;
+  bool closed_ HEVRA_GUARDED_BY(mutex_) = false;
+  std::map<std::uint32_t, HvDetailedCommandStatus> statuses_ HEVRA_GUARDED_BY(mutex_);
+};
+
+}  // namespace Quarnix::Hevra::Tools

@@ -1,0 +1,83 @@
+// hevractl: reaches the stack service from the command line, through the proxies.
+#include <iostream>
+#include <string>
+
+#include <CLI/CLI.hpp>
+
+#include <stack/forms/Malformed.h>
+#include <tools/Commands.h>
+
+namespace {
+
+using namespace Quarnix;
+using namespace Quarnix::Hevra::Tools;
+using Hevra::Stack::Forms::Malformed;
+
+void addGlobalOptions(CLI::App& app, Context& context) {
+  app.get_formatter()->label("SUBCOMMAND", "COMMAND");
+  addVersion(app);
+  app.add_option("--bus", context.bus, "system, session or a bus address [$HEVRA_BUS, else system]")
+      ->type_name("WHERE");
+  app.add_option_function<std::string>(
+         "--service",
+         [&context](const std::string& text) {
+           if (text != "hevra" && text != "zuv") throw Malformed("--service", "'" + text + "'", "hevra or zuv");
+           context.zuv = text == "zuv";
+         },
+         "Which variant of the service: hevra or zuv [hevra]")
+      ->type_name("WHICH");
+  app.add_option("--app", context.application, "The application name that progress is sent to [hevractl]")
+      ->type_name("NAME");
+  app.add_flag("--json", context.json, "Prints one JSON value a line");
+}
+
+/// The name becomes an element of the object path that a manager serves.
+void checkApplication(const std::string& name) {
+  try {
+    Bus::Message::Method::Call().setPath("/com/quarnix/Application/" + name + "/Hevra/Originator");
+  } catch (const Bus::InvalidArgument&) {
+    throw Malformed("--app", "'" + name + "'", "letters, digits and '_'");
+  }
+}
+
+ExitStatus run(int argc, char** argv, CLI::App& app) {
+  Context context;
+  addGlobalOptions(app, context);
+  addReset(app, context);
+  addSend(app, context);
+  addCancel(app, context);
+  app.require_subcommand(1);
+  app.parse(argc, argv);
+  checkApplication(context.application);
+  return context.chosen(context);
+}
+
+int end(ExitStatus status, const std::string& text) {
+  complain(text);
+  return static_cast<int>(status);
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  CLI::App app("Reaches the radio stack service: sends and cancels commands, resets the daughter board.", "hevractl");
+  app.footer(
+      "Example: hevractl --bus session --json send --group g1 commands.json\n"
+      "Ends with 0 done, 1 answered no, 2 wrong input, 3 error of the bus or the service, 4 gave up waiting.");
+  try {
+    return static_cast<int>(run(argc, argv, app));
+  } catch (const CLI::ParseError& error) {
+    if (error.get_exit_code() == 0) return app.exit(error);  // a help or the version was asked for
+    return end(ExitStatus::WRONG_INPUT, error.what());
+  } catch (const Malformed& error) {
+    return end(ExitStatus::WRONG_INPUT, error.what());
+  } catch (const Bus::InvalidArgument& error) {
+    return end(ExitStatus::WRONG_INPUT, error.what());
+  } catch (const Bus::Message::Method::Return& error) {
+    return end(ExitStatus::BUS_ERROR, error.getErrorName() + std::string(": ") + error.getErrorText());
+  } catch (const Exception& error) {
+    return end(ExitStatus::BUS_ERROR, error.getId() + std::string(": ") + error.what());
+  } catch (const std::exception& error) {
+    return end(ExitStatus::BUS_ERROR, error.what());
+  }
+}
