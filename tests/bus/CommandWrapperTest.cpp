@@ -12,7 +12,7 @@ namespace Quarnix::Bus::Type {
 namespace {
 
 using Hevra::Command;
-using Test::KeptLines;
+using Test::CapturingLogger;
 
 Command fullCommand() {
   Command command;
@@ -126,12 +126,12 @@ TEST(CommandWrapper, ReplacesAnInvalidAceiAndLogsIt) {
   Command command = fullCommand();
   for (unsigned byte = 0; byte < 256; ++byte) {
     const bool taken = byte == 0xFF || byte % 8 <= 3;
-    const KeptLines lines;
+    const CapturingLogger lines;
     command.setAcei(Command::Acei(static_cast<std::uint8_t>(byte)));
     EXPECT_EQ(readBack(command).getAcei().getValue(), taken ? byte : 0xE3) << byte;
     EXPECT_EQ(lines.get().size(), taken ? 0u : 1u) << byte;
   }
-  const KeptLines lines;
+  const CapturingLogger lines;
   command.setAcei(Command::Acei(0x0C));
   readBack(command);
   EXPECT_EQ(lines.get(), std::vector<std::string>{
@@ -140,7 +140,7 @@ TEST(CommandWrapper, ReplacesAnInvalidAceiAndLogsIt) {
 }
 
 TEST(CommandWrapper, RaisesNilForAnInvalidAceiWithoutALogger) {
-  const KeptLines restoresTheLogger;
+  const CapturingLogger restoresTheLogger;
   Log::Logger::set({});
   Command command = fullCommand();
   command.setAcei(Command::Acei(0x0C));

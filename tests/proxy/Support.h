@@ -2,9 +2,6 @@
 // its reports, and a logger whose lines can be waited for.
 #pragma once
 
-#include <algorithm>
-#include <chrono>
-#include <condition_variable>
 #include <functional>
 #include <mutex>
 #include <string>
@@ -16,8 +13,8 @@
 #include <bus/CommandWrapper.h>
 #include <platform/bus/Connection.h>
 #include <platform/bus/object/Server.h>
-#include <platform/core/log/Logger.h>
 #include <platform/hevra/interface/command/Originator.h>
+#include <tests/harness/CapturingLogger.h>
 
 namespace Quarnix::Hevra::Proxy::Test {
 
@@ -25,51 +22,26 @@ using Bus::Message::Method::Call;
 using Bus::Message::Method::Return;
 using Lines = std::vector<std::string>;
 
-/// Strings that come from any thread. Waiting has a deadline that only a failure reaches.
-class Texts {
+/// Strings that come from any thread.
+class Texts : public Harness::Recorder<std::string> {
  public:
-  void add(std::string line) {
-    const std::lock_guard<std::mutex> lock(mutex_);
-    lines_.push_back(std::move(line));
-    changed_.notify_all();
-  }
   bool await(const std::string& line) {
-    std::unique_lock<std::mutex> lock(mutex_);
-    return changed_.wait_for(lock, std::chrono::seconds(60),
-                             [&] { return std::find(lines_.begin(), lines_.end(), line) != lines_.end(); });
+    return awaitAny([&line](const std::string& one) { return one == line; });
   }
-  /// What was added since the last `take`.
-  Lines take() {
-    const std::lock_guard<std::mutex> lock(mutex_);
-    return std::exchange(lines_, {});
-  }
-
- private:
-  std::mutex mutex_;
-  std::condition_variable changed_;
-  Lines lines_;
 };
 
 /// Is the process's logger for its life; the lines come without the prefix that the managers' lines share, and with
 /// their priority where it is not WARNING.
 class LoggedLines : public Texts {
- public:
-  LoggedLines() : former_(Quarnix::Log::Logger::get()) { Quarnix::Log::Logger::set(Shared::make<Writer>(*this)); }
-  ~LoggedLines() { Quarnix::Log::Logger::set(former_); }
-
  private:
-  struct Writer : Quarnix::Log::Logger {
-    explicit Writer(Texts& texts) : texts_(texts) {}
-    void write(Quarnix::Log::Priority priority, const char* line) override {
-      std::string text(line);
-      const std::string prefix = "HV/ZUV proxy library> ";
-      if (text.compare(0, prefix.size(), prefix) == 0) text.erase(0, prefix.size());
-      if (priority != Quarnix::Log::Priority::WARNING) text += " at " + std::to_string(static_cast<int>(priority));
-      texts_.add(text);
-    }
-    Texts& texts_;
-  };
-  Shared::Pointer<Quarnix::Log::Logger> former_;
+  void keep(Quarnix::Log::Priority priority, std::string text) {
+    const std::string prefix = "HV/ZUV proxy library> ";
+    if (text.compare(0, prefix.size(), prefix) == 0) text.erase(0, prefix.size());
+    if (priority != Quarnix::Log::Priority::WARNING) text += " at " + std::to_string(static_cast<int>(priority));
+    add(std::move(text));
+  }
+
+  Harness::CapturingLogger logger_{[this](auto priority, const char* line) { keep(priority, line); }};
 };
 
 /// One served object of a service of that name; answers with an empty return unless `answer` says otherwise.

@@ -133,7 +133,7 @@ TEST_F(CommandRun, CancelsACommandWhoseReportIsUnderWay) {
 }
 
 TEST_F(CommandRun, GoesOnWhenAReportIsNotAnswered) {
-  Quarnix::Test::KeptLines lines;
+  Quarnix::Test::CapturingLogger lines;
   serve();
   originator.onProgress = [] { throw std::runtime_error("no answer"); };
   client.add(originator, "g", commands({1}));

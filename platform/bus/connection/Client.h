@@ -46,10 +46,10 @@ struct Host {
 struct Pending {
   std::uint32_t serial = 0;
   bool replyExpected = false;
-  Host* host = nullptr;   // whose owner's reply counts; null when `owner` is fixed
-  std::string owner;      // the unique name that the call went to; empty until one is known
+  Host* host = nullptr;                 // whose owner's reply counts; null when `owner` is fixed
+  std::string owner;                    // the unique name that the call went to; empty until one is known
   std::vector<std::string> successors;  // later owners of the host's name: it is open to which of them the call went
-  bool accepted = false;  // at least a byte has left
+  bool accepted = false;                // at least a byte has left
   bool done = false;
   bool retry = false;    // the link broke before a byte left: may go out on the next one
   bool waiting = false;  // a thread waits on `changed`
@@ -141,10 +141,9 @@ class Client : public std::enable_shared_from_this<Client> {
   void flush() HEVRA_REQUIRES(mutex_);
   void await(Pending& pending, const Time::Monotonic& deadline) HEVRA_REQUIRES(mutex_);
   void readUntil(Pending& pending, const Time::Monotonic& deadline) HEVRA_REQUIRES(mutex_);
-  void awaitWritable(const Time::Monotonic& deadline) HEVRA_REQUIRES(mutex_);
+  void wakeReader() noexcept HEVRA_REQUIRES(mutex_);
   void withdraw(const std::shared_ptr<Pending>& pending) HEVRA_REQUIRES(mutex_);
   void passOn() HEVRA_REQUIRES(mutex_);
-  void passOnWriting() HEVRA_REQUIRES(mutex_);
   void arm(std::uint32_t events) noexcept HEVRA_REQUIRES(mutex_);
   void finish(Pending& pending) HEVRA_REQUIRES(mutex_);
   std::uint32_t nextSerial() noexcept HEVRA_REQUIRES(mutex_);
@@ -193,7 +192,10 @@ class Client : public std::enable_shared_from_this<Client> {
   std::size_t unsentAnswers_ HEVRA_GUARDED_BY(mutex_) = 0;   // bytes
   bool reading_ HEVRA_GUARDED_BY(mutex_) = false;
   bool writing_ HEVRA_GUARDED_BY(mutex_) = false;
-  std::vector<Received> arrived_;  // the reader's
+  const Pending* reader_ HEVRA_GUARDED_BY(mutex_) = nullptr;  // what the thread waits for that is polling, if any
+  bool readerWrites_ HEVRA_GUARDED_BY(mutex_) = false;        // it polls for writing, too
+  int readerWake_ HEVRA_GUARDED_BY(mutex_) = -1;              // ends its poll
+  std::vector<Received> arrived_;                             // the reader's
 
   std::map<std::string, Host, std::less<>> hosts_ HEVRA_GUARDED_BY(mutex_);
   std::vector<StartedProxy> proxies_ HEVRA_GUARDED_BY(mutex_);

@@ -1,6 +1,7 @@
 // Sending and waiting: calls, the queue of outgoing messages, and the roles of reader and writer.
 #include <poll.h>
 #include <sys/epoll.h>
+#include <sys/eventfd.h>
 
 #include <algorithm>
 #include <cerrno>
@@ -124,6 +125,7 @@ void Client::send(Return& reply) {
 void Client::finish(Pending& pending) {
   pending.done = true;
   if (pending.waiting) pending.changed.notifyOne();
+  if (reader_ == &pending) wakeReader();
 }
 
 /// Takes a message that is given up out of all lists. One of which a part has left stays queued: its rest must follow.
@@ -186,19 +188,16 @@ void Client::flush() {
     if (complete < count) break;
   }
   writing_ = false;
-  passOnWriting();
+  if (!transport_ || outgoing_.empty()) return;
+  // Whoever reads also waits for the link to take the rest.
+  if (reader_ && !readerWrites_) wakeReader();
+  if (!reading_) arm(EPOLLIN | EPOLLOUT);
 }
 
 void Client::await(Pending& pending, const Time::Monotonic& deadline) {
   while (!pending.done) {
-    const bool pollable = transport_ && transport_->descriptor() >= 0;
-    if (pollable && !reading_) {
+    if (!reading_ && transport_ && transport_->descriptor() >= 0) {
       readUntil(pending, deadline);
-      if (!pending.done && Time::Clock::get().now() >= deadline) break;
-      continue;
-    }
-    if (pollable && !pending.accepted && !writing_) {
-      awaitWritable(deadline);
       if (!pending.done && Time::Clock::get().now() >= deadline) break;
       continue;
     }
@@ -213,25 +212,35 @@ void Client::await(Pending& pending, const Time::Monotonic& deadline) {
   passOn();
 }
 
-/// The reader's role: polls and reads the socket until the awaited message is done, for everybody.
+/// The reader's role: polls the socket until the awaited message is done, reads for everybody, and writes what is left.
 void Client::readUntil(Pending& pending, const Time::Monotonic& deadline) {
   const std::shared_ptr<Transport> transport = transport_;
   reading_ = true;
   arm(0);
+  if (readerWake_ < 0) readerWake_ = ::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
   std::string reason;
   while (!pending.done && transport_ == transport) {
     const bool unsent = !outgoing_.empty() && !writing_;
-    pollfd descriptors[2] = {{transport->descriptor(), static_cast<short>(unsent ? POLLIN | POLLOUT : POLLIN), 0}, {}};
+    pollfd descriptors[3] = {{transport->descriptor(), static_cast<short>(unsent ? POLLIN | POLLOUT : POLLIN), 0},
+                             {readerWake_, POLLIN, 0},
+                             {}};
     int ready = 0;
     bool alive = true;
+    reader_ = &pending;
+    readerWrites_ = unsent;
     try {
       MutexUnlock unlock(mutex_);
-      ready = Time::Clock::get().poll(descriptors, 1, deadline);
+      ready = Time::Clock::get().poll(descriptors, 2, deadline);
       if (ready > 0 && (descriptors[0].revents & ~POLLOUT)) alive = transport->read(arrived_, reason);
     } catch (const std::bad_alloc&) {
       // What does not fit into memory cannot be skipped: the stream would be out of step.
       alive = false;
       reason = "no memory for a message of the bus";
+    }
+    reader_ = nullptr;
+    if (ready > 0 && descriptors[1].revents) {
+      eventfd_t ignored = 0;
+      ::eventfd_read(readerWake_, &ignored);
     }
     if (ready == 0 || (ready < 0 && errno != EINTR)) break;
     if (transport_ != transport) {
@@ -250,31 +259,8 @@ void Client::readUntil(Pending& pending, const Time::Monotonic& deadline) {
   reading_ = false;
 }
 
-/// The writer's role while the link takes nothing and somebody else reads.
-void Client::awaitWritable(const Time::Monotonic& deadline) {
-  const std::shared_ptr<Transport> transport = transport_;
-  writing_ = true;
-  pollfd descriptors[2] = {{transport->descriptor(), POLLOUT, 0}, {}};
-  int ready = 0;
-  {
-    MutexUnlock unlock(mutex_);
-    ready = Time::Clock::get().poll(descriptors, 1, deadline);
-  }
-  writing_ = false;
-  if (ready > 0) {
-    flush();
-  } else {
-    passOnWriting();
-  }
-}
-
-/// Has one of those whose message is still here wait for the link to take it. The reader would, but it may be waiting
-/// for messages only.
-void Client::passOnWriting() {
-  if (outgoing_.empty()) return;
-  const auto next = std::find_if(waiters_.begin(), waiters_.end(), [](const Pending* one) { return !one->accepted; });
-  if (next != waiters_.end()) (*next)->changed.notifyOne();
-}
+/// Has the reader look again: its message is done, or there is something to write.
+void Client::wakeReader() noexcept { ::eventfd_write(readerWake_, 1); }
 
 void Client::passOn() {
   if (!transport_ || transport_->descriptor() < 0 || reading_) return;

@@ -51,6 +51,7 @@ Client::Client(std::vector<Address> addresses) : addresses_(std::move(addresses)
 Client::~Client() {
   if (epoll_ >= 0) ::close(epoll_);
   if (wake_ >= 0) ::close(wake_);
+  if (readerWake_ >= 0) ::close(readerWake_);
 }
 
 /// In a forked child the socket is still the parent's: nothing is written to it, and it is not shut down.
@@ -62,13 +63,15 @@ void Client::requireSameProcess() const {
 }
 
 std::optional<Return> Client::connect(const Time::Monotonic& deadline) {
+  // An attempt that is under way already may have met a bus that has come back since: only the failure of a later one
+  // counts.
+  const std::uint64_t before = attempts_ + (state_ == State::CONNECTING);
   while (state_ != State::CONNECTED) {
     if (closed_) return Return("org.freedesktop.DBus.Error.Disconnected", "The connection is closed");
     if (state_ == State::CONNECTING) {
-      const std::uint64_t attempt = attempts_;
       if (!Time::Clock::get().wait(stateChanged_, mutex_, deadline))
         return Return("org.freedesktop.DBus.Error.NoReply", "The message bus was not reached in time");
-      if (state_ == State::DISCONNECTED && attempts_ != attempt && lastFailure_) return lastFailure_;
+      if (state_ == State::DISCONNECTED && attempts_ > before && lastFailure_) return lastFailure_;
       continue;
     }
     state_ = State::CONNECTING;
@@ -89,7 +92,10 @@ std::optional<Return> Client::connect(const Time::Monotonic& deadline) {
     }
     ++attempts_;
     state_ = State::DISCONNECTED;
-    lastFailure_ = failure;
+    // That this caller's time is up says nothing to the others, who try themselves.
+    const bool outOfTime = failure && Time::Clock::get().now() >= deadline;
+    if (outOfTime) failure = Return("org.freedesktop.DBus.Error.NoReply", "The message bus was not reached in time");
+    lastFailure_ = outOfTime ? std::nullopt : failure;
     if (transport && !closed_) adopt(std::move(transport));
     stateChanged_.notifyAll();
     if (transport) {
@@ -260,12 +266,11 @@ void Client::readOnce(const std::shared_ptr<Transport>& transport) {
     alive = false;
     reason = "no memory for a message of the bus";
   }
+  const bool lost = transport_ == transport && !alive;
   if (transport_ == transport) {
     dispatchAll(arrived_);
-    if (!alive) {
+    if (lost) {
       lose(reason);
-      MutexUnlock unlock(mutex_);
-      Log::printQuietly(Log::Priority::WARNING, "Lost the message bus: %s", reason.c_str());
     } else if (!outgoing_.empty() && !writing_) {
       flush();
     }
@@ -273,10 +278,11 @@ void Client::readOnce(const std::shared_ptr<Transport>& transport) {
   arrived_.clear();
   reading_ = false;
   passOn();
-  if (dropped_.load(std::memory_order_relaxed)) {
-    MutexUnlock unlock(mutex_);
-    reportDropped();
-  }
+  // Last, with no role left: a logger may use the connection.
+  if (!lost && !dropped_.load(std::memory_order_relaxed)) return;
+  MutexUnlock unlock(mutex_);
+  if (lost) Log::printQuietly(Log::Priority::WARNING, "Lost the message bus: %s", reason.c_str());
+  reportDropped();
 }
 
 void Client::reportDropped() noexcept {

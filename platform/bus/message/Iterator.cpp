@@ -24,7 +24,8 @@ Iterator::Iterator(Iterator& parent, int type, std::string_view contents)
     elementBegin_ = parent.expected_ + 1;
     after_ = elementBegin_ + contents.size();
   } else {
-    if (const char* rule = checkSingleType(contents)) {
+    // A dictionary entry is a type in an array only.
+    if (const char* rule = checkSingleType(type == ARRAY ? 'a' + std::string(contents) : std::string(contents))) {
       body_.unusable = true;
       require(rule, "signature of a container's contents", contents);
     }

@@ -10,7 +10,7 @@
 namespace Quarnix::Log {
 namespace {
 
-using Quarnix::Test::KeptLines;
+using Quarnix::Test::CapturingLogger;
 
 /// What `work` writes to standard error; it must fit into a pipe.
 template <class Work>
@@ -46,7 +46,7 @@ TEST(Logger, WritesToStandardErrorBehindThePriority) {
 }
 
 TEST(Logger, KeepsLinesOfAnyLengthWhole) {
-  const KeptLines kept;
+  const CapturingLogger kept;
   for (const std::size_t length : {510U, 511U, 512U, 513U, 100'000U}) {
     const std::string text(length, 'x');
     Logger::get()->print(Priority::INFO, "%s|", text.c_str());
@@ -55,7 +55,7 @@ TEST(Logger, KeepsLinesOfAnyLengthWhole) {
 }
 
 TEST(Logger, RaisesNilWhenEmptyWhereQuietPrintingSaysNothing) {
-  const KeptLines kept;
+  const CapturingLogger kept;
   Logger::set(nullptr);
   EXPECT_THROW(Logger::get()->print(Priority::WARNING, "lost"), Shared::Exception::Nil);
   EXPECT_EQ(standardErrorOf([] { printQuietly(Priority::WARNING, "lost"); }), "");
@@ -65,7 +65,7 @@ TEST(Logger, LetsAThrowingLoggerOutOnlyWhenPrintingLoudly) {
   struct Throwing : Logger {
     void write(Priority, const char*) override { throw std::runtime_error("full"); }
   };
-  const KeptLines kept;
+  const CapturingLogger kept;
   Logger::set(Shared::make<Throwing>());
   EXPECT_THROW(Logger::get()->print(Priority::WARNING, "x"), std::runtime_error);
   printQuietly(Priority::WARNING, "x");

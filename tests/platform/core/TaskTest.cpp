@@ -19,8 +19,8 @@
 namespace Quarnix {
 namespace {
 
+using Test::CapturingLogger;
 using Test::Gate;
-using Test::KeptLines;
 using Test::TestTask;
 using Time::Elapsed;
 using Time::SimulatedClock;
@@ -113,7 +113,7 @@ TEST(Task, WaitsForTheBodyWhenItIsRetired) {
 
 TEST(Task, RunsOnForWhatIsLeftAfterAnException) {
   SimulatedClock clock;
-  const KeptLines kept;
+  const CapturingLogger kept;
   int runs = 0;
   TestTask task([&](TestTask&) {
     ++runs;
@@ -154,7 +154,7 @@ TEST(Task, GivesItsThreadTheStackAskedForAndNoSignals) {
 TEST(Task, TriesAgainWhenNoThreadCanBeMade) {
   if (sizeof(void*) < 8) GTEST_SKIP() << "needs an address space in which one stack can be too large";
   SimulatedClock clock;
-  const KeptLines kept;
+  const CapturingLogger kept;
   int runs = 0;
   TestTask task([&](TestTask&) { ++runs; });
   auto gone = std::make_unique<TestTask>(task);

@@ -12,8 +12,8 @@
 namespace Quarnix::Timer {
 namespace {
 
+using Test::CapturingLogger;
 using Test::Gate;
-using Test::KeptLines;
 using Test::TestTimer;
 using Time::Clock;
 using Time::Elapsed;
@@ -108,7 +108,7 @@ TEST_F(Timer, IsCopiedWithItsTimeButNotRunning) {
 }
 
 TEST_F(Timer, MayBeStartedFromItsOwnHookAndOutlivesAnException) {
-  const KeptLines kept;
+  const CapturingLogger kept;
   TestTimer timer(Elapsed(1, 0), [&](TestTimer& self, const Time::Monotonic&) {
     expired.push_back(0);
     self.start();

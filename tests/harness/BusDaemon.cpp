@@ -1,0 +1,70 @@
+// Starting and killing a bus daemon.
+#include <tests/harness/BusDaemon.h>
+
+#include <fcntl.h>
+#include <signal.h>
+#include <sys/prctl.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <stdexcept>
+
+namespace Quarnix::Harness {
+
+BusDaemon::BusDaemon(Begin begin, const std::string& rules) {
+  std::string folder = (std::filesystem::temp_directory_path() / "hevra-bus-XXXXXX").string();
+  if (!::mkdtemp(folder.data())) throw std::runtime_error("no temporary folder for a bus");
+  folder_ = folder;
+  address_ = "unix:path=" + folder_ + "/bus";
+  std::ofstream(folder_ + "/bus.conf")
+      << "<!DOCTYPE busconfig PUBLIC \"-//freedesktop//DTD D-Bus Bus Configuration 1.0//EN\"\n"
+         " \"http://www.freedesktop.org/standards/dbus/1.0/busconfig.dtd\">\n<busconfig><listen>"
+      << address_
+      << "</listen><auth>EXTERNAL</auth><policy context=\"default\"><allow user=\"*\"/><allow own=\"*\"/>"
+         "<allow send_destination=\"*\" eavesdrop=\"false\"/><allow receive_sender=\"*\"/>"
+      << rules << "</policy></busconfig>\n";
+  if (begin == Begin::STARTED) start();
+}
+
+BusDaemon::~BusDaemon() {
+  kill();
+  std::error_code ignored;
+  std::filesystem::remove_all(folder_, ignored);
+}
+
+void BusDaemon::start() {
+  const std::string configuration = "--config-file=" + folder_ + "/bus.conf";
+  int ends[2];
+  if (::pipe2(ends, O_CLOEXEC) != 0) throw std::runtime_error("no pipe to a bus");
+  pid_ = ::fork();
+  if (pid_ == 0) {
+    ::prctl(PR_SET_PDEATHSIG, SIGKILL);
+    ::dup2(ends[1], 3);
+    if (ends[1] == 3) ::fcntl(3, F_SETFD, 0);
+    ::execlp("dbus-daemon", "dbus-daemon", configuration.c_str(), "--nofork", "--nopidfile", "--nosyslog",
+             "--print-address=3", nullptr);
+    ::_exit(127);
+  }
+  ::close(ends[1]);
+  // It prints its address once it listens; the end of the file instead means that it could not be started.
+  char answer = 0;
+  ssize_t count = 0;
+  do {
+    count = ::read(ends[0], &answer, 1);
+  } while (count < 0 && errno == EINTR);
+  ::close(ends[0]);
+  if (count != 1) throw std::runtime_error("dbus-daemon did not start with " + configuration);
+}
+
+void BusDaemon::kill() {
+  if (pid_ < 0) return;
+  ::kill(pid_, SIGKILL);
+  ::waitpid(pid_, nullptr, 0);
+  pid_ = -1;
+}
+
+}  // namespace Quarnix::Harness

@@ -1,0 +1,75 @@
+// Bus objects whose hooks are given by the test, and calls in one line.
+#pragma once
+
+#include <functional>
+#include <string>
+
+#include <platform/bus/Connection.h>
+#include <platform/bus/object/Proxy.h>
+#include <platform/bus/object/Server.h>
+#include <tests/harness/Waiting.h>
+
+namespace Quarnix::Harness {
+
+using Bus::Connection;
+using Bus::Message::Signal;
+using Bus::Message::Method::Call;
+using Bus::Message::Method::Return;
+
+/// The service's name, the interface and the path of everything here.
+constexpr const char* NAME = "com.example.Service";
+constexpr const char* INTERFACE = "com.example.Test";
+constexpr const char* PATH = "/test/object";
+
+/// A call to `member`, with a text where one is given.
+Call callTo(const char* member, const std::string& text = {});
+/// A signal of the object at PATH.
+Signal signalOf(const char* member, const std::string& text, const char* path = PATH,
+                const char* interface = INTERFACE);
+/// The first argument if it is a text; "!" and the name of an error.
+std::string textOf(const Bus::Message::Base& message);
+std::string textOf(const Bus::Message::SendReturn& reply);
+/// "!" and the standard error's name.
+std::string error(const char* name);
+
+/// A served object. Keeps the calls, before the hook answers them; without a hook it gives back the text.
+class TestServer : public Bus::Object::Server {
+ public:
+  using Hook = std::function<bool(TestServer&, const Call&)>;
+  explicit TestServer(Shared::Pointer<Connection> connection, Hook hook = echo, const char* path = PATH);
+  ~TestServer() override { retire(); }
+  /// Started, with a name for its connection.
+  static void serve(TestServer& server, const std::string& name);
+  void answer(const Call& call, const std::string& text);
+  static bool echo(TestServer& self, const Call& call);
+
+  Recorder<Call> calls;
+
+ protected:
+  bool method(const Call& call) override;
+
+ private:
+  const Hook hook_;
+};
+
+/// Keeps the signals, after its hook has seen them.
+class TestProxy : public Bus::Object::Proxy {
+ public:
+  using Hook = std::function<void(TestProxy&, const Signal&)>;
+  TestProxy(Shared::Pointer<Connection> connection, const std::string& host, Hook hook = {}, const char* path = PATH);
+  ~TestProxy() override { retire(); }
+  /// What textOf says of the reply.
+  std::string ask(const char* member, const std::string& text = {}) const;
+  /// The texts of the signals, once there are so many.
+  std::vector<std::string> heard(std::size_t count);
+
+  Recorder<Signal> signals;
+
+ protected:
+  void signal(const Signal& signal) override;
+
+ private:
+  const Hook hook_;
+};
+
+}  // namespace Quarnix::Harness

@@ -1,0 +1,40 @@
+// What every connection and bus object must do runs twice: on the in-process bus and with a real daemon.
+#pragma once
+
+#include <memory>
+
+#include <gtest/gtest.h>
+
+#include <tests/harness/BusDaemon.h>
+#include <tests/harness/BusObjects.h>
+#include <tests/harness/CapturingLogger.h>
+
+namespace Quarnix::Test {
+
+using namespace Harness;
+
+enum class Kind { IN_PROCESS, DAEMON };
+
+class BothBuses : public ::testing::TestWithParam<Kind> {
+ protected:
+  BothBuses() : daemon_(GetParam() == Kind::DAEMON ? std::make_unique<BusDaemon>() : nullptr) {}
+
+  /// A connection of its own.
+  Shared::Pointer<Connection> open() const { return Connection::open(daemon_ ? daemon_->address() : "in-process"); }
+  /// The end of whatever the connection sent before: the bus answers in order.
+  static void roundTrip(const Shared::Pointer<Connection>& connection) { connection->getNameOwner(NAME); }
+  /// Until the bus has noticed that the name's owner has gone.
+  static void awaitNoOwner(const Shared::Pointer<Connection>& connection) {
+    while (!connection->getNameOwner(NAME).empty()) {
+    }
+  }
+
+  std::unique_ptr<BusDaemon> daemon_;
+  CapturingLogger logger_;
+};
+
+#define HEVRA_ON_BOTH_BUSES(Suite)                                                        \
+  INSTANTIATE_TEST_SUITE_P(Bus, Suite, ::testing::Values(Kind::IN_PROCESS, Kind::DAEMON), \
+                           [](const auto& kind) { return kind.param == Kind::DAEMON ? "Daemon" : "InProcess"; })
+
+}  // namespace Quarnix::Test

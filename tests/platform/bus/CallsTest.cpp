@@ -1,0 +1,339 @@
+// Calls and their replies, on both buses.
+#include <thread>
+
+#include <platform/core/time/SimulatedClock.h>
+#include <tests/platform/bus/BothBuses.h>
+
+namespace Quarnix::Test {
+namespace {
+
+using Time::Elapsed;
+using Time::SimulatedClock;
+
+class Calls : public BothBuses {
+ protected:
+  /// A call that another thread waits for.
+  struct InFlight {
+    InFlight(const TestProxy& proxy, const char* member, const std::string& text = {})
+        : thread([&proxy, member, text, this] {
+            outcome = proxy.ask(member, text);
+            done.open();
+          }) {}
+    ~InFlight() { thread.join(); }
+    const std::string& await() {
+      EXPECT_TRUE(done.await());
+      return outcome;
+    }
+    std::string outcome;
+    Gate done;
+    std::thread thread;
+  };
+  /// A hook that answers nothing, for calls that stay in flight.
+  static bool keepSilent(TestServer&, const Call&) { return true; }
+};
+HEVRA_ON_BOTH_BUSES(Calls);
+
+TEST_P(Calls, EndWithTheReplyOrTheErrorOfWhoeverIsToBlame) {
+  TestServer server(open(), [](TestServer& self, const Call& call) {
+    const std::string member = call.getMember();
+    if (member == "Refused") return false;
+    if (member == "Fails") {
+      Return reply(call, "com.example.Error.Worn", "out");
+      self.send(reply);
+      return true;
+    }
+    return TestServer::echo(self, call);
+  });
+  TestServer::serve(server, NAME);
+  const TestProxy proxy(open(), NAME);
+  EXPECT_EQ(proxy.ask("Echo", "text"), "text");
+  EXPECT_EQ(proxy.ask("Refused"), error("UnknownMethod"));
+  EXPECT_EQ(proxy.ask("Fails"), "!com.example.Error.Worn");
+  EXPECT_EQ(TestProxy(open(), NAME, {}, "/not/served").ask("Echo"), error("UnknownObject"));
+  EXPECT_EQ(TestProxy(open(), "com.example.Nobody").ask("Echo"), error("ServiceUnknown"));
+  EXPECT_EQ(TestProxy(open(), ":1.4096").ask("Echo"), error("ServiceUnknown"));
+  EXPECT_EQ(TestProxy(open(), server.getConnection()->getUniqueName()).ask("Echo", "direct"), "direct");
+
+  Call direct = callTo("Echo", "without a proxy");
+  direct.setDestination(NAME);
+  direct.setPath(PATH);
+  EXPECT_EQ(textOf(open()->call(direct)), "without a proxy");
+
+  Call unanswered = callTo("Refused");
+  unanswered.setNoReplyExpected();
+  const auto reply = proxy.send(unanswered);
+  EXPECT_FALSE(reply->isException());
+  EXPECT_STREQ(reply->getSignature(), "");
+  EXPECT_EQ(proxy.ask("Echo", "next"), "next");
+  EXPECT_STREQ(server.calls.all().at(5).getMember(), "Refused");
+}
+
+TEST_P(Calls, EndExactlyAtTheirDeadline) {
+  SimulatedClock clock;
+  TestServer server(open(), keepSilent);
+  TestServer::serve(server, NAME);
+  const TestProxy proxy(open(), NAME);
+  for (const Elapsed& timeout : {Call::DEFAULT_TIMEOUT, Elapsed(0, 1'500'000'000)}) {
+    const Time::Monotonic began = clock.now();
+    Gate done;
+    std::thread caller([&] {
+      Call call = callTo("Wait");
+      call.setTimeout(timeout);
+      const auto reply = proxy.send(call);
+      EXPECT_STREQ(reply->getErrorName(), "org.freedesktop.DBus.Error.NoReply");
+      EXPECT_STREQ(reply->getErrorText(), timeout == Call::DEFAULT_TIMEOUT
+                                              ? "No reply to Wait from com.example.Service within 25 s"
+                                              : "No reply to Wait from com.example.Service within 1.5 s");
+      EXPECT_EQ((clock.now() - began).getNanoseconds(), timeout.getNanoseconds());
+      done.open();
+    });
+    EXPECT_TRUE(server.calls.await(1));
+    server.calls.take();
+    clock.awaitWaiters(1);
+    clock.advance(Elapsed::ofNanoseconds(timeout.getNanoseconds() - 1));
+    EXPECT_EQ(done.count(), 0);
+    clock.advance(Elapsed(0, 1));
+    caller.join();
+  }
+}
+
+TEST_P(Calls, OfManyThreadsGetTheirOwnReplies) {
+  TestServer server(open());
+  TestServer::serve(server, NAME);
+  TestProxy proxy(open(), NAME);
+  proxy.start(true);  // so that the background reader takes part
+  std::vector<std::thread> threads;
+  for (int thread = 0; thread < 8; ++thread)
+    threads.emplace_back([&proxy, &server, thread] {
+      for (int i = 0; i < 100; ++i) {
+        const std::string text = std::to_string(thread) + "/" + std::to_string(i);
+        EXPECT_EQ(proxy.ask("Echo", text), text);
+        Signal signal = signalOf("Rang", text);
+        server.send(signal);
+      }
+    });
+  for (std::thread& thread : threads) thread.join();
+  EXPECT_TRUE(proxy.signals.await(800));
+}
+
+TEST_P(Calls, AreMatchedToRepliesInAnyOrderAndOnlyOnce) {
+  Recorder<Call> held;
+  const auto stranger = open();
+  TestServer server(open(), [&](TestServer& self, const Call& call) {
+    if (std::string_view(call.getMember()) != "Hold") return TestServer::echo(self, call);
+    Return forged(call);
+    forged.begin().append("forged");
+    stranger->send(forged);
+    roundTrip(stranger);
+    held.add(call);
+    if (held.count() < 3) return true;
+    const std::vector<Call> calls = held.take();
+    for (auto last = calls.rbegin(); last != calls.rend(); ++last)
+      for (const char* often : {"", " again"}) self.answer(*last, textOf(*last) + often);
+    return true;
+  });
+  TestServer::serve(server, NAME);
+  const TestProxy proxy(open(), NAME);
+  {
+    InFlight one(proxy, "Hold", "one"), two(proxy, "Hold", "two"), three(proxy, "Hold", "three");
+    EXPECT_EQ(one.await() + two.await() + three.await(), "onetwothree");
+  }
+  EXPECT_EQ(proxy.ask("Echo", "after"), "after");
+}
+
+TEST_P(Calls, ThatAreAnsweredTooLateLeaveNoTrace) {
+  TestServer server(open(), [](TestServer& self, const Call& call) {
+    if (self.calls.count() < 2) return true;
+    self.answer(self.calls.all().front(), "late");
+    return TestServer::echo(self, call);
+  });
+  TestServer::serve(server, NAME);
+  const auto connection = open();
+  roundTrip(connection);
+  const TestProxy proxy(connection, NAME);
+  Call call = callTo("Hold");
+  call.setTimeout(Elapsed(0, 1));
+  EXPECT_EQ(textOf(proxy.send(call)), error("NoReply"));
+  ASSERT_TRUE(server.calls.await(1));
+  EXPECT_EQ(proxy.ask("Echo", "in time"), "in time");
+}
+
+TEST_P(Calls, MayComeFromHooksAndGoToTheirOwnConnection) {
+  const auto shared = open();
+  TestServer inner(shared, TestServer::echo, "/inner");
+  inner.start(true);
+  const TestProxy toInner(shared, NAME, {}, "/inner");
+  const TestProxy toInnerFromElsewhere(open(), NAME, {}, "/inner");
+  TestServer outer(shared, [&](TestServer& self, const Call& call) {
+    Signal signal = signalOf("Progress", textOf(call));
+    self.send(signal);
+    self.answer(call, toInner.ask("Echo", textOf(call)) + "+" + toInnerFromElsewhere.ask("Echo", "elsewhere"));
+    return true;
+  });
+  TestServer::serve(outer, NAME);
+  Recorder<std::string> nested;
+  TestProxy proxy(open(), NAME, [&nested](TestProxy& self, const Signal& signal) {
+    if (textOf(signal) == "first") nested.add(self.ask("Echo", "nested"));
+  });
+  proxy.start(true);
+  EXPECT_EQ(proxy.ask("Echo", "first"), "first+elsewhere");
+  EXPECT_TRUE(nested.await(1));
+  EXPECT_EQ(nested.all().front(), "nested+elsewhere");
+  EXPECT_EQ(proxy.heard(2), (std::vector<std::string>{"first", "nested"}));
+}
+
+TEST_P(Calls, CarryLargeArraysAndTextsBothWays) {
+  constexpr std::uint64_t COUNT = 10'000;
+  TestServer server(open(), [](TestServer& self, const Call& call) {
+    Return reply(call);
+    auto to = reply.begin();
+    auto from = static_cast<const Call&>(call).begin();
+    std::string text;
+    from.read(text);
+    to.append(text);
+    auto numbers = to.begin(Bus::Message::ARRAY, "t");
+    std::uint64_t number = 0;
+    for (auto element = from.begin(); element.type();) {
+      element.read(number);
+      numbers.append(number);
+    }
+    to.end(numbers);
+    self.send(reply);
+    return true;
+  });
+  TestServer::serve(server, NAME);
+  const TestProxy proxy(open(), NAME);
+  for (const std::size_t megabytes : {0u, 1u, 5u}) {
+    Call call = callTo("Echo", std::string(megabytes << 20, 'x'));
+    auto arguments = call.begin();
+    auto numbers = arguments.begin(Bus::Message::ARRAY, "t");
+    for (std::uint64_t i = 0; i < COUNT; ++i) numbers.append(i << 40);
+    arguments.end(numbers);
+    const auto reply = proxy.send(call);
+    ASSERT_FALSE(reply->isException()) << textOf(reply);
+    EXPECT_EQ(textOf(reply), std::string(megabytes << 20, 'x'));
+    auto array = reply->begin();
+    ++array;
+    std::uint64_t expected = 0, number = 0;
+    for (auto element = array.begin(); element.type(); ++expected) {
+      element.read(number);
+      ASSERT_EQ(number, expected << 40);
+    }
+    EXPECT_EQ(expected, COUNT);
+  }
+}
+
+TEST_P(Calls, ThatMustNotBeSentAreErrorsThatNameTheValue) {
+  TestServer server(open());
+  TestServer::serve(server, NAME);
+  const auto connection = open();
+  const auto via = [&connection](const char* host, const char* path) {
+    return [=] { TestProxy(connection, host, {}, path).ask("Echo"); };
+  };
+  const auto started = [&connection](const char* path) {
+    return [=] { TestServer(connection, TestServer::echo, path).start(true); };
+  };
+  const struct {
+    std::function<void()> act;
+    const char* value;
+  } rows[] = {
+      {via(NAME, "/my-app"), "/my-app"},
+      {via(NAME, ""), "''"},
+      {via(NAME, "//"), "//"},
+      {via(NAME, "/org/freedesktop/DBus/Local"), "/org/freedesktop/DBus/Local"},
+      {via("not a name", PATH), "not a name"},
+      {via("", PATH), "''"},
+      {started("/my-app"), "/my-app"},
+      {[&] { TestProxy(connection, NAME, {}, "/my-app").start(false); }, "/my-app"},
+      {[] { callTo("My-Member"); }, "My-Member"},
+      {[] { Call().setInterface("one"); }, "one"},
+      {[] { Call().setPath("a"); }, "'a'"},
+      {[] { callTo("Echo", "\xff"); }, "UTF-8"},
+      {[] { callTo("Echo", std::string("a\0b", 3)); }, "NUL"},
+      {[&] { connection->requestName("com..x"); }, "com..x"},
+      {[&] { connection->getNameOwner("com..x"); }, "com..x"},
+      {[&] { Return(server.calls.all().at(0), "worn", "out"); }, "worn"},
+  };
+  const TestProxy proxy(connection, NAME);
+  EXPECT_EQ(proxy.ask("Echo", "before"), "before");
+  const std::string name = connection->getUniqueName();
+  for (const auto& row : rows) {
+    try {
+      row.act();
+      ADD_FAILURE() << row.value << " was accepted";
+    } catch (const Bus::InvalidArgument& wrong) {
+      EXPECT_NE(std::string(wrong.what()).find(row.value), std::string::npos) << wrong.what();
+      EXPECT_NE(std::string(wrong.what()).find("expected"), std::string::npos) << wrong.what();
+    }
+  }
+  EXPECT_EQ(proxy.ask("Echo", "after"), "after");
+  EXPECT_EQ(connection->getUniqueName(), name);
+}
+
+// Time stands still here: nothing may wait for a time-out.
+TEST_P(Calls, FailAtOnceWhenTheServiceGoes) {
+  SimulatedClock clock;
+  const TestProxy proxy(open(), NAME);
+  for (const bool leaves : {true, false}) {
+    auto connection = open();
+    auto server = std::make_unique<TestServer>(connection, keepSilent);
+    awaitNoOwner(connection);
+    TestServer::serve(*server, NAME);
+    InFlight call(proxy, "Wait");
+    ASSERT_TRUE(server->calls.await(1));
+    if (leaves) {
+      server.reset();
+      connection.reset();
+    } else {
+      connection->releaseName(NAME);
+    }
+    EXPECT_EQ(call.await(), error(leaves ? "NoReply" : "NameHasNoOwner"));
+  }
+}
+
+// Nobody reads the caller's socket while the service moves, so that all of it is old news by the time of the call: the
+// reply then comes from another connection than the one that the caller knows.
+TEST_P(Calls, SucceedAfterTheServiceHasMoved) {
+  SimulatedClock clock;
+  const TestProxy proxy(open(), NAME);
+  std::vector<std::unique_ptr<TestServer>> former;
+  std::unique_ptr<TestServer> server;
+  for (int move = 0; move < 40; ++move) {
+    for (int times = move % 3; times >= 0; --times) {
+      if (server && move % 2) {
+        server->getConnection()->releaseName(NAME);
+        former.push_back(std::move(server));
+      }
+      server.reset();
+      server = std::make_unique<TestServer>(open());
+      awaitNoOwner(server->getConnection());
+      TestServer::serve(*server, NAME);
+    }
+    ASSERT_EQ(proxy.ask("Echo", std::to_string(move)), std::to_string(move));
+  }
+}
+
+TEST_P(Calls, BeyondAFullQueueAreRefused) {
+  Gate go;
+  TestServer server(open(), [&go](TestServer& self, const Call& call) {
+    EXPECT_TRUE(go.await());
+    return TestServer::echo(self, call);
+  });
+  TestServer::serve(server, NAME);
+  const TestProxy proxy(open(), NAME);
+  // The first is in the hook; seven more fill the queue.
+  const std::string large(TestServer::MAXIMUM_QUEUED_BYTES / 8, 'x');
+  for (std::size_t i = 0; i < 8; ++i) {
+    Call call = callTo("Fill", large);
+    call.setNoReplyExpected();
+    proxy.send(call);
+    ASSERT_TRUE(server.calls.await(1));
+  }
+  EXPECT_EQ(proxy.ask("Echo", large), error("LimitsExceeded"));
+  go.open();
+  EXPECT_EQ(proxy.ask("Echo", "again"), "again");
+  EXPECT_EQ(server.calls.count(), 9u);
+}
+
+}  // namespace
+}  // namespace Quarnix::Test

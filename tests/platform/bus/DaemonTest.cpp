@@ -1,0 +1,197 @@
+// What only a real daemon does: not being there, going, coming back, refusing; and a socket that is shared by a fork.
+#include <thread>
+
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <gtest/gtest.h>
+
+#include <platform/core/time/SimulatedClock.h>
+#include <tests/harness/BusDaemon.h>
+#include <tests/harness/BusObjects.h>
+#include <tests/harness/CapturingLogger.h>
+
+namespace Quarnix::Test {
+namespace {
+
+using namespace Harness;
+
+/// Whether `act` raises StartFailed with this text.
+template <class Act>
+void expectStartFails(const Act& act, const std::string& text) {
+  try {
+    act();
+    ADD_FAILURE() << "started";
+  } catch (const Bus::StartFailed& failure) {
+    EXPECT_EQ(std::string(failure.what()), text);
+  }
+}
+
+TEST(Daemon, ThatIsNotThereIsAClearError) {
+  BusDaemon daemon(BusDaemon::Begin::STOPPED);
+  const std::string reason = "org.freedesktop.DBus.Error.NoServer: Cannot connect to the message bus at " +
+                             daemon.address() + ": No such file or directory";
+  const auto connection = Connection::open(daemon.address());
+  TestProxy proxy(connection, NAME);
+  TestServer server(connection);
+  EXPECT_EQ(proxy.ask("Echo"), error("NoServer"));
+  expectStartFails([&] { proxy.start(true); }, "Cannot subscribe to /test/object of com.example.Service: " + reason);
+  expectStartFails([&] { server.start(true); }, "Cannot serve /test/object: " + reason);
+  expectStartFails([&] { connection->requestName(NAME); }, "Cannot own the bus name com.example.Service: " + reason);
+  EXPECT_THROW(connection->getUniqueName(), Return);
+
+  daemon.start();
+  const auto observer = Connection::open(daemon.address());
+  EXPECT_EQ(observer->getUniqueName(), ":1.0") << "something was left half started";
+  TestServer::serve(server, NAME);
+  proxy.start(true);
+  EXPECT_EQ(proxy.ask("Echo", "now"), "now");
+}
+
+TEST(Daemon, IsReachedInTheBackgroundOnceItIsThere) {
+  Time::SimulatedClock clock;
+  BusDaemon daemon(BusDaemon::Begin::STOPPED);
+  const auto connection = Connection::open(daemon.address());
+  TestServer server(connection);
+  TestProxy proxy(connection, NAME);
+  server.start(false);
+  proxy.start(false);
+  for (int i = 0; i < 5; ++i) {
+    clock.awaitWaiters(1);
+    clock.advance(Time::Elapsed(1, 0));
+  }
+  clock.awaitWaiters(1);
+  daemon.start();
+  TestProxy observer(Connection::open(daemon.address()), "org.freedesktop.DBus", {}, "/org/freedesktop/DBus");
+  observer.start(true);
+  clock.advance(Time::Elapsed(5, 0));
+  ASSERT_TRUE(observer.signals.awaitAny([](const Signal& signal) { return textOf(signal) == ":1.1"; }));
+  connection->requestName(NAME);
+  Signal signal = signalOf("Rang", "here");
+  server.send(signal);
+  EXPECT_EQ(proxy.heard(1), std::vector<std::string>{"here"});
+  EXPECT_EQ(TestProxy(observer.getConnection(), NAME).ask("Echo", "there"), "there");
+}
+
+// Time stands still while calls fail: nothing may wait for a time-out.
+TEST(Daemon, TakesTheCallsInFlightWithItAndBringsStartedObjectsBack) {
+  CapturingLogger logger;
+  BusDaemon daemon;
+  const auto service = Connection::open(daemon.address()), caller = Connection::open(daemon.address());
+  TestServer server(service, [](TestServer& self, const Call& call) {
+    return std::string_view(call.getMember()) == "Hold" || TestServer::echo(self, call);
+  });
+  TestServer::serve(server, NAME);
+  for (const bool listens : {false, true}) {
+    const TestProxy idle(Connection::open(daemon.address()), NAME);
+    EXPECT_EQ(idle.ask("Echo", "before"), "before");
+    TestProxy proxy(caller, NAME);
+    if (listens) proxy.start(true);
+    {
+      Time::SimulatedClock clock;
+      std::vector<std::thread> callers;
+      server.calls.take();
+      for (int i = 0; i < 3; ++i)
+        callers.emplace_back([&proxy] { EXPECT_EQ(proxy.ask("Hold"), error("Disconnected")); });
+      EXPECT_TRUE(server.calls.await(3));
+      daemon.kill();
+      for (std::thread& thread : callers) thread.join();
+      // The background thread of one that listens may have met the daemon while it was dying.
+      if (!listens) {
+        EXPECT_EQ(proxy.ask("Echo"), error("NoServer"));
+      }
+    }
+    daemon.start();
+    service->getUniqueName();
+    EXPECT_EQ(service->getNameOwner(NAME), service->getUniqueName());
+    EXPECT_EQ(idle.ask("Echo", "idle meanwhile"), "idle meanwhile");
+    EXPECT_EQ(proxy.ask("Echo", "after"), "after");
+    if (!listens) continue;
+    Signal signal = signalOf("Rang", "after");
+    server.send(signal);
+    EXPECT_EQ(proxy.heard(1), std::vector<std::string>{"after"});
+  }
+  EXPECT_GE(logger.count("Lost the message bus: "), 2u);
+}
+
+TEST(Daemon, RefusesWhatItsPolicyForbids) {
+  BusDaemon daemon(
+      BusDaemon::Begin::STARTED,
+      "<deny send_destination=\"com.example.Service\" send_interface=\"com.example.Test\" send_member=\"Forbidden\"/>"
+      "<deny own=\"com.example.Reserved\"/>");
+  const auto connection = Connection::open(daemon.address());
+  TestServer server(connection);
+  TestServer::serve(server, NAME);
+  const TestProxy proxy(connection, NAME);
+  EXPECT_EQ(proxy.ask("Forbidden"), error("AccessDenied"));
+  EXPECT_EQ(proxy.ask("Echo", "allowed"), "allowed");
+  try {
+    connection->requestName("com.example.Reserved");
+    ADD_FAILURE() << "got a name that is reserved";
+  } catch (const Bus::StartFailed& failure) {
+    EXPECT_EQ(std::string(failure.what())
+                  .find("Cannot own the bus name com.example.Reserved: org.freedesktop.DBus.Error.AccessDenied: "),
+              0u)
+        << failure.what();
+  }
+
+  BusDaemon closed(BusDaemon::Begin::STARTED, "<deny user=\"*\"/>");
+  Call call = callTo("Echo");
+  call.setPath(PATH);
+  call.setDestination(NAME);
+  const auto reply = Connection::open(closed.address())->call(call);
+  EXPECT_TRUE(reply->isException());
+  EXPECT_EQ(std::string(reply->getErrorText()).find("Cannot connect to the message bus at " + closed.address()), 0u)
+      << reply->getErrorName() << ": " << reply->getErrorText();
+}
+
+// The child's end of the socket is the parent's: whatever the child does, the parent must not notice.
+TEST(Daemon, IsNotDisturbedByAForkedChild) {
+  CapturingLogger logger;
+  BusDaemon daemon;
+  auto connection = Connection::open(daemon.address());
+  auto unused = std::make_unique<TestProxy>(connection, NAME);
+  TestServer server(connection);
+  TestServer::serve(server, NAME);
+  TestProxy proxy(connection, NAME);
+  proxy.start(true);
+  EXPECT_EQ(unused->ask("Echo", "before"), "before");
+  auto other = Connection::open(daemon.address());
+  const std::string name = other->getUniqueName();
+  const pid_t child = ::fork();
+  if (child == 0) {
+    int refused = 0;
+    const std::function<void()> uses[] = {[&] { proxy.ask("Echo"); }, [&] { server.start(true); },
+                                          [&] { connection->requestName("com.example.Other"); },
+                                          [&] { other->getUniqueName(); }};
+    for (const auto& use : uses) {
+      try {
+        use();
+      } catch (const Bus::UnusableMessage&) {
+        ++refused;
+      }
+    }
+    unused.reset();
+    other.reset();
+    proxy.stop();
+    // In the child a connection of its own works.
+    try {
+      Connection::open(daemon.address())->getUniqueName();
+      ++refused;
+    } catch (const Return&) {
+    }
+    ::_exit(refused);
+  }
+  int status = 0;
+  ASSERT_EQ(::waitpid(child, &status, 0), child);
+  EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 5) << status;
+  EXPECT_EQ(other->getUniqueName(), name);
+  EXPECT_EQ(other->getNameOwner(NAME), connection->getUniqueName());
+  Signal signal = signalOf("Rang", "after");
+  server.send(signal);
+  EXPECT_EQ(proxy.heard(1), std::vector<std::string>{"after"});
+  EXPECT_EQ(logger.get(), std::vector<std::string>{});
+}
+
+}  // namespace
+}  // namespace Quarnix::Test

@@ -1,0 +1,117 @@
+// Which signals reach a proxy, on both buses.
+#include <tests/platform/bus/BothBuses.h>
+
+namespace Quarnix::Test {
+namespace {
+
+using Texts = std::vector<std::string>;
+
+class Signals : public BothBuses {
+ protected:
+  static void emit(const Shared::Pointer<Connection>& from, const std::string& text, const char* path = PATH,
+                   const char* interface = INTERFACE, const std::string& to = {}) {
+    Signal signal = signalOf("Rang", text, path, interface);
+    if (!to.empty()) signal.setDestination(to);
+    from->send(signal);
+    roundTrip(from);
+  }
+};
+HEVRA_ON_BOTH_BUSES(Signals);
+
+TEST_P(Signals, CountOnlyFromTheOwnerOfTheNameAndFromTheObject) {
+  const auto service = open(), stranger = open();
+  TestProxy proxy(open(), NAME);
+  proxy.start(true);
+  const std::string listener = proxy.getConnection()->getUniqueName();
+  emit(service, "before the name is owned");
+  emit(service, "likewise", PATH, INTERFACE, listener);
+  service->requestName(NAME);
+  emit(service, "a");
+  emit(service, "another object", "/test/object/child");
+  emit(service, "another interface", PATH, "com.example.Other");
+  emit(stranger, "a stranger's");
+  emit(stranger, "a stranger's to the listener", PATH, INTERFACE, listener);
+  emit(stranger, "a stranger's in the bus's name", "/org/freedesktop/DBus", "org.freedesktop.DBus", listener);
+  emit(service, "to the listener", PATH, INTERFACE, listener);
+  emit(service, "last");
+  EXPECT_EQ(proxy.heard(4), (Texts{"a", "another interface", "to the listener", "last"}));
+  EXPECT_STREQ(proxy.signals.all()[1].getInterface(), "com.example.Other");
+}
+
+TEST_P(Signals, FollowTheNameToAnotherConnection) {
+  TestProxy proxy(open(), NAME);
+  proxy.start(true);
+  auto first = open();
+  const auto second = open();
+  first->requestName(NAME);
+  emit(first, "of the first");
+  EXPECT_EQ(proxy.heard(1), Texts{"of the first"});
+  emit(second, "too early");
+  first.reset();
+  awaitNoOwner(second);
+  second->requestName(NAME);
+  emit(second, "of the second");
+  second->releaseName(NAME);
+  emit(second, "too late");
+  const auto third = open();
+  third->requestName(NAME);
+  emit(third, "of the third");
+  EXPECT_EQ(proxy.heard(3), (Texts{"of the first", "of the second", "of the third"}));
+}
+
+TEST_P(Signals, OfTheBusItselfReachAProxyToo) {
+  TestProxy proxy(open(), "org.freedesktop.DBus", {}, "/org/freedesktop/DBus");
+  proxy.start(true);
+  const auto service = open();
+  service->requestName(NAME);
+  EXPECT_TRUE(proxy.signals.awaitAny([](const Signal& signal) { return textOf(signal) == NAME; }));
+}
+
+TEST_P(Signals, ReachEveryProxyOfTheObjectAndNoneThatIsStopped) {
+  const auto service = open(), shared = open();
+  service->requestName(NAME);
+  TestProxy stays(shared, NAME), stops(shared, NAME), elsewhere(open(), NAME), later(shared, NAME);
+  for (TestProxy* proxy : {&stays, &stops, &elsewhere}) proxy->start(true);
+  emit(service, "first");
+  EXPECT_EQ(stops.heard(1), Texts{"first"});
+  stops.stop();
+  later.start(false);
+  roundTrip(shared);
+  emit(service, "second");
+  EXPECT_EQ(stays.heard(2), (Texts{"first", "second"}));
+  EXPECT_EQ(elsewhere.heard(2), (Texts{"first", "second"}));
+  EXPECT_EQ(later.heard(1), Texts{"second"});
+  stops.start(true);
+  emit(service, "third");
+  EXPECT_EQ(stops.heard(2), (Texts{"first", "third"}));
+}
+
+TEST_P(Signals, BeyondAFullQueueDropTheOldestWithAWarning) {
+  const auto service = open();
+  service->requestName(NAME);
+  Gate inside, go;
+  TestProxy proxy(open(), NAME, [&](TestProxy&, const Signal&) {
+    inside.open();
+    EXPECT_TRUE(go.await());
+  });
+  proxy.start(true);
+  const std::string large(TestProxy::MAXIMUM_QUEUED_BYTES / 8, 'x');
+  for (int i = 0; i < 12; ++i) {
+    Signal signal = signalOf("Rang", std::to_string(i) + large);
+    service->send(signal);
+    ASSERT_TRUE(inside.await());
+  }
+  // The reply to a call comes behind all signals, and does not suffer from the queue.
+  TestServer server(service);
+  server.start(true);
+  EXPECT_EQ(proxy.ask("Echo", "alive"), "alive");
+  go.open();
+  ASSERT_TRUE(proxy.signals.await(8));
+  Texts numbers;
+  for (const Signal& signal : proxy.signals.all()) numbers.push_back(textOf(signal).substr(0, 2));
+  EXPECT_EQ(numbers, (Texts{"0x", "5x", "6x", "7x", "8x", "9x", "10", "11"}));
+  EXPECT_EQ(logger_.get(), Texts{"4 Bus object /test/object is too slow: 4 signals were dropped"});
+}
+
+}  // namespace
+}  // namespace Quarnix::Test
