@@ -11,6 +11,7 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <iterator>
 #include <stdexcept>
 
 namespace Quarnix::Harness {
@@ -36,19 +37,27 @@ BusDaemon::~BusDaemon() {
   std::filesystem::remove_all(folder_, ignored);
 }
 
+std::string BusDaemon::log() const {
+  std::ifstream file(folder_ + "/log");
+  return {std::istreambuf_iterator<char>(file), {}};
+}
+
 void BusDaemon::start() {
   const std::string configuration = "--config-file=" + folder_ + "/bus.conf";
   int ends[2];
   if (::pipe2(ends, O_CLOEXEC) != 0) throw std::runtime_error("no pipe to a bus");
+  const int log = ::open((folder_ + "/log").c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0600);
   pid_ = ::fork();
   if (pid_ == 0) {
     ::prctl(PR_SET_PDEATHSIG, SIGKILL);
+    ::dup2(log, STDERR_FILENO);
     ::dup2(ends[1], 3);
     if (ends[1] == 3) ::fcntl(3, F_SETFD, 0);
     ::execlp("dbus-daemon", "dbus-daemon", configuration.c_str(), "--nofork", "--nopidfile", "--nosyslog",
              "--print-address=3", nullptr);
     ::_exit(127);
   }
+  ::close(log);
   ::close(ends[1]);
   // It prints its address once it listens; the end of the file instead means that it could not be started.
   char answer = 0;
@@ -57,7 +66,7 @@ void BusDaemon::start() {
     count = ::read(ends[0], &answer, 1);
   } while (count < 0 && errno == EINTR);
   ::close(ends[0]);
-  if (count != 1) throw std::runtime_error("dbus-daemon did not start with " + configuration);
+  if (count != 1) throw std::runtime_error("dbus-daemon did not start with " + configuration + ": " + this->log());
 }
 
 void BusDaemon::kill() {

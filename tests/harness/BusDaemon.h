@@ -20,6 +20,8 @@ class BusDaemon {
 
   /// "unix:path=...", the same each time that it is started.
   const std::string& address() const noexcept { return address_; }
+  /// What it has complained about.
+  std::string log() const;
   /// Returns when it listens.
   void start();
   /// Returns when it is gone, with everything that it held.

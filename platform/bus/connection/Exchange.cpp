@@ -118,6 +118,8 @@ void Client::send(Message::Signal& signal) {
 }
 
 void Client::send(Return& reply) {
+  // A bus refuses a reply that nobody waits for, and says so in its log.
+  if (!reply.isExpected()) return;
   if (const std::string failure = sendAndWait(reply, false); !failure.empty())
     Log::printQuietly(Log::Priority::WARNING, "Reply to %s was not sent: %s", reply.getDestination(), failure.c_str());
 }

@@ -157,8 +157,8 @@ void Client::lose(const std::string& reason) {
 
 void Client::close() noexcept {
   if (!isSameProcess()) return;
-  std::shared_ptr<Transport>
-      last;  // goes after the mutex: leaving the in-process bus takes the bus's, which comes first
+  // Goes after the mutex: leaving the in-process bus takes the bus's, which comes first.
+  std::shared_ptr<Transport> last;
   MutexLock lock(mutex_);
   last = transport_;
   closed_ = true;
@@ -183,7 +183,7 @@ void Client::keepInBackground() {
   if (const int error = startThread(thread, BACKGROUND_STACK, "hevra-bus", &Client::backgroundThread, self.get()))
     throw StartFailed(std::string("Cannot listen to the message bus in the background: ") + std::strerror(error));
   ::pthread_detach(thread);
-  self.release();
+  static_cast<void>(self.release());
   backgroundRuns_ = true;
 }
 

@@ -32,7 +32,7 @@ void Call::setMember(const char* member) {
   setText(Field::MEMBER, member);
 }
 
-Return::Return(const Call& call) : Base(Type::METHOD_RETURN) {
+Return::Return(const Call& call) : Base(Type::METHOD_RETURN), expected_(call.isReplyExpected()) {
   header_.flags = FLAG_NO_REPLY_EXPECTED;
   header_.replySerial = call.getSerial();
   setText(Field::DESTINATION, call.getSender());

@@ -58,14 +58,27 @@ TEST_P(Calls, EndWithTheReplyOrTheErrorOfWhoeverIsToBlame) {
   direct.setDestination(NAME);
   direct.setPath(PATH);
   EXPECT_EQ(textOf(open()->call(direct)), "without a proxy");
+}
 
-  Call unanswered = callTo("Refused");
-  unanswered.setNoReplyExpected();
-  const auto reply = proxy.send(unanswered);
-  EXPECT_FALSE(reply->isException());
-  EXPECT_STREQ(reply->getSignature(), "");
+TEST_P(Calls, ThatExpectNoReplyGetNone) {
+  TestServer server(open(), [](TestServer& self, const Call& call) {
+    return std::string_view(call.getMember()) == "Echo" && TestServer::echo(self, call);
+  });
+  TestServer::serve(server, NAME);
+  const TestProxy proxy(open(), NAME);
+  for (const char* member : {"Echo", "Refused"}) {
+    Call call = callTo(member, "text");
+    call.setNoReplyExpected();
+    const auto reply = proxy.send(call);
+    EXPECT_FALSE(reply->isException());
+    EXPECT_STREQ(reply->getSignature(), "");
+  }
   EXPECT_EQ(proxy.ask("Echo", "next"), "next");
-  EXPECT_STREQ(server.calls.all().at(5).getMember(), "Refused");
+  EXPECT_EQ(server.calls.count(), 3u);
+  // A daemon refuses what nobody waits for.
+  if (daemon_) {
+    EXPECT_EQ(daemon_->log().find("Rejected"), std::string::npos) << daemon_->log();
+  }
 }
 
 TEST_P(Calls, EndExactlyAtTheirDeadline) {

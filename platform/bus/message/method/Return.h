@@ -16,7 +16,8 @@ class Call;
 /// "org.freedesktop.DBus.Error.").
 class HEVRA_EXPORT Return : public Base, public std::exception {
  public:
-  /// The return for `call`, to be filled with the return values and sent.
+  /// The return for `call`, to be filled with the return values and sent. Sending the reply to a call that expects none
+  /// does nothing.
   explicit Return(const Call& call);
   /// The error reply to `call`. Raises InvalidArgument when the name is no error name or the text no text.
   Return(const Call& call, const char* errorName, const std::string& text);
@@ -36,8 +37,13 @@ class HEVRA_EXPORT Return : public Base, public std::exception {
   /// The error's text: its first argument when that is a string, else empty.
   const char* getErrorText() const noexcept;
   std::uint32_t getReplySerial() const noexcept { return header_.replySerial; }
+  /// False for the reply to a call that expects none.
+  bool isExpected() const noexcept { return expected_; }
 
   const char* what() const noexcept override;
+
+ private:
+  bool expected_ = true;
 };
 
 }  // namespace Quarnix::Bus::Message::Method

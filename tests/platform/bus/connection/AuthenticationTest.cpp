@@ -21,7 +21,7 @@ TEST(Authentication, AnswersTheBusHoweverTheStreamIsCut) {
   } rows[] = {
       {"OK 1234deadbeef\r\n|", State::DONE, "BEGIN\r\n", ""},
       {"OK\r\n|", State::DONE, "BEGIN\r\n", ""},
-      {"OK 12\r\n|l\1\0\1OK\r\n", State::DONE, "BEGIN\r\n", ""},
+      {"OK 12\r\n|l\1\2\1OK\r\n", State::DONE, "BEGIN\r\n", ""},
       {"REJECTED EXTERNAL\r\n|OK\r\n", State::REFUSED, "",
        "The bus refused the authentication of this user: REJECTED EXTERNAL"},
       {"REJECTED\r\n|", State::REFUSED, "", "The bus refused the authentication of this user: REJECTED"},
@@ -34,7 +34,7 @@ TEST(Authentication, AnswersTheBusHoweverTheStreamIsCut) {
   for (const auto& row : rows) {
     const std::size_t end = row.stream.find('|');
     const std::string stream = row.stream.substr(0, end) + row.stream.substr(end + 1);
-    for (std::size_t cut = 0; cut <= stream.size(); ++cut) {
+    for (std::size_t cut = 0; cut <= stream.size(); cut += 1 + stream.size() / 64) {
       Authentication authentication(0);
       authentication.takeOutput();
       std::size_t taken = authentication.feed(stream.data(), cut);

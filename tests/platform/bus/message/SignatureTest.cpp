@@ -3,7 +3,6 @@
 
 #include <string>
 
-#include <platform/bus/message/Depth.h>
 #include <platform/bus/message/Rules.h>
 #include <platform/bus/message/Signature.h>
 
@@ -23,22 +22,15 @@ TEST(Signature, IsASequenceOfCompleteTypes) {
     std::string signature;
     const char* rule;
   } cases[] = {
-      {"", nullptr},
       {"ybnqiuxtdhsogv", nullptr},
       {"a(uyqyayayaytyuuyqqyyyyyqb)", nullptr},
-      {"(o)(s)a(utbuviiyisusuyy)", nullptr},
       {"a{sv}aa{s(ia{yv})}v", nullptr},
-      {"a{s(aa)}", Rules::ARRAY_ELEMENT},
       {times(255, "y"), nullptr},
       {times(256, "y"), Rules::SIGNATURE_LENGTH},
       {"r", Rules::TYPE_CODE},
-      {"e", Rules::TYPE_CODE},
-      {"m", Rules::TYPE_CODE},
-      {"*", Rules::TYPE_CODE},
       {"y\0"s, Rules::TYPE_CODE},
       {"\xf9", Rules::TYPE_CODE},
       {"a", Rules::ARRAY_ELEMENT},
-      {"ya", Rules::ARRAY_ELEMENT},
       {"(a)", Rules::ARRAY_ELEMENT},
       {"a{sa}", Rules::ARRAY_ELEMENT},
       {"()", Rules::EMPTY_STRUCTURE},
@@ -52,10 +44,8 @@ TEST(Signature, IsASequenceOfCompleteTypes) {
       {"a{}", Rules::ENTRY_FIELDS},
       {"a{i}", Rules::ENTRY_FIELDS},
       {"a{isi}", Rules::ENTRY_FIELDS},
-      {"a{is(i)}", Rules::ENTRY_FIELDS},
       {"a{(ii)i}", Rules::ENTRY_KEY},
       {"a{vi}", Rules::ENTRY_KEY},
-      {"a{aii}", Rules::ENTRY_KEY},
       {times(32, "a") + "y", nullptr},
       {times(33, "a") + "y", Rules::ARRAY_DEPTH},
       {times(32, "(") + "y" + times(32, ")"), nullptr},
@@ -73,24 +63,6 @@ TEST(Signature, OfAVariantIsOneCompleteType) {
   for (const char* other : {"", "uu", "yay", "(y)(y)"})
     EXPECT_STREQ(checkSingleType(other), Rules::SINGLE_TYPE) << other;
   EXPECT_STREQ(checkSingleType("("), Rules::BRACKETS);
-}
-
-TEST(Signature, CountsTheContainersAround) {
-  EXPECT_EQ(checkSingleType("ay", Depth{31, 0, 31}), nullptr);
-  EXPECT_STREQ(checkSingleType("ay", Depth{32, 0, 32}), Rules::ARRAY_DEPTH);
-  EXPECT_STREQ(checkSingleType("(y)", Depth{0, 32, 32}), Rules::STRUCTURE_DEPTH);
-  EXPECT_STREQ(checkSingleType("(y)", Depth{0, 0, 64}), Rules::DEPTH);
-}
-
-TEST(Signature, IsWalkedTypeByType) {
-  const std::string signature = "ya{s(iv)}aay((y)u)v";
-  std::string types;
-  for (const char* at = signature.c_str(); *at;) {
-    const char* const next = skipType(at);
-    types.append(at, next) += ' ';
-    at = next;
-  }
-  EXPECT_EQ(types, "y a{s(iv)} aay ((y)u) v ");
 }
 
 }  // namespace
