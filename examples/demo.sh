@@ -1,6 +1,6 @@
 #!/bin/bash
-# Shows a command's road: first in one process, then over a private bus daemon between three: the bus, the simulated
-# stack service and the command-line tool. Takes a few seconds.
+# Shows the roads of a command and of a node's change: first in one process, then over a private bus daemon between
+# three: the bus, the simulated stack service and the command-line tool. Takes a few seconds.
 set -euo pipefail
 
 if [[ $# != 1 || ! -x $1/bin/hevractl ]]; then
@@ -31,14 +31,14 @@ run() {
   printf '(exit status %d)\n' "$status"
 }
 
-# Waits, ten seconds at the most, until a file has something in it.
+# Waits, ten seconds at the most, until a file has something in it, or so many lines.
 await() {
   local tries
   for tries in {1..200}; do
-    [[ -s $1 ]] && return
+    [[ -e $1 ]] && (($(wc -l <"$1") >= ${2-1})) && return
     sleep 0.05
   done
-  echo "$0: no '$1' after ${tries} tries" >&2
+  echo "$0: no '$1' with ${2-1} lines after ${tries} tries" >&2
   exit 1
 }
 
@@ -114,6 +114,31 @@ wait "$waiting" || status=$?
 cat "$scratch/late"
 echo "(exit status $status)"
 pids=("${pids[@]:1}")
+
+step "The radio nodes that the service knows; keys are masked"
+run nodes
+
+step "Somebody watches while a node is changed, a link is added, a command writes and a key is changed"
+echo '$ hevractl watch &'
+"$build/bin/hevractl" watch >"$scratch/watch" &
+watching=$!
+pids=("$watching" "${pids[@]}")
+await "$scratch/watch"
+"$build/bin/hevractl" --json nodes --class 1 | sed 's/"minRefreshTimePeriod":60/"minRefreshTimePeriod":300/' >sensor.json
+run node set sensor.json --action 1
+run link set --node 0x123456 --stack 0x1000 --id hall --type 0 --action 0
+run link id 0x123456 --type 0
+echo '[{"id": 1, "address": 1193046, "write": true, "value": {"type": "y", "value": 42}}]' >dim.json
+run send --group dim dim.json
+run node key 0x1000 000102030405060708090a0b0c0d0e0f
+await "$scratch/watch" 5
+kill -INT "$watching"
+status=0
+wait "$watching" || status=$?
+pids=("${pids[@]:1}")
+echo '$ hevractl watch'
+cat "$scratch/watch"
+echo "(exit status $status)"
 
 step "Wrong input: nothing is sent"
 echo '[{"id": 1}, {"id": 2, "value": {"type": "y", "value": 256}}]' >wrong.json

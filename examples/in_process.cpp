@@ -1,5 +1,5 @@
-// The whole road of a command in one process, without a bus daemon: an application, the proxies, the in-process bus and
-// the simulated stack service. Prints each step.
+// The whole road of a command, and of the change that it makes to its node, in one process, without a bus daemon: an
+// application, the proxies, the in-process bus and the simulated stack service. Prints each step.
 #include <cstdarg>
 #include <cstdio>
 #include <latch>
@@ -10,6 +10,7 @@
 #include <proxy/command/CommandContainerList.h>
 #include <proxy/command/Manager.h>
 #include <proxy/daughterboard/Manager.h>
+#include <proxy/node/Manager.h>
 #include <stack/Service.h>
 
 using namespace Quarnix;
@@ -44,6 +45,18 @@ class Listener : public Hevra::Interface::Command::Originator {
   std::latch& ends_;
 };
 
+/// What an application derives to hear of changes of nodes.
+class Watcher : public Hevra::Proxy::Node::Manager {
+ public:
+  using Manager::Manager;
+  ~Watcher() override { stop(); }  // first of all: from here on no notification comes
+
+  void modified(const Hevra::Node& node, Hevra::NodeAction action) override {
+    say("watcher", "node %x: action %d, its state is %u", static_cast<unsigned>(node.getAddress()),
+        static_cast<int>(action), static_cast<unsigned>(node.getState()));
+  }
+};
+
 Hevra::Command makeCommand(std::uint32_t id, Shared::Pointer<Hevra::HvType> value, std::uint32_t delay) {
   Hevra::Command command;
   command.setId(id);
@@ -60,12 +73,16 @@ Hevra::Command makeCommand(std::uint32_t id, Shared::Pointer<Hevra::HvType> valu
 int main() {
   Hevra::Stack::Service stack({}, Bus::Connection::open("in-process"));
   stack.start();
-  say("stack", "serves the command managers and the daughter board on the in-process bus");
+  say("stack", "serves the managers of commands, nodes and the daughter board on the in-process bus");
 
   Bus::Connection::setDefault(Bus::Connection::open("in-process"));
   Hevra::Proxy::DaughterBoard::Manager board;
   say("application", "asks for a reset of the daughter board");
   say("application", "the answer is %s", board.hardReset() ? "yes" : "no");
+
+  Watcher nodes(false);
+  nodes.start(true);
+  say("application", "watches the nodes, of which there are %u", static_cast<unsigned>(nodes.getNodes().size()));
 
   std::latch ends(3);
   Hevra::Proxy::Command::Manager manager(false, "example");

@@ -13,9 +13,9 @@ using Bus::Message::ConstIterator;
 using Bus::Message::Method::Call;
 using Bus::Message::Method::Return;
 
-CommandManager::CommandManager(Shared::Pointer<Bus::Connection> connection, const Options& options)
+CommandManager::CommandManager(Shared::Pointer<Bus::Connection> connection, const Options& options, NodeTable& nodes)
     : SimulatedObject(connection, "/com/quarnix/Application/HevraZuv/Manager/Command", options, 0),
-      radio_(connection, options.pace) {}
+      radio_(connection, options.pace, nodes) {}
 
 CommandManager::~CommandManager() { retire(); }
 

@@ -18,7 +18,8 @@ namespace Quarnix::Hevra::Stack {
 /// Acei has a priority level. It is answered alike whether there was one or not; a cancelled command reports CANCELLED.
 class CommandManager final : public SimulatedObject {
  public:
-  CommandManager(Shared::Pointer<Bus::Connection> connection, const Options& options);
+  /// The table must outlive the manager.
+  CommandManager(Shared::Pointer<Bus::Connection> connection, const Options& options, NodeTable& nodes);
   ~CommandManager() override;
 
   /// Sends the signal "exception" for each variant. Raises Bus::InvalidArgument for what is no UTF-8 without NUL. Any

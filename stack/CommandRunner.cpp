@@ -30,11 +30,12 @@ bool saysGone(const char* errorName) {
 }  // namespace
 
 CommandRunner::CommandRunner(Shared::Pointer<Bus::Connection> connection, std::string client, std::string path,
-                             const Time::Elapsed& pace)
+                             const Time::Elapsed& pace, NodeTable& nodes)
     : connection_(std::move(connection)),
       client_(std::move(client)),
       path_(std::move(path)),
       pace_(pace),
+      nodes_(nodes),
       wake_(*this) {}
 
 CommandRunner::~CommandRunner() {
@@ -90,6 +91,7 @@ void CommandRunner::entry() {
     step(job);
     lock.unlock();
     // Meanwhile nobody else writes to the job but for `cancelled`, which is not read.
+    if (job.command.isWrite() && job.command.getStatus() == Status::COMPLETED) nodes_.write(job.command);
     const bool heard = report(job);
     lock.lock();
     Jobs::node_type node = std::move(inHand_);

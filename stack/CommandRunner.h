@@ -12,6 +12,7 @@
 #include <platform/core/Task.h>
 #include <platform/core/timer/Monotonic.h>
 #include <stack/Job.h>
+#include <stack/NodeTable.h>
 
 namespace Quarnix::Hevra::Stack {
 
@@ -22,6 +23,8 @@ namespace Quarnix::Hevra::Stack {
 /// not flooded and one that is slow delays nobody's commands but its own. A report that is not answered, or answered
 /// with an error, is logged and not repeated; when the originator's connection is gone, its commands are dropped.
 ///
+/// A command that writes changes its node in the table, see NodeTable::write, just before it reports COMPLETED.
+///
 /// Beside the command's own status a report says RUNNING until the end, then DONE for a completed command and FAILED
 /// for every other.
 ///
@@ -30,9 +33,10 @@ class CommandRunner : private Task {
  public:
   static constexpr Time::Elapsed REPLY_TIMEOUT{5, 0};
 
-  /// The originator is the object `path` of the connection whose unique name is `client`.
+  /// The originator is the object `path` of the connection whose unique name is `client`. The table must outlive the
+  /// runner.
   CommandRunner(Shared::Pointer<Bus::Connection> connection, std::string client, std::string path,
-                const Time::Elapsed& pace);
+                const Time::Elapsed& pace, NodeTable& nodes);
   CommandRunner(const CommandRunner&) = delete;
   CommandRunner& operator=(const CommandRunner&) = delete;
   /// Waits for the answer to a report under way.
@@ -69,6 +73,7 @@ class CommandRunner : private Task {
   const std::string client_;
   const std::string path_;
   const Time::Elapsed pace_;
+  NodeTable& nodes_;
 
   mutable Mutex mutex_;
   Jobs waiting_ HEVRA_GUARDED_BY(mutex_);

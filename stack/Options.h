@@ -5,6 +5,7 @@
 #include <vector>
 
 #include <platform/core/time/Elapsed.h>
+#include <stack/House.h>
 #include <stack/Variant.h>
 
 namespace Quarnix::Hevra::Stack {
@@ -17,6 +18,8 @@ struct Options {
   /// The time between two statuses of a command; zero for as fast as its originator answers.
   Time::Elapsed pace = Time::Elapsed::ofMilliseconds(200);
   std::uint64_t seed = 0;
+  /// The nodes at the beginning, one an address. There are no links then.
+  std::vector<AnyNode> nodes = makeHouse();
 
   /// Of the commands: how many are lost without any progress,
   double drop = 0;

@@ -10,7 +10,7 @@ void Radio::submit(const std::string& client, const std::string& path, std::vect
   Runners idle;
   MutexLock lock(mutex_);
   std::unique_ptr<CommandRunner>& runner = runners_[{client, path}];
-  if (!runner) runner = std::make_unique<CommandRunner>(connection_, client, path, pace_);
+  if (!runner) runner = std::make_unique<CommandRunner>(connection_, client, path, pace_, nodes_);
   runner->submit(std::move(jobs));
   for (auto next = runners_.begin(); next != runners_.end();) {
     const auto position = next++;

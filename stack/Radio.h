@@ -21,8 +21,9 @@ namespace Quarnix::Hevra::Stack {
 /// Threads: any.
 class Radio {
  public:
-  Radio(Shared::Pointer<Bus::Connection> connection, const Time::Elapsed& pace)
-      : connection_(std::move(connection)), pace_(pace) {}
+  /// The table must outlive the radio.
+  Radio(Shared::Pointer<Bus::Connection> connection, const Time::Elapsed& pace, NodeTable& nodes)
+      : connection_(std::move(connection)), pace_(pace), nodes_(nodes) {}
 
   /// Carries out the jobs for the originator, see CommandRunner.
   void submit(const std::string& client, const std::string& path, std::vector<Job> jobs);
@@ -37,6 +38,7 @@ class Radio {
 
   const Shared::Pointer<Bus::Connection> connection_;
   const Time::Elapsed pace_;
+  NodeTable& nodes_;
 
   mutable Mutex mutex_;
   Runners runners_ HEVRA_GUARDED_BY(mutex_);

@@ -35,14 +35,22 @@ Options checked(const Options& options) {
 Service::Service(const Options& options, Shared::Pointer<Bus::Connection> connection)
     : options_(checked(options)),
       connection_(std::move(connection)),
-      commands_(connection_, options_),
-      board_(connection_, options_) {}
+      nodes_(options_.nodes,
+             [this](const NodeTable::Change& change) {
+               for (const auto& manager : nodeManagers_) manager->announce(change);
+             }),
+      commands_(connection_, options_, nodes_),
+      board_(connection_, options_) {
+  for (const Variant variant : options_.variants)
+    nodeManagers_.push_back(std::make_unique<NodeManager>(connection_, options_, variant, nodes_));
+}
 
 Service::~Service() { stop(); }
 
 void Service::start() {
   try {
     commands_.start(true);
+    for (const auto& manager : nodeManagers_) manager->start(true);
     for (const Variant variant : options_.variants)
       if (variant == Variant::HEVRA) board_.start(true);
     for (const Variant variant : options_.variants) {
@@ -58,6 +66,7 @@ void Service::start() {
 void Service::stop() {
   for (; !owned_.empty(); owned_.pop_back()) connection_->releaseName(busNameOf(owned_.back()));
   board_.stop();
+  for (const auto& manager : nodeManagers_) manager->stop();
   commands_.stop();
   commands_.dropCommands();
 }

@@ -3,12 +3,14 @@
 #pragma once
 
 #include <cstddef>
+#include <memory>
 #include <string>
 #include <vector>
 
 #include <platform/bus/Connection.h>
 #include <stack/CommandManager.h>
 #include <stack/DaughterBoard.h>
+#include <stack/NodeManager.h>
 #include <stack/Options.h>
 
 namespace Quarnix::Hevra::Stack {
@@ -22,7 +24,8 @@ namespace Quarnix::Hevra::Stack {
 class Service {
  public:
   /// Give the service a connection of its own: a bus tells clients by their connections. Raises std::invalid_argument
-  /// for a rate outside 0 to 1, a pace below zero, and no variant or one named twice.
+  /// for a rate outside 0 to 1, a pace below zero, no variant or one named twice, and nodes that NodeTable does not
+  /// take.
   Service(const Options& options, Shared::Pointer<Bus::Connection> connection);
   Service(const Service&) = delete;
   Service& operator=(const Service&) = delete;
@@ -38,6 +41,8 @@ class Service {
   /// Sends the signal "exception" with this text on the command manager's interface of each variant. Raises
   /// Bus::InvalidArgument for what is no UTF-8 without NUL.
   void announceException(const std::string& text) { commands_.announceException(text); }
+  /// The nodes and links. What is changed here is announced like any other change.
+  NodeTable& getNodes() noexcept { return nodes_; }
   /// How many commands are in flight, delayed ones included.
   std::size_t getCommandCount() const { return commands_.getCommandCount(); }
   /// What a reset of the daughter board answers from now on; true at first.
@@ -48,6 +53,8 @@ class Service {
  private:
   const Options options_;
   const Shared::Pointer<Bus::Connection> connection_;
+  NodeTable nodes_;
+  std::vector<std::unique_ptr<NodeManager>> nodeManagers_;  // one a variant; constant after construction
   CommandManager commands_;
   DaughterBoard board_;
   std::vector<Variant> owned_;  // whose names are ours

@@ -15,4 +15,11 @@ inline std::string busNameOf(Variant variant) {
 /// The interface of the variant's command manager.
 inline std::string commandInterfaceOf(Variant variant) { return busNameOf(variant) + ".Manager.Command"; }
 
+/// The interface and the object of the variant's node manager.
+inline std::string nodeInterfaceOf(Variant variant) { return busNameOf(variant) + ".Manager.Node"; }
+inline std::string nodePathOf(Variant variant) {
+  return variant == Variant::ZUV ? "/com/quarnix/Application/Zuv/Manager/Node"
+                                 : "/com/quarnix/Application/Hevra/Manager/Node";
+}
+
 }  // namespace Quarnix::Hevra::Stack

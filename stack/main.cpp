@@ -8,8 +8,11 @@
 #include <platform/bus/message/method/Return.h>
 #include <stack/Service.h>
 #include <stack/forms/BusOption.h>
+#include <stack/forms/Document.h>
 #include <stack/forms/Malformed.h>
+#include <stack/forms/NodeForm.h>
 #include <stack/forms/Number.h>
+#include <stack/forms/Printable.h>
 
 namespace {
 
@@ -22,6 +25,7 @@ enum ExitStatus { DONE = 0, WRONG_INPUT = 2, BUS_ERROR = 3 };
 
 struct CommandLine {
   std::string bus;
+  std::string nodes;  // a file; empty: the house
   Options options;
 };
 
@@ -42,6 +46,8 @@ void addOptions(CLI::App& app, CommandLine& line) {
          },
          "Which variants of the service: hevra, zuv or both [both]")
       ->type_name("WHICH");
+  app.add_option("--nodes", line.nodes, "The node table, a JSON array; - for standard input [a small house]")
+      ->type_name("FILE");
   app.add_option_function<std::string>(
          "--pace",
          [&options](const std::string& text) {
@@ -67,11 +73,8 @@ void addOptions(CLI::App& app, CommandLine& line) {
   addRate("--duplicate", options.duplicate, "Progress reports that are sent twice");
 }
 
-/// One line, whatever the text.
-ExitStatus fail(ExitStatus status, std::string text) {
-  for (char& letter : text)
-    if (letter == '\n') letter = ' ';
-  std::cerr << "hevra-stackd: " << text << '\n';
+ExitStatus fail(ExitStatus status, const std::string& text) {
+  std::cerr << "hevra-stackd: " << Forms::printable(text) << '\n';
   return status;
 }
 
@@ -94,13 +97,17 @@ void serve(const CommandLine& line) {
 }  // namespace
 
 int main(int argc, char** argv) {
-  CLI::App app("The stack service without a radio: serves simulated commands and a daughter board on a bus.",
+  CLI::App app("The stack service without a radio: serves simulated commands, nodes and a daughter board on a bus.",
                "hevra-stackd");
-  app.footer("Example: hevra-stackd --bus session --service hevra --pace 50 --fail 0.1 --seed 7");
+  app.footer("Example: hevra-stackd --bus session --service hevra --nodes house.json --pace 50 --fail 0.1 --seed 7");
   CommandLine line;
   addOptions(app, line);
   try {
     app.parse(argc, argv);
+    if (!line.nodes.empty()) {
+      const Forms::Document document = Forms::readFile(line.nodes);
+      line.options.nodes = Forms::readNodes(document.value, document.name);
+    }
     serve(line);
     return DONE;
   } catch (const CLI::ParseError& error) {

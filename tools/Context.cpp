@@ -4,6 +4,7 @@
 #include <iostream>
 
 #include <stack/forms/BusOption.h>
+#include <stack/forms/Printable.h>
 
 namespace Quarnix::Hevra::Tools {
 
@@ -16,10 +17,6 @@ void Context::print(const nlohmann::ordered_json& value, const std::string& sent
     std::cout << sentence << std::endl;
 }
 
-void complain(std::string text) {
-  for (char& letter : text)
-    if (letter == '\n') letter = ' ';
-  std::cerr << "hevractl: " << text << '\n';
-}
+void complain(const std::string& text) { std::cerr << "hevractl: " << Stack::Forms::printable(text) << '\n'; }
 
 }  // namespace Quarnix::Hevra::Tools

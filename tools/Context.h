@@ -16,6 +16,7 @@ struct Context {
   bool zuv = false;
   std::string application = "hevractl";
   bool json = false;
+  bool showKeys = false;  // in tables; JSON has them anyway
 
   /// The command that the command line chose; runs once all of the line is known to be right.
   std::function<ExitStatus(const Context&)> chosen;
@@ -26,7 +27,7 @@ struct Context {
   void print(const nlohmann::ordered_json& value, const std::string& sentence) const;
 };
 
-/// Prints one line to standard error, "hevractl: " and the text.
-void complain(std::string text);
+/// Prints one line to standard error, "hevractl: " and the text, in which what is not printable is escaped.
+void complain(const std::string& text);
 
 }  // namespace Quarnix::Hevra::Tools

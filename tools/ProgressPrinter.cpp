@@ -10,6 +10,7 @@
 #include <iostream>
 
 #include <stack/forms/CommandForm.h>
+#include <stack/forms/Printable.h>
 
 namespace Quarnix::Hevra::Tools {
 
@@ -84,7 +85,7 @@ void ProgressPrinter::printRow(const Command& command, const Group& group) {
   }
   std::string status = pad(nameOf(command.getStatus()), STATUS_WIDTH);
   if (coloured_) status = colourOf(command.getStatus()) + status + "\033[0m";
-  std::string row = pad(keyOf(group, command.getId()), keyWidth_) + status +
+  std::string row = pad(Stack::Forms::printable(keyOf(group, command.getId())), keyWidth_) + status +
                     pad(hexadecimal(command.getAddress()), NODE_WIDTH) +
                     pad(hexadecimal(command.getParameterId()), PARAMETER_WIDTH) + describe(command.getValue());
   if (!command.getLabel().empty()) row += "  " + nlohmann::json(command.getLabel()).dump();

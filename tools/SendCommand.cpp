@@ -1,7 +1,4 @@
 // hevractl send: submits a group of commands and follows them to their ends.
-#include <cerrno>
-#include <cstring>
-#include <fstream>
 #include <iostream>
 #include <memory>
 #include <string>
@@ -10,9 +7,8 @@
 #include <proxy/command/CommandContainerList.h>
 #include <proxy/command/Manager.h>
 #include <stack/forms/CommandForm.h>
-#include <stack/forms/Malformed.h>
+#include <stack/forms/Document.h>
 #include <stack/forms/Number.h>
-#include <stack/forms/ObjectReader.h>
 #include <tools/Commands.h>
 #include <tools/Progress.h>
 #include <tools/ProgressPrinter.h>
@@ -45,17 +41,6 @@ class Follower : public Interface::Command::Originator {
   ProgressPrinter printer_;
 };
 
-std::vector<Command> readFile(const std::string& file) {
-  using namespace Stack::Forms;
-  if (file == "-") return readCommands(readDocument(std::cin, "standard input"), "standard input");
-  errno = 0;
-  std::ifstream input(file, std::ios::binary);
-  // A folder can be opened, and says what it is when it is read.
-  if (input) input.peek();
-  if (errno) throw Malformed(file + ": " + std::strerror(errno));
-  return readCommands(readDocument(input, file), file);
-}
-
 std::string count(std::size_t number) { return std::to_string(number) + (number == 1 ? " command" : " commands"); }
 
 void complainOfUnfinished(const Progress::Outcome& outcome, const std::string& why) {
@@ -67,7 +52,8 @@ void complainOfUnfinished(const Progress::Outcome& outcome, const std::string& w
 }
 
 ExitStatus send(const Context& context, const Request& request) {
-  const std::vector<Command> commands = readFile(request.file);
+  const Stack::Forms::Document document = Stack::Forms::readFile(request.file);
+  const std::vector<Command> commands = Stack::Forms::readCommands(document.value, document.name);
   const Group group(request.group);
   Progress progress(commands);
   Proxy::Command::Manager manager(context.zuv, context.application);

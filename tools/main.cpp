@@ -1,9 +1,11 @@
 // hevractl: reaches the stack service from the command line, through the proxies.
 #include <iostream>
 #include <string>
+#include <vector>
 
 #include <CLI/CLI.hpp>
 
+#include <proxy/node/Manager.h>
 #include <stack/forms/Malformed.h>
 #include <tools/Commands.h>
 
@@ -28,24 +30,27 @@ void addGlobalOptions(CLI::App& app, Context& context) {
       ->type_name("WHICH");
   app.add_option("--app", context.application, "The application name that progress is sent to [hevractl]")
       ->type_name("NAME");
+  app.add_flag("--show-keys", context.showKeys, "Shows keys in tables; JSON has them anyway");
   app.add_flag("--json", context.json, "Prints one JSON value a line");
 }
 
 /// The name becomes an element of the object path that a manager serves.
 void checkApplication(const std::string& name) {
-  try {
-    Bus::Message::Method::Call().setPath("/com/quarnix/Application/" + name + "/Hevra/Originator");
-  } catch (const Bus::InvalidArgument&) {
+  constexpr const char* LETTERS = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789_";
+  if (name.empty() || name.find_first_not_of(LETTERS) != name.npos)
     throw Malformed("--app", "'" + name + "'", "letters, digits and '_'");
-  }
 }
 
 ExitStatus run(int argc, char** argv, CLI::App& app) {
   Context context;
   addGlobalOptions(app, context);
   addReset(app, context);
+  addNodes(app, context);
+  addNode(app, context);
+  addLink(app, context);
   addSend(app, context);
   addCancel(app, context);
+  addWatch(app, context);
   app.require_subcommand(1);
   app.parse(argc, argv);
   checkApplication(context.application);
@@ -60,12 +65,17 @@ int end(ExitStatus status, const std::string& text) {
 }  // namespace
 
 int main(int argc, char** argv) {
-  CLI::App app("Reaches the radio stack service: sends and cancels commands, resets the daughter board.", "hevractl");
+  CLI::App app("Reaches the radio stack service: its nodes, links and commands, and its daughter board.", "hevractl");
   app.footer(
       "Example: hevractl --bus session --json send --group g1 commands.json\n"
       "Ends with 0 done, 1 answered no, 2 wrong input, 3 error of the bus or the service, 4 gave up waiting.");
   try {
     return static_cast<int>(run(argc, argv, app));
+  } catch (const CLI::RequiredError& error) {
+    // Where a command is missing there may be a word that is none.
+    const std::vector<std::string> words = app.remaining(true);
+    if (words.empty()) return end(ExitStatus::WRONG_INPUT, error.what());
+    return end(ExitStatus::WRONG_INPUT, "'" + words.front() + "' was not expected, and: " + error.what());
   } catch (const CLI::ParseError& error) {
     if (error.get_exit_code() == 0) return app.exit(error);  // a help or the version was asked for
     return end(ExitStatus::WRONG_INPUT, error.what());
@@ -73,6 +83,9 @@ int main(int argc, char** argv) {
     return end(ExitStatus::WRONG_INPUT, error.what());
   } catch (const Bus::InvalidArgument& error) {
     return end(ExitStatus::WRONG_INPUT, error.what());
+  } catch (const Hevra::Proxy::Node::Manager::UnknownNodeClass& error) {
+    return end(ExitStatus::WRONG_INPUT,
+               error.getId() + (": the class " + std::to_string(error.getNodeClass())) + " has no record");
   } catch (const Bus::Message::Method::Return& error) {
     return end(ExitStatus::BUS_ERROR, error.getErrorName() + std::string(": ") + error.getErrorText());
   } catch (const Exception& error) {

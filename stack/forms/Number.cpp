@@ -17,6 +17,17 @@ std::uint64_t readNumber(const std::string& where, const std::string& text, std:
   return number;
 }
 
+std::int32_t readSigned(const std::string& where, const std::string& text) {
+  if (!text.starts_with('-')) return static_cast<std::int32_t>(readNumber(where, text, INT32_MAX));
+  const char* const end = text.data() + text.size();
+  std::int32_t number = 0;
+  const auto [stop, error] = std::from_chars(text.data(), end, number);
+  if (error != std::errc() || stop != end)
+    throw Malformed(where, "'" + text + "'",
+                    "a number from " + std::to_string(INT32_MIN) + " to " + std::to_string(INT32_MAX));
+  return number;
+}
+
 double readRate(const std::string& where, const std::string& text) {
   const char* const end = text.data() + text.size();
   double rate = 0;

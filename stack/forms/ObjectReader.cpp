@@ -2,7 +2,6 @@
 #include <stack/forms/ObjectReader.h>
 
 #include <algorithm>
-#include <string_view>
 #include <utility>
 
 #include <stack/forms/Malformed.h>
@@ -11,18 +10,6 @@ namespace Quarnix::Hevra::Stack::Forms {
 
 using nlohmann::json;
 
-json readDocument(std::istream& input, const std::string& name) {
-  try {
-    return json::parse(input);
-  } catch (const json::exception& error) {
-    // "[json.exception.parse_error.101] parse error at line 1, column 2: ..."
-    std::string_view text = error.what();
-    for (const std::string_view head : {"] ", "parse error at "})
-      if (const auto found = text.find(head); found != text.npos) text.remove_prefix(found + head.size());
-    throw Malformed(name + ": " + std::string(text));
-  }
-}
-
 std::string excerptOf(const json& value) {
   constexpr std::size_t LONGEST = 60;
   std::string text = value.dump(-1, ' ', true);
@@ -30,7 +17,7 @@ std::string excerptOf(const json& value) {
   return text;
 }
 
-ObjectReader::ObjectReader(const json& value, std::string where, std::initializer_list<const char*> keys)
+ObjectReader::ObjectReader(const json& value, std::string where, const std::vector<const char*>& keys)
     : object_(value), where_(std::move(where)) {
   if (!value.is_object()) throw Malformed(where_, excerptOf(value), "an object");
   for (const auto& [key, unused] : value.items()) {

@@ -2,18 +2,14 @@
 #pragma once
 
 #include <cstdint>
-#include <initializer_list>
-#include <istream>
 #include <limits>
 #include <string>
 #include <type_traits>
+#include <vector>
 
 #include <nlohmann/json.hpp>
 
 namespace Quarnix::Hevra::Stack::Forms {
-
-/// Reads a whole JSON document; `name` is what the errors call it. Raises Malformed with the line and the column.
-nlohmann::json readDocument(std::istream& input, const std::string& name);
 
 /// Takes a JSON object apart, key by key. Every operation raises Malformed for a value that is not what is asked for.
 ///
@@ -21,7 +17,7 @@ nlohmann::json readDocument(std::istream& input, const std::string& name);
 class ObjectReader {
  public:
   /// Refuses what is no object and keys other than these. `where` is the object's place, such as "commands.json: [2]".
-  ObjectReader(const nlohmann::json& value, std::string where, std::initializer_list<const char*> keys);
+  ObjectReader(const nlohmann::json& value, std::string where, const std::vector<const char*>& keys);
 
   bool has(const char* key) const { return object_.contains(key); }
   /// The value, null when the key is missing; a place for the errors about it.

@@ -6,6 +6,7 @@
 #include <bus/HvTypeVariantHandler.h>
 #include <bus/TypedValue.h>
 #include <stack/forms/CommandForm.h>
+#include <stack/forms/Hexadecimal.h>
 #include <stack/forms/Malformed.h>
 #include <stack/forms/ObjectReader.h>
 
@@ -14,29 +15,14 @@ namespace Quarnix::Hevra::Stack::Forms {
 namespace {
 
 constexpr const char* KEY = "value";
-constexpr const char* DIGITS = "0123456789abcdef";
 
 std::vector<std::uint8_t> readBytes(const ObjectReader& reader) {
   constexpr const char* EXPECTED = "an even number of lower-case hexadecimal digits";
   if (!reader.at(KEY).is_string()) reader.refuse(KEY, EXPECTED);
   const auto& digits = reader.at(KEY).get_ref<const std::string&>();
-  if (digits.size() % 2 != 0 || digits.find_first_not_of(DIGITS) != digits.npos) reader.refuse(KEY, EXPECTED);
-  const auto nibble = [](char digit) { return digit <= '9' ? digit - '0' : digit - 'a' + 10; };
-  std::vector<std::uint8_t> bytes;
-  bytes.reserve(digits.size() / 2);
-  for (std::size_t i = 0; i < digits.size(); i += 2)
-    bytes.push_back(static_cast<std::uint8_t>(nibble(digits[i]) << 4 | nibble(digits[i + 1])));
-  return bytes;
-}
-
-std::string writeBytes(std::span<const std::uint8_t> bytes) {
-  std::string digits;
-  digits.reserve(bytes.size() * 2);
-  for (const std::uint8_t byte : bytes) {
-    digits += DIGITS[byte >> 4];
-    digits += DIGITS[byte & 15];
-  }
-  return digits;
+  const auto bytes = bytesOf(digits);
+  if (!bytes || digits.find_first_of("ABCDEF") != digits.npos) reader.refuse(KEY, EXPECTED);
+  return *bytes;
 }
 
 using Value = Shared::Pointer<HvType>;
@@ -92,7 +78,7 @@ nlohmann::ordered_json writeValue(const Value& value) {
     using Content = std::decay_t<decltype(content)>;
     if constexpr (std::is_same_v<Content, std::span<const std::uint8_t>>) {
       form["type"] = "ay";
-      form[KEY] = writeBytes(content);
+      form[KEY] = digitsOf(content);
     } else {
       form["type"] = std::string(1, Bus::Message::codeOf<Content>());
       form[KEY] = content;

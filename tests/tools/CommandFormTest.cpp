@@ -8,8 +8,8 @@
 
 #include <platform/hevra/HvTypes.h>
 #include <stack/forms/CommandForm.h>
+#include <stack/forms/Document.h>
 #include <stack/forms/Malformed.h>
-#include <stack/forms/ObjectReader.h>
 
 namespace Quarnix::Hevra::Stack::Forms {
 namespace {
@@ -98,6 +98,9 @@ TEST(CommandForm, SaysWhatIsWrongAndWhere) {
       {R"([{"id":1},{"id":2,"colour":3}])",
        "[1]: the key \"colour\" given, expected one of id, parameterId, write, address, value, origin, context, error, "
        "delay, label, tag, status, acei"},
+      {R"([{"id":1},{"id":2,"value":{"type":"y","value":1,"type":"q"}}])",
+       "[1].value: the key \"type\" twice given, expected each key once"},
+      {R"({"a":[[],{}],"b":{"id":1},"b":2})", "the key \"b\" twice given, expected each key once"},
       {R"([{"id":1},{"id":2},{"id":1}])", "[2].id: 1 given, expected another than that of [0]"},
       {R"([{"id":-1}])", "[0].id: -1 given" + u32},
       {R"([{"id":4294967296}])", "[0].id: 4294967296 given" + u32},

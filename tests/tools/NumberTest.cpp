@@ -25,6 +25,14 @@ TEST(Number, IsDecimalOrHexadecimal) {
   }
 }
 
+TEST(Number, MayBeBelowZeroWhereThatIsAskedFor) {
+  EXPECT_EQ(readSigned("", "-2147483648"), INT32_MIN);
+  EXPECT_EQ(readSigned("", "-1"), -1);
+  EXPECT_EQ(readSigned("", "0x7fffffff"), INT32_MAX);
+  for (const char* text : {"-", "--1", "-0x1", "-2147483649", "2147483648", "0xffffffff"})
+    EXPECT_THROW(readSigned("--type", text), Malformed) << text;
+}
+
 TEST(Number, IsARateFromZeroToOne) {
   EXPECT_EQ(readRate("", "0"), 0.0);
   EXPECT_EQ(readRate("", "0.25"), 0.25);

@@ -1,0 +1,212 @@
+// Changes the table and announces what was changed.
+#include <stack/NodeTable.h>
+
+#include <algorithm>
+#include <set>
+#include <stdexcept>
+#include <type_traits>
+#include <utility>
+
+#include <bus/NodeLinkWrapper.h>
+#include <bus/TypedValue.h>
+#include <platform/bus/message/method/Call.h>
+
+namespace Quarnix::Hevra::Stack {
+
+namespace {
+
+void check(NodeAction action) {
+  if (action < NodeAction::ADDED || action > NodeAction::REMOVED) {
+    throw std::invalid_argument("the action " + std::to_string(static_cast<std::int32_t>(action)) +
+                                ", expected 0 (added), 1 (modified) or 2 (removed)");
+  }
+}
+
+/// A node that could not be announced must not come in.
+void check(const AnyNode& node) {
+  const NodeClass nodeClass = headOf(node).getNodeClass();
+  if (kindOf(nodeClass) != node.index()) {
+    throw std::invalid_argument("the class " + std::to_string(static_cast<std::uint32_t>(nodeClass)) + " of the node " +
+                                std::to_string(headOf(node).getAddress()) + ", expected one of its kind's record");
+  }
+  Bus::Message::Method::Call scratch;
+  Bus::Message::Iterator iterator = scratch.begin();
+  append(iterator, node);
+}
+
+std::uint32_t stateAfter(const HvType* value, std::uint32_t state) {
+  using Kind = Bus::Type::TypedValue::Kind;
+  state = (state + 1) & 0xFF;
+  if (Bus::Type::TypedValue::recognise(value) == Kind::FOREIGN) return state;
+  Bus::Type::TypedValue::visit<std::bad_cast>(value, [&](const auto& content) {
+    if constexpr (std::is_integral_v<std::decay_t<decltype(content)>>) state = static_cast<std::uint8_t>(content);
+  });
+  return state;
+}
+
+auto at(std::uint32_t address) {
+  return [address](const AnyNode& node) { return headOf(node).getAddress() == address; };
+}
+
+auto of(std::uint32_t address, NodeLinkType type) {
+  return [=](const NodeLink& link) { return link.getNodeAddress() == address && link.getLinkType() == type; };
+}
+
+}  // namespace
+
+NodeTable::NodeTable(const std::vector<AnyNode>& nodes, Listener listener)
+    : listener_(std::move(listener)), nodes_(nodes) {
+  std::set<std::uint32_t> addresses;
+  for (const AnyNode& node : nodes) {
+    check(node);
+    if (!addresses.insert(headOf(node).getAddress()).second)
+      throw std::invalid_argument("two nodes of the address " + std::to_string(headOf(node).getAddress()));
+  }
+}
+
+std::vector<AnyNode> NodeTable::getNodes() const {
+  MutexLock lock(mutex_);
+  return nodes_;
+}
+
+std::optional<AnyNode> NodeTable::find(std::uint32_t address) const {
+  MutexLock lock(mutex_);
+  const auto found = std::find_if(nodes_.begin(), nodes_.end(), at(address));
+  if (found == nodes_.end()) return std::nullopt;
+  return *found;
+}
+
+bool NodeTable::modify(const AnyNode& node, NodeAction action) {
+  check(action);
+  check(node);
+  {
+    MutexLock lock(mutex_);
+    const auto found = findNode(headOf(node).getAddress());
+    if ((found == nodes_.end()) != (action == NodeAction::ADDED)) return false;
+    if (action == NodeAction::REMOVED) {
+      remove(found);
+    } else {
+      if (action == NodeAction::ADDED) {
+        nodes_.push_back(node);
+      } else {
+        *found = node;
+      }
+      note(node, action);
+    }
+  }
+  announce();
+  return true;
+}
+
+bool NodeTable::modify(const NodeLink& link, NodeAction action) {
+  check(action);
+  Bus::Message::Method::Call scratch;
+  Bus::Message::Iterator iterator = scratch.begin();
+  Bus::Type::StructWrapper<NodeLink>().serialize(iterator, link);
+  {
+    MutexLock lock(mutex_);
+    const auto node = findNode(link.getNodeAddress());
+    const auto stack = findNode(link.getStackAddress());
+    if (node == nodes_.end() || stack == nodes_.end() || !std::holds_alternative<StackNode>(*stack)) return false;
+    const auto found = std::find_if(links_.begin(), links_.end(), of(link.getNodeAddress(), link.getLinkType()));
+    if ((found == links_.end()) != (action == NodeAction::ADDED)) return false;
+    Change change{*node, link, action};
+    if (action == NodeAction::ADDED) {
+      links_.push_back(link);
+    } else if (action == NodeAction::MODIFIED) {
+      *found = link;
+    } else {
+      change.link = *found;
+      links_.erase(found);
+    }
+    changes_.push_back(std::move(change));
+  }
+  announce();
+  return true;
+}
+
+bool NodeTable::changeKey(std::uint32_t address, const std::uint8_t* key) {
+  {
+    MutexLock lock(mutex_);
+    const auto found = findNode(address);
+    StackNode* const stack = found == nodes_.end() ? nullptr : std::get_if<StackNode>(&*found);
+    if (!stack) return false;
+    const StackNode::Key former = stack->getKey();
+    stack->setOldKey(former.data());
+    stack->setKey(key);
+    note(*found, NodeAction::MODIFIED);
+  }
+  announce();
+  return true;
+}
+
+void NodeTable::removeChildren(std::uint32_t address) {
+  {
+    MutexLock lock(mutex_);
+    for (auto node = nodes_.begin(); node != nodes_.end();) {
+      const Node& head = headOf(*node);
+      node = head.getBackboneAddress() == address && head.getAddress() != address ? remove(node) : node + 1;
+    }
+  }
+  announce();
+}
+
+void NodeTable::write(const Command& command) {
+  {
+    MutexLock lock(mutex_);
+    const auto found = findNode(command.getAddress());
+    if (found == nodes_.end()) return;
+    Node& head = headOf(*found);
+    head.setState(stateAfter(command.getValue().get(), head.getState()));
+    note(*found, NodeAction::MODIFIED);
+  }
+  announce();
+}
+
+std::string NodeTable::getLinkId(std::uint32_t address, NodeLinkType type) const {
+  MutexLock lock(mutex_);
+  const auto found = std::find_if(links_.begin(), links_.end(), of(address, type));
+  return found == links_.end() ? "" : found->getLinkId();
+}
+
+NodeTable::Nodes::iterator NodeTable::findNode(std::uint32_t address) {
+  return std::find_if(nodes_.begin(), nodes_.end(), at(address));
+}
+
+/// With all links that it is an end of.
+NodeTable::Nodes::iterator NodeTable::remove(Nodes::iterator node) {
+  const std::uint32_t address = headOf(*node).getAddress();
+  for (auto link = links_.begin(); link != links_.end();) {
+    if (link->getNodeAddress() != address && link->getStackAddress() != address) {
+      ++link;
+      continue;
+    }
+    changes_.push_back({*findNode(link->getNodeAddress()), *link, NodeAction::REMOVED});
+    link = links_.erase(link);
+  }
+  note(*node, NodeAction::REMOVED);
+  return nodes_.erase(node);
+}
+
+/// Whoever comes while another thread announces leaves its change to that one, which keeps them in order.
+void NodeTable::announce() {
+  MutexLock lock(mutex_);
+  if (announcing_) return;
+  announcing_ = true;
+  while (!changes_.empty()) {
+    const Change change = std::move(changes_.front());
+    changes_.pop_front();
+    lock.unlock();
+    try {
+      listener_(change);
+    } catch (...) {
+      lock.lock();
+      announcing_ = false;
+      throw;
+    }
+    lock.lock();
+  }
+  announcing_ = false;
+}
+
+}  // namespace Quarnix::Hevra::Stack

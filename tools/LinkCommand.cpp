@@ -1,0 +1,71 @@
+// hevractl link: changes links between nodes and looks them up. Its verbs are commands of their own.
+#include <memory>
+#include <string>
+
+#include <proxy/node/Manager.h>
+#include <stack/forms/Printable.h>
+#include <tools/Commands.h>
+
+namespace Quarnix::Hevra::Tools {
+
+namespace {
+
+struct Request {
+  std::uint32_t node = 0;
+  std::uint32_t stack = 0;
+  std::string id;
+  std::int32_t type = 0;
+  std::int32_t action = 0;
+};
+
+ExitStatus set(const Context& context, const Request& request) {
+  NodeLink link;
+  link.setNodeAddress(request.node);
+  link.setStackAddress(request.stack);
+  link.setLinkId(request.id);
+  link.setLinkType(static_cast<NodeLinkType>(request.type));
+  Proxy::Node::Manager manager(context.zuv);
+  manager.setConnection(context.openBus());
+  const bool done = manager.modify(link, static_cast<NodeAction>(request.action));
+  context.print({{"modified", done}}, done ? "The link was modified." : "The link was not modified.");
+  return done ? ExitStatus::DONE : ExitStatus::NO;
+}
+
+ExitStatus lookUp(const Context& context, const Request& request) {
+  Proxy::Node::Manager manager(context.zuv);
+  manager.setConnection(context.openBus());
+  const std::string id = manager.getNodeLinkId(request.node, static_cast<NodeLinkType>(request.type));
+  context.print({{"linkId", id}}, id.empty() ? "The node has no such link." : Stack::Forms::printable(id));
+  return id.empty() ? ExitStatus::NO : ExitStatus::DONE;
+}
+
+}  // namespace
+
+void addLink(CLI::App& app, Context& context) {
+  constexpr const char* TYPES = "The type of the link: 0 control, 1 sense, 2 relay, -1 unknown";
+  const auto request = std::make_shared<Request>();
+  CLI::App& link =
+      addCommand(app, "link", "Changes links and looks them up: set, id", "hevractl link id 0x123456 --type 0");
+  link.require_subcommand(1);
+  const auto choose = [&context, request](ExitStatus (*run)(const Context&, const Request&)) {
+    return [&context, request, run] {
+      context.chosen = [request, run](const Context& chosen) { return run(chosen, *request); };
+    };
+  };
+
+  CLI::App& setting = addCommand(link, "set", "Adds, modifies or removes a link",
+                                 "hevractl link set --node 0x123456 --stack 0x1000 --id hall --type 0 --action 0");
+  addNumber(setting, "--node", request->node, "The address of the node");
+  addNumber(setting, "--stack", request->stack, "The address of the stack node");
+  setting.add_option("--id", request->id, "The link's identifier")->required()->type_name("TEXT");
+  addNumber(setting, "--type", request->type, TYPES);
+  addNumber(setting, "--action", request->action, "0 adds, 1 modifies, 2 removes the link");
+  setting.callback(choose(set));
+
+  CLI::App& id = addCommand(link, "id", "Looks up a link's identifier", "hevractl link id 0x123456 --type 0");
+  addNumber(id, "ADDRESS", request->node, "The address of the node");
+  addNumber(id, "--type", request->type, TYPES);
+  id.callback(choose(lookUp));
+}
+
+}  // namespace Quarnix::Hevra::Tools

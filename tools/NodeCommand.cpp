@@ -1,0 +1,101 @@
+// hevractl node: changes nodes. Its verbs are commands of their own.
+#include <memory>
+#include <string>
+#include <variant>
+
+#include <proxy/node/Manager.h>
+#include <stack/forms/Document.h>
+#include <stack/forms/Hexadecimal.h>
+#include <stack/forms/Malformed.h>
+#include <stack/forms/NodeForm.h>
+#include <tools/Commands.h>
+
+namespace Quarnix::Hevra::Tools {
+
+namespace {
+
+struct Request {
+  std::uint32_t address = 0;
+  std::string file;
+  std::int32_t action = 0;
+  std::string key;
+};
+
+ExitStatus set(const Context& context, const Request& request) {
+  const Stack::Forms::Document document = Stack::Forms::readFile(request.file);
+  const Stack::AnyNode node = Stack::Forms::readNode(document.value, document.name);
+  Proxy::Node::Manager manager(context.zuv);
+  manager.setConnection(context.openBus());
+  const bool done = manager.modify(Stack::headOf(node), static_cast<NodeAction>(request.action));
+  context.print({{"modified", done}}, done ? "The node was modified." : "The node was not modified.");
+  return done ? ExitStatus::DONE : ExitStatus::NO;
+}
+
+/// For the calls whose error replies the manager does not look at: at least there must be a service.
+void requireService(const Proxy::Node::Manager& manager) {
+  if (manager.getConnection()->getNameOwner(manager.getHost()).empty()) {
+    throw Bus::Message::Method::Return("org.freedesktop.DBus.Error.ServiceUnknown",
+                                       "nobody owns the name " + manager.getHost());
+  }
+}
+
+ExitStatus remove(const Context& context, const Request& request) {
+  Proxy::Node::Manager manager(context.zuv);
+  manager.setConnection(context.openBus());
+  requireService(manager);
+  manager.deleteNodes(request.address);
+  context.print({{"done", true}}, "The service was asked to remove the node's children.");
+  return ExitStatus::DONE;
+}
+
+/// What is wrong with a key is said without repeating it.
+std::vector<std::uint8_t> readKey(const std::string& text) {
+  constexpr const char* EXPECTED = "32 hexadecimal digits that are not all zero";
+  const auto key = Stack::Forms::bytesOf(text);
+  if (text.size() != 2 * std::tuple_size_v<StackNode::Key>)
+    throw Stack::Forms::Malformed("HEX", "a text of " + std::to_string(text.size()) + " characters", EXPECTED);
+  if (!key) throw Stack::Forms::Malformed("HEX", "a text of other characters", EXPECTED);
+  if (StackNode::isKeyEmpty(key->data())) throw Stack::Forms::Malformed("HEX", "an empty key", EXPECTED);
+  return *key;
+}
+
+ExitStatus changeKey(const Context& context, const Request& request) {
+  const std::vector<std::uint8_t> key = readKey(request.key);
+  Proxy::Node::Manager manager(context.zuv);
+  manager.setConnection(context.openBus());
+  requireService(manager);
+  manager.changeStackNodeKey(request.address, key.data());
+  context.print({{"done", true}}, "The service was asked to change the key.");
+  return ExitStatus::DONE;
+}
+
+}  // namespace
+
+void addNode(CLI::App& app, Context& context) {
+  const auto request = std::make_shared<Request>();
+  CLI::App& node = addCommand(app, "node", "Changes nodes: set, remove, key", "hevractl node remove 0x1000");
+  node.require_subcommand(1);
+  const auto choose = [&context, request](ExitStatus (*run)(const Context&, const Request&)) {
+    return [&context, request, run] {
+      context.chosen = [request, run](const Context& chosen) { return run(chosen, *request); };
+    };
+  };
+
+  CLI::App& setting = addCommand(node, "set", "Adds, modifies or removes a node",
+                                 "hevractl --json nodes --class 1 | head -1 | hevractl node set - --action 1");
+  setting.add_option("FILE", request->file, "A node as a JSON object; - for standard input")->required()->type_name("");
+  addNumber(setting, "--action", request->action, "0 adds, 1 modifies, 2 removes the node");
+  setting.callback(choose(set));
+
+  CLI::App& removal = addCommand(node, "remove", "Removes the children of a node", "hevractl node remove 0x1000");
+  addNumber(removal, "ADDRESS", request->address, "The address of the node, whose children go");
+  removal.callback(choose(remove));
+
+  CLI::App& key = addCommand(node, "key", "Changes the key of a stack node",
+                             "hevractl node key 0x1000 000102030405060708090a0b0c0d0e0f");
+  addNumber(key, "ADDRESS", request->address, "The address of the stack node");
+  key.add_option("HEX", request->key, "The new key, 32 hexadecimal digits")->required()->type_name("");
+  key.callback(choose(changeKey));
+}
+
+}  // namespace Quarnix::Hevra::Tools

@@ -1,0 +1,71 @@
+// hevractl nodes: lists the nodes.
+#include <iostream>
+#include <memory>
+#include <optional>
+#include <vector>
+
+#include <proxy/node/Manager.h>
+#include <stack/Variant.h>
+#include <stack/forms/NodeForm.h>
+#include <tools/Commands.h>
+#include <tools/NodeText.h>
+
+namespace Quarnix::Hevra::Tools {
+
+namespace {
+
+struct Filter {
+  std::optional<std::uint8_t> nodeClass;
+  std::optional<std::uint16_t> nodeType;
+};
+
+/// The manager's own filtered queries do not look for an error reply, and would take one without a text for no nodes.
+std::vector<Shared::Pointer<Node>> listFiltered(const Proxy::Node::Manager& manager, bool zuv, const Filter& filter) {
+  Bus::Message::Method::Call call;
+  call.setInterface(Stack::nodeInterfaceOf(zuv ? Stack::Variant::ZUV : Stack::Variant::HEVRA).c_str());
+  call.setMember("getnodes");
+  call.setTimeout(Time::Elapsed(20, 0));
+  Bus::Message::Iterator arguments = call.begin();
+  arguments.append(*filter.nodeClass);
+  if (filter.nodeType) arguments.append(*filter.nodeType);
+  const Bus::Message::SendReturn reply = manager.send(call);
+  if (reply->isException()) throw Bus::Message::Method::Return(*reply);
+  return Proxy::Node::Manager::parseBusReply(reply);
+}
+
+ExitStatus list(const Context& context, const Filter& filter) {
+  Proxy::Node::Manager manager(context.zuv);
+  manager.setConnection(context.openBus());
+  const auto nodes = filter.nodeClass ? listFiltered(manager, context.zuv, filter) : manager.getNodes();
+  if (!context.json) std::cout << nodeTitles() << '\n';
+  for (const auto& node : nodes) {
+    if (context.json)
+      std::cout << Stack::Forms::writeNode(*node).dump() << '\n';
+    else
+      std::cout << nodeRow(*node, context.showKeys) << '\n';
+  }
+  std::cout << std::flush;
+  return ExitStatus::DONE;
+}
+
+}  // namespace
+
+void addNodes(CLI::App& app, Context& context) {
+  const auto filter = std::make_shared<Filter>();
+  CLI::App& command = addCommand(app, "nodes", "Lists the nodes: all, of a class, or of a class and a type",
+                                 "hevractl nodes --class 1 --type 0xfc5");
+  const auto addFilter = [&command](const char* name, auto& target, const char* description) {
+    return command
+        .add_option_function<std::string>(
+            name, [name, &target](const std::string& text) { Stack::Forms::numberInto(name, target.emplace())(text); },
+            description)
+        ->type_name("N");
+  };
+  CLI::Option* nodeClass = addFilter("--class", filter->nodeClass,
+                                     "0, 4, 5 actuators, 1 sensors, 2 the stack node, 3 beacons, 6 controllers");
+  addFilter("--type", filter->nodeType, "What the nodes are within their class")->needs(nodeClass);
+  command.callback(
+      [&context, filter] { context.chosen = [filter](const Context& chosen) { return list(chosen, *filter); }; });
+}
+
+}  // namespace Quarnix::Hevra::Tools
