@@ -14,11 +14,13 @@
 
 #include <platform/bus/message/Base.h>
 #include <platform/bus/message/Codec.h>
+#include <platform/bus/message/method/Call.h>
 
 namespace Quarnix::Bus::Message {
 
 using Bytes = std::vector<std::uint8_t>;
 
+inline constexpr char HOST[] = "com.quarnix.Application.Hevra";
 inline constexpr char NATIVE = std::endian::native == std::endian::little ? 'l' : 'B';
 
 /// The bytes of the message `name` in the byte order 'l' or 'B'.
@@ -78,6 +80,16 @@ inline void expectSame(const std::string& name, Base& ours, const Base::Route& r
   const Header ownHeader = checked(sealed);
   EXPECT_EQ(saidBy(sealed.data(), ownHeader), saidBy(expected.data(), header));
   EXPECT_EQ(bodyOf(sealed.data(), ownHeader), bodyOf(expected.data(), header));
+}
+
+inline Method::Call callOf(const char* path, const char* interface, const char* member,
+                           const char* destination = HOST) {
+  Method::Call call;
+  call.setPath(path);
+  call.setInterface(interface);
+  call.setMember(member);
+  call.setDestination(destination);
+  return call;
 }
 
 }  // namespace Quarnix::Bus::Message

@@ -12,9 +12,8 @@
 #include <platform/bus/message/method/Call.h>
 #include <platform/bus/message/method/Return.h>
 #include <proxy/command/CommandContainerList.h>
-
-#include "Golden.h"
-#include "Values.h"
+#include <tests/golden/Golden.h>
+#include <tests/golden/Values.h>
 
 namespace Quarnix::Bus::Message {
 namespace {
@@ -25,7 +24,6 @@ using Method::Return;
 
 constexpr char TEXT[] = "Grüße, 家 \U0001d11e \uffff";
 constexpr char RECORD[] = "utbuviiyisusuyy";
-constexpr char HOST[] = "com.quarnix.Application.Hevra";
 constexpr char COMMANDS_PATH[] = "/com/quarnix/Application/HevraZuv/Manager/Command";
 constexpr char COMMANDS[] = "com.quarnix.Application.Hevra.Manager.Command";
 constexpr char BOARD_PATH[] = "/com/quarnix/Application/HevraZuv/Manager/DaughterBoard";
@@ -86,15 +84,6 @@ void expectFields(const Command& command, const Expected& expected) {
              static_cast<std::uint8_t>(command.getStatus()), command.getAcei().getValue()),
       expected.fields);
   EXPECT_EQ(command.getDelayCompanion(), 0u);
-}
-
-Call callOf(const char* path, const char* interface, const char* member, const char* destination = HOST) {
-  Call call;
-  call.setPath(path);
-  call.setInterface(interface);
-  call.setMember(member);
-  call.setDestination(destination);
-  return call;
 }
 
 void appendStructureOf(Iterator& arguments, const std::string& text, bool isPath = false) {

@@ -3,9 +3,8 @@
 
 #include <bus/HvTypeVariantHandler.h>
 #include <platform/bus/message/Signal.h>
-
-#include "Golden.h"
-#include "Values.h"
+#include <tests/golden/Golden.h>
+#include <tests/golden/Values.h>
 
 namespace Quarnix::Bus::Message {
 namespace {

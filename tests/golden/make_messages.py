@@ -15,6 +15,7 @@ HOST = "com.quarnix.Application.Hevra"
 ROOT = "/com/quarnix/Application/HevraZuv/Manager/"
 COMMANDS = (ROOT + "Command", HOST + ".Manager.Command")
 BOARD = (ROOT + "DaughterBoard", HOST + ".Manager.DaughterBoard")
+NODES = ("/com/quarnix/Application/Hevra/Manager/Node", HOST + ".Manager.Node")
 ORIGINATOR = ("/com/quarnix/Application/golden/Hevra/Originator", "com.quarnix.Application.HevraZuv.Originator.Command")
 TEXT = "Grüße, 家 \U0001d11e \uffff"
 
@@ -42,6 +43,37 @@ HIGH = (4294967295, 18446744073709551615, True, 4294967295, GLib.Variant("t", 18
 LOW = (7, 4294967297, True, 1193046, GLib.Variant("x", -9223372036854775808), -2147483648, -1, 1, -2147483648,
        "1/-2147483648", 60, "lamp 1", 9, 6, 227)
 
+HEAD = "uyqyayayaytyuu"
+RECORDS = {"actuator": f"({HEAD}yq)", "controller": f"({HEAD})", "sensor": f"({HEAD}yqqyyyyyqb)",
+           "stack": f"({HEAD}ayayayays)"}
+LINK = "(uusi)"
+
+
+def block(first, count):
+    return bytes(range(first, first + count))
+
+
+def full(node_class):
+    return (0x01020304, node_class, 0xCFC5, 5, block(0x10, 14), block(0x20, 16), block(0x30, 16), 0x0607080910111213,
+            0x8E, 0x15161718, 0x191A1B1C)
+
+
+def high(node_class):
+    return (4294967295, node_class, 65535, 255, b"\xff" * 14, b"\xff" * 16, b"\xff" * 16, 18446744073709551615, 255,
+            4294967295, 4294967295)
+
+
+FULL = {"actuator": full(5) + (0x81, 0x8283), "controller": full(6),
+        "sensor": full(1) + (0x91, 0x9293, 0x9495, 0x96, 0x97, 0x98, 0x99, 0x9A, 0x9B9C, True),
+        "stack": full(2) + (block(0x30, 16), block(0x40, 16), block(0x50, 3), block(0x60, 4), TEXT)}
+HIGHEST = {"actuator": high(0) + (255, 65535), "controller": high(6),
+           "sensor": high(1) + (255, 65535, 65535, 255, 255, 255, 255, 255, 65535, False),
+           "stack": high(2) + (b"\xff" * 16, b"\xff" * 16, b"\xff" * 3, b"\xff" * 4, "")}
+FULL_LINK = (0x71727374, 0x75767778, TEXT, 0x797A7B7C)
+LEAST_LINK = (0, 4294967295, "", -1)
+ODD_BLOCKS = (full(2)[:4] + (block(0x10, 20), block(0x20, 3), b"") + full(2)[7:] +
+              (block(0x30, 20), block(0x40, 10), block(0x50, 5), block(0x60, 1), ""))
+
 
 def call(where, member, signature="", body=(), destination=HOST):
     message = Gio.DBusMessage.new_method_call(destination, *where, member)
@@ -67,6 +99,37 @@ def add(*commands):
     return call(COMMANDS, "add", f"(o)(s)a({RECORD})", ((ORIGINATOR[0],), ("g1",), commands))
 
 
+def node_list(asked, *lists):
+    kinds = "".join("a" + RECORDS[kind] for kind, _ in lists)
+    return answer(asked, GLib.Variant(f"({kinds})", tuple(list(nodes) for _, nodes in lists)))
+
+
+def node_messages():
+    yield "blocks", signal(("/golden", "golden.Values"), "Blocks", "ayayayay",
+                           (block(0x10, 14), block(0x20, 16), b"", bytes(range(256)) * 2))
+    asked = call(NODES, "getnodes")
+    asked.set_sender(":1.7")
+    yield "getnodes", asked
+    yield "getnodes-class", call(NODES, "getnodes", "y", (255,))
+    yield "getnodes-type", call(NODES, "getnodes", "yq", (1, 65535))
+    yield "nodes-nothing", answer(asked)
+    yield "nodes-none", node_list(asked, ("stack", []))
+    pair = {kind: (FULL[kind], HIGHEST[kind]) for kind in RECORDS}
+    yield "nodes-mixed", node_list(
+        asked, ("controller", pair["controller"]), ("actuator", pair["actuator"][:1]), ("stack", pair["stack"]),
+        ("sensor", []), ("sensor", pair["sensor"][::-1]), ("controller", pair["controller"][:1]),
+        ("actuator", pair["actuator"] * 2))
+    yield "nodes-odd-blocks", node_list(asked, ("stack", [ODD_BLOCKS]))
+    for kind, record in RECORDS.items():
+        yield "modify-" + kind, call(NODES, "modify", record + "i", (FULL[kind], -2))
+        yield "modified-" + kind, signal(NODES, "modified", record + "y", (HIGHEST[kind], 255))
+        yield "linkModified-" + kind, signal(NODES, "linkModified", record + LINK + "y", (FULL[kind], LEAST_LINK, 2))
+    yield "modifyLink", call(NODES, "modifyLink", LINK + "i", (FULL_LINK, 2147483647))
+    yield "changekey", call(NODES, "changekey", "uay", (0x01020304, block(0x70, 16)))
+    yield "removeChildrenNodes", call(NODES, "removeChildrenNodes", "u", (4294967295,))
+    yield "getNodeLink", call(NODES, "getNodeLink", "uu", (0x01020304, 4294967295))
+
+
 def messages():
     for name, kind, value in VALUES:
         yield "value-" + name, signal(("/golden", "golden.Values"), "Value", "v", (GLib.Variant(kind, value),))
@@ -87,6 +150,7 @@ def messages():
     yield "hardreset-false", answer(board, GLib.Variant("(b)", (False,)))
     yield "hardreset-empty", answer(board)
     yield "hardreset-error", board.new_method_error_literal("golden.Error.Busy", TEXT)
+    yield from node_messages()
 
 
 def main():

@@ -1,12 +1,12 @@
 """Other implementations of the bus at the other end: each as the client of hevra-stackd, and as the service that
 hevractl talks to. Every test runs with each implementation."""
 
-import threading
 import unittest
 
+import roles
 import support
 from gi.repository import GLib
-from peers import DBusPython, GDBus, PeerError, wait, wake
+from peers import PeerError, wait
 from support import ADD, BOARD, BOARD_PATH, HOST, MANAGER, MANAGER_PATH, ORIGINATOR, PROGRESS, ZUV_HOST, Variant
 
 INVALID_ARGUMENTS, UNKNOWN_METHOD, UNKNOWN_OBJECT = (
@@ -115,47 +115,8 @@ class ForeignClient:
         self.assertEqual(self.reports, [])
 
 
-class ForeignService:
+class ForeignService(roles.Service):
     """Owns the service's name and answers hevractl."""
-
-    def setUp(self):
-        self.bus = support.Bus()
-        self.addCleanup(self.bus.close)
-        self.peer = self.Peer(self.bus.address)
-        self.addCleanup(self.peer.close)
-        self.peer.own(HOST)
-        self.peer.own(ZUV_HOST)
-        self.calls = []  # (sender, values)
-
-    def serve(self, answer, member, signature="", reply="", host=HOST):
-        """Answers with values, a function of (sender, values), or a PeerError."""
-
-        def function(sender, _, values):
-            self.calls.append((sender, values))
-            if isinstance(answer, PeerError):
-                raise answer
-            return answer(sender, values) if callable(answer) else answer
-
-        board = member == "hardreset"
-        path, interface = (BOARD_PATH, BOARD) if board else (MANAGER_PATH, host + MANAGER)
-        self.peer.serve(path, interface, {member: (signature, reply)}, function)
-
-    def run_ctl(self, *arguments, commands=b""):
-        """hevractl's result; its calls are answered meanwhile."""
-        results = []
-
-        def run():
-            results.append(self.bus.ctl("--json", *arguments, commands=commands))
-            wake()
-
-        threading.Thread(target=run, daemon=True).start()
-        wait(lambda: results, "the end of hevractl")
-        return results[0]
-
-    def expect(self, result, status, *lines, errors=""):
-        self.assertEqual((result.status, result.lines), (status, list(lines)), result)
-        self.assertIn(errors, result.errors)
-        self.assertEqual(bool(errors), bool(result.errors), result)
 
     def test_is_asked_for_a_reset(self):
         busy = PeerError("test.Error.Busy", "The board is müde")
@@ -282,10 +243,7 @@ class ForeignService:
                 self.assertNotIn(" within ", result.errors)  # the text of a time-out
 
 
-for peer in DBusPython, GDBus:
-    for role in ForeignClient, ForeignService:
-        name = peer.__name__ + role.__name__.removeprefix("Foreign")
-        globals()[name] = type(name, (role, unittest.TestCase), {"Peer": peer})
+roles.combine(globals(), ForeignClient, ForeignService)
 
 if __name__ == "__main__":
     unittest.main(verbosity=2)

@@ -48,6 +48,41 @@ WRONG_LINES = [
 """What is wrong input, and what the error must name."""
 
 
+def changed(kind, /, **changes):
+    """The JSON form of a node of the kind, with these keys changed; None takes one away."""
+    form = support.full_node(kind, 7)[1] | changes
+    return {key: value for key, value in form.items() if value is not None}
+
+
+SECRET = "5ec2e7" * 5 + "00"
+SET, LINK = ["node", "set", "-", "--action", "1"], ["link", "set", "--node", "1", "--stack", "2", "--type", "0"]
+WRONG_NODES = [
+    (b"", ""), ([changed("sensor")], ""), (b'{"kind": "stack",\n"key": "%s' % SECRET.encode(), "line 2"),
+    (changed("sensor", kind=None), "kind"), (changed("sensor", kind="beacon"), "beacon"),
+    (changed("sensor", listening=None), "listening"), (changed("sensor", listening=1), "listening"),
+    (changed("sensor", timeStamp=1), "timeStamp"), (changed("sensor", nodeClass=2), "nodeClass"),
+    (changed("sensor", nodeClass=3), "UnknownNodeClass"), (changed("sensor", nodeClass=256), "256"),
+    (changed("sensor", address=2**32), "4294967296"), (changed("sensor", stamp=2**64), "stamp"),
+    (changed("sensor", stamp=1.5), "stamp"), (changed("sensor", state=256), "state"),
+    (changed("actuator", multiInformationByte=-1), "-1"), (changed("controller", firstIdentity="0" * 27), "28"),
+    (changed("controller", secondIdentity="0" * 34), "32"), (changed("controller", thirdIdentity="g" * 32), "32"),
+    (changed("controller", firstIdentity=7), "firstIdentity"), (changed("stack", key=SECRET), "key"),
+    (changed("stack", oldKey=SECRET + "0"), "oldKey"), (changed("stack", shortBlock="00"), "shortBlock"),
+    (changed("stack", label="a\0b"), "label"), (changed("stack", label=7), "label"),
+    (b'{"address": 1, "address": 2}', "address")]
+WRONG_NODE_LINES = [
+    (["node"], ""), (["node", "dance"], "dance"), (["node", "set", "-"], "--action"), (SET[:3] + ["x"], ""),
+    (SET[:4] + ["modify"], "modify"), (SET[:4] + ["2147483648"], "2147483648"),
+    (["node", "set", "/nonexistent.json", "--action", "1"], "/nonexistent.json"), (["node", "remove"], "ADDRESS"),
+    (["node", "remove", "0x100000000"], "0x100000000"), (["node", "key", "1", SECRET[1:]], "32"),
+    (["node", "key", "1", SECRET[1:] + "g"], "32"), (["node", "key", "1", "0" * 32], ""), (["node", "key", "1"], "HEX"),
+    (["node", "key", "-1", SECRET], "-1"), (["nodes", "--class", "256"], "256"), (["nodes", "--type", "1"], "--class"),
+    (["nodes", "--class", "1", "--type", "65536"], "65536"), (["link"], ""), (LINK + ["--action", "1"], "--id"),
+    (LINK + ["--id", b"\xff", "--action", "1"], "id"), (LINK + ["--id", "x", "--action", "-2147483649"], "-2147483649"),
+    (["link", "id", "1"], "--type"), (["link", "id", "1", "--type", "2147483648"], "2147483648"),
+    (["link", "id", "one", "--type", "1"], "one"), (["watch", "now"], "now")]
+
+
 class Programs(unittest.TestCase):
     @classmethod
     def setUpClass(cls):
@@ -160,6 +195,27 @@ class Programs(unittest.TestCase):
             result = self.bus.ctl(*options, "reset")
             self.assertEqual((result.status, result.output, result.errors), (0, output, ""))
 
+    def test_put_back_the_nodes_that_they_list(self):
+        self.stackd()
+        house = self.bus.ctl("--json", "nodes")
+        self.assertEqual((house.status, house.errors), (0, ""))
+        self.assertEqual({node["kind"] for node in house.lines}, set(support.NODE_RECORDS))
+        forms = [support.full_node(kind, 0xF0000000 + i)[1] for i, kind in enumerate(support.NODE_RECORDS)]
+        for form in forms:
+            result = self.bus.ctl("--json", "node", "set", "-", "--action", "0", commands=form)
+            self.assertEqual((result.status, result.lines, result.errors), (0, [{"modified": True}], ""))
+        for number in range(2):
+            listed = self.bus.ctl("--json", "nodes")
+            self.assertEqual(listed.lines, house.lines + forms)
+            for line in listed.output.splitlines(keepends=True) if number == 0 else []:
+                result = self.bus.ctl("--json", "node", "set", "-", "--action", "1", commands=line.encode())
+                self.assertEqual((result.status, result.errors), (0, ""))
+        for form, variant in zip(forms, ("hevra", "zuv")):
+            self.assertEqual(self.bus.ctl("--service", variant, "node", "set", "-", "--action", "2",
+                                          commands=form).status, 0)
+            again = self.bus.ctl("--json", "node", "set", "-", "--action", "1", commands=form)
+            self.assertEqual((again.status, again.lines, again.errors), (1, [{"modified": False}], ""))
+
     def test_find_the_bus(self):
         self.stackd()
         rows = [
@@ -207,12 +263,15 @@ class Programs(unittest.TestCase):
 
         rows = [(SEND + ["-"], commands, text) for commands, text in WRONG_COMMANDS]
         rows += [(arguments, [{"id": 1}], text) for arguments, text in WRONG_LINES]
+        rows += [(SET, node, text) for node, text in WRONG_NODES]
+        rows += [(arguments, changed("sensor"), text) for arguments, text in WRONG_NODE_LINES]
         for arguments, commands, text in rows:
             with self.subTest(arguments, commands=commands):
                 result = self.bus.ctl("--json", *arguments, commands=commands)
                 self.assertEqual((result.status, result.output), (2, ""), result)
                 self.assertRegex(result.errors, "^hevractl: [^\n]+\n$")
                 self.assertIn(text, result.errors)
+                self.assertNotIn(SECRET[1:-1], result.errors)
         service.ask_bus("GetId", "")  # what was sent before has arrived now
         self.assertEqual(calls, [])
 

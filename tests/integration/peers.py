@@ -38,10 +38,11 @@ def wake():
 
 
 class Peer:
-    """What both have: name, close(), own(name), serve(...), send(...).
+    """What both have: name, close(), own(name), serve(...), send(...), emit(...), listen(...).
 
     `serve` gives calls to a function of (sender, member, values), which returns the reply's values, raises PeerError,
-    or returns None for no reply. `members` are {member: (signature, reply's signature)}; other calls are refused."""
+    or returns None for no reply. `members` are {member: (signature, reply's signature)}; other calls are refused.
+    `listen` gives an interface's signals to a function of (sender, path, member, signature, values)."""
 
     def call(self, destination, path, interface, member, signature="", values=()):
         """The reply's signature and values; an error reply is raised. Other messages are handled meanwhile."""
@@ -77,6 +78,7 @@ class DBusPython(Peer):
         self.connection.set_exit_on_disconnect(False)
         self.name = str(self.connection.get_unique_name())
         self.served = {}
+        self.listeners = {}
         self.connection.add_message_filter(self.filter)
 
     def close(self):
@@ -85,7 +87,22 @@ class DBusPython(Peer):
     def serve(self, path, interface, members, function):
         self.served[path, interface] = (members, function)
 
+    def emit(self, path, interface, member, signature, values):
+        message = dbus.lowlevel.SignalMessage(path, interface, member)
+        message.append(*map(self.typed, values), signature=signature)
+        self.connection.send_message(message)
+        self.connection.flush()
+
+    def listen(self, interface, function):
+        self.listeners[interface] = function
+        self.connection.add_match_string(f"type='signal',interface='{interface}'")
+
     def filter(self, _, message):
+        if message.get_interface() in self.listeners and isinstance(message, dbus.lowlevel.SignalMessage):
+            values = tuple(self.plain(value)[1] for value in message.get_args_list())
+            self.listeners[message.get_interface()](
+                message.get_sender(), message.get_path(), message.get_member(), message.get_signature(), values
+            )
         if not isinstance(message, dbus.lowlevel.MethodCallMessage):
             return dbus.lowlevel.HANDLER_RESULT_NOT_YET_HANDLED
         members, function = self.served.get((message.get_path(), message.get_interface()), ({}, None))
@@ -178,6 +195,17 @@ class GDBus(Peer):
         if (path, interface) in self.served:
             self.connection.unregister_object(self.served[path, interface])
         self.served[path, interface] = self.connection.register_object(path, node.interfaces[0], handle, None, None)
+
+    def emit(self, path, interface, member, signature, values):
+        self.connection.emit_signal(None, path, interface, member, self.typed(signature, values))
+        self.connection.flush_sync(None)
+
+    def listen(self, interface, function):
+        def heard(_, sender, path, _interface, member, parameters):
+            function(sender, path, member, parameters.get_type_string()[1:-1], self.plain(parameters))
+
+        self.connection.signal_subscribe(None, interface, None, None, None, Gio.DBusSignalFlags.NONE, heard)
+        self.ask_bus("GetId", "")  # what was sent before has arrived now
 
     def send(self, destination, path, interface, member, signature, values, done):
         def replied(connection, result):

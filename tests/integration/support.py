@@ -23,6 +23,11 @@ ORIGINATOR = "com.quarnix.Application.HevraZuv.Originator.Command"
 RECORD = "utbuviiyisusuyy"
 ADD = f"(o)(s)a({RECORD})"
 PROGRESS = f"({RECORD})(s)i"
+NODES = ".Manager.Node"
+HEAD = "uyqyayayaytyuu"
+NODE_RECORDS = {"actuator": f"({HEAD}yq)", "controller": f"({HEAD})", "sensor": f"({HEAD}yqqyyyyyqb)",
+                "stack": f"({HEAD}ayayayays)"}
+LINK = "(uusi)"
 
 CONFIGURATION = """<!DOCTYPE busconfig PUBLIC "-//freedesktop//DTD D-Bus Bus Configuration 1.0//EN"
  "http://www.freedesktop.org/standards/dbus/1.0/busconfig.dtd">
@@ -150,6 +155,35 @@ def full_command(number, delay=0, acei=227, error="1/-2147483648"):
         "value": {"type": kind, "value": form}, "origin": -2147483648, "context": 2147483647,
         "error": {"type": 1, "id": -2147483648, "text": error}, "delay": delay, "label": label, "tag": 4294967295,
         "status": 0, "acei": acei}
+
+
+def nodes_path(host):
+    return f"/{host.replace('.', '/')}/Manager/Node"
+
+
+def block(first, count):
+    return bytes(range(first, first + count))
+
+
+NODE_MEMBERS = {
+    "actuator": {"nodeClass": 5, "multiInformationByte": 0x81, "timeStamp": 0x8283},
+    "controller": {"nodeClass": 6},
+    "sensor": {"nodeClass": 1, "measuredValueParameterType": 0x91, "minimalSensedValue": 0x9293,
+               "maximalSensedValue": 0x9495, "scaleFactor": 0x96, "resolutionValue": 0x97,
+               "resolutionScaleFactor": 0x98, "operatingMode": 0x99, "maxNumberOfEventHandled": 0x9A,
+               "minRefreshTimePeriod": 0x9B9C, "listening": True},
+    "stack": {"nodeClass": 2, "key": block(0x30, 16), "oldKey": block(0x40, 16), "shortBlock": block(0x50, 3),
+              "longBlock": block(0x60, 4), "label": "Küche, 家"}}
+
+
+def full_node(kind, address, **changes):
+    """A node with all fields, on the bus and in JSON."""
+    fields = {"address": address, "nodeClass": 0, "nodeType": 0xCFC5, "manufacturerId": 5,
+              "firstIdentity": block(0x10, 14), "secondIdentity": block(0x20, 16), "thirdIdentity": block(0x30, 16),
+              "stamp": 18446744073709551615, "state": 0x8E, "extra": 0x95161718, "backboneAddress": 0x991A1B1C}
+    fields |= NODE_MEMBERS[kind] | changes
+    form = {name: value.hex() if isinstance(value, bytes) else value for name, value in fields.items()}
+    return tuple(fields.values()), {"kind": kind} | form
 
 
 class Variant:
