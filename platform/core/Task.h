@@ -25,8 +25,8 @@ class HEVRA_EXPORT Task {
 
   /// Begins delivery; what was scheduled meanwhile runs now. A task is enabled when it is made.
   virtual void enable();
-  /// Ends delivery: returns when the body does not run any more and will not. Called on any task's or the timers' thread
-  /// it does not wait: what runs is the last.
+  /// Ends delivery: returns when the body does not run any more and will not. Called on any task's or the timers'
+  /// thread it does not wait: what runs is the last.
   virtual void disable();
 
  protected:

@@ -167,7 +167,8 @@ class HEVRA_EXPORT Iterator {
     if (size >= 4)
       return (copyWord<std::uint32_t>(at, text) | copyWord<std::uint32_t>(at + size - 4, text + size - 4)) == 0;
     std::uint8_t odd = 0;
-    for (std::size_t i = 0; i < size; ++i) odd = static_cast<std::uint8_t>(odd | copyWord<std::uint8_t>(at + i, text + i));
+    for (std::size_t i = 0; i < size; ++i)
+      odd = static_cast<std::uint8_t>(odd | copyWord<std::uint8_t>(at + i, text + i));
     return odd == 0;
   }
   /// Not 0 when a byte of the word is 0 or has its high bit set.
