@@ -1,41 +1,40 @@
-// The command record: fifteen fields there and back, and where they deliberately do not come back as they went.
+// The command record where it deliberately does not come back as it went, what is read of a bad one, and lists of them.
 #include <gtest/gtest.h>
 
+#include <bus/CommandContainerWrapper.h>
+#include <bus/CommandVectorWrapper.h>
 #include <bus/CommandWrapper.h>
 #include <bus/HvTypeVariantHandler.h>
 #include <platform/bus/Error.h>
 #include <platform/bus/message/Signal.h>
 #include <platform/hevra/HvTypes.h>
-#include <tests/platform/core/Support.h>
+#include <proxy/command/CommandContainerList.h>
+#include <tests/harness/CapturingLogger.h>
 
 namespace Quarnix::Bus::Type {
 namespace {
 
+using Harness::CapturingLogger;
 using Hevra::Command;
-using Test::CapturingLogger;
+using Hevra::Proxy::CommandContainerList;
+using Container = const HomeAutomation::Container<Command>;
 
 Command fullCommand() {
   Command command;
   command.setId(1);
   command.setParameterId(0x200000002);
-  command.setWrite(true);
   command.setAddress(4);
   command.setValue(Shared::make<Hevra::HvInt16>(std::int16_t{-5}));
-  command.setOrigin(-6);
-  command.setContext(-7);
   command.getDetailedError().setErrorCode(Hevra::ErrorCode(8, -9));
-  command.setDelay(11, 111);
-  command.setLabel("label twelve, which is a long one");
-  command.setTag(13);
   command.setStatus(Hevra::HvDetailedCommandStatus::DELAYED);
-  command.setAcei(Command::Acei(0x1A));
   return command;
 }
 
-Message::Signal written(const Command& command) {
+template <class T>
+Message::Signal written(const T& value) {
   Message::Signal message("/test", "test.Test", "Test");
   Message::Iterator append = message.begin();
-  Wrapper<Command>().serialize(append, command);
+  Wrapper<T>().serialize(append, value);
   return message;
 }
 
@@ -49,31 +48,6 @@ Command readBack(const Command& command) {
   return back;
 }
 
-TEST(CommandWrapper, KeepsEveryFieldThatCrossesTheBus) {
-  const Command command = fullCommand();
-  const Command back = readBack(command);
-  EXPECT_EQ(back.getId(), 1u);
-  EXPECT_EQ(back.getParameterId(), 0x200000002u);
-  EXPECT_TRUE(back.isWrite());
-  EXPECT_EQ(back.getAddress(), 4u);
-  ASSERT_TRUE(back.getValue().as<Hevra::HvInt16>());
-  EXPECT_EQ(back.getValue().as<Hevra::HvInt16>()->getValue(), -5);
-  EXPECT_EQ(back.getOrigin(), -6);
-  EXPECT_EQ(back.getContext(), -7);
-  EXPECT_EQ(back.getDetailedError().getErrorCode().getErrorType(), 8);
-  EXPECT_EQ(back.getDetailedError().getErrorCode().getErrorId(), -9);
-  EXPECT_EQ(back.getDelay(), 11u);
-  EXPECT_EQ(back.getLabel(), "label twelve, which is a long one");
-  EXPECT_EQ(back.getTag(), 13u);
-  EXPECT_EQ(back.getStatus(), Hevra::HvDetailedCommandStatus::DELAYED);
-  EXPECT_EQ(back.getAcei().getValue(), 0x1A);
-}
-
-TEST(CommandWrapper, WritesTheSignatureThatItSays) {
-  EXPECT_EQ(Wrapper<Command>().signature(), "utbuviiyisusuyy");
-  EXPECT_STREQ(written(fullCommand()).getSignature(), "utbuviiyisusuyy");
-}
-
 TEST(CommandWrapper, ReadsTheWholeErrorTextAsItsDetails) {
   Command command = fullCommand();
   EXPECT_EQ(readBack(command).getDetailedError().toString(), "8/-9: 8/-9");
@@ -81,24 +55,13 @@ TEST(CommandWrapper, ReadsTheWholeErrorTextAsItsDetails) {
   EXPECT_EQ(readBack(command).getDetailedError().getErrorFieldsToString(), "8/-9: burnt");
 }
 
-TEST(CommandWrapper, DropsTheDelayCompanionAndTheHighBytesOfTheStatus) {
+TEST(CommandWrapper, CarriesTheLowByteOfTheStatus) {
   Command command = fullCommand();
   command.setStatus(static_cast<Hevra::HvDetailedCommandStatus>(0xFFFFFF03));
-  const Command back = readBack(command);
-  EXPECT_EQ(back.getDelayCompanion(), 0u);
-  EXPECT_EQ(back.getStatus(), Hevra::HvDetailedCommandStatus::COMPLETED);
+  EXPECT_EQ(readBack(command).getStatus(), Hevra::HvDetailedCommandStatus::COMPLETED);
 }
 
-TEST(CommandWrapper, ReplacesTheValueByWhatItReads) {
-  Command command = fullCommand();
-  for (const bool value : {false, true}) {
-    command.setValue(Shared::make<Hevra::HvBool>(value));
-    ASSERT_TRUE(readBack(command).getValue().as<Hevra::HvBool>());
-    EXPECT_EQ(readBack(command).getValue().as<Hevra::HvBool>()->getValue(), value);
-  }
-  command.setValue({});
-  ASSERT_TRUE(readBack(command).getValue().as<Hevra::HvBlob>());
-
+TEST(CommandWrapper, HasNoValueOfAContentThatNoClassHas) {
   Message::Signal message("/test", "test.Test", "Test");
   Message::Iterator append = message.begin();
   append.append(1u, std::uint64_t{2}, true, 4u);
@@ -109,7 +72,7 @@ TEST(CommandWrapper, ReplacesTheValueByWhatItReads) {
   Command held = fullCommand();
   Message::ConstIterator read = std::as_const(message).begin();
   Wrapper<Command>().deserialize(read, held);
-  EXPECT_FALSE(held.getValue()) << "a content that no class has";
+  EXPECT_FALSE(held.getValue());
   EXPECT_EQ(held.getTag(), 13u);
 }
 
@@ -166,6 +129,50 @@ TEST(CommandWrapper, KeepsWhatItReadBeforeAnError) {
   read = std::as_const(longer).begin();
   EXPECT_THROW(Wrapper<Command>().deserialize(read, command), TypeMismatch);
   EXPECT_EQ(command.getAddress(), 4u);
+}
+
+/// How many commands the list has.
+std::size_t countIn(const Message::Signal& message) {
+  std::vector<Command> commands;
+  Message::ConstIterator read = message.begin();
+  Wrapper<std::vector<Command>>().deserialize(read, commands);
+  EXPECT_EQ(read, message.begin());
+  return commands.size();
+}
+
+TEST(CommandList, IsEmptyWhenWrittenAgainWithoutRewinding) {
+  const CommandContainerList commands{fullCommand(), fullCommand()};
+  EXPECT_EQ(countIn(written<Container>(commands)), 2u);
+  EXPECT_EQ(countIn(written<Container>(commands)), 0u);
+  commands.reset();
+  EXPECT_EQ(countIn(written<Container>(commands)), 2u);
+}
+
+TEST(CommandList, IsNeverReadIntoAContainer) {
+  const Message::Signal message = written<Container>(CommandContainerList{fullCommand()});
+  const CommandContainerList commands;
+  Message::ConstIterator read = message.begin();
+  Wrapper<Container>().deserialize(read, commands);
+  EXPECT_EQ(read, message.begin());
+  EXPECT_FALSE(commands.next());
+}
+
+TEST(CommandList, RaisesWhatIsBeingHandledWhereNoListStands) {
+  struct InHand {};
+  Message::Signal text("/test", "test.Test", "Test"), numbers("/test", "test.Test", "Test");
+  text.begin().append("no list");
+  Message::Iterator append = numbers.begin();
+  Message::Iterator array = append.begin(Message::ARRAY, "u");
+  array.append(1u);
+  append.end(array);
+  for (const Message::Signal* message : {&text, &numbers}) {
+    try {
+      throw InHand();
+    } catch (const InHand&) {
+      EXPECT_THROW(countIn(*message), InHand);
+    }
+    EXPECT_DEATH(countIn(*message), "terminate called without an active exception");
+  }
 }
 
 }  // namespace

@@ -6,6 +6,7 @@
 #include <platform/core/time/SimulatedClock.h>
 #include <proxy/command/CommandContainerList.h>
 #include <proxy/command/Manager.h>
+#include <tests/bus/NodeTexts.h>
 #include <tests/proxy/Support.h>
 
 namespace Quarnix::Hevra {
@@ -16,7 +17,7 @@ using HomeAutomation::Command::Priority;
 using Proxy::CommandContainerList;
 using Ids = std::vector<std::uint32_t>;
 
-constexpr const char* SERVICE = "com.quarnix.Application.Hevra";
+constexpr const char* INTERFACE = "com.quarnix.Application.Hevra.Manager.Command";
 constexpr const char* PATH = "/com/quarnix/Application/HevraZuv/Manager/Command";
 constexpr const char* ORIGINATOR = "com.quarnix.Application.HevraZuv.Originator.Command";
 
@@ -98,35 +99,9 @@ class CommandManager : public testing::Test {
 
   LoggedLines lines;
   Time::SimulatedClock clock;
-  StackObject stack{SERVICE, PATH};
+  StackObject stack{"com.quarnix.Application.Hevra", PATH};
   Listening manager{false, "app"};
 };
-
-TEST(CommandManagerVariants, HaveTheirEndpoints) {
-  const struct {
-    bool zuv;
-    const char* host;
-    const char* interface;
-    const char* originator;
-  } rows[] = {
-      {true, "com.quarnix.Application.Zuv", "com.quarnix.Application.Zuv.Manager.Command",
-       "/com/quarnix/Application/app/Zuv/Originator"},
-      {false, "com.quarnix.Application.Hevra", "com.quarnix.Application.Hevra.Manager.Command",
-       "/com/quarnix/Application/app/Hevra/Originator"},
-  };
-  for (const auto& row : rows) {
-    StackObject stack(row.host, PATH);
-    Proxy::Command::Manager manager(row.zuv, "app");
-    manager.setConnection(Bus::Connection::open("in-process"));
-    EXPECT_EQ(manager.getHost(), row.host);
-    EXPECT_EQ(manager.getPath(), PATH);
-    manager.add({}, Group("g"), CommandContainerList());
-    const Call call = stack.calls().at(0);
-    EXPECT_STREQ(call.getInterface(), row.interface);
-    EXPECT_STREQ(call.getSignature(), "(o)(s)a(utbuviiyisusuyy)");
-    EXPECT_EQ(call.begin().begin().getText(), row.originator);
-  }
-}
 
 TEST_F(CommandManager, SendsTheGroupOnceEveryCommandIsWaitedFor) {
   const auto client = Shared::make<Client>();
@@ -138,8 +113,11 @@ TEST_F(CommandManager, SendsTheGroupOnceEveryCommandIsWaitedFor) {
   EXPECT_EQ(client->reports.take(), Lines{"g_2 1/2"});
 
   const Call call = stack.calls().at(0);
+  EXPECT_STREQ(call.getInterface(), INTERFACE);
   EXPECT_STREQ(call.getMember(), "add");
+  EXPECT_STREQ(call.getSignature(), "(o)(s)a(utbuviiyisusuyy)");
   Bus::Message::ConstIterator argument = call.begin();
+  EXPECT_EQ(argument.begin().getText(), "/com/quarnix/Application/app/Hevra/Originator");
   EXPECT_EQ((++argument).begin().getText(), "g");
   std::vector<Command> commands;
   Bus::Type::Wrapper<std::vector<Command>>().deserialize(++argument, commands);
@@ -292,45 +270,37 @@ TEST_F(HeldCommandManager, SettlesOnlyTheEntryThatTheReportWasFor) {
 TEST_F(CommandManager, CancelsWithoutForgetting) {
   const auto client = Shared::make<Client>();
   add(client, {1});
-  manager.cancel();
-  manager.cancel("g_1");
-  manager.cancel(Priority(4294967295));
-  const auto calls = stack.calls();
-  ASSERT_EQ(calls.size(), 4u);
-  const char* const signatures[] = {"", "s", "u"};
-  for (std::size_t i = 0; i < 3; ++i) {
-    EXPECT_STREQ(calls[i + 1].getMember(), "cancel");
-    EXPECT_STREQ(calls[i + 1].getSignature(), signatures[i]);
+  const std::pair<std::function<void()>, const char*> rows[] = {
+      {[this] { manager.cancel(); }, ""},
+      {[this] { manager.cancel("g_1"); }, "s'g_1'"},
+      {[this] { manager.cancel(Priority(4294967295)); }, "u4294967295"}};
+  for (const auto& [cancel, arguments] : rows) {
+    stack.answer = [](const Call& call) { return Return(call); };
+    cancel();
+    const Call sent = stack.calls().back();
+    EXPECT_STREQ(sent.getMember(), "cancel");
+    EXPECT_EQ(Quarnix::Test::textOf(sent.begin()), arguments);
+    stack.answer = [](const Call& call) { return Return(call, "test.Error", "no"); };
+    EXPECT_THROW(cancel(), Return);
   }
-  EXPECT_EQ(calls[2].begin().getText(), "g_1");
-  std::uint32_t priority = 0;
-  calls[3].begin().get(priority);
-  EXPECT_EQ(priority, 4294967295);
-
-  stack.answer = [](const Call& call) { return Return(call, "test.Error", "no"); };
-  EXPECT_THROW(manager.cancel(), Return);
-  EXPECT_THROW(manager.cancel("g_1"), Return);
-  EXPECT_THROW(manager.cancel(Priority(1)), Return);
   report(commandOf(1, 5));
   EXPECT_EQ(client->reports.take(), Lines{"g_1 5/2"});
 }
 
 TEST_F(CommandManager, HandsOnExceptionSignals) {
-  const std::string interface = "com.quarnix.Application.Hevra.Manager.Command";
   const struct {
-    std::string interface;
-    const char* member;
+    const char *interface, *member;
     int arguments;
     Lines lines, exceptions;
   } rows[] = {
-      {interface, "exception", 1, {}, {"text"}},
-      {interface, "other", 1, {"CommandManager exception unknown member: other"}, {}},
-      {interface, "exception", 2, {"CommandManager exception bad signature: ss"}, {}},
-      {interface, "exception", 0, {"CommandManager exception bad signature: "}, {}},
+      {INTERFACE, "exception", 1, {}, {"text"}},
+      {INTERFACE, "other", 1, {"CommandManager exception unknown member: other"}, {}},
+      {INTERFACE, "exception", 2, {"CommandManager exception bad signature: ss"}, {}},
+      {INTERFACE, "exception", 0, {"CommandManager exception bad signature: "}, {}},
       {"com.quarnix.Application.Zuv.Manager.Command", "exception", 1, {}, {}},
   };
   for (const auto& row : rows) {
-    Bus::Message::Signal signal(PATH, row.interface.c_str(), row.member);
+    Bus::Message::Signal signal(PATH, row.interface, row.member);
     for (int i = 0; i < row.arguments; ++i) signal.begin().append("text");
     stack.send(signal);
     clock.settle();
@@ -340,15 +310,12 @@ TEST_F(CommandManager, HandsOnExceptionSignals) {
 }
 
 TEST_F(CommandManager, RefusesWhatIsNoProgressCall) {
-  const std::string expected = "(utbuviiyisusuyy)(s)i";
-  Call interface = callBack("com.quarnix.Application.Hevra.Manager.Command"), member = callBack(ORIGINATOR, "cancel"),
-       signature = callBack();
+  Call interface = callBack(INTERFACE), member = callBack(ORIGINATOR, "cancel"), signature = callBack();
   signature.begin().append(1);
   const std::pair<Call*, std::string> rows[] = {
-      {&interface,
-       "unknown interface: com.quarnix.Application.Hevra.Manager.Command, expected was " + std::string(ORIGINATOR)},
+      {&interface, std::string("unknown interface: ") + INTERFACE + ", expected was " + ORIGINATOR},
       {&member, "unknown member: cancel, expected was progress"},
-      {&signature, "bad signature on member progress: i, expected was " + expected},
+      {&signature, "bad signature on member progress: i, expected was (utbuviiyisusuyy)(s)i"},
   };
   for (const auto& [call, line] : rows) {
     EXPECT_STREQ(stack.connection->call(*call)->getErrorName(), "org.freedesktop.DBus.Error.UnknownMethod");
@@ -367,7 +334,7 @@ TEST_F(CommandManager, StartsWholeOrNotAtAll) {
     } catch (const Exception& error) {
       EXPECT_NE(std::string(error.what()).find(path), std::string::npos) << error.what();
     }
-    Bus::Message::Signal signal(PATH, "com.quarnix.Application.Hevra.Manager.Command", "exception");
+    Bus::Message::Signal signal(PATH, INTERFACE, "exception");
     signal.begin().append("text");
     stack.send(signal);
     clock.settle();
@@ -379,10 +346,11 @@ TEST_F(CommandManager, StartsWholeOrNotAtAll) {
   EXPECT_THROW(nameless.add({}, Group("g"), CommandContainerList()), Bus::InvalidArgument);
 }
 
-TEST_F(CommandManager, LetsEverythingGoWhenItIsDestroyed) {
+TEST_F(CommandManager, OfTheOtherVariantLetsEverythingGoWhenItIsDestroyed) {
+  StackObject zuv("com.quarnix.Application.Zuv", PATH);
   const auto client = Shared::make<Client>();
   {
-    Proxy::Command::Manager other(false, "other");
+    Proxy::Command::Manager other(true, "other");
     other.setConnection(Bus::Connection::open("in-process"));
     other.start(true);
     other.add(client, Group("g"), listOf({1, 2}));
@@ -391,6 +359,9 @@ TEST_F(CommandManager, LetsEverythingGoWhenItIsDestroyed) {
   EXPECT_EQ(client.useCount(), 1u);
   advance(60);
   EXPECT_EQ(lines.take(), Lines());
+  const Call call = zuv.calls().at(0);
+  EXPECT_STREQ(call.getInterface(), "com.quarnix.Application.Zuv.Manager.Command");
+  EXPECT_EQ(call.begin().begin().getText(), "/com/quarnix/Application/other/Zuv/Originator");
 }
 
 }  // namespace

@@ -71,9 +71,6 @@ class NodeManager : public testing::Test {
     Quarnix::Test::signalOf(arguments);  // raises here, and not on the service's task, what is wrong with them
     stack.answer = [arguments](const Call& call) { return Quarnix::Test::filled(Return(call), arguments); };
   }
-  void answerWithAnError() {
-    stack.answer = [](const Call& call) { return Return(call, "test.Error", "no"); };
-  }
 
   LoggedLines lines;
   Time::SimulatedClock clock;

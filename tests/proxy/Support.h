@@ -44,7 +44,8 @@ class LoggedLines : public Texts {
   Harness::CapturingLogger logger_{[this](auto priority, const char* line) { keep(priority, line); }};
 };
 
-/// One served object of a service of that name; answers with an empty return unless `answer` says otherwise.
+/// One served object of a service of that name; answers with an empty return unless `answer` says otherwise,
+/// and not at all without it.
 class StackObject : public Bus::Object::Server {
  public:
   StackObject(const char* name, const char* path) : connection(Bus::Connection::open("in-process")) {
@@ -69,8 +70,10 @@ class StackObject : public Bus::Object::Server {
       const std::lock_guard<std::mutex> lock(mutex_);
       calls_.push_back(call);
     }
-    Return reply = answer(call);
-    send(reply);
+    if (answer) {
+      Return reply = answer(call);
+      send(reply);
+    }
     return true;
   }
 
