@@ -7,7 +7,6 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <cerrno>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
@@ -51,20 +50,16 @@ void BusDaemon::start() {
   if (pid_ == 0) {
     ::prctl(PR_SET_PDEATHSIG, SIGKILL);
     ::dup2(log, STDERR_FILENO);
-    ::dup2(ends[1], 3);
-    if (ends[1] == 3) ::fcntl(3, F_SETFD, 0);
+    ::dup2(ends[1], STDOUT_FILENO);
     ::execlp("dbus-daemon", "dbus-daemon", configuration.c_str(), "--nofork", "--nopidfile", "--nosyslog",
-             "--print-address=3", nullptr);
+             "--print-address=1", nullptr);
     ::_exit(127);
   }
   ::close(log);
   ::close(ends[1]);
   // It prints its address once it listens; the end of the file instead means that it could not be started.
   char answer = 0;
-  ssize_t count = 0;
-  do {
-    count = ::read(ends[0], &answer, 1);
-  } while (count < 0 && errno == EINTR);
+  const ssize_t count = ::read(ends[0], &answer, 1);
   ::close(ends[0]);
   if (count != 1) throw std::runtime_error("dbus-daemon did not start with " + configuration + ": " + this->log());
 }

@@ -1,6 +1,7 @@
 // The calls of the node manager: what each sends, and what it makes of every kind of answer.
 #include <future>
 
+#include <bus/RemoteSensorNodeWrapper.h>
 #include <tests/proxy/NodeSupport.h>
 
 namespace Quarnix::Hevra::Proxy {
@@ -192,6 +193,23 @@ TEST_F(NodeManager, ReadsTheNodesOfAReplyInItsOrder) {
     for (const auto call : {getAll, getOfClass, getOfType})
       EXPECT_EQ(outcomeOf([&] { return call(manager); }), row.outcome) << row.answer;
   }
+}
+
+TEST_F(NodeManager, ListsTenThousandNodes) {
+  stack.answer = [](const Call& call) {
+    Return reply(call);
+    Bus::Message::Iterator arguments = reply.begin();
+    const Bus::Type::StructWrapper<RemoteSensorNode> wrapper;
+    Bus::Message::Iterator array = arguments.begin(Bus::Message::ARRAY, wrapper.signature().c_str());
+    RemoteSensorNode node;
+    for (node.setAddress(0); node.getAddress() < 10000; node.setAddress(node.getAddress() + 1))
+      wrapper.serialize(array, node);
+    arguments.end(array);
+    return reply;
+  };
+  const auto nodes = manager.getNodes();
+  ASSERT_EQ(nodes.size(), 10000U);
+  for (std::uint32_t i = 0; i < 10000; ++i) ASSERT_EQ(nodes[i]->getAddress(), i);
 }
 
 TEST(UnknownNodeClass, WritesItsNameAndItsNumber) {

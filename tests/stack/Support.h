@@ -13,6 +13,7 @@
 
 #include <bus/CommandContainerWrapper.h>
 #include <bus/CommandWrapper.h>
+#include <platform/bus/object/Proxy.h>
 #include <platform/bus/object/Server.h>
 #include <platform/core/Mutex.h>
 #include <platform/core/time/SimulatedClock.h>
@@ -24,10 +25,10 @@ using Bus::Message::STRUCTURE;
 using Bus::Message::Method::Call;
 using Bus::Message::Method::Return;
 
-/// Commands with these identifiers and nothing else.
-inline std::vector<Command> commands(std::initializer_list<std::uint32_t> ids) {
-  std::vector<Command> made;
-  for (const std::uint32_t id : ids) made.emplace_back().setId(id);
+/// Commands with the identifiers from 1 to `count` and nothing else.
+inline std::vector<Command> commands(std::uint32_t count) {
+  std::vector<Command> made(count);
+  for (std::uint32_t id = 1; id <= count; ++id) made[id - 1].setId(id);
   return made;
 }
 
@@ -64,10 +65,6 @@ class Originator : public Bus::Object::Server {
     const auto found = reports.find(key);
     return found == reports.end() ? "" : found->second;
   }
-  Command getLast() const {
-    MutexLock lock(mutex_);
-    return last_;
-  }
 
  protected:
   bool method(const Call& call) override {
@@ -85,7 +82,6 @@ class Originator : public Bus::Object::Server {
       reports += (reports.empty() ? "" : " ") + std::to_string(static_cast<int>(command.getStatus())) + "/" +
                  std::to_string(summary) + "@" +
                  std::to_string((Time::Clock::get().now() - began_).getNanoseconds() / 1'000'000);
-      last_ = command;
     }
     if (onProgress) onProgress();
     Return reply(call);
@@ -97,7 +93,6 @@ class Originator : public Bus::Object::Server {
   const Time::Monotonic began_ = Time::Clock::get().now();
   mutable Mutex mutex_;
   std::map<std::string, std::string> reports_ HEVRA_GUARDED_BY(mutex_);
-  Command last_ HEVRA_GUARDED_BY(mutex_);
 };
 
 /// Calls the stack from a connection of its own.
@@ -133,12 +128,50 @@ class Client {
       Bus::Type::Wrapper<const HomeAutomation::Container<Command>>().serialize(arguments, List(commands));
     });
   }
-  Return reset() const {
+  Return reset(const std::function<void(Bus::Message::Iterator&)>& append = {}) const {
     return call("/com/quarnix/Application/HevraZuv/Manager/DaughterBoard",
-                "com.quarnix.Application.Hevra.Manager.DaughterBoard", "hardreset");
+                "com.quarnix.Application.Hevra.Manager.DaughterBoard", "hardreset", append);
   }
 
   Shared::Pointer<Bus::Connection> connection = Bus::Connection::open("in-process");
+};
+
+/// Notes the signals of an object of the plain variant's service, nodes by their addresses:
+/// "Hevra.Manager.Node linkModified 7 7 hall 0; ".
+class Listener : public Bus::Object::Proxy {
+ public:
+  Listener(const Client& client, const std::string& path) {
+    setConnection(client.connection);
+    setHost("com.quarnix.Application.Hevra");
+    setPath(path);
+    start(true);
+  }
+  ~Listener() override { retire(); }
+  std::string take() { return std::exchange(signals_, {}); }
+
+ protected:
+  void signal(const Bus::Message::Signal& signal) override {
+    signals_ += std::string(signal.getInterface() + 24) + " " + signal.getMember();
+    for (Bus::Message::ConstIterator argument = signal.begin(); argument.type(); ++argument) {
+      if (argument.type() == 's') {
+        signals_ += " " + std::string(argument.getText());
+      } else if (argument.type() == STRUCTURE) {
+        Bus::Message::ConstIterator field = argument.begin();
+        std::uint32_t address = 0;
+        field.read(address);
+        signals_ += " " + std::to_string(address);
+        if (field.type() == 'u') signals_ += " " + std::string((++field).getText());  // a link
+      } else {
+        std::uint8_t action = 0;
+        argument.get(action);
+        signals_ += " " + std::to_string(action);
+      }
+    }
+    signals_ += "; ";
+  }
+
+ private:
+  std::string signals_;
 };
 
 /// A started stack, a client and its originator. The reports of a command without a delay at a pace of 200 ms are

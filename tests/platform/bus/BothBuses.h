@@ -2,6 +2,8 @@
 #pragma once
 
 #include <memory>
+#include <ostream>
+#include <string>
 
 #include <gtest/gtest.h>
 
@@ -13,7 +15,21 @@ namespace Quarnix::Test {
 
 using namespace Harness;
 
+/// What StartFailed says when `act` raises it.
+template <class Act>
+std::string failureOf(const Act& act) {
+  try {
+    act();
+  } catch (const Bus::StartFailed& failure) {
+    return failure.what();
+  }
+  return "none";
+}
+
 enum class Kind { IN_PROCESS, DAEMON };
+inline std::ostream& operator<<(std::ostream& out, Kind kind) {
+  return out << (kind == Kind::DAEMON ? "Daemon" : "InProcess");
+}
 
 class BothBuses : public ::testing::TestWithParam<Kind> {
  protected:
@@ -35,6 +51,6 @@ class BothBuses : public ::testing::TestWithParam<Kind> {
 
 #define HEVRA_ON_BOTH_BUSES(Suite)                                                        \
   INSTANTIATE_TEST_SUITE_P(Bus, Suite, ::testing::Values(Kind::IN_PROCESS, Kind::DAEMON), \
-                           [](const auto& kind) { return kind.param == Kind::DAEMON ? "Daemon" : "InProcess"; })
+                           ::testing::PrintToStringParamName())
 
 }  // namespace Quarnix::Test

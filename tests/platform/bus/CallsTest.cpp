@@ -10,27 +10,7 @@ namespace {
 using Time::Elapsed;
 using Time::SimulatedClock;
 
-class Calls : public BothBuses {
- protected:
-  /// A call that another thread waits for.
-  struct InFlight {
-    InFlight(const TestProxy& proxy, const char* member, const std::string& text = {})
-        : thread([&proxy, member, text, this] {
-            outcome = proxy.ask(member, text);
-            done.open();
-          }) {}
-    ~InFlight() { thread.join(); }
-    const std::string& await() {
-      EXPECT_TRUE(done.await());
-      return outcome;
-    }
-    std::string outcome;
-    Gate done;
-    std::thread thread;
-  };
-  /// A hook that answers nothing, for calls that stay in flight.
-  static bool keepSilent(TestServer&, const Call&) { return true; }
-};
+class Calls : public BothBuses {};
 HEVRA_ON_BOTH_BUSES(Calls);
 
 TEST_P(Calls, EndWithTheReplyOrTheErrorOfWhoeverIsToBlame) {
@@ -53,11 +33,6 @@ TEST_P(Calls, EndWithTheReplyOrTheErrorOfWhoeverIsToBlame) {
   EXPECT_EQ(TestProxy(open(), "com.example.Nobody").ask("Echo"), error("ServiceUnknown"));
   EXPECT_EQ(TestProxy(open(), ":1.4096").ask("Echo"), error("ServiceUnknown"));
   EXPECT_EQ(TestProxy(open(), server.getConnection()->getUniqueName()).ask("Echo", "direct"), "direct");
-
-  Call direct = callTo("Echo", "without a proxy");
-  direct.setDestination(NAME);
-  direct.setPath(PATH);
-  EXPECT_EQ(textOf(open()->call(direct)), "without a proxy");
 }
 
 TEST_P(Calls, ThatExpectNoReplyGetNone) {
@@ -81,32 +56,36 @@ TEST_P(Calls, ThatExpectNoReplyGetNone) {
   }
 }
 
-TEST_P(Calls, EndExactlyAtTheirDeadline) {
+TEST_P(Calls, EndExactlyAtTheirDeadlineAndIgnoreALateReply) {
   SimulatedClock clock;
-  TestServer server(open(), keepSilent);
+  TestServer server(open(), [](TestServer& self, const Call& call) {
+    return std::string_view(call.getMember()) == "Wait" || TestServer::echo(self, call);
+  });
   TestServer::serve(server, NAME);
   const TestProxy proxy(open(), NAME);
-  for (const Elapsed& timeout : {Call::DEFAULT_TIMEOUT, Elapsed(0, 1'500'000'000)}) {
+  const std::string text = "No reply to Wait from com.example.Service within ";
+  for (const auto& [timeout, period] :
+       {std::pair{Call::DEFAULT_TIMEOUT, "25 s"}, {Elapsed(0, 1'500'000'000), "1.5 s"}}) {
     const Time::Monotonic began = clock.now();
     Gate done;
-    std::thread caller([&] {
+    std::thread caller([&, &timeout = timeout, &period = period] {
       Call call = callTo("Wait");
       call.setTimeout(timeout);
       const auto reply = proxy.send(call);
-      EXPECT_STREQ(reply->getErrorName(), "org.freedesktop.DBus.Error.NoReply");
-      EXPECT_STREQ(reply->getErrorText(), timeout == Call::DEFAULT_TIMEOUT
-                                              ? "No reply to Wait from com.example.Service within 25 s"
-                                              : "No reply to Wait from com.example.Service within 1.5 s");
+      EXPECT_EQ(textOf(reply), error("NoReply"));
+      EXPECT_EQ(reply->getErrorText(), text + period);
       EXPECT_EQ((clock.now() - began).getNanoseconds(), timeout.getNanoseconds());
       done.open();
     });
     EXPECT_TRUE(server.calls.await(1));
-    server.calls.take();
     clock.awaitWaiters(1);
     clock.advance(Elapsed::ofNanoseconds(timeout.getNanoseconds() - 1));
     EXPECT_EQ(done.count(), 0);
     clock.advance(Elapsed(0, 1));
     caller.join();
+    server.answer(server.calls.take().front(), "late");
+    EXPECT_EQ(proxy.ask("Echo", "in time"), "in time");
+    server.calls.take();
   }
 }
 
@@ -147,28 +126,11 @@ TEST_P(Calls, AreMatchedToRepliesInAnyOrderAndOnlyOnce) {
   });
   TestServer::serve(server, NAME);
   const TestProxy proxy(open(), NAME);
-  {
-    InFlight one(proxy, "Hold", "one"), two(proxy, "Hold", "two"), three(proxy, "Hold", "three");
-    EXPECT_EQ(one.await() + two.await() + three.await(), "onetwothree");
-  }
+  std::vector<std::thread> threads;
+  for (const char* text : {"one", "two", "three"})
+    threads.emplace_back([&proxy, text] { EXPECT_EQ(proxy.ask("Hold", text), text); });
+  for (std::thread& thread : threads) thread.join();
   EXPECT_EQ(proxy.ask("Echo", "after"), "after");
-}
-
-TEST_P(Calls, ThatAreAnsweredTooLateLeaveNoTrace) {
-  TestServer server(open(), [](TestServer& self, const Call& call) {
-    if (self.calls.count() < 2) return true;
-    self.answer(self.calls.all().front(), "late");
-    return TestServer::echo(self, call);
-  });
-  TestServer::serve(server, NAME);
-  const auto connection = open();
-  roundTrip(connection);
-  const TestProxy proxy(connection, NAME);
-  Call call = callTo("Hold");
-  call.setTimeout(Elapsed(0, 1));
-  EXPECT_EQ(textOf(proxy.send(call)), error("NoReply"));
-  ASSERT_TRUE(server.calls.await(1));
-  EXPECT_EQ(proxy.ask("Echo", "in time"), "in time");
 }
 
 TEST_P(Calls, MayComeFromHooksAndGoToTheirOwnConnection) {
@@ -195,45 +157,11 @@ TEST_P(Calls, MayComeFromHooksAndGoToTheirOwnConnection) {
   EXPECT_EQ(proxy.heard(2), (std::vector<std::string>{"first", "nested"}));
 }
 
-TEST_P(Calls, CarryLargeArraysAndTextsBothWays) {
-  constexpr std::uint64_t COUNT = 10'000;
-  TestServer server(open(), [](TestServer& self, const Call& call) {
-    Return reply(call);
-    auto to = reply.begin();
-    auto from = static_cast<const Call&>(call).begin();
-    std::string text;
-    from.read(text);
-    to.append(text);
-    auto numbers = to.begin(Bus::Message::ARRAY, "t");
-    std::uint64_t number = 0;
-    for (auto element = from.begin(); element.type();) {
-      element.read(number);
-      numbers.append(number);
-    }
-    to.end(numbers);
-    self.send(reply);
-    return true;
-  });
+TEST_P(Calls, CarryLargeTextsBothWays) {
+  TestServer server(open());
   TestServer::serve(server, NAME);
-  const TestProxy proxy(open(), NAME);
-  for (const std::size_t megabytes : {0u, 1u, 5u}) {
-    Call call = callTo("Echo", std::string(megabytes << 20, 'x'));
-    auto arguments = call.begin();
-    auto numbers = arguments.begin(Bus::Message::ARRAY, "t");
-    for (std::uint64_t i = 0; i < COUNT; ++i) numbers.append(i << 40);
-    arguments.end(numbers);
-    const auto reply = proxy.send(call);
-    ASSERT_FALSE(reply->isException()) << textOf(reply);
-    EXPECT_EQ(textOf(reply), std::string(megabytes << 20, 'x'));
-    auto array = reply->begin();
-    ++array;
-    std::uint64_t expected = 0, number = 0;
-    for (auto element = array.begin(); element.type(); ++expected) {
-      element.read(number);
-      ASSERT_EQ(number, expected << 40);
-    }
-    EXPECT_EQ(expected, COUNT);
-  }
+  const std::string large(5 << 20, 'x');
+  EXPECT_TRUE(TestProxy(open(), NAME).ask("Echo", large) == large);
 }
 
 TEST_P(Calls, ThatMustNotBeSentAreErrorsThatNameTheValue) {
@@ -251,8 +179,6 @@ TEST_P(Calls, ThatMustNotBeSentAreErrorsThatNameTheValue) {
     const char* value;
   } rows[] = {
       {via(NAME, "/my-app"), "/my-app"},
-      {via(NAME, ""), "''"},
-      {via(NAME, "//"), "//"},
       {via(NAME, "/org/freedesktop/DBus/Local"), "/org/freedesktop/DBus/Local"},
       {via("not a name", PATH), "not a name"},
       {via("", PATH), "''"},
@@ -289,18 +215,18 @@ TEST_P(Calls, FailAtOnceWhenTheServiceGoes) {
   const TestProxy proxy(open(), NAME);
   for (const bool leaves : {true, false}) {
     auto connection = open();
-    auto server = std::make_unique<TestServer>(connection, keepSilent);
+    auto server = std::make_unique<TestServer>(connection, [](TestServer&, const Call&) { return true; });
     awaitNoOwner(connection);
     TestServer::serve(*server, NAME);
-    InFlight call(proxy, "Wait");
-    ASSERT_TRUE(server->calls.await(1));
+    std::thread caller([&] { EXPECT_EQ(proxy.ask("Wait"), error(leaves ? "NoReply" : "NameHasNoOwner")); });
+    EXPECT_TRUE(server->calls.await(1));
     if (leaves) {
       server.reset();
       connection.reset();
     } else {
       connection->releaseName(NAME);
     }
-    EXPECT_EQ(call.await(), error(leaves ? "NoReply" : "NameHasNoOwner"));
+    caller.join();
   }
 }
 

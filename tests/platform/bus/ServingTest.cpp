@@ -13,16 +13,6 @@ namespace {
 class Serving : public BothBuses {};
 HEVRA_ON_BOTH_BUSES(Serving);
 
-template <class Act>
-std::string failureOf(const Act& act) {
-  try {
-    act();
-  } catch (const Bus::StartFailed& failure) {
-    return failure.what();
-  }
-  return "none";
-}
-
 TEST_P(Serving, TakesAPathOnceInAConnection) {
   const auto connection = open();
   TestServer first(connection), second(connection), elsewhere(open());
@@ -216,15 +206,12 @@ TEST_P(Serving, AnswersTheStandardInterfaces) {
   EXPECT_EQ(ask(PATH, "Peer", "Ping"), " ");
   EXPECT_EQ(ask("/elsewhere", "Peer", "Ping"), " ");
   EXPECT_EQ(ask(PATH, "Peer", "GetMachineId").substr(0, 2), "s ");
-  EXPECT_EQ(ask(PATH, "Peer", "Pong"), "s " + error("UnknownMethod"));
   EXPECT_EQ(ask(PATH, "Properties", "GetAll", INTERFACE), "a{sv} ");
   EXPECT_EQ(ask(PATH, "Properties", "Get", INTERFACE, "Volume"), "s " + error("UnknownProperty"));
   EXPECT_EQ(ask("/elsewhere", "Properties", "GetAll", INTERFACE), "s " + error("UnknownObject"));
   const std::string description = TestProxy(caller, NAME).introspect();
-  EXPECT_NE(description.find("<interface name=\"org.freedesktop.DBus.Peer\">"), std::string::npos) << description;
   EXPECT_NE(description.find("<node name=\"child\"/>"), std::string::npos) << description;
   EXPECT_EQ(TestProxy(caller, NAME, {}, "/").introspect().find("<interface"), std::string::npos);
-  EXPECT_THROW(TestProxy(caller, NAME, {}, "/elsewhere").introspect(), Return);
   EXPECT_EQ(server.calls.count(), 0u);
 }
 

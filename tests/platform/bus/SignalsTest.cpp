@@ -59,14 +59,6 @@ TEST_P(Signals, FollowTheNameToAnotherConnection) {
   EXPECT_EQ(proxy.heard(3), (Texts{"of the first", "of the second", "of the third"}));
 }
 
-TEST_P(Signals, OfTheBusItselfReachAProxyToo) {
-  TestProxy proxy(open(), "org.freedesktop.DBus", {}, "/org/freedesktop/DBus");
-  proxy.start(true);
-  const auto service = open();
-  service->requestName(NAME);
-  EXPECT_TRUE(proxy.signals.awaitAny([](const Signal& signal) { return textOf(signal) == NAME; }));
-}
-
 TEST_P(Signals, ReachEveryProxyOfTheObjectAndNoneThatIsStopped) {
   const auto service = open(), shared = open();
   service->requestName(NAME);
