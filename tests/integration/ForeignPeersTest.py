@@ -225,6 +225,7 @@ class ForeignService(roles.Service):
         self.serve(add, "add", ADD)
         result = self.run_ctl("send", "--group", "g", "-", commands=[form])
         self.assertEqual((result.status, [line["status"] for line in result.lines]), (0, [2]), result)
+        wait(lambda: len(replies) == 4, "the answers to all four")
         names = [reply.name if isinstance(reply, PeerError) else reply for reply in replies]
         self.assertEqual(names, [UNKNOWN_METHOD] * 3 + [("", ())])
 
