@@ -173,6 +173,7 @@ class ForeignService(roles.Service):
                 path = f"/com/quarnix/Application/golden_1/{folder}/Originator"
                 self.assertEqual([values for _, values in self.calls],
                                  [((path,), ("g 1",), [record for record, _ in pairs])])
+                wait(lambda: len(replies) >= 3 * len(pairs), "the answers to the reports")
                 self.assertEqual(replies, [("", ())] * 3 * len(pairs))
                 error = {"type": 1, "id": -2147483648, "text": "1/-2147483648: 1/-2147483648: a text"}
                 lines = [
