@@ -60,6 +60,8 @@ TEST(Daemon, IsReachedInTheBackgroundOnceItIsThere) {
 
 // Time stands still while calls fail: nothing may wait for a time-out.
 TEST(Daemon, TakesTheCallsInFlightWithItAndBringsStartedObjectsBack) {
+  // It outlives the connections, whose background threads wait on it while the daemon is gone.
+  Time::SimulatedClock clock;
   CapturingLogger logger;
   BusDaemon daemon;
   const auto service = Connection::open(daemon.address()), caller = Connection::open(daemon.address());
@@ -73,7 +75,6 @@ TEST(Daemon, TakesTheCallsInFlightWithItAndBringsStartedObjectsBack) {
     TestProxy proxy(caller, NAME);
     if (listens) proxy.start(true);
     {
-      Time::SimulatedClock clock;
       std::vector<std::thread> callers;
       server.calls.take();
       for (int i = 0; i < 3; ++i)
