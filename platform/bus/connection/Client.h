@@ -46,10 +46,11 @@ struct Host {
 struct Pending {
   std::uint32_t serial = 0;
   bool replyExpected = false;
-  Host* host = nullptr;                 // whose owner's reply counts; null when `owner` is fixed
-  std::string owner;                    // the unique name that the call went to; empty until one is known
-  std::vector<std::string> successors;  // later owners of the host's name: it is open to which of them the call went
-  bool accepted = false;                // at least a byte has left
+  Host* host = nullptr;             // whose owner's reply counts; null when `owner` is fixed
+  std::string owner;                // the unique name that the call went to; empty until one is known
+  std::vector<std::string> former;  // earlier owners of the host's name that the call may have gone to instead
+  std::uint64_t settledAt = 0;      // the first read that brings nothing older than the call; 0 until it has left
+  bool accepted = false;            // at least a byte has left
   bool done = false;
   bool retry = false;    // the link broke before a byte left: may go out on the next one
   bool waiting = false;  // a thread waits on `changed`
@@ -140,6 +141,8 @@ class Client : public std::enable_shared_from_this<Client> {
   std::string sendAndWait(Message::Base& message, bool reconnect) HEVRA_EXCLUDES(mutex_);
   void flush() HEVRA_REQUIRES(mutex_);
   void await(Pending& pending, const Time::Monotonic& deadline) HEVRA_REQUIRES(mutex_);
+  void exchange(Pending& pending, const Time::Monotonic& deadline) HEVRA_REQUIRES(mutex_);
+  bool read(Transport& transport, std::string& reason) noexcept HEVRA_EXCLUDES(mutex_);
   void readUntil(Pending& pending, const Time::Monotonic& deadline) HEVRA_REQUIRES(mutex_);
   void wakeReader() noexcept HEVRA_REQUIRES(mutex_);
   void withdraw(const std::shared_ptr<Pending>& pending) HEVRA_REQUIRES(mutex_);
@@ -195,6 +198,7 @@ class Client : public std::enable_shared_from_this<Client> {
   const Pending* reader_ HEVRA_GUARDED_BY(mutex_) = nullptr;  // what the thread waits for that is polling, if any
   bool readerWrites_ HEVRA_GUARDED_BY(mutex_) = false;        // it polls for writing, too
   int readerWake_ HEVRA_GUARDED_BY(mutex_) = -1;              // ends its poll
+  std::uint64_t reads_ HEVRA_GUARDED_BY(mutex_) = 1;          // how many have begun; one goes on until nothing is left
   std::vector<Received> arrived_;                             // the reader's
 
   std::map<std::string, Host, std::less<>> hosts_ HEVRA_GUARDED_BY(mutex_);

@@ -2,6 +2,7 @@
 #include <algorithm>
 #include <cstring>
 #include <new>
+#include <utility>
 
 #include <platform/bus/connection/Client.h>
 #include <platform/bus/connection/Driver.h>
@@ -19,6 +20,15 @@ namespace {
 std::string_view textOf(const Received& message, Field field) noexcept {
   const Message::Header::Text& place = message.header.text(field);
   return {reinterpret_cast<const char*>(message.frame.data() + place.offset), place.length};
+}
+
+bool isFormer(const Pending& pending, std::string_view owner) noexcept {
+  return std::find(pending.former.begin(), pending.former.end(), owner) != pending.former.end();
+}
+
+/// Whether nobody but this owner can have the call.
+bool isHeldBy(const Pending& pending, std::string_view owner) noexcept {
+  return pending.owner == owner || (pending.owner.empty() && isFormer(pending, owner));
 }
 
 }  // namespace
@@ -58,9 +68,7 @@ void Client::dispatchReply(Received& message) {
   const std::string_view sender = textOf(message, Field::SENDER);
   const bool error = message.header.type == static_cast<std::uint8_t>(Message::Type::ERROR);
   const bool fromBus = sender == DRIVER_NAME && (error || pending.owner == DRIVER_NAME);
-  const auto& later = pending.successors;
-  const bool fromOwner =
-      !sender.empty() && (sender == pending.owner || std::find(later.begin(), later.end(), sender) != later.end());
+  const bool fromOwner = !sender.empty() && (sender == pending.owner || isFormer(pending, sender));
   if (!fromBus && !fromOwner) return;
 
   const std::shared_ptr<Pending> kept = std::move(found->second);
@@ -107,16 +115,9 @@ void Client::refuse(const Call& call, const char* errorName, const std::string& 
 
 void Client::ownerLearnt(Host& host, const std::string& owner) {
   host.owner = owner;
-  if (owner.empty()) return;
-  for (auto& [serial, pending] : pending_) {
-    if (pending->host != &host || pending->owner == owner) continue;
-    if (pending->owner.empty()) {
-      // A call that was sent while the name had no owner belongs to the first one that is announced after it.
-      pending->owner = owner;
-    } else {
-      pending->successors.push_back(owner);
-    }
-  }
+  // A call that was sent while the name had no owner belongs to the first one that is announced after it.
+  for (auto& [serial, pending] : pending_)
+    if (pending->host == &host && pending->owner.empty()) pending->owner = owner;
 }
 
 void Client::ownerChanged(const std::string& name, const std::string& before, const std::string& now) {
@@ -125,22 +126,29 @@ void Client::ownerChanged(const std::string& name, const std::string& before, co
   Host& host = found->second;
   ownerLearnt(host, now);
 
-  const bool contested = !before.empty() && std::any_of(pending_.begin(), pending_.end(), [&](const auto& entry) {
-    return entry.second->host == &host && entry.second->owner == before;
-  });
-  if (!contested) return;
-  // The signal may be older than the calls, when nobody has read the socket since; then they went to the new owner, and
-  // failing them would be wrong. If the old owner has gone from the bus, the bus itself answers whatever had reached
-  // it. If it is still there, it has given up the name and nobody can say that a reply will come.
+  bool isContested = false;
+  for (auto& [serial, pending] : pending_) {
+    if (before.empty() || pending->host != &host || pending->owner != before) continue;
+    if (pending->settledAt == 0 || reads_ < pending->settledAt) {
+      // The change may be older than the call, which then went to the new owner: either may reply.
+      pending->former.push_back(std::exchange(pending->owner, now));
+      isContested |= now.empty();
+    } else {
+      isContested = true;
+    }
+  }
+  if (!isContested) return;
+  // If the old owner has gone from the bus, or the name had no owner when the call came, the bus itself has answered
+  // before it answers this. Otherwise the old owner has the call but not the name, and nobody can say that it replies.
   callDriver(driverCall("NameHasOwner", before),
              [this, &host, before](const Return& reply) HEVRA_NO_THREAD_SAFETY_ANALYSIS {
                bool alive = true;
                if (!reply.isException() && std::strcmp(reply.getSignature(), "b") == 0)
                  static_cast<const Message::Base&>(reply).begin().get(alive);
-               if (!alive) return;
+               if (!alive || host.owner == before) return;
                for (auto entry = pending_.begin(); entry != pending_.end();) {
-                 Pending& pending = *entry->second;
-                 if (pending.host != &host || pending.owner != before || host.owner == before) {
+                 const Pending& pending = *entry->second;
+                 if (pending.host != &host || !isHeldBy(pending, before)) {
                    ++entry;
                    continue;
                  }
@@ -174,7 +182,7 @@ void Client::incoming(Received message) {
 void Client::peerVanished(const std::string& uniqueName) {
   MutexLock lock(mutex_);
   for (auto entry = pending_.begin(); entry != pending_.end();) {
-    if (entry->second->owner != uniqueName) {
+    if (!isHeldBy(*entry->second, uniqueName)) {
       ++entry;
       continue;
     }

@@ -62,11 +62,6 @@ Return Client::call(Call& call, std::string_view path, Host* host) {
   const Time::Monotonic deadline = Time::Clock::get().now() + call.getTimeout();
   MutexLock lock(mutex_);
   for (;;) {
-    // What has arrived while nobody read comes first: a change of the name's owner from before the call must not be
-    // taken for one during it, and a link that has broken is not to be written to.
-    if (const std::shared_ptr<Transport> transport = transport_;
-        host && !reading_ && transport && transport->descriptor() >= 0)
-      readOnce(transport);
     if (std::optional<Return> failure = connect(deadline)) return std::move(*failure);
     if (pending_.size() >= MAXIMUM_OUTSTANDING_CALLS)
       return Return("org.freedesktop.DBus.Error.LimitsExceeded",
@@ -77,8 +72,7 @@ Return Client::call(Call& call, std::string_view path, Host* host) {
     pending->host = host;
     pending->owner = host ? host->owner : std::string(call.getDestination());
     submit(call, {path, host ? std::string_view(host->name) : std::string_view(), {}}, pending);
-    if (!writing_) flush();
-    if (!pending->done) await(*pending, deadline);
+    exchange(*pending, deadline);
     if (pending->retry) continue;
     if (pending->reply) return std::move(*pending->reply);
     // A call that expects no reply is done when it is sent.
@@ -101,8 +95,7 @@ std::string Client::sendAndWait(Message::Base& message, bool reconnect) {
     if (const std::optional<Return> failure = connect(deadline)) return failure->getErrorText();
     auto pending = std::make_shared<Pending>();
     submit(message, {}, pending);
-    if (!writing_) flush();
-    if (!pending->done) await(*pending, deadline);
+    exchange(*pending, deadline);
     if (pending->retry) continue;
     if (pending->reply) return pending->reply->getErrorText();
     if (pending->done) return {};
@@ -176,6 +169,10 @@ void Client::flush() {
         unsentAnswers_ -= frames[complete].size();
       } else if (!pending->replyExpected) {
         finish(*pending);
+      } else {
+        // What is pushed comes in order. Otherwise the read under way and the one after it may still bring what was
+        // there before.
+        pending->settledAt = transport->descriptor() < 0 ? reads_ : reads_ + 2;
       }
     }
     outgoingOffset_ = left;
@@ -194,6 +191,14 @@ void Client::flush() {
   // Whoever reads also waits for the link to take the rest.
   if (reader_ && !readerWrites_) wakeReader();
   if (!reading_) arm(EPOLLIN | EPOLLOUT);
+}
+
+/// Sends what is queued and waits until the message is done or the deadline has come.
+void Client::exchange(Pending& pending, const Time::Monotonic& deadline) {
+  // Before the message leaves, so that its reply does not wake the background thread.
+  if (pending.replyExpected && !reading_) arm(0);
+  if (!writing_) flush();
+  await(pending, deadline);
 }
 
 void Client::await(Pending& pending, const Time::Monotonic& deadline) {
@@ -222,6 +227,7 @@ void Client::readUntil(Pending& pending, const Time::Monotonic& deadline) {
   if (readerWake_ < 0) readerWake_ = ::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
   std::string reason;
   while (!pending.done && transport_ == transport) {
+    if (!transport->isMoreThere()) ++reads_;
     const bool unsent = !outgoing_.empty() && !writing_;
     pollfd descriptors[3] = {{transport->descriptor(), static_cast<short>(unsent ? POLLIN | POLLOUT : POLLIN), 0},
                              {readerWake_, POLLIN, 0},
@@ -230,14 +236,10 @@ void Client::readUntil(Pending& pending, const Time::Monotonic& deadline) {
     bool alive = true;
     reader_ = &pending;
     readerWrites_ = unsent;
-    try {
+    {
       MutexUnlock unlock(mutex_);
       ready = Time::Clock::get().poll(descriptors, 2, deadline);
-      if (ready > 0 && (descriptors[0].revents & ~POLLOUT)) alive = transport->read(arrived_, reason);
-    } catch (const std::bad_alloc&) {
-      // What does not fit into memory cannot be skipped: the stream would be out of step.
-      alive = false;
-      reason = "no memory for a message of the bus";
+      if (ready > 0 && (descriptors[0].revents & ~POLLOUT)) alive = read(*transport, reason);
     }
     reader_ = nullptr;
     if (ready > 0 && descriptors[1].revents) {
@@ -259,6 +261,17 @@ void Client::readUntil(Pending& pending, const Time::Monotonic& deadline) {
     if (!pending.done && Time::Clock::get().now() >= deadline) break;
   }
   reading_ = false;
+}
+
+/// Appends to what has arrived. False when the link is broken.
+bool Client::read(Transport& transport, std::string& reason) noexcept {
+  try {
+    return transport.read(arrived_, reason);
+  } catch (const std::bad_alloc&) {
+    // What does not fit into memory cannot be skipped: the stream would be out of step.
+    reason = "no memory for a message of the bus";
+    return false;
+  }
 }
 
 /// Has the reader look again: its message is done, or there is something to write.

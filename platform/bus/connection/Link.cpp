@@ -257,14 +257,12 @@ void Client::background() {
 /// The reader's role for what is there now.
 void Client::readOnce(const std::shared_ptr<Transport>& transport) {
   reading_ = true;
+  if (!transport->isMoreThere()) ++reads_;
   std::string reason;
   bool alive = true;
-  try {
+  {
     MutexUnlock unlock(mutex_);
-    alive = transport->read(arrived_, reason);
-  } catch (const std::bad_alloc&) {
-    alive = false;
-    reason = "no memory for a message of the bus";
+    alive = read(*transport, reason);
   }
   const bool lost = transport_ == transport && !alive;
   if (transport_ == transport) {

@@ -209,11 +209,8 @@ std::ptrdiff_t SocketTransport::write(const Message::Frame* frames, std::size_t 
 }
 
 bool SocketTransport::read(std::vector<Received>& messages, std::string& reason) {
-  if (!early_.empty()) {
-    std::move(early_.begin(), early_.end(), std::back_inserter(messages));
-    early_.clear();
-    return true;
-  }
+  std::move(early_.begin(), early_.end(), std::back_inserter(messages));
+  early_.clear();
   std::uint8_t* into = buffer_.get() + end_;
   std::size_t room = BUFFER_SIZE - end_;
   if (large_) {
@@ -224,6 +221,7 @@ bool SocketTransport::read(std::vector<Received>& messages, std::string& reason)
   do {
     count = ::recv(descriptor_, into, room, MSG_DONTWAIT);
   } while (count < 0 && errno == EINTR);
+  moreThere_ = count == static_cast<ssize_t>(room);
   if (count == 0) {
     reason = "the bus closed the connection";
     return false;

@@ -29,6 +29,7 @@ class SocketTransport : public Transport {
   int descriptor() const noexcept override { return descriptor_; }
   std::ptrdiff_t write(const Message::Frame* frames, std::size_t count, std::size_t offset) noexcept override;
   bool read(std::vector<Received>& messages, std::string& reason) override;
+  bool isMoreThere() const noexcept override { return moreThere_; }
   void shutdown() noexcept override;
 
  private:
@@ -46,6 +47,7 @@ class SocketTransport : public Transport {
   std::size_t begin_ = 0, end_ = 0;
   Message::Storage large_;  // a message too large for the buffer, read straight into its own storage
   std::size_t largeSize_ = 0, largeFilled_ = 0;
+  bool moreThere_ = false;
   std::vector<Received> early_;  // what arrived together with the answer to the greeting
 };
 

@@ -105,8 +105,7 @@ Return Client::call(Call& call, const Time::Monotonic& deadline) {
     pending->replyExpected = true;
     pending->owner = DRIVER_NAME;
     submit(call, {}, pending);
-    if (!writing_) flush();
-    if (!pending->done) await(*pending, deadline);
+    exchange(*pending, deadline);
     if (pending->retry) continue;
     if (pending->reply) return std::move(*pending->reply);
     withdraw(pending);

@@ -30,6 +30,8 @@ class Transport {
   virtual std::ptrdiff_t write(const Message::Frame* frames, std::size_t count, std::size_t offset) noexcept = 0;
   /// Appends the messages that are there, without waiting. False when the link is broken, `reason` says why.
   virtual bool read(std::vector<Received>& messages, std::string& reason) = 0;
+  /// Whether the last read may have left something that was there already. For the thread that reads.
+  virtual bool isMoreThere() const noexcept { return false; }
   /// Breaks the link: whoever waits on the descriptor wakes.
   virtual void shutdown() noexcept = 0;
 
