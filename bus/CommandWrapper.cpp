@@ -60,18 +60,22 @@ Hevra::Command::Acei acceptedAcei(std::uint8_t acei, const Hevra::Command& comma
 
 void Wrapper<Hevra::Command>::serialize(Message::Iterator& iterator, const Hevra::Command& command) const {
   const Hevra::DetailedError& error = command.getDetailedError();
+  Hevra::DetailedError::CodeText code;
+  std::string details;
+  if (error.hasDetails()) [[unlikely]]
+    details = error.toString();
+  const std::string_view errorText = details.empty() ? error.writeCode(code) : std::string_view(details);
   try {
     iterator.append(command.getId(), command.getParameterId(), command.isWrite(), command.getAddress());
     appendValue(iterator, command.getValue().get());
     iterator.append(command.getOrigin(), command.getContext(), error.getErrorCode().getErrorType(),
-                    std::int32_t{error.getErrorCode().getErrorId()}, error.toString(), command.getDelay(),
-                    command.getLabel(), command.getTag(), static_cast<std::uint8_t>(command.getStatus()),
-                    command.getAcei().getValue());
+                    std::int32_t{error.getErrorCode().getErrorId()}, errorText, command.getDelay(), command.getLabel(),
+                    command.getTag(), static_cast<std::uint8_t>(command.getStatus()), command.getAcei().getValue());
   } catch (const InvalidArgument&) {
     // The iterator knows the text and what is wrong with it; which of the command's it is, is said here.
     const std::string of = " of command " + std::to_string(command.getId());
     Message::require(Message::checkText(command.getLabel()), ("label" + of).c_str(), command.getLabel());
-    Message::require(Message::checkText(error.toString()), ("error text" + of).c_str(), error.toString());
+    Message::require(Message::checkText(errorText), ("error text" + of).c_str(), errorText);
     throw;
   }
 }

@@ -1,12 +1,14 @@
-// The longer form of an error's text, and the key function of its fields.
+// An error's text, and the key function of its fields.
 #include <platform/hevra/DetailedError.h>
 
 namespace Quarnix::Hevra {
 
 ErrorField::~ErrorField() = default;
 
-std::string DetailedError::withDetails(const char* head, std::size_t length) const {
-  std::string text(head, length);
+std::string DetailedError::toString() const {
+  CodeText code;
+  std::string text(writeCode(code));
+  if (!hasDetails()) return text;
   text += ": ";
   if (!fieldsText_.empty()) return text += fieldsText_;
   const char* separator = "";

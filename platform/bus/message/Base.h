@@ -45,8 +45,8 @@ class HEVRA_EXPORT Base {
     std::string_view destination;  // likewise
     std::string_view sender;       // only on the in-process bus; a bus daemon fills it in itself
   };
-  /// Finishes the message for sending under `serial`, which must not be 0: checks the signature and the required fields
-  /// and writes the header before the body. Texts have been checked when they were set; `route` is trusted. Raises
+  /// Finishes the message for sending under `serial`, which must not be 0: checks the required fields and writes the
+  /// header before the body. Texts and signature were checked as they were given; `route` is trusted. Raises
   /// UnusableMessage, InvalidArgument.
   Frame seal(std::uint32_t serial, const Route& route);
 

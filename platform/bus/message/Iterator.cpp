@@ -2,8 +2,10 @@
 #include <platform/bus/message/Iterator.h>
 
 #include <platform/bus/Error.h>
+#include <platform/bus/message/Depth.h>
 #include <platform/bus/message/Limits.h>
 #include <platform/bus/message/Names.h>
+#include <platform/bus/message/Rules.h>
 #include <platform/bus/message/Signature.h>
 
 namespace Quarnix::Bus::Message {
@@ -24,8 +26,12 @@ Iterator::Iterator(Iterator& parent, int type, std::string_view contents)
     elementBegin_ = parent.expected_ + 1;
     after_ = elementBegin_ + contents.size();
   } else {
+    contents_.reserve(1 + contents.size() + LOOK_AHEAD);
+    contents_.append("a").append(contents);
+    const std::string_view array = contents_;
     // A dictionary entry is a type in an array only.
-    if (const char* rule = checkSingleType(type == ARRAY ? 'a' + std::string(contents) : std::string(contents))) {
+    const Depth depth{parent.arrays_, parent.structures_, parent.depth_};
+    if (const char* rule = checkSingleType(type == ARRAY ? array : array.substr(1), depth)) {
       body_.unusable = true;
       require(rule, "signature of a container's contents", contents);
     }
@@ -33,10 +39,10 @@ Iterator::Iterator(Iterator& parent, int type, std::string_view contents)
       parent.take<1>("v");
       after_ = parent.expected_;
     } else {
-      parent.takeType('a' + std::string(contents));
+      parent.takeType(array);
     }
-    contents_ = contents;
-    elementBegin_ = contents_.c_str();
+    contents_.append(LOOK_AHEAD, '\0');
+    elementBegin_ = contents_.c_str() + 1;
   }
   expected_ = elementBegin_;
   if (type == ARRAY) {
@@ -51,7 +57,7 @@ Iterator::Iterator(Iterator& parent, int type, std::string_view contents)
   } else {
     std::uint8_t* at = body_.reserve(contents.size() + 2);
     *at++ = static_cast<std::uint8_t>(contents.size());
-    std::memcpy(at, contents_.c_str(), contents.size() + 1);
+    std::memcpy(at, elementBegin_, contents.size() + 1);
     body_.commit(at + contents.size() + 1);
   }
   enter(type == ARRAY, 0);
@@ -64,6 +70,14 @@ void Iterator::extend(const char* codes, std::size_t count) {
                           ": expected at most 255 characters");
   }
   body_.signature.append(codes, count);
+}
+
+void Iterator::extendByOpening(char opening) {
+  if (opening == '{') {
+    body_.unusable = true;
+    require(Rules::ENTRY_PLACE, "signature", body_.signature + opening);
+  }
+  extend(&opening, 1);
 }
 
 void Iterator::takeType(std::string_view type) {
@@ -172,6 +186,10 @@ const char* Iterator::close(Iterator& container) {
       if (container.expected_) {
         if (*container.expected_ != closing) container.failMismatch({&closing, 1});
         return container.expected_ + 1;
+      }
+      if (body_.signature.back() == '(') {
+        body_.unusable = true;
+        require(Rules::EMPTY_STRUCTURE, "signature", body_.signature + closing);
       }
       extend(&closing, 1);
       return nullptr;

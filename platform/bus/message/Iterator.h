@@ -36,7 +36,7 @@ class HEVRA_EXPORT Iterator {
   /// Appends one or more values of basic types, checked against the signature at once. Texts become "s" and must be
   /// UTF-8 without NUL.
   template <class... T>
-  void append(const T&... values) {
+  [[gnu::always_inline]] void append(const T&... values) {
     static_assert(sizeof...(T) > 0);
     if constexpr (sizeof...(T) > 1) {
       if (elementEnd_) {
@@ -100,7 +100,7 @@ class HEVRA_EXPORT Iterator {
         parent.failMismatch({&opening, 1});
       expected_ = parent.expected_ + 1;
     } else {
-      parent.extend(&opening, 1);
+      parent.extendByOpening(opening);
     }
     body_.commit(Body::align<8>(body_.reserve(8)));
     enter(0, 1);
@@ -110,10 +110,10 @@ class HEVRA_EXPORT Iterator {
   /// Checks the codes against what is expected here and steps over them, or extends the message's signature.
   template <std::size_t N>
   void take(const char* codes) {
+    static_assert(N <= LOOK_AHEAD);
     if (expected_) [[likely]] {
-      for (std::size_t i = 0; i < N; ++i)
-        if (expected_[i] != codes[i]) [[unlikely]]
-          failMismatch({codes, N});
+      if (std::memcmp(expected_, codes, N) != 0) [[unlikely]]
+        failMismatch({codes, N});
       step(expected_ + N);
     } else {
       extend(codes, N);
@@ -122,6 +122,7 @@ class HEVRA_EXPORT Iterator {
   void takeType(std::string_view type);
   void step(const char* next) noexcept { expected_ = next == elementEnd_ ? elementBegin_ : next; }
   void extend(const char* codes, std::size_t count);
+  void extendByOpening(char opening);
 
   template <class T>
   static std::size_t room(const T& value) noexcept {
@@ -204,8 +205,10 @@ class HEVRA_EXPORT Iterator {
   [[noreturn]] void failType(int type, const char* expected);
   [[noreturn]] void fail(std::string message);
 
+  /// How many characters may be looked at from any place that `expected_` points to.
+  static constexpr std::size_t LOOK_AHEAD = 16;
   /// What an iterator expects while a container that it opened is open: nothing that anybody could append.
-  static constexpr const char* CONTAINER_OPEN = "";
+  static constexpr char CONTAINER_OPEN[LOOK_AHEAD] = {};
 
   Body& body_;
   Iterator* parent_ = nullptr;          // of an open container
@@ -217,7 +220,7 @@ class HEVRA_EXPORT Iterator {
   std::uint32_t dataAt_ = 0;            // and where its elements begin
   char kind_ = 0;                       // '(', '{', 'a', 'v'; 0 at the top level
   std::uint8_t arrays_ = 0, structures_ = 0, depth_ = 0;
-  std::string contents_;  // the signature of the contents where nothing else holds it
+  std::string contents_;  // the type of an array or variant where nothing else holds it, and NULs to look at
 };
 
 }  // namespace Quarnix::Bus::Message

@@ -34,21 +34,16 @@ constexpr unsigned classOf(char character) noexcept { return CLASSES[static_cast
 
 // Whether `text` is elements joined by `separator`, none of them empty; says how many there are, 0 when it is not.
 std::size_t countElements(std::string_view text, char separator, unsigned first, unsigned others) noexcept {
-  std::size_t elements = 0;
-  unsigned allowed = first;
-  bool begun = false;
-  for (const char character : text) {
-    if (character == separator && begun) {
-      begun = false;
-      allowed = first;
-      continue;
-    }
-    if (!(classOf(character) & allowed)) return 0;
-    elements += !begun;
-    begun = true;
-    allowed = others;
+  const char* at = text.data();
+  const char* const end = at + text.size();
+  for (std::size_t elements = 1;; ++elements) {
+    if (at == end || !(classOf(*at) & first)) return 0;
+    do {
+      ++at;
+    } while (at != end && (classOf(*at) & others));
+    if (at == end) return elements;
+    if (*at++ != separator) return 0;
   }
-  return begun ? elements : 0;
 }
 
 bool isDotted(std::string_view text, unsigned first, unsigned others) noexcept {

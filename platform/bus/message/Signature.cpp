@@ -11,9 +11,15 @@ namespace Quarnix::Bus::Message {
 
 namespace {
 
-constexpr bool isBasic(char code) noexcept {
-  return fixedSizeOf(code) != 0 || code == 's' || code == 'o' || code == 'g';
+constexpr std::array<bool, 256> makeBasic() {
+  std::array<bool, 256> basic{};
+  for (const char code : std::string_view("ybnqiuxtdhsog")) basic[static_cast<unsigned char>(code)] = true;
+  return basic;
 }
+
+constexpr std::array<bool, 256> IS_BASIC = makeBasic();
+
+constexpr bool isBasic(char code) noexcept { return IS_BASIC[static_cast<unsigned char>(code)]; }
 
 class Scanner {
  public:
@@ -22,7 +28,11 @@ class Scanner {
   const char* scan(std::string_view signature) noexcept {
     if (signature.size() > MAXIMUM_SIGNATURE_LENGTH) return Rules::SIGNATURE_LENGTH;
     for (const char code : signature) {
-      if (const char* rule = step(code)) return rule;
+      if (isBasic(code) && bracket_ != '{') {
+        complete();
+      } else if (const char* rule = step(code)) {
+        return rule;
+      }
     }
     if (arrays_) return Rules::ARRAY_ELEMENT;
     return bracket_ ? Rules::BRACKETS : nullptr;
