@@ -86,13 +86,13 @@ class CommandManager : public testing::Test {
   /// Reports and waits for the answer; the name of the error, empty for a return.
   std::string report(const Command& command) {
     Call call = reportOf(command);
-    return stack.connection->call(call)->getErrorName();
+    return stack.getConnection()->call(call)->getErrorName();
   }
   /// The same for a report that gets no answer.
   void reportUnanswered(const Command& command) {
     Call call = reportOf(command);
     call.setNoReplyExpected();
-    stack.connection->call(call);
+    stack.getConnection()->call(call);
     clock.settle();
   }
   void advance(std::int64_t seconds) { clock.advance(Time::Elapsed(seconds, 0)); }
@@ -112,7 +112,7 @@ TEST_F(CommandManager, SendsTheGroupOnceEveryCommandIsWaitedFor) {
   add(client, {1, 2});
   EXPECT_EQ(client->reports.take(), Lines{"g_2 1/2"});
 
-  const Call call = stack.calls().at(0);
+  const Call call = stack.calls.all().at(0);
   EXPECT_STREQ(call.getInterface(), INTERFACE);
   EXPECT_STREQ(call.getMember(), "add");
   EXPECT_STREQ(call.getSignature(), "(o)(s)a(utbuviiyisusuyy)");
@@ -174,7 +174,7 @@ TEST_F(CommandManager, KeepsTheCommandsOfAFailedAddUntilTheirTimeIsOver) {
     }
   };
   EXPECT_THROW(manager.add(client, Group("g"), Failing{commandOf(2), commandOf(3)}), CommandContainerList::BadUse);
-  EXPECT_EQ(stack.calls().size(), 1u);
+  EXPECT_EQ(stack.calls.all().size(), 1u);
   advance(59);
   EXPECT_EQ(client.useCount(), 3u);
   advance(1);
@@ -277,7 +277,7 @@ TEST_F(CommandManager, CancelsWithoutForgetting) {
   for (const auto& [cancel, arguments] : rows) {
     stack.answer = [](const Call& call) { return Return(call); };
     cancel();
-    const Call sent = stack.calls().back();
+    const Call sent = stack.calls.all().back();
     EXPECT_STREQ(sent.getMember(), "cancel");
     EXPECT_EQ(Quarnix::Test::textOf(sent.begin()), arguments);
     stack.answer = [](const Call& call) { return Return(call, "test.Error", "no"); };
@@ -318,7 +318,7 @@ TEST_F(CommandManager, RefusesWhatIsNoProgressCall) {
       {&signature, "bad signature on member progress: i, expected was (utbuviiyisusuyy)(s)i"},
   };
   for (const auto& [call, line] : rows) {
-    EXPECT_STREQ(stack.connection->call(*call)->getErrorName(), "org.freedesktop.DBus.Error.UnknownMethod");
+    EXPECT_STREQ(stack.getConnection()->call(*call)->getErrorName(), "org.freedesktop.DBus.Error.UnknownMethod");
     EXPECT_EQ(lines.take(), Lines{"Command Originator " + line});
   }
 }
@@ -359,7 +359,7 @@ TEST_F(CommandManager, OfTheOtherVariantLetsEverythingGoWhenItIsDestroyed) {
   EXPECT_EQ(client.useCount(), 1u);
   advance(60);
   EXPECT_EQ(lines.take(), Lines());
-  const Call call = zuv.calls().at(0);
+  const Call call = zuv.calls.all().at(0);
   EXPECT_STREQ(call.getInterface(), "com.quarnix.Application.Zuv.Manager.Command");
   EXPECT_EQ(call.begin().begin().getText(), "/com/quarnix/Application/other/Zuv/Originator");
 }

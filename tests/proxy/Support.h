@@ -3,7 +3,6 @@
 #pragma once
 
 #include <functional>
-#include <mutex>
 #include <string>
 #include <utility>
 #include <vector>
@@ -11,9 +10,8 @@
 #include <gtest/gtest.h>
 
 #include <bus/CommandWrapper.h>
-#include <platform/bus/Connection.h>
-#include <platform/bus/object/Server.h>
 #include <platform/hevra/interface/command/Originator.h>
+#include <tests/harness/BusObjects.h>
 #include <tests/harness/CapturingLogger.h>
 
 namespace Quarnix::Hevra::Proxy::Test {
@@ -46,40 +44,24 @@ class LoggedLines : public Texts {
 
 /// One served object of a service of that name; answers with an empty return unless `answer` says otherwise,
 /// and not at all without it.
-class StackObject : public Bus::Object::Server {
+class StackObject : public Harness::TestServer {
  public:
-  StackObject(const char* name, const char* path) : connection(Bus::Connection::open("in-process")) {
-    setConnection(connection);
-    setPath(path);
-    start(true);
-    connection->requestName(name);
+  StackObject(const char* name, const char* path)
+      : TestServer(
+            Bus::Connection::open("in-process"),
+            [this](TestServer&, const Call& call) {
+              if (answer) {
+                Return reply = answer(call);
+                send(reply);
+              }
+              return true;
+            },
+            path) {
+    serve(*this, name);
   }
   ~StackObject() override { retire(); }
 
-  std::vector<Call> calls() {
-    const std::lock_guard<std::mutex> lock(mutex_);
-    return calls_;
-  }
-
-  const Shared::Pointer<Bus::Connection> connection;
   std::function<Return(const Call&)> answer = [](const Call& call) { return Return(call); };
-
- protected:
-  bool method(const Call& call) override {
-    {
-      const std::lock_guard<std::mutex> lock(mutex_);
-      calls_.push_back(call);
-    }
-    if (answer) {
-      Return reply = answer(call);
-      send(reply);
-    }
-    return true;
-  }
-
- private:
-  std::mutex mutex_;
-  std::vector<Call> calls_;
 };
 
 /// Keeps each report as "group_id own-status/status" and then does what it is told to.
