@@ -112,7 +112,7 @@ TEST_F(CommandRun, DropsTheCommandsOfAClientThatHasGone) {
   auto gone = std::make_unique<Client>();
   auto itsOriginator = std::make_unique<Originator>(gone->connection, "/gone");
   std::vector<Command> delayed = commands(3);
-  for (Command& command : delayed) command.setDelay(10, 0);
+  for (Command& command : delayed) command.setDelay(10 * command.getId(), 0);
   gone->add(*itsOriginator, "g", delayed);
   clock.settle();
   EXPECT_EQ(service->getCommandCount(), 3U);

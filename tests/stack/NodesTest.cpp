@@ -77,7 +77,7 @@ TEST_F(Nodes, TakeTheValueThatACommandWrites) {
 }
 
 TEST_F(Nodes, LoseTheirLinksBeforeTheyAreRemoved) {
-  serveNodes({node<StackNode>(1), node<RemoteSensorNode>(2, 1), node<RemoteControllerNode>(3, 2),
+  serveNodes({node<StackNode>(1, 1), node<RemoteSensorNode>(2, 1), node<RemoteControllerNode>(3, 2),
               node<RemoteActuatorNode>(4, 1)});
   NodeLink link;
   link.setNodeAddress(2);
@@ -92,7 +92,10 @@ TEST_F(Nodes, LoseTheirLinksBeforeTheyAreRemoved) {
   EXPECT_EQ(listener.take(),
             "Hevra.Manager.Node linkModified 2 2 hall 2; Hevra.Manager.Node modified 2 2; "
             "Hevra.Manager.Node modified 4 2; ");
-  EXPECT_EQ(service->getNodes().getNodes().size(), 2U);
+  EXPECT_TRUE(service->getNodes().modify(node<StackNode>(1), NodeAction::REMOVED));
+  clock.settle();
+  EXPECT_EQ(listener.take(), "Hevra.Manager.Node linkModified 3 3 hall 2; Hevra.Manager.Node modified 1 2; ");
+  EXPECT_EQ(service->getNodes().getNodes().size(), 1U);
 }
 
 TEST_F(Nodes, SayWhatABadCallWants) {
