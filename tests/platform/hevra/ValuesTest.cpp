@@ -74,6 +74,7 @@ TEST(DetailedError, SaysItsCodeAndItsDetails) {
 TEST(HvTypes, SayTheirValue) {
   const std::pair<Shared::Pointer<HvType>, const char*> rows[] = {
       {Shared::make<HvByte>(std::uint8_t{255}), "255"},
+      {Shared::make<HvUInt64>(std::numeric_limits<std::uint64_t>::max()), "18446744073709551615"},
       {Shared::make<HvInt64>(std::numeric_limits<std::int64_t>::min()), "-9223372036854775808"},
       {Shared::make<HvDouble>(-0.1), "-0.1"},
       {Shared::make<HvBool>(true), "true"},
