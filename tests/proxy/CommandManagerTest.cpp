@@ -323,6 +323,21 @@ TEST_F(CommandManager, RefusesWhatIsNoProgressCall) {
   }
 }
 
+TEST_F(CommandManager, TakesProgressFromTheServiceAloneOnceToldSo) {
+  const auto client = Shared::make<Client>();
+  const auto stranger = Bus::Connection::open("in-process");
+  add(client, {1});
+  for (const char* error : {"", "org.freedesktop.DBus.Error.AccessDenied"}) {
+    Call call = reportOf(commandOf(1, 1));
+    EXPECT_STREQ(stranger->call(call)->getErrorName(), error);
+    EXPECT_EQ(report(commandOf(1, 2)), "");
+    manager.stop();
+    manager.acceptProgressOnlyFromService();
+    manager.start(true);
+  }
+  EXPECT_EQ(client->reports.take(), (Lines{"g_1 1/2", "g_1 2/2", "g_1 2/2"}));
+}
+
 TEST_F(CommandManager, StartsWholeOrNotAtAll) {
   for (const auto& [name, path] : {std::pair("app", "/com/quarnix/Application/app/Hevra/Originator"),
                                    std::pair("", "/com/quarnix/Application//Hevra/Originator")}) {

@@ -94,7 +94,8 @@ class Client : public std::enable_shared_from_this<Client> {
   void unwatch(Host* host) noexcept HEVRA_EXCLUDES(mutex_);
 
   void start(Object::Proxy& proxy, Host* host, bool wait) HEVRA_EXCLUDES(mutex_);
-  void start(Object::Server& server, bool wait) HEVRA_EXCLUDES(mutex_);
+  /// `caller`: the name whose owner alone may call it; everybody when empty.
+  void start(Object::Server& server, const std::string& caller, bool wait) HEVRA_EXCLUDES(mutex_);
   void stop(Object::Proxy& proxy) HEVRA_EXCLUDES(mutex_);
   void stop(Object::Server& server) HEVRA_EXCLUDES(mutex_);
 
@@ -120,6 +121,10 @@ class Client : public std::enable_shared_from_this<Client> {
   struct StartedProxy {
     Object::Proxy* proxy;
     Host* host;
+  };
+  struct StartedServer {
+    Object::Server* server;
+    Host* caller;  // whose owner alone may call it; null for everybody
   };
 
   // Link.cpp: connecting, losing the link, the background thread.
@@ -169,6 +174,8 @@ class Client : public std::enable_shared_from_this<Client> {
   Message::Method::Return call(Message::Method::Call& call, const Time::Monotonic& deadline) HEVRA_REQUIRES(mutex_);
   void callDriver(Message::Method::Call call, std::function<void(const Message::Method::Return&)> handler)
       HEVRA_REQUIRES(mutex_);
+  Host& acquire(const std::string& name) HEVRA_REQUIRES(mutex_);
+  void release(Host& host) noexcept HEVRA_REQUIRES(mutex_);
   void subscribe(Host& host) HEVRA_REQUIRES(mutex_);
   void restore() HEVRA_REQUIRES(mutex_);
   static std::string ownerRule(const std::string& name);
@@ -203,7 +210,7 @@ class Client : public std::enable_shared_from_this<Client> {
 
   std::map<std::string, Host, std::less<>> hosts_ HEVRA_GUARDED_BY(mutex_);
   std::vector<StartedProxy> proxies_ HEVRA_GUARDED_BY(mutex_);
-  std::map<std::string, Object::Server*, std::less<>> servers_ HEVRA_GUARDED_BY(mutex_);
+  std::map<std::string, StartedServer, std::less<>> servers_ HEVRA_GUARDED_BY(mutex_);
   std::vector<std::string> names_ HEVRA_GUARDED_BY(mutex_);
 
   int epoll_ HEVRA_GUARDED_BY(mutex_) = -1;  // of the background thread, with the socket and `wake_` in it

@@ -104,7 +104,14 @@ void Client::dispatchCall(Received& message) {
            "No object at " + std::string(call.getPath()) + " is served here");
     return;
   }
-  if (!static_cast<Object::Base*>(found->second)->enqueue(std::move(message.frame), message.header, false))
+  const auto& [server, caller] = found->second;
+  if (caller && (caller->owner.empty() || caller->owner != textOf(message, Field::SENDER))) {
+    static_cast<Object::Base*>(server)->countKeptOut();
+    refuse(call, "org.freedesktop.DBus.Error.AccessDenied",
+           "Only the owner of " + caller->name + " may call the object at " + std::string(call.getPath()));
+    return;
+  }
+  if (!static_cast<Object::Base*>(server)->enqueue(std::move(message.frame), message.header, false))
     refuse(call, "org.freedesktop.DBus.Error.LimitsExceeded",
            "Too many calls wait for the object at " + std::string(call.getPath()));
 }
