@@ -121,6 +121,11 @@ void Client::refuse(const Call& call, const char* errorName, const std::string& 
 }
 
 void Client::ownerLearnt(Host& host, const std::string& owner) {
+  // An answer that comes when nobody asks any more would be out of date by the time that somebody does.
+  if (host.users == 0) return;
+  if (!host.known || host.owner != owner) notifyObservers();
+  if (host.owner != owner) ++host.changes;
+  host.known = true;
   host.owner = owner;
   // A call that was sent while the name had no owner belongs to the first one that is announced after it.
   for (auto& [serial, pending] : pending_)

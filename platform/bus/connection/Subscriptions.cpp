@@ -49,6 +49,7 @@ void Client::callDriver(Call call, std::function<void(const Return&)> handler) {
 /// Asks for changes of the name's owner, and then for the owner, so that nothing between the two is missed. The bus
 /// answers in order: whoever sends a call after this knows the owner before the reply.
 void Client::subscribe(Host& host) {
+  host.known = false;
   if (host.name == DRIVER_NAME) {
     host.owner = DRIVER_NAME;
     return;
