@@ -1,8 +1,6 @@
 // Another client of a real bus that pretends to be the service, or the bus: nothing of it reaches the application.
-#include <bus/CommandWrapper.h>
 #include <platform/bus/message/Codec.h>
 #include <proxy/command/CommandContainerList.h>
-#include <proxy/command/Manager.h>
 #include <tests/harness/BusDaemon.h>
 #include <tests/harness/BusObjects.h>
 #include <tests/proxy/NodeSupport.h>
@@ -15,17 +13,6 @@ using Bus::Message::Signal;
 
 constexpr const char* COMMAND_PATH = "/com/quarnix/Application/HevraZuv/Manager/Command";
 constexpr const char* COMMAND_INTERFACE = "com.quarnix.Application.Hevra.Manager.Command";
-constexpr std::uint32_t SERIALS = 200;  // more than the victim comes to
-
-class Listening : public Proxy::Command::Manager {
- public:
-  using Manager::Manager;
-  ~Listening() override { stop(); }
-  Texts exceptions;
-
- protected:
-  void exception(std::string message) override { exceptions.add(std::move(message)); }
-};
 
 class Attackers : public testing::Test {
  protected:
@@ -61,15 +48,13 @@ class Attackers : public testing::Test {
   }
   /// To every call that the victim has made or will soon make.
   void replyToEverything(const char* error) {
-    for (std::uint32_t serial = 1; serial <= SERIALS; ++serial) {
-      Call guessed;
-      guessed.setMember("guessed");
-      const std::string name = victim->getUniqueName();
-      const Bus::Message::Frame frame = guessed.seal(serial, {NODE_PATH, NODE_SERVICE, name});
+    for (std::uint32_t serial = 1; serial <= 200; ++serial) {
+      Call guessed = Harness::callTo("guessed");
+      const std::string sender = victim->getUniqueName();
+      const Bus::Message::Frame frame = guessed.seal(serial, {NODE_PATH, NODE_SERVICE, sender});
       Bus::Message::Header header;
       Bus::Message::readTrustedHeader(frame.data(), frame.size(), header);
-      const Call call(frame, header);
-      Return reply = error ? Return(call, error, "forged") : Return(call);
+      Return reply = error ? Return({frame, header}, error, "forged") : Return(Call(frame, header));
       if (!error) reply.begin().append("forged");
       attacker->send(reply);
     }
@@ -81,27 +66,16 @@ class Attackers : public testing::Test {
     call.setPath("/com/quarnix/Application/app/Hevra/Originator");
     call.setInterface("com.quarnix.Application.HevraZuv.Originator.Command");
     call.setMember("progress");
-    Bus::Message::Iterator arguments = call.begin();
-    Bus::Message::Iterator record = arguments.begin(Bus::Message::STRUCTURE);
-    Bus::Type::Wrapper<Hevra::Command>().serialize(record, command);
-    arguments.end(record);
-    Bus::Message::Iterator group = arguments.begin(Bus::Message::STRUCTURE);
-    group.append("g");
-    arguments.end(group);
-    arguments.append(1);
+    call = reportOf(std::move(call), command);
     return from->call(call)->getErrorName();
   }
   std::string ask() {
     return outcomeOf([this] { return nodes.getNodeLinkId(1, NodeLinkType{}); });
   }
-  /// Everything that was sent to the victim has been dealt with.
-  void settle() {
+  /// What the application has heard, once everything that was sent to the victim has been dealt with.
+  Lines heard() {
     for (const auto& each : {attacker, service, victim}) each->getNameOwner(NODE_SERVICE);
     clock.settle();
-  }
-
-  Lines heard() {
-    settle();
     Lines all;
     for (Texts* texts : {&commands.exceptions, &nodes.notifications, &client->reports})
       for (const std::string& text : texts->take()) all.push_back(text);
@@ -176,7 +150,7 @@ TEST_F(Attackers, ReachNothingBeforeDuringAndAfterTheServiceOwnsItsName) {
     if (answer != "genuine") continue;
     announce(service, to);
     EXPECT_EQ(report(service), "");
-    EXPECT_EQ(heard(), (Lines{"text", "modified sensor 1 by 1", "linked sensor 1 link by 1", "g_0 0/1"}));
+    EXPECT_EQ(heard(), (Lines{"text", "modified sensor 1 by 1", "linked sensor 1 link by 1", "g_0 0/2"}));
   }
   EXPECT_EQ(daemon.log().find("Rejected"), std::string::npos) << "the bus kept it back: " << daemon.log();
   EXPECT_EQ(lines.count(), 1u) << "one warning a second";

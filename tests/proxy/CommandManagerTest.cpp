@@ -21,17 +21,6 @@ constexpr const char* INTERFACE = "com.quarnix.Application.Hevra.Manager.Command
 constexpr const char* PATH = "/com/quarnix/Application/HevraZuv/Manager/Command";
 constexpr const char* ORIGINATOR = "com.quarnix.Application.HevraZuv.Originator.Command";
 
-/// Keeps the texts of "exception" signals.
-class Listening : public Proxy::Command::Manager {
- public:
-  using Manager::Manager;
-  ~Listening() override { stop(); }
-  Texts exceptions;
-
- protected:
-  void exception(std::string message) override { exceptions.add(std::move(message)); }
-};
-
 Command commandOf(std::uint32_t id, std::uint32_t status = 0, std::uint32_t delay = 0) {
   Command command;
   command.setId(id);
@@ -71,18 +60,7 @@ class CommandManager : public testing::Test {
     call.setMember(member);
     return call;
   }
-  Call reportOf(const Command& command) {
-    Call call = callBack();
-    Bus::Message::Iterator arguments = call.begin();
-    Bus::Message::Iterator record = arguments.begin(Bus::Message::STRUCTURE);
-    Bus::Type::Wrapper<Command>().serialize(record, command);
-    arguments.end(record);
-    Bus::Message::Iterator group = arguments.begin(Bus::Message::STRUCTURE);
-    group.append("g");
-    arguments.end(group);
-    arguments.append(2);
-    return call;
-  }
+  Call reportOf(const Command& command) { return Proxy::Test::reportOf(callBack(), command); }
   /// Reports and waits for the answer; the name of the error, empty for a return.
   std::string report(const Command& command) {
     Call call = reportOf(command);
@@ -321,21 +299,6 @@ TEST_F(CommandManager, RefusesWhatIsNoProgressCall) {
     EXPECT_STREQ(stack.connection->call(*call)->getErrorName(), "org.freedesktop.DBus.Error.UnknownMethod");
     EXPECT_EQ(lines.take(), Lines{"Command Originator " + line});
   }
-}
-
-TEST_F(CommandManager, TakesProgressFromTheServiceAloneOnceToldSo) {
-  const auto client = Shared::make<Client>();
-  const auto stranger = Bus::Connection::open("in-process");
-  add(client, {1});
-  for (const char* error : {"", "org.freedesktop.DBus.Error.AccessDenied"}) {
-    Call call = reportOf(commandOf(1, 1));
-    EXPECT_STREQ(stranger->call(call)->getErrorName(), error);
-    EXPECT_EQ(report(commandOf(1, 2)), "");
-    manager.stop();
-    manager.acceptProgressOnlyFromService();
-    manager.start(true);
-  }
-  EXPECT_EQ(client->reports.take(), (Lines{"g_1 1/2", "g_1 2/2", "g_1 2/2"}));
 }
 
 TEST_F(CommandManager, StartsWholeOrNotAtAll) {

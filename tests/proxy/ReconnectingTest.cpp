@@ -3,7 +3,6 @@
 
 #include <platform/core/time/SimulatedClock.h>
 #include <proxy/command/CommandContainerList.h>
-#include <proxy/command/Manager.h>
 #include <stack/Service.h>
 #include <tests/harness/BusDaemon.h>
 #include <tests/harness/BusObjects.h>
