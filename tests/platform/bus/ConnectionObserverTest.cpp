@@ -43,9 +43,9 @@ TEST_P(Observers, ThatAreSlowHoldUpNobodyAndMissNoLoss) {
   Gate inside, go;
   TestObserver observer(connection, {NAME}, [&](TestObserver& self, const std::string& change) {
     if (change != up) return;
+    if (inside.count() == 1) self.stop();
     inside.open();
     EXPECT_TRUE(go.await());
-    if (inside.count() == 2) self.stop();
   });
   const std::string link = "connected " + connection->getUniqueName();
   observer.start();
