@@ -21,17 +21,6 @@ constexpr const char* INTERFACE = "com.quarnix.Application.Hevra.Manager.Command
 constexpr const char* PATH = "/com/quarnix/Application/HevraZuv/Manager/Command";
 constexpr const char* ORIGINATOR = "com.quarnix.Application.HevraZuv.Originator.Command";
 
-/// Keeps the texts of "exception" signals.
-class Listening : public Proxy::Command::Manager {
- public:
-  using Manager::Manager;
-  ~Listening() override { stop(); }
-  Texts exceptions;
-
- protected:
-  void exception(std::string message) override { exceptions.add(std::move(message)); }
-};
-
 Command commandOf(std::uint32_t id, std::uint32_t status = 0, std::uint32_t delay = 0) {
   Command command;
   command.setId(id);
@@ -71,18 +60,7 @@ class CommandManager : public testing::Test {
     call.setMember(member);
     return call;
   }
-  Call reportOf(const Command& command) {
-    Call call = callBack();
-    Bus::Message::Iterator arguments = call.begin();
-    Bus::Message::Iterator record = arguments.begin(Bus::Message::STRUCTURE);
-    Bus::Type::Wrapper<Command>().serialize(record, command);
-    arguments.end(record);
-    Bus::Message::Iterator group = arguments.begin(Bus::Message::STRUCTURE);
-    group.append("g");
-    arguments.end(group);
-    arguments.append(2);
-    return call;
-  }
+  Call reportOf(const Command& command) { return Proxy::Test::reportOf(callBack(), command); }
   /// Reports and waits for the answer; the name of the error, empty for a return.
   std::string report(const Command& command) {
     Call call = reportOf(command);

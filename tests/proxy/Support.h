@@ -10,7 +10,7 @@
 #include <gtest/gtest.h>
 
 #include <bus/CommandWrapper.h>
-#include <platform/hevra/interface/command/Originator.h>
+#include <proxy/command/Manager.h>
 #include <tests/harness/BusObjects.h>
 #include <tests/harness/CapturingLogger.h>
 
@@ -86,5 +86,29 @@ class Client : public Interface::Command::Originator {
   std::function<void()> then_;
   std::function<void()> atEnd_;
 };
+
+/// Keeps the texts of "exception" signals.
+class Listening : public Proxy::Command::Manager {
+ public:
+  using Manager::Manager;
+  ~Listening() override { stop(); }
+  Texts exceptions;
+
+ protected:
+  void exception(std::string message) override { exceptions.add(std::move(message)); }
+};
+
+/// The call with the arguments of "progress": the command, group "g" and status 2.
+inline Call reportOf(Call call, const Hevra::Command& command) {
+  Bus::Message::Iterator arguments = call.begin();
+  Bus::Message::Iterator record = arguments.begin(Bus::Message::STRUCTURE);
+  Bus::Type::Wrapper<Hevra::Command>().serialize(record, command);
+  arguments.end(record);
+  Bus::Message::Iterator group = arguments.begin(Bus::Message::STRUCTURE);
+  group.append("g");
+  arguments.end(group);
+  arguments.append(2);
+  return call;
+}
 
 }  // namespace Quarnix::Hevra::Proxy::Test

@@ -111,7 +111,9 @@ void Client::adopt(std::shared_ptr<Transport> transport) {
   transport_ = std::move(transport);
   uniqueName_ = transport_->uniqueName();
   state_ = State::CONNECTED;
+  ++links_;
   armed_ = 0;
+  notifyObservers();
   restore();
   if (!writing_) flush();
   wakeBackground();
@@ -135,7 +137,12 @@ void Client::lose(const std::string& reason) {
   const auto pending = std::exchange(pending_, {});
   outgoingOffset_ = 0;
   unsentAnswers_ = 0;
-  for (auto& [name, host] : hosts_) host.owner.clear();
+  for (auto& [name, host] : hosts_) {
+    host.owner.clear();
+    ++host.changes;
+  }
+  lossReason_ = reason;
+  notifyObservers();
 
   const Return error("org.freedesktop.DBus.Error.Disconnected",
                      "The connection to the message bus was lost: " + reason);
@@ -203,7 +210,7 @@ void* Client::backgroundThread(void* client) {
 void Client::background() {
   MutexLock lock(mutex_);
   Time::Elapsed pause = FIRST_PAUSE;
-  while (!closed_ && !(proxies_.empty() && servers_.empty() && names_.empty())) {
+  while (!closed_ && !(proxies_.empty() && servers_.empty() && names_.empty() && observers_.empty())) {
     if (!transport_) {
       if (!connect(Time::Clock::get().now() + SocketTransport::MAXIMUM_CONNECT_TIME)) {
         pause = FIRST_PAUSE;

@@ -58,12 +58,16 @@ class HEVRA_EXPORT Base : public Task {
   /// Puts a message into the queue; called by the connection with its mutex held. When the queue is full, the oldest
   /// message makes room if they are `droppable`; otherwise false.
   bool enqueue(Message::Frame frame, const Message::Header& header, bool droppable);
+  /// Counts a call that was refused instead, for a warning; called as `enqueue` is.
+  void countKeptOut();
   std::unique_ptr<Delivery> takeFirst() HEVRA_REQUIRES(queueMutex_);
-  void warnOfDropped();
+  void warnOfKeptOut();
   /// Runs the hook for one message.
   virtual void deliver(Message::Frame frame, const Message::Header& header) = 0;
   /// Answers a call that waited when the object was stopped.
   virtual void refuse(Message::Frame frame, const Message::Header& header) = 0;
+  /// The warning that so many messages were kept out: those that found the queue full, or were not for it.
+  virtual std::string describeKeptOut(unsigned count) const = 0;
 
  protected:
   /// For `start`: makes the thread and begins to deliver. Raises StartFailed.
@@ -82,7 +86,7 @@ class HEVRA_EXPORT Base : public Task {
   std::size_t queuedMessages_ HEVRA_GUARDED_BY(queueMutex_) = 0;
   std::size_t queuedBytes_ HEVRA_GUARDED_BY(queueMutex_) = 0;
   bool delivering_ HEVRA_GUARDED_BY(queueMutex_) = false;
-  unsigned dropped_ HEVRA_GUARDED_BY(queueMutex_) = 0;  // signals, since the last warning
+  unsigned keptOut_ HEVRA_GUARDED_BY(queueMutex_) = 0;  // messages, since the last warning
   Time::Monotonic nextWarning_ HEVRA_GUARDED_BY(queueMutex_);
 };
 

@@ -19,7 +19,7 @@ void Server::start(bool wait) {
   Internal::Client& client = getConnection()->client();
   beginDelivery();
   try {
-    client.start(*this, wait);
+    client.start(*this, caller_, wait);
   } catch (...) {
     if (!serving_) endDelivery();
     throw;
@@ -55,6 +55,11 @@ void Server::refuse(Message::Frame frame, const Message::Header& header) {
   if (!call.isReplyExpected()) return;
   Return reply(call, "org.freedesktop.DBus.Error.UnknownObject", "The object at " + getPath() + " was stopped");
   send(reply);
+}
+
+std::string Server::describeKeptOut(unsigned count) const {
+  return "Bus object " + getPath() + " refused " + std::to_string(count) + " calls from others than the owner of " +
+         caller_;
 }
 
 }  // namespace Quarnix::Bus::Object
