@@ -3,6 +3,9 @@
 
 #include <system_error>
 
+#include <platform/core/Activity.h>
+#include <platform/core/Boundary.h>
+#include <platform/core/Fork.h>
 #include <platform/core/log/Logger.h>
 #include <platform/core/time/Clock.h>
 
@@ -14,7 +17,7 @@ struct Base::Delivery {
   std::unique_ptr<Delivery> next;
 };
 
-Base::Base() = default;
+Base::Base() : forks_(forkCount()) {}
 
 Base::~Base() {
   // Not by the chain of owners, which would recurse once for each message.
@@ -69,7 +72,7 @@ void Base::entry() {
     bool dropped = false;
     {
       MutexLock lock(queueMutex_);
-      delivery = takeFirst();
+      if (!stopAsked_) delivery = takeFirst();
       dropped = dropped_ > 0;
     }
     if (dropped) warnOfDropped();
@@ -88,6 +91,59 @@ void Base::warnOfDropped() {
     count = std::exchange(dropped_, 0);
   }
   Log::printQuietly(Log::Priority::WARNING, "Bus object %s is too slow: %u signals were dropped", path_.c_str(), count);
+}
+
+void Base::begin(bool wait) {
+  {
+    MutexLock lock(queueMutex_);
+    while (life_ == Life::STARTING || life_ == Life::STOPPING) {
+      // A hook must not wait for another thread's `stop`, which waits for the hook.
+      if (Activity::isThisThreadCounted()) {
+        if (life_ == Life::STARTING) return;
+        throw StartFailed("Cannot start the bus object " + path_ + ": it is being stopped by another thread");
+      }
+      lifeChanged_.wait(queueMutex_);
+    }
+    if (life_ == Life::STARTED) return;
+    life_ = Life::STARTING;
+  }
+  try {
+    beginDelivery();
+    attach(wait);
+  } catch (...) {
+    endDelivery();
+    settle(Life::STOPPED);
+    throw;
+  }
+  if (settle(Life::STARTED)) end();
+}
+
+void Base::end() {
+  // In a forked child the mutex may be held by a thread that is not there.
+  if (forkCount() != forks_) return;
+  {
+    MutexLock lock(queueMutex_);
+    while (life_ == Life::STARTING || life_ == Life::STOPPING) {
+      if (Activity::isThisThreadCounted()) {
+        stopAsked_ = life_ == Life::STARTING;
+        return;
+      }
+      lifeChanged_.wait(queueMutex_);
+    }
+    if (life_ == Life::STOPPED) return;
+    life_ = Life::STOPPING;
+  }
+  detach();
+  endDelivery();
+  settle(Life::STOPPED);
+}
+
+/// Whether a stop was asked for meanwhile.
+bool Base::settle(Life life) noexcept {
+  MutexLock lock(queueMutex_);
+  life_ = life;
+  lifeChanged_.notifyAll();
+  return std::exchange(stopAsked_, false);
 }
 
 void Base::beginDelivery() {
@@ -113,7 +169,8 @@ void Base::endDelivery() {
     queuedMessages_ = queuedBytes_ = 0;
   }
   disable();
-  for (; waiting; waiting = std::move(waiting->next)) refuse(std::move(waiting->frame), waiting->header);
+  for (; waiting; waiting = std::move(waiting->next))
+    runAtBoundary("refusal of a call", [&] { refuse(std::move(waiting->frame), waiting->header); });
 }
 
 }  // namespace Quarnix::Bus::Object
