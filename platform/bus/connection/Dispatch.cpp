@@ -198,7 +198,7 @@ void Client::flushAnswers() {
     MutexLock lock(mutex_);
     if (!outgoing_.empty() && !writing_) flush();
   }
-  reportDropped();
+  report();
 }
 
 }  // namespace Quarnix::Bus::Internal
