@@ -143,6 +143,7 @@ class Client : public std::enable_shared_from_this<Client> {
   void listen() HEVRA_EXCLUDES(mutex_);
   void readOnce(const std::shared_ptr<Transport>& transport) HEVRA_REQUIRES(mutex_);
   static void* backgroundThread(void* client);
+  void reportUnlocked() HEVRA_REQUIRES(mutex_);
   void report() noexcept HEVRA_EXCLUDES(mutex_);
 
   // Exchange.cpp: sending, waiting, the roles of reader and writer.
@@ -198,6 +199,7 @@ class Client : public std::enable_shared_from_this<Client> {
   std::uint64_t attempts_ HEVRA_GUARDED_BY(mutex_) = 0;
   std::optional<Message::Method::Return> lastFailure_ HEVRA_GUARDED_BY(mutex_);
   std::string lossReason_ HEVRA_GUARDED_BY(mutex_);
+  bool lossUnreported_ HEVRA_GUARDED_BY(mutex_) = false;
 
   std::uint32_t serial_ HEVRA_GUARDED_BY(mutex_) = 1;
   std::unordered_map<std::uint32_t, std::shared_ptr<Pending>> pending_ HEVRA_GUARDED_BY(mutex_);

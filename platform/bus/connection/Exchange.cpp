@@ -226,9 +226,7 @@ void Client::await(Pending& pending, const Time::Monotonic& deadline) {
   }
   // Whoever leaves hands on the roles that it held or was woken for.
   passOn();
-  if (warnings_.empty()) return;
-  MutexUnlock unlock(mutex_);
-  report();
+  reportUnlocked();
 }
 
 /// The reader's role: polls the socket until the awaited message is done, reads for everybody, and writes what is left.

@@ -139,6 +139,7 @@ void Client::lose(std::string reason) noexcept {
 
   // Nothing of this needs memory: where there is none, the calls must end all the same.
   lossReason_ = std::move(reason);
+  lossUnreported_ = !closed_;
   outgoingOffset_ = 0;
   unsentAnswers_ = 0;
   for (auto& [name, host] : hosts_) host.owner.clear();
@@ -288,10 +289,9 @@ void Client::readOnce(const std::shared_ptr<Transport>& transport) {
     MutexUnlock unlock(mutex_);
     alive = read(*transport, reason);
   }
-  const bool lost = transport_ == transport && !alive;
   if (transport_ == transport) {
     dispatchAll(arrived_);
-    if (lost) {
+    if (!alive) {
       lose(std::move(reason));
     } else if (!outgoing_.empty() && !writing_) {
       flush();
@@ -300,11 +300,13 @@ void Client::readOnce(const std::shared_ptr<Transport>& transport) {
   arrived_.clear();
   reading_ = false;
   passOn();
-  // Last, with no role left: a logger may use the connection.
-  if (!lost && !dropped_.load(std::memory_order_relaxed) && warnings_.empty()) return;
-  if (lost) reason = lossReason_;
+  reportUnlocked();
+}
+
+/// Last, with no role left: a logger may use the connection.
+void Client::reportUnlocked() {
+  if (!lossUnreported_ && warnings_.empty() && !dropped_.load(std::memory_order_relaxed)) return;
   MutexUnlock unlock(mutex_);
-  if (lost) Log::printQuietly(Log::Priority::WARNING, "Lost the message bus: %s", reason.c_str());
   report();
 }
 
@@ -312,6 +314,12 @@ void Client::report() noexcept {
   std::vector<std::string> warnings;
   {
     MutexLock lock(mutex_);
+    try {
+      if (lossUnreported_) warnings_.insert(warnings_.begin(), "Lost the message bus: " + lossReason_);
+      lossUnreported_ = false;
+    } catch (const std::bad_alloc&) {
+      // Next time.
+    }
     warnings.swap(warnings_);
   }
   for (const std::string& warning : warnings) Log::printQuietly(Log::Priority::WARNING, "%s", warning.c_str());
