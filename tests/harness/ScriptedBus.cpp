@@ -44,8 +44,7 @@ ScriptedBus::~ScriptedBus() {
   ::close(listening_);
 }
 
-Shared::Pointer<Connection> ScriptedBus::connect() {
-  auto connection = Connection::open(address_);
+Shared::Pointer<Connection> ScriptedBus::connect(Shared::Pointer<Connection> connection) {
   auto name = later([&] { return connection->getUniqueName(); });
   greet();
   EXPECT_EQ(name.get(), CLIENT);

@@ -26,7 +26,8 @@ class ScriptedBus {
 
   const std::string& address() const noexcept { return address_; }
   /// A connection that has been greeted.
-  Shared::Pointer<Connection> connect();
+  Shared::Pointer<Connection> connect() { return connect(Connection::open(address_)); }
+  Shared::Pointer<Connection> connect(Shared::Pointer<Connection> connection);
 
   /// The next link.
   void accept();
