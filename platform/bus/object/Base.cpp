@@ -17,7 +17,7 @@ struct Base::Delivery {
   std::unique_ptr<Delivery> next;
 };
 
-Base::Base() : forks_(forkCount()) {}
+Base::Base() = default;
 
 Base::~Base() {
   // Not by the chain of owners, which would recurse once for each message.
@@ -94,6 +94,9 @@ void Base::warnOfDropped() {
 }
 
 void Base::begin(bool wait) {
+  // In a forked child the mutex may be held by a thread that is not there.
+  if (startedIn_ != NEVER && startedIn_ != forkCount())
+    throw UnusableMessage("The bus object " + path_ + " was started before this process was forked: expected another");
   {
     MutexLock lock(queueMutex_);
     while (life_ == Life::STARTING || life_ == Life::STOPPING) {
@@ -106,6 +109,7 @@ void Base::begin(bool wait) {
     }
     if (life_ == Life::STARTED) return;
     life_ = Life::STARTING;
+    startedIn_ = forkCount();
   }
   try {
     beginDelivery();
@@ -119,8 +123,7 @@ void Base::begin(bool wait) {
 }
 
 void Base::end() {
-  // In a forked child the mutex may be held by a thread that is not there.
-  if (forkCount() != forks_) return;
+  if (startedIn_ != forkCount()) return;
   {
     MutexLock lock(queueMutex_);
     while (life_ == Life::STARTING || life_ == Life::STOPPING) {

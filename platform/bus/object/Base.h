@@ -1,6 +1,8 @@
 // What proxies and servers have in common: a path, a connection, and a queue of messages that their own task works off.
 #pragma once
 
+#include <atomic>
+#include <climits>
 #include <cstddef>
 #include <cstdint>
 #include <memory>
@@ -82,7 +84,8 @@ class HEVRA_EXPORT Base : public Task {
   void endDelivery();
   bool settle(Life life) noexcept HEVRA_EXCLUDES(queueMutex_);
 
-  const unsigned forks_;
+  static constexpr unsigned NEVER = UINT_MAX;
+  std::atomic<unsigned> startedIn_{NEVER};  // the process, by its forkCount
   std::string path_;
   mutable Mutex connectionMutex_;
   mutable Shared::Pointer<Connection> connection_ HEVRA_GUARDED_BY(connectionMutex_);
