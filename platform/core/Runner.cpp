@@ -1,8 +1,11 @@
 // The thread of a task: made when there is first something to run, kept until the task is retired.
 #include <platform/core/Runner.h>
 
+#include <cerrno>
+
 #include <platform/core/Activity.h>
 #include <platform/core/Boundary.h>
+#include <platform/core/Fork.h>
 #include <platform/core/Thread.h>
 
 namespace Quarnix {
@@ -12,6 +15,10 @@ namespace {
 thread_local const void* currentRunner = nullptr;
 
 }  // namespace
+
+Task::Runner::Runner(Task& task) noexcept : task_(task), forks_(forkCount()) {}
+
+bool Task::Runner::isOfThisProcess() const noexcept { return forkCount() == forks_; }
 
 const Task::Runner* Task::Runner::current() noexcept { return static_cast<const Runner*>(currentRunner); }
 
@@ -66,6 +73,7 @@ int Task::Runner::update() noexcept {
 }
 
 void Task::Runner::apply(bool scheduled) noexcept {
+  if (!isOfThisProcess()) return;
   MutexLock lock(mutex_);
   pending_ = pending_ || scheduled;
   const int error = update();
@@ -83,6 +91,7 @@ bool Task::Runner::tryAgain() noexcept {
 }
 
 int Task::Runner::makeThread() noexcept {
+  if (!isOfThisProcess()) return ESRCH;
   MutexLock lock(mutex_);
   const int error = ensureThread();
   if (!error) update();
@@ -90,6 +99,7 @@ int Task::Runner::makeThread() noexcept {
 }
 
 void Task::Runner::awaitOut() noexcept {
+  if (!isOfThisProcess()) return;
   MutexLock lock(mutex_);
   update();
   // This run only: with somebody enabling the task again, waiting for a moment without a run might never end.
@@ -98,7 +108,8 @@ void Task::Runner::awaitOut() noexcept {
   while (running_ && runs_ == run && !Activity::isThisThreadCounted()) out_.wait(mutex_);
 }
 
-void Task::Runner::retire() noexcept {
+bool Task::Runner::retire() noexcept {
+  if (!isOfThisProcess()) return false;
   Stalled::get().remove(*this);
   MutexLock lock(mutex_);
   ending_ = true;
@@ -108,6 +119,7 @@ void Task::Runner::retire() noexcept {
   const pthread_t thread = thread_;
   lock.unlock();
   if (hasThread) pthread_join(thread, nullptr);
+  return true;
 }
 
 }  // namespace Quarnix

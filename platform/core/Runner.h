@@ -12,7 +12,7 @@ namespace Quarnix {
 /// Threads: any, except `retire`, which is the last call and not the own thread's.
 class Task::Runner final : private Stalled::Entry {
  public:
-  explicit Runner(Task& task) noexcept : task_(task) {}
+  explicit Runner(Task& task) noexcept;
 
   /// The runner whose thread calls; null on other threads.
   static const Runner* current() noexcept;
@@ -24,10 +24,12 @@ class Task::Runner final : private Stalled::Entry {
   int makeThread() noexcept;
   /// Waits until the run that is under way, if any, is over.
   void awaitOut() noexcept;
-  /// Ends the thread; the task says already that it is retired.
-  void retire() noexcept;
+  /// Ends the thread; the task says already that it is retired. False in a forked child, where the thread has stayed
+  /// behind: then nothing of this may be touched any more, and it is not to be destroyed.
+  bool retire() noexcept;
 
  private:
+  bool isOfThisProcess() const noexcept;
   static void* threadBody(void* runner) noexcept;
   void run() noexcept;
   void apply(bool scheduled) noexcept;
@@ -38,6 +40,7 @@ class Task::Runner final : private Stalled::Entry {
   int ensureThread() noexcept HEVRA_REQUIRES(mutex_);
 
   Task& task_;
+  const unsigned forks_;
   Mutex mutex_;
   ConditionVariable work_;  // for the thread: there is something to run, or it is the end
   ConditionVariable out_;   // for others: a run is over

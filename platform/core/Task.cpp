@@ -98,9 +98,9 @@ void Task::retire() noexcept {
   }
   state_.fetch_or(RETIRED);
   if (Runner* present = runner_.load()) {
-    present->retire();
+    const bool isOver = present->retire();
     runner_.store(nullptr);
-    delete present;
+    if (isOver) delete present;
   }
 }
 

@@ -14,6 +14,7 @@ namespace Quarnix {
 /// retired. Copying a task copies its stack size and nothing else.
 ///
 /// Threads: `schedule`, `enable` and `disable` may be called from any thread, `setStackSize` before the first run.
+/// Forking: a task that has a thread stays behind in the parent; in the child it does nothing, and may be destroyed.
 /// Retiring: whoever overrides a hook calls `retire` as the first act of its own destructor; a base class's destructor
 /// is too late, because the hook would then already be gone.
 class HEVRA_EXPORT Task {

@@ -35,17 +35,23 @@ void Manager::start(bool wait) {
   // Once, because reports may be under way on it when a started manager is started again.
   std::call_once(connectionShared_, [this] { originator.setConnection(getConnection()); });
   Bus::Object::Proxy::start(wait);
+}
+
+void Manager::stop() { Bus::Object::Proxy::stop(); }
+
+void Manager::attach(bool wait) {
+  Bus::Object::Proxy::attach(wait);
   try {
     originator.start(wait);
   } catch (...) {
-    Bus::Object::Proxy::stop();
+    Bus::Object::Proxy::detach();
     throw;
   }
 }
 
-void Manager::stop() {
+void Manager::detach() {
   originator.stop();
-  Bus::Object::Proxy::stop();
+  Bus::Object::Proxy::detach();
 }
 
 std::string Manager::keyOf(const Group& group, const Hevra::Command& command) {

@@ -74,6 +74,8 @@ class HEVRA_EXPORT Manager : public virtual Bus::Object::Proxy,
   void stop() override;
 
  protected:
+  void attach(bool wait) override;
+  void detach() override;
   /// An exception that the stack service announces, as a text. Nothing by default.
   virtual void exception(std::string message);
   void receive(unsigned long long count) override;

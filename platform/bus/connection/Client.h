@@ -53,10 +53,13 @@ struct Pending {
   std::string owner;                // the unique name that the call went to; empty until one is known
   std::vector<std::string> former;  // earlier owners of the host's name that the call may have gone to instead
   std::uint64_t settledAt = 0;      // the first read that brings nothing older than the call; 0 until it has left
+  bool writing = false;             // a thread is in the transport with it
   bool accepted = false;            // at least a byte has left
   bool done = false;
+  bool lost = false;     // with the link, after a byte had left
   bool retry = false;    // the link broke before a byte left: may go out on the next one
   bool waiting = false;  // a thread waits on `changed`
+  Pending* nextWaiter = nullptr;
   std::optional<Message::Method::Return> reply;
   std::function<void(const Message::Method::Return&)>
       handler;  // of the connection's own calls, run with its mutex held
@@ -82,7 +85,7 @@ class Client : public std::enable_shared_from_this<Client> {
 
   /// Without addresses it is a client of the in-process bus.
   explicit Client(std::vector<Address> addresses);
-  ~Client();
+  virtual ~Client();
   Client(const Client&) = delete;
   Client& operator=(const Client&) = delete;
 
@@ -120,6 +123,10 @@ class Client : public std::enable_shared_from_this<Client> {
   void peerVanished(const std::string& uniqueName) HEVRA_EXCLUDES(mutex_);
   void flushAnswers() HEVRA_EXCLUDES(mutex_);
 
+ protected:
+  /// A link to the bus. Throws what went wrong as an error reply.
+  virtual std::shared_ptr<Transport> openLink(const Time::Monotonic& deadline);
+
  private:
   enum class State { DISCONNECTED, CONNECTING, CONNECTED };
   struct Outgoing {
@@ -137,16 +144,20 @@ class Client : public std::enable_shared_from_this<Client> {
 
   // Link.cpp: connecting, losing the link, the background thread.
   std::optional<Message::Method::Return> connect(const Time::Monotonic& deadline) HEVRA_REQUIRES(mutex_);
-  void adopt(std::shared_ptr<Transport> transport) HEVRA_REQUIRES(mutex_);
-  void lose(const std::string& reason) HEVRA_REQUIRES(mutex_);
+  bool adopt(const std::shared_ptr<Transport>& transport) HEVRA_REQUIRES(mutex_);
+  void lose(std::string reason) noexcept HEVRA_REQUIRES(mutex_);
+  void loseOne(Pending& pending) noexcept HEVRA_REQUIRES(mutex_);
+  Message::Method::Return lossError() const HEVRA_REQUIRES(mutex_);
   bool isSameProcess() const noexcept;
   void requireSameProcess() const;
   void keepInBackground() HEVRA_REQUIRES(mutex_);
   void wakeBackground() noexcept HEVRA_REQUIRES(mutex_);
-  void background() HEVRA_EXCLUDES(mutex_);
+  bool background() HEVRA_EXCLUDES(mutex_);
+  void listen() HEVRA_EXCLUDES(mutex_);
   void readOnce(const std::shared_ptr<Transport>& transport) HEVRA_REQUIRES(mutex_);
   static void* backgroundThread(void* client);
-  void reportDropped() noexcept HEVRA_EXCLUDES(mutex_);
+  void reportUnlocked() HEVRA_REQUIRES(mutex_);
+  void report() noexcept HEVRA_EXCLUDES(mutex_);
 
   // Exchange.cpp: sending, waiting, the roles of reader and writer.
   void submit(Message::Base& message, const Message::Base::Route& route, const std::shared_ptr<Pending>& pending)
@@ -186,6 +197,7 @@ class Client : public std::enable_shared_from_this<Client> {
   void release(Host& host) noexcept HEVRA_REQUIRES(mutex_);
   void subscribe(Host& host) HEVRA_REQUIRES(mutex_);
   void restore() HEVRA_REQUIRES(mutex_);
+  void askForNameAgain(const std::string& name) HEVRA_REQUIRES(mutex_);
   static std::string ownerRule(const std::string& name);
   static std::string signalRule(const Object::Proxy& proxy, const Host& host);
 
@@ -208,10 +220,11 @@ class Client : public std::enable_shared_from_this<Client> {
   ConditionVariable stateChanged_;
   std::uint64_t attempts_ HEVRA_GUARDED_BY(mutex_) = 0;
   std::optional<Message::Method::Return> lastFailure_ HEVRA_GUARDED_BY(mutex_);
+  bool lossUnreported_ HEVRA_GUARDED_BY(mutex_) = false;
 
   std::uint32_t serial_ HEVRA_GUARDED_BY(mutex_) = 1;
   std::unordered_map<std::uint32_t, std::shared_ptr<Pending>> pending_ HEVRA_GUARDED_BY(mutex_);
-  std::vector<Pending*> waiters_ HEVRA_GUARDED_BY(mutex_);  // threads that wait on their `changed`
+  Pending* waiters_ HEVRA_GUARDED_BY(mutex_) = nullptr;  // threads that wait on their `changed`
   std::deque<Outgoing> outgoing_ HEVRA_GUARDED_BY(mutex_);
   std::size_t outgoingOffset_ HEVRA_GUARDED_BY(mutex_) = 0;  // how much of the first has left
   std::size_t unsentAnswers_ HEVRA_GUARDED_BY(mutex_) = 0;   // bytes
@@ -237,7 +250,8 @@ class Client : public std::enable_shared_from_this<Client> {
   std::weak_ptr<Transport> watched_ HEVRA_GUARDED_BY(mutex_);  // which link's socket is in the epoll set
   ConditionVariable backgroundChanged_;
 
-  std::atomic<unsigned> dropped_{0};  // messages given up since the last report
+  std::atomic<unsigned> dropped_{0};                            // messages given up since the last report
+  std::vector<std::string> warnings_ HEVRA_GUARDED_BY(mutex_);  // to be logged with the mutex free
 };
 
 }  // namespace Quarnix::Bus::Internal

@@ -210,7 +210,7 @@ void Client::flushAnswers() {
     MutexLock lock(mutex_);
     if (!outgoing_.empty() && !writing_) flush();
   }
-  reportDropped();
+  report();
 }
 
 }  // namespace Quarnix::Bus::Internal

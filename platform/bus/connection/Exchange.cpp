@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <new>
+#include <utility>
 
 #include <platform/bus/connection/Client.h>
 #include <platform/bus/connection/Driver.h>
@@ -73,10 +74,11 @@ Return Client::call(Call& call, std::string_view path, Host* host) {
     pending->owner = host ? host->owner : std::string(call.getDestination());
     submit(call, {path, host ? std::string_view(host->name) : std::string_view(), {}}, pending);
     exchange(*pending, deadline);
-    if (pending->retry) continue;
+    if (pending->retry && Time::Clock::get().now() < deadline) continue;
+    if (pending->lost) return lossError();
     if (pending->reply) return std::move(*pending->reply);
     // A call that expects no reply is done when it is sent.
-    if (pending->done) return Return(Call());
+    if (pending->done && !pending->retry) return Return(Call());
 
     withdraw(pending);
     return Return("org.freedesktop.DBus.Error.NoReply", "No reply to " + std::string(call.getMember()) + " from " +
@@ -96,9 +98,9 @@ std::string Client::sendAndWait(Message::Base& message, bool reconnect) {
     auto pending = std::make_shared<Pending>();
     submit(message, {}, pending);
     exchange(*pending, deadline);
-    if (pending->retry) continue;
-    if (pending->reply) return pending->reply->getErrorText();
-    if (pending->done) return {};
+    if (pending->retry && Time::Clock::get().now() < deadline) continue;
+    if (pending->lost) return lossError().getErrorText();
+    if (pending->done && !pending->retry) return {};
     withdraw(pending);
     return "the bus does not take it";
   }
@@ -126,7 +128,7 @@ void Client::finish(Pending& pending) {
 /// Takes a message that is given up out of all lists. One of which a part has left stays queued: its rest must follow.
 void Client::withdraw(const std::shared_ptr<Pending>& pending) {
   pending_.erase(pending->serial);
-  if (pending->accepted) return;
+  if (pending->accepted || pending->writing) return;
   const auto found =
       std::find_if(outgoing_.begin(), outgoing_.end(), [&](const Outgoing& entry) { return entry.pending == pending; });
   if (found != outgoing_.end()) outgoing_.erase(found);
@@ -140,16 +142,27 @@ void Client::flush() {
     std::shared_ptr<Transport> transport = transport_;
     // References of our own: while the mutex is not held the queue may be emptied by a loss of the link.
     Message::Frame frames[BATCH];
+    std::shared_ptr<Pending> batch[BATCH];
     const std::size_t count = std::min(BATCH, outgoing_.size());
-    for (std::size_t i = 0; i < count; ++i) frames[i] = outgoing_[i].frame;
-    // A message that is being written must not be withdrawn under the writer's hands.
-    for (std::size_t i = 0; i < count; ++i)
-      if (outgoing_[i].pending) outgoing_[i].pending->accepted = true;
+    for (std::size_t i = 0; i < count; ++i) {
+      frames[i] = outgoing_[i].frame;
+      batch[i] = outgoing_[i].pending;
+      if (batch[i]) batch[i]->writing = true;
+    }
     const std::size_t offset = outgoingOffset_;
     std::ptrdiff_t written = 0;
     {
       MutexUnlock unlock(mutex_);
       written = transport->write(frames, count, offset);
+    }
+    std::size_t left = written > 0 ? static_cast<std::size_t>(written) + offset : offset;
+    std::size_t before = 0;
+    for (std::size_t i = 0; i < count; before += frames[i++].size()) {
+      if (!batch[i]) continue;
+      batch[i]->writing = false;
+      batch[i]->accepted = left > before;
+      // The link went meanwhile and left it to us, who know how much had left.
+      if (batch[i]->lost) loseOne(*batch[i]);
     }
     if (transport_ != transport) {
       // The link has gone, and its queue with it: what is queued now is for the next one. Whoever is the last to let a
@@ -159,27 +172,21 @@ void Client::flush() {
       continue;
     }
 
-    std::size_t left = written > 0 ? static_cast<std::size_t>(written) + offset : offset;
     std::size_t complete = 0;
     for (; complete < count && left >= frames[complete].size(); ++complete) {
       left -= frames[complete].size();
-      const std::shared_ptr<Pending> pending = std::move(outgoing_.front().pending);
       outgoing_.pop_front();
-      if (!pending) {
+      if (!batch[complete]) {
         unsentAnswers_ -= frames[complete].size();
-      } else if (!pending->replyExpected) {
-        finish(*pending);
+      } else if (!batch[complete]->replyExpected) {
+        finish(*batch[complete]);
       } else {
         // What is pushed comes in order. Otherwise the read under way and the one after it may still bring what was
         // there before.
-        pending->settledAt = transport->descriptor() < 0 ? reads_ : reads_ + 2;
+        batch[complete]->settledAt = transport->descriptor() < 0 ? reads_ : reads_ + 2;
       }
     }
     outgoingOffset_ = left;
-    for (std::size_t i = complete + (left > 0); i < count; ++i) {
-      const std::size_t at = i - complete;
-      if (outgoing_[at].pending) outgoing_[at].pending->accepted = false;
-    }
     if (written < 0) {
       lose("the bus does not take messages any more");
       break;
@@ -209,14 +216,17 @@ void Client::await(Pending& pending, const Time::Monotonic& deadline) {
       continue;
     }
     pending.waiting = true;
-    waiters_.push_back(&pending);
+    pending.nextWaiter = std::exchange(waiters_, &pending);
     const bool inTime = Time::Clock::get().wait(pending.changed, mutex_, deadline);
     pending.waiting = false;
-    waiters_.erase(std::find(waiters_.begin(), waiters_.end(), &pending));
+    Pending** link = &waiters_;
+    while (*link != &pending) link = &(*link)->nextWaiter;
+    *link = pending.nextWaiter;
     if (!inTime) break;
   }
   // Whoever leaves hands on the roles that it held or was woken for.
   passOn();
+  reportUnlocked();
 }
 
 /// The reader's role: polls the socket until the awaited message is done, reads for everybody, and writes what is left.
@@ -224,7 +234,6 @@ void Client::readUntil(Pending& pending, const Time::Monotonic& deadline) {
   const std::shared_ptr<Transport> transport = transport_;
   reading_ = true;
   arm(0);
-  if (readerWake_ < 0) readerWake_ = ::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
   std::string reason;
   while (!pending.done && transport_ == transport) {
     if (!transport->isMoreThere()) ++reads_;
@@ -253,7 +262,7 @@ void Client::readUntil(Pending& pending, const Time::Monotonic& deadline) {
     }
     dispatchAll(arrived_);
     if (!alive) {
-      lose(reason);
+      lose(std::move(reason));
       break;
     }
     if (!outgoing_.empty() && !writing_ && (!unsent || (descriptors[0].revents & POLLOUT))) flush();
@@ -279,8 +288,8 @@ void Client::wakeReader() noexcept { ::eventfd_write(readerWake_, 1); }
 
 void Client::passOn() {
   if (!transport_ || transport_->descriptor() < 0 || reading_) return;
-  if (!waiters_.empty()) {
-    waiters_.front()->changed.notifyOne();
+  if (waiters_) {
+    waiters_->changed.notifyOne();
   } else if (backgroundParked_) {
     backgroundChanged_.notifyAll();
   } else {

@@ -8,6 +8,7 @@
 #include <platform/bus/connection/Driver.h>
 #include <platform/bus/message/Codec.h>
 #include <platform/bus/message/Names.h>
+#include <platform/core/Fork.h>
 #include <platform/core/log/Logger.h>
 
 namespace Quarnix::Bus::Internal {
@@ -58,10 +59,13 @@ class InProcessBus::Link : public Transport {
     // lets it go.
   }
 
-  ~Link() override { bus_.detach(uniqueName_); }
+  ~Link() override {
+    if (forkCount() == forks_) bus_.detach(uniqueName_);
+  }
 
  private:
   InProcessBus& bus_;
+  const unsigned forks_ = forkCount();
 };
 
 InProcessBus& InProcessBus::get() {

@@ -16,6 +16,7 @@
 #include <platform/bus/connection/InProcessBus.h>
 #include <platform/bus/connection/MutexUnlock.h>
 #include <platform/bus/connection/SocketTransport.h>
+#include <platform/core/Fork.h>
 #include <platform/core/Thread.h>
 #include <platform/core/log/Logger.h>
 #include <platform/core/time/Clock.h>
@@ -28,16 +29,6 @@ namespace {
 
 constexpr unsigned int BACKGROUND_STACK = 16 * 1024;
 
-std::atomic<unsigned> forkCount{0};
-
-/// Counts in every forked child, so that a connection made before the fork knows that its threads and the state of its
-/// mutex have stayed behind in the parent.
-unsigned countForks() {
-  static const int registered = pthread_atfork(nullptr, nullptr, [] { forkCount.fetch_add(1); });
-  static_cast<void>(registered);
-  return forkCount.load();
-}
-
 Time::Elapsed withJitter(const Time::Elapsed& pause) {
   static std::atomic<std::uint32_t> seed{static_cast<std::uint32_t>(::getpid())};
   const std::uint32_t draw = seed.fetch_add(0x9e3779b9u) * 2654435769u >> 16;  // 0 to 65535
@@ -46,7 +37,7 @@ Time::Elapsed withJitter(const Time::Elapsed& pause) {
 
 }  // namespace
 
-Client::Client(std::vector<Address> addresses) : addresses_(std::move(addresses)), forks_(countForks()) {}
+Client::Client(std::vector<Address> addresses) : addresses_(std::move(addresses)), forks_(forkCount()) {}
 
 Client::~Client() {
   if (epoll_ >= 0) ::close(epoll_);
@@ -55,11 +46,17 @@ Client::~Client() {
 }
 
 /// In a forked child the socket is still the parent's: nothing is written to it, and it is not shut down.
-bool Client::isSameProcess() const noexcept { return forkCount.load(std::memory_order_relaxed) == forks_; }
+bool Client::isSameProcess() const noexcept { return forkCount() == forks_; }
 
 void Client::requireSameProcess() const {
   if (!isSameProcess())
     throw UnusableMessage("The connection was opened before this process was forked: expected one of its own");
+}
+
+std::shared_ptr<Transport> Client::openLink(const Time::Monotonic& deadline) {
+  if (addresses_.empty()) return InProcessBus::get().attach(shared_from_this());
+  const Time::Monotonic limit = Time::Clock::get().now() + SocketTransport::MAXIMUM_CONNECT_TIME;
+  return SocketTransport::connect(addresses_, std::min(deadline, limit));
 }
 
 std::optional<Return> Client::connect(const Time::Monotonic& deadline) {
@@ -74,54 +71,63 @@ std::optional<Return> Client::connect(const Time::Monotonic& deadline) {
       if (state_ == State::DISCONNECTED && attempts_ > before && lastFailure_) return lastFailure_;
       continue;
     }
+    if (!addresses_.empty() && readerWake_ < 0 && (readerWake_ = ::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) < 0)
+      return Return("org.freedesktop.DBus.Error.LimitsExceeded",
+                    std::string("Cannot connect to the message bus: ") + std::strerror(errno));
     state_ = State::CONNECTING;
     std::shared_ptr<Transport> transport;
     std::optional<Return> failure;
+    bool noMemory = false;
     try {
       MutexUnlock unlock(mutex_);
-      if (addresses_.empty()) {
-        transport = InProcessBus::get().attach(shared_from_this());
-      } else {
-        const Time::Monotonic limit = Time::Clock::get().now() + SocketTransport::MAXIMUM_CONNECT_TIME;
-        transport = SocketTransport::connect(addresses_, std::min(deadline, limit));
-      }
-    } catch (const Return& error) {
-      failure = error;
+      transport = openLink(deadline);
+    } catch (Return& error) {
+      failure.emplace(std::move(error));
     } catch (const std::bad_alloc&) {
-      failure.emplace("org.freedesktop.DBus.Error.NoMemory", "No memory to connect to the message bus");
+      noMemory = true;
     }
+    // The state is whole before anything below needs memory.
     ++attempts_;
     state_ = State::DISCONNECTED;
-    // That this caller's time is up says nothing to the others, who try themselves.
-    const bool outOfTime = failure && Time::Clock::get().now() >= deadline;
-    if (outOfTime) failure = Return("org.freedesktop.DBus.Error.NoReply", "The message bus was not reached in time");
-    lastFailure_ = outOfTime ? std::nullopt : failure;
-    if (transport && !closed_) adopt(std::move(transport));
+    lastFailure_.reset();
     stateChanged_.notifyAll();
+    if (transport && !closed_) noMemory = !adopt(transport);
     if (transport) {
       MutexUnlock unlock(mutex_);
       transport.reset();
     }
+    if (noMemory) failure.emplace("org.freedesktop.DBus.Error.NoMemory", "No memory to connect to the message bus");
+    // That this caller's time is up says nothing to the others, who try themselves.
+    const bool outOfTime = failure && Time::Clock::get().now() >= deadline;
+    if (outOfTime) failure = Return("org.freedesktop.DBus.Error.NoReply", "The message bus was not reached in time");
+    lastFailure_ = outOfTime ? std::nullopt : failure;
     if (failure) return failure;
   }
   return std::nullopt;
 }
 
-void Client::adopt(std::shared_ptr<Transport> transport) {
-  transport_ = std::move(transport);
-  uniqueName_ = transport_->uniqueName();
+/// False when there is no memory to ask the bus for everything: a link without it is none.
+bool Client::adopt(const std::shared_ptr<Transport>& transport) {
+  transport_ = transport;
   state_ = State::CONNECTED;
   ++links_;
   armed_ = 0;
   notifyObservers();
-  restore();
+  try {
+    uniqueName_ = transport_->uniqueName();
+    restore();
+  } catch (const std::bad_alloc&) {
+    lose("no memory");
+    return false;
+  }
   if (!writing_) flush();
   wakeBackground();
+  return true;
 }
 
 /// Everything that was on its way ends here: a message of which nothing has left may go out on the next link, every
 /// other call gets its error reply at once.
-void Client::lose(const std::string& reason) {
+void Client::lose(std::string reason) noexcept {
   if (!transport_) return;
   transport_->shutdown();
   if (watched_.lock() == transport_) {
@@ -133,33 +139,37 @@ void Client::lose(const std::string& reason) {
   uniqueName_.clear();
   state_ = State::DISCONNECTED;
 
-  const auto outgoing = std::exchange(outgoing_, {});
-  const auto pending = std::exchange(pending_, {});
+  // Nothing of this needs memory: where there is none, the calls must end all the same.
+  lossReason_ = std::move(reason);
+  lossUnreported_ = !closed_;
   outgoingOffset_ = 0;
   unsentAnswers_ = 0;
   for (auto& [name, host] : hosts_) {
     host.owner.clear();
     ++host.changes;
   }
-  lossReason_ = reason;
   notifyObservers();
-
-  const Return error("org.freedesktop.DBus.Error.Disconnected",
-                     "The connection to the message bus was lost: " + reason);
-  for (const Outgoing& entry : outgoing) {
-    if (!entry.pending) continue;
-    if (!entry.pending->accepted) {
-      entry.pending->retry = !closed_;
-    }
-    if (!entry.pending->retry) entry.pending->reply = error;
-    finish(*entry.pending);
-  }
-  for (const auto& [serial, entry] : pending) {
-    if (entry->done || entry->handler) continue;
-    entry->reply = error;
-    finish(*entry);
-  }
+  for (const Outgoing& entry : outgoing_)
+    if (entry.pending) loseOne(*entry.pending);
+  for (const auto& [serial, entry] : pending_)
+    if (!entry->done && !entry->handler) loseOne(*entry);
+  outgoing_.clear();
+  pending_.clear();
   wakeBackground();
+}
+
+void Client::loseOne(Pending& pending) noexcept {
+  pending.lost = true;
+  if (pending.writing) return;  // the writer says how much has left
+  pending.retry = !pending.accepted && !closed_;
+  pending.lost = !pending.retry;
+  finish(pending);
+}
+
+/// What a call that was lost with the link ends with.
+Return Client::lossError() const {
+  return Return("org.freedesktop.DBus.Error.Disconnected",
+                "The connection to the message bus was lost: " + lossReason_);
 }
 
 void Client::close() noexcept {
@@ -177,11 +187,11 @@ void Client::close() noexcept {
 void Client::keepInBackground() {
   if (addresses_.empty() || backgroundRuns_) return;
   if (epoll_ < 0) epoll_ = ::epoll_create1(EPOLL_CLOEXEC);
-  if (wake_ < 0) {
+  if (epoll_ >= 0 && wake_ < 0) {
     wake_ = ::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
     epoll_event event{};
     event.events = EPOLLIN;
-    if (epoll_ >= 0 && wake_ >= 0) ::epoll_ctl(epoll_, EPOLL_CTL_ADD, wake_, &event);
+    if (wake_ >= 0) ::epoll_ctl(epoll_, EPOLL_CTL_ADD, wake_, &event);
   }
   if (epoll_ < 0 || wake_ < 0)
     throw StartFailed(std::string("Cannot listen to the message bus in the background: ") + std::strerror(errno));
@@ -203,11 +213,25 @@ void Client::wakeBackground() noexcept {
 
 void* Client::backgroundThread(void* client) {
   const std::unique_ptr<std::shared_ptr<Client>> self(static_cast<std::shared_ptr<Client>*>(client));
-  (*self)->background();
+  // Without memory it goes on a little later; what it had in hand, it has let go.
+  while (!(*self)->background()) {
+  }
   return nullptr;
 }
 
-void Client::background() {
+/// False when it is to be called again.
+bool Client::background() {
+  try {
+    listen();
+    return true;
+  } catch (const std::bad_alloc&) {
+    MutexLock lock(mutex_);
+    Time::Clock::get().wait(backgroundChanged_, mutex_, Time::Clock::get().now() + FIRST_PAUSE);
+    return false;
+  }
+}
+
+void Client::listen() {
   MutexLock lock(mutex_);
   Time::Elapsed pause = FIRST_PAUSE;
   while (!closed_ && !(proxies_.empty() && servers_.empty() && names_.empty() && observers_.empty())) {
@@ -271,11 +295,10 @@ void Client::readOnce(const std::shared_ptr<Transport>& transport) {
     MutexUnlock unlock(mutex_);
     alive = read(*transport, reason);
   }
-  const bool lost = transport_ == transport && !alive;
   if (transport_ == transport) {
     dispatchAll(arrived_);
-    if (lost) {
-      lose(reason);
+    if (!alive) {
+      lose(std::move(reason));
     } else if (!outgoing_.empty() && !writing_) {
       flush();
     }
@@ -283,14 +306,29 @@ void Client::readOnce(const std::shared_ptr<Transport>& transport) {
   arrived_.clear();
   reading_ = false;
   passOn();
-  // Last, with no role left: a logger may use the connection.
-  if (!lost && !dropped_.load(std::memory_order_relaxed)) return;
-  MutexUnlock unlock(mutex_);
-  if (lost) Log::printQuietly(Log::Priority::WARNING, "Lost the message bus: %s", reason.c_str());
-  reportDropped();
+  reportUnlocked();
 }
 
-void Client::reportDropped() noexcept {
+/// Last, with no role left: a logger may use the connection.
+void Client::reportUnlocked() {
+  if (!lossUnreported_ && warnings_.empty() && !dropped_.load(std::memory_order_relaxed)) return;
+  MutexUnlock unlock(mutex_);
+  report();
+}
+
+void Client::report() noexcept {
+  std::vector<std::string> warnings;
+  {
+    MutexLock lock(mutex_);
+    try {
+      if (lossUnreported_) warnings_.insert(warnings_.begin(), "Lost the message bus: " + lossReason_);
+      lossUnreported_ = false;
+    } catch (const std::bad_alloc&) {
+      // Next time.
+    }
+    warnings.swap(warnings_);
+  }
+  for (const std::string& warning : warnings) Log::printQuietly(Log::Priority::WARNING, "%s", warning.c_str());
   if (const unsigned count = dropped_.exchange(0))
     Log::printQuietly(Log::Priority::ERROR, "%u bus messages were dropped: no memory, or a bus that does not read",
                       count);

@@ -18,6 +18,7 @@ using Message::Method::Return;
 
 namespace {
 
+constexpr std::uint32_t QUEUE = 0;
 constexpr std::uint32_t DO_NOT_QUEUE = 4;
 constexpr std::uint32_t PRIMARY_OWNER = 1;
 constexpr std::uint32_t ALREADY_OWNER = 4;
@@ -73,7 +74,24 @@ void Client::restore() {
     if (host.users > 0) subscribe(host);
   for (const StartedProxy& started : proxies_)
     callDriver(driverCall("AddMatch", signalRule(*started.proxy, *started.host)), ignore);
-  for (const std::string& name : names_) callDriver(driverCall("RequestName", name, DO_NOT_QUEUE), ignore);
+  for (const std::string& name : names_) askForNameAgain(name);
+}
+
+/// Where another connection has taken the name meanwhile, the bus keeps us in its queue and gives it back after that
+/// one.
+void Client::askForNameAgain(const std::string& name) {
+  const auto look = [this, name](const Return& reply) HEVRA_NO_THREAD_SAFETY_ANALYSIS {
+    std::uint32_t result = 0;
+    if (reply.isException()) {
+      warnings_.push_back("The bus name " + name + " was not given back: " + reply.getErrorName() + ": " +
+                          reply.getErrorText());
+      return;
+    }
+    if (std::strcmp(reply.getSignature(), "u") == 0) static_cast<const Message::Base&>(reply).begin().get(result);
+    if (result != PRIMARY_OWNER && result != ALREADY_OWNER)
+      warnings_.push_back("The bus name " + name + " was taken by another connection: it comes back after that one");
+  };
+  callDriver(driverCall("RequestName", name, QUEUE), look);
 }
 
 Host* Client::watch(const std::string& name) {
@@ -91,7 +109,8 @@ void Client::unwatch(Host* host) noexcept {
 Host& Client::acquire(const std::string& name) {
   Message::require(Message::checkBusName(name), "bus name of the service", name);
   Host& host = hosts_.try_emplace(name, Host{this, name, {}, 0}).first->second;
-  if (host.users++ == 0) subscribe(host);
+  if (host.users == 0) subscribe(host);
+  ++host.users;
   return host;
 }
 
@@ -115,7 +134,8 @@ Return Client::call(Call& call, const Time::Monotonic& deadline) {
     pending->owner = DRIVER_NAME;
     submit(call, {}, pending);
     exchange(*pending, deadline);
-    if (pending->retry) continue;
+    if (pending->retry && Time::Clock::get().now() < deadline) continue;
+    if (pending->lost) return lossError();
     if (pending->reply) return std::move(*pending->reply);
     withdraw(pending);
     return Return("org.freedesktop.DBus.Error.NoReply", "The message bus did not reply in time");
@@ -163,7 +183,11 @@ void Client::stop(Object::Proxy& proxy) {
   if (found == proxies_.end()) return;
   const Host* host = found->host;
   proxies_.erase(found);
-  callDriver(driverCall("RemoveMatch", signalRule(proxy, *host)), ignore);
+  try {
+    callDriver(driverCall("RemoveMatch", signalRule(proxy, *host)), ignore);
+  } catch (const std::bad_alloc&) {
+    // The rule stays with the bus; what it brings is ignored.
+  }
   if (!outgoing_.empty() && !writing_) flush();
   wakeBackground();
 }

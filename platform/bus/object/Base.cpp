@@ -3,6 +3,9 @@
 
 #include <system_error>
 
+#include <platform/core/Activity.h>
+#include <platform/core/Boundary.h>
+#include <platform/core/Fork.h>
 #include <platform/core/log/Logger.h>
 #include <platform/core/time/Clock.h>
 
@@ -69,7 +72,7 @@ void Base::entry() {
     bool keptOut = false;
     {
       MutexLock lock(queueMutex_);
-      delivery = takeFirst();
+      if (!stopAsked_) delivery = takeFirst();
       keptOut = keptOut_ > 0;
     }
     if (keptOut) warnOfKeptOut();
@@ -99,6 +102,62 @@ void Base::warnOfKeptOut() {
   Log::printQuietly(Log::Priority::WARNING, "%s", describeKeptOut(count).c_str());
 }
 
+void Base::begin(bool wait) {
+  // In a forked child the mutex may be held by a thread that is not there.
+  if (startedIn_ != NEVER && startedIn_ != forkCount())
+    throw UnusableMessage("The bus object " + path_ + " was started before this process was forked: expected another");
+  {
+    MutexLock lock(queueMutex_);
+    while (life_ == Life::STARTING || life_ == Life::STOPPING) {
+      // A hook must not wait for another thread's `stop`, which waits for the hook.
+      if (Activity::isThisThreadCounted()) {
+        if (life_ == Life::STARTING) return;
+        throw StartFailed("Cannot start the bus object " + path_ + ": it is being stopped by another thread");
+      }
+      lifeChanged_.wait(queueMutex_);
+    }
+    if (life_ == Life::STARTED) return;
+    life_ = Life::STARTING;
+    startedIn_ = forkCount();
+  }
+  try {
+    beginDelivery();
+    attach(wait);
+  } catch (...) {
+    endDelivery();
+    settle(Life::STOPPED);
+    throw;
+  }
+  if (settle(Life::STARTED)) end();
+}
+
+void Base::end() {
+  if (startedIn_ != forkCount()) return;
+  {
+    MutexLock lock(queueMutex_);
+    while (life_ == Life::STARTING || life_ == Life::STOPPING) {
+      if (Activity::isThisThreadCounted()) {
+        stopAsked_ = life_ == Life::STARTING;
+        return;
+      }
+      lifeChanged_.wait(queueMutex_);
+    }
+    if (life_ == Life::STOPPED) return;
+    life_ = Life::STOPPING;
+  }
+  detach();
+  endDelivery();
+  settle(Life::STOPPED);
+}
+
+/// Whether a stop was asked for meanwhile.
+bool Base::settle(Life life) noexcept {
+  MutexLock lock(queueMutex_);
+  life_ = life;
+  lifeChanged_.notifyAll();
+  return std::exchange(stopAsked_, false);
+}
+
 void Base::beginDelivery() {
   try {
     prepare();
@@ -122,7 +181,8 @@ void Base::endDelivery() {
     queuedMessages_ = queuedBytes_ = 0;
   }
   disable();
-  for (; waiting; waiting = std::move(waiting->next)) refuse(std::move(waiting->frame), waiting->header);
+  for (; waiting; waiting = std::move(waiting->next))
+    runAtBoundary("refusal of a call", [&] { refuse(std::move(waiting->frame), waiting->header); });
 }
 
 }  // namespace Quarnix::Bus::Object

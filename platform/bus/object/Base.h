@@ -1,7 +1,10 @@
 // What proxies and servers have in common: a path, a connection, and a queue of messages that their own task works off.
 #pragma once
 
+#include <atomic>
+#include <climits>
 #include <cstddef>
+#include <cstdint>
 #include <memory>
 #include <string>
 
@@ -46,14 +49,25 @@ class HEVRA_EXPORT Base : public Task {
   /// Ends delivery: returns when no hook of the object runs any more and none will. Called on any task's thread it does
   /// not wait: nothing new is delivered after it, and what runs is the last. Calls that were waiting get an error
   /// reply.
+  ///
+  /// Of one object, `start` and `stop` of several threads come one after the other. Only a task's thread does not wait
+  /// for another's: its `stop` during a `start` takes effect as the end of that, and its `start` during a `stop` raises
+  /// StartFailed.
   virtual void stop() = 0;
 
  protected:
   void entry() override;
+  /// What `start` and `stop` come to: brings the object to the connection and takes it away again. They are called in
+  /// turns.
+  virtual void attach(bool wait) = 0;
+  virtual void detach() = 0;
+  void begin(bool wait);
+  void end();
 
  private:
   friend class Internal::Client;
   struct Delivery;
+  enum class Life : std::uint8_t { STOPPED, STARTING, STARTED, STOPPING };
 
   /// Puts a message into the queue; called by the connection with its mutex held. When the queue is full, the oldest
   /// message makes room if they are `droppable`; otherwise false.
@@ -68,14 +82,14 @@ class HEVRA_EXPORT Base : public Task {
   virtual void refuse(Message::Frame frame, const Message::Header& header) = 0;
   /// The warning that so many messages were kept out: those that found the queue full, or were not for it.
   virtual std::string describeKeptOut(unsigned count) const = 0;
-
- protected:
-  /// For `start`: makes the thread and begins to deliver. Raises StartFailed.
+  /// Makes the thread and begins to deliver. Raises StartFailed.
   void beginDelivery();
-  /// For `stop`, once the connection delivers nothing more: waits for the hook and refuses what is queued.
+  /// Once the connection delivers nothing more: waits for the hook and refuses what is queued.
   void endDelivery();
+  bool settle(Life life) noexcept HEVRA_EXCLUDES(queueMutex_);
 
- private:
+  static constexpr unsigned NEVER = UINT_MAX;
+  std::atomic<unsigned> startedIn_{NEVER};  // the process, by its forkCount
   std::string path_;
   mutable Mutex connectionMutex_;
   mutable Shared::Pointer<Connection> connection_ HEVRA_GUARDED_BY(connectionMutex_);
@@ -85,6 +99,9 @@ class HEVRA_EXPORT Base : public Task {
   Delivery* last_ HEVRA_GUARDED_BY(queueMutex_) = nullptr;
   std::size_t queuedMessages_ HEVRA_GUARDED_BY(queueMutex_) = 0;
   std::size_t queuedBytes_ HEVRA_GUARDED_BY(queueMutex_) = 0;
+  Life life_ HEVRA_GUARDED_BY(queueMutex_) = Life::STOPPED;
+  bool stopAsked_ HEVRA_GUARDED_BY(queueMutex_) = false;  // while it was starting
+  ConditionVariable lifeChanged_;
   bool delivering_ HEVRA_GUARDED_BY(queueMutex_) = false;
   unsigned keptOut_ HEVRA_GUARDED_BY(queueMutex_) = 0;  // messages, since the last warning
   Time::Monotonic nextWarning_ HEVRA_GUARDED_BY(queueMutex_);

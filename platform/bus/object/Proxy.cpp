@@ -44,22 +44,18 @@ std::string Proxy::introspect() const {
 }
 
 void Proxy::start(bool wait) {
-  Internal::Host* const to = host();
-  beginDelivery();
-  try {
-    to->client->start(*this, to, wait);
-  } catch (...) {
-    if (!subscribed_) endDelivery();
-    throw;
-  }
-  subscribed_ = true;
+  host();
+  begin(wait);
 }
 
-void Proxy::stop() {
-  if (!subscribed_.exchange(false)) return;
-  watched_.load()->client->stop(*this);
-  endDelivery();
+void Proxy::stop() { end(); }
+
+void Proxy::attach(bool wait) {
+  Internal::Host* const to = host();
+  to->client->start(*this, to, wait);
 }
+
+void Proxy::detach() { watched_.load()->client->stop(*this); }
 
 void Proxy::retire() noexcept {
   Proxy::stop();

@@ -37,6 +37,8 @@ class HEVRA_EXPORT Proxy : public Base {
   void stop() override;
 
  protected:
+  void attach(bool wait) override;
+  void detach() override;
   /// The hook: one signal of the object. Runs on the proxy's task.
   virtual void signal(const Message::Signal& signal);
 
@@ -51,7 +53,6 @@ class HEVRA_EXPORT Proxy : public Base {
 
   std::string host_;
   mutable std::atomic<Internal::Host*> watched_{nullptr};
-  std::atomic<bool> subscribed_{false};  // started
 };
 
 }  // namespace Object

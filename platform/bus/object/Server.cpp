@@ -16,23 +16,18 @@ void Server::send(Return& reply) { getConnection()->send(reply); }
 void Server::send(Message::Signal& signal) { getConnection()->send(signal); }
 
 void Server::start(bool wait) {
-  Internal::Client& client = getConnection()->client();
-  beginDelivery();
-  try {
-    client.start(*this, caller_, wait);
-  } catch (...) {
-    if (!serving_) endDelivery();
-    throw;
-  }
-  serving_ = &client;
+  getConnection();
+  begin(wait);
 }
 
-void Server::stop() {
-  Internal::Client* const client = serving_.exchange(nullptr);
-  if (!client) return;
-  client->stop(*this);
-  endDelivery();
+void Server::stop() { end(); }
+
+void Server::attach(bool wait) {
+  serving_ = &getConnection()->client();
+  serving_->start(*this, caller_, wait);
 }
+
+void Server::detach() { serving_->stop(*this); }
 
 void Server::retire() noexcept {
   Server::stop();

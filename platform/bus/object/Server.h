@@ -1,8 +1,6 @@
 // An object that this process serves on the bus.
 #pragma once
 
-#include <atomic>
-
 #include <platform/bus/object/Base.h>
 #include <platform/bus/type/Wrapper.h>
 
@@ -29,6 +27,8 @@ class HEVRA_EXPORT Server : public Base {
   void stop() override;
 
  protected:
+  void attach(bool wait) override;
+  void detach() override;
   /// The hook: one method call. It sends the reply itself and returns true, or returns false, and the caller gets the
   /// error "org.freedesktop.DBus.Error.UnknownMethod". After an exception no reply is sent. Runs on the server's task.
   virtual bool method(const Message::Method::Call& call);
@@ -42,7 +42,7 @@ class HEVRA_EXPORT Server : public Base {
   std::string describeKeptOut(unsigned count) const override;
 
   std::string caller_;
-  std::atomic<Internal::Client*> serving_{nullptr};  // null unless started
+  Internal::Client* serving_ = nullptr;  // of the last `start`
 };
 
 }  // namespace Quarnix::Bus::Object

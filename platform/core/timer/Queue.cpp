@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <cstdlib>
 #include <limits>
+#include <new>
 #include <system_error>
 
 #include <platform/core/Activity.h>
@@ -21,6 +22,26 @@ constexpr unsigned int STACK = 256 * 1024;
 thread_local bool isTimerThread = false;
 
 }  // namespace
+
+// The mutex is held over a fork, so that the child finds the heap whole.
+Queue::Queue() {
+  pthread_atfork([]() HEVRA_NO_THREAD_SAFETY_ANALYSIS { get().mutex_.lock(); },
+                 []() HEVRA_NO_THREAD_SAFETY_ANALYSIS { get().mutex_.unlock(); },
+                 []() HEVRA_NO_THREAD_SAFETY_ANALYSIS {
+                   get().beginAnew();
+                   get().mutex_.unlock();
+                 });
+}
+
+/// In a forked child: the thread has stayed behind, and who waited on the conditions.
+void Queue::beginAnew() noexcept {
+  for (const Entry& entry : heap_) entry.timer->index_ = Monotonic::NOT_QUEUED;
+  heap_.clear();
+  running_ = nullptr;
+  waiting_ = hasThread_ = false;
+  new (&work_) ConditionVariable;
+  new (&out_) ConditionVariable;
+}
 
 Queue& Queue::get() {
   static Queue& instance = *new Queue;

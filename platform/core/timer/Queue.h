@@ -10,7 +10,8 @@
 
 namespace Quarnix::Timer {
 
-/// Made on first use and never destroyed; the thread is made with the first start and ends with the process.
+/// Made on first use and never destroyed; the thread is made with the first start and ends with the process. A forked
+/// child begins with an empty queue.
 ///
 /// Threads: any. The mutex is the last that is taken but for a simulated clock's, and is not held while a timer's hook
 /// runs.
@@ -38,6 +39,8 @@ class Queue {
     Monotonic* timer;
   };
 
+  Queue();
+  void beginAnew() noexcept HEVRA_REQUIRES(mutex_);
   static bool isEarlier(const Entry& a, const Entry& b) noexcept;
   static void* threadBody(void* queue) noexcept;
   void run();

@@ -5,6 +5,7 @@
 #include <unistd.h>
 
 #include <platform/core/time/SimulatedClock.h>
+#include <platform/core/timer/Monotonic.h>
 #include <tests/platform/bus/BothBuses.h>
 
 namespace Quarnix::Test {
@@ -135,6 +136,31 @@ TEST(Daemon, IsNotDisturbedByAForkedChild) {
   TestServer::serve(server, NAME);
   TestProxy proxy(connection, NAME);
   proxy.start(true);
+  // In the child, a hook and a timer under way have neither a thread nor an end.
+  Gate inside, go;
+  auto busy = std::make_unique<TestServer>(
+      connection,
+      [&](TestServer& self, const Call& call) {
+        inside.open();
+        EXPECT_TRUE(go.await());
+        return TestServer::echo(self, call);
+      },
+      "/busy");
+  busy->start(true);
+  const TestProxy toBusy(Connection::open(daemon.address()), NAME, {}, "/busy");
+  std::thread caller([&toBusy] { EXPECT_EQ(toBusy.ask("Echo", "held"), "held"); });
+  struct Bell : Timer::Monotonic {
+    Bell(Gate& entered, Gate& left) : Monotonic({}, true), in(entered), out(left) {}
+    ~Bell() override { retire(); }
+    void expired(const Time::Monotonic&) override {
+      in.open();
+      EXPECT_TRUE(out.await());
+    }
+    Gate &in, &out;
+  };
+  auto bell = std::make_unique<Bell>(inside, go);
+  bell->start();
+  ASSERT_TRUE(inside.await(2));
   EXPECT_EQ(unused->ask("Echo", "before"), "before");
   auto other = Connection::open(daemon.address());
   const std::string name = other->getUniqueName();
@@ -151,9 +177,12 @@ TEST(Daemon, IsNotDisturbedByAForkedChild) {
         ++refused;
       }
     }
+    ::alarm(60);
     unused.reset();
     other.reset();
     proxy.stop();
+    busy.reset();
+    bell.reset();
     // In the child a connection of its own works.
     try {
       Connection::open(daemon.address())->getUniqueName();
@@ -162,6 +191,8 @@ TEST(Daemon, IsNotDisturbedByAForkedChild) {
     }
     ::_exit(refused);
   }
+  go.open();
+  caller.join();
   int status = 0;
   ASSERT_EQ(::waitpid(child, &status, 0), child);
   EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 5) << status;

@@ -104,7 +104,11 @@ TEST_P(Serving, StopsWhenItsHookIsOverAndStartsAgain) {
   TestServer server(open(), [&](TestServer& self, const Call& call) {
     inside.open();
     EXPECT_TRUE(go.await());
-    ++left;
+    if (!left++) {
+      self.stop();
+      EXPECT_EQ(failureOf([&self] { self.start(true); }),
+                "Cannot start the bus object /test/object: it is being stopped by another thread");
+    }
     return TestServer::echo(self, call);
   });
   TestServer::serve(server, NAME);
@@ -125,12 +129,12 @@ TEST_P(Serving, StopsWhenItsHookIsOverAndStartsAgain) {
   };
   while (isServed()) {
   }
+  std::thread starter([&] {
+    server.start(true);
+    EXPECT_EQ(left, 1);
+  });
   go.open();
-  caller.join();
-  stopper.join();
-  EXPECT_EQ(proxy.ask("Echo"), error("UnknownObject"));
-  server.stop();
-  server.start(true);
+  for (std::thread* thread : {&caller, &stopper, &starter}) thread->join();
   EXPECT_EQ(proxy.ask("Echo", "again"), "again");
 }
 

@@ -1,0 +1,27 @@
+// The allocation that fails.
+#include <tests/harness/NoMemory.h>
+
+#include <cstdlib>
+#include <new>
+
+namespace {
+
+constexpr int NONE = -1;
+thread_local int untilFailure = NONE;
+
+}  // namespace
+
+namespace Quarnix::Harness {
+
+NoMemory::NoMemory(int nth) noexcept { untilFailure = nth; }
+NoMemory::~NoMemory() { untilFailure = NONE; }
+bool NoMemory::hasFailed() const noexcept { return untilFailure == NONE; }
+
+}  // namespace Quarnix::Harness
+
+void* operator new(std::size_t size) {
+  void* memory = untilFailure != NONE && untilFailure-- == 0 ? nullptr : std::malloc(size);
+  return memory ? memory : throw std::bad_alloc();
+}
+void operator delete(void* memory) noexcept { std::free(memory); }
+void operator delete(void* memory, std::size_t) noexcept { std::free(memory); }
