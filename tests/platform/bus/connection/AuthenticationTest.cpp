@@ -17,8 +17,8 @@ TEST(Authentication, AnswersTheBusHoweverTheStreamIsCut) {
   } rows[] = {
       {"OK\r\n|", State::DONE, "BEGIN\r\n", ""},
       {"OK 12\r\n|l\1\2\1OK\r\n", State::DONE, "BEGIN\r\n", ""},
-      {"REJECTED EXTERNAL\r\n|OK\r\n", State::REFUSED, "",
-       "The bus refused the authentication of this user: REJECTED EXTERNAL"},
+      {"REJECTED \xff\n\r\n|OK\r\n", State::REFUSED, "",
+       "The bus refused the authentication of this user: REJECTED ??"},
       {"DATA\r\nOKAY\r\n\r\nOK 1\r\n|", State::DONE, "ERROR\r\nERROR\r\nERROR\r\nBEGIN\r\n", ""},
       {"OK\n\r\n|", State::WAITING, "ERROR\r\n", ""},
       {"OK 12|", State::WAITING, "", ""},

@@ -100,12 +100,12 @@ TEST(SocketTransport, ReadsAStreamThatIsCutAnywhere) {
   for (const std::size_t piece : {std::size_t{1}, std::size_t{7}, std::size_t{50'001}, std::size_t{1} << 20}) {
     ScriptedBus bus([&](ScriptedBus& self) {
       self.line();
-      self.write("DATA\r\nOK 0123\r\n", piece);
-      EXPECT_EQ(self.line(), "ERROR\r\n");
-      EXPECT_EQ(self.line(), "BEGIN\r\n");
-      self.write(ScriptedBus::replyTo(self.message(), ":1.7", "org.freedesktop.DBus") +
+      self.write("DATA\r\nOK 0123\r\n" + ScriptedBus::replyTo(1, ":1.7", "org.freedesktop.DBus") +
                      ScriptedBus::replyTo(77, "nobody asked", ":1.9"),
                  piece);
+      EXPECT_EQ(self.line(), "ERROR\r\n");
+      EXPECT_EQ(self.line(), "BEGIN\r\n");
+      EXPECT_EQ(self.message(), 1u);
       const std::uint32_t serial = self.message();
       self.write(ScriptedBus::replyTo(serial, "forged", ":1.8") + ScriptedBus::replyTo(serial, large, ":1.9") +
                      ScriptedBus::replyTo(self.message(), "last", ":1.9"),
