@@ -109,6 +109,10 @@ bool copy(ConstIterator& from, Iterator* to, int depth) {
 }
 
 void read(const std::uint8_t* data, std::size_t size, const Header& header) {
+  for (const Header::Text& text : header.texts) {
+    const bool isInside = text.offset + text.length < header.bodyOffset && !data[text.offset + text.length];
+    require(text.offset == 0 || isInside, "a header's text ends inside the header, with a NUL");
+  }
   const Header::Text signature = header.text(Field::SIGNATURE);
   const char* const types = signature.offset ? reinterpret_cast<const char*>(data) + signature.offset : "";
   ConstIterator first(data + header.bodyOffset, data + size, types, header.swapped);
