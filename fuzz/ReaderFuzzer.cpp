@@ -1,5 +1,6 @@
 // Each marshaller's reader, on bodies of its signature that have passed the check. What was read can be written again,
 // and comes back the same, except for commands, whose error text grows by it.
+#include <algorithm>
 #include <iterator>
 #include <string>
 #include <vector>
@@ -224,6 +225,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
 }
 
 extern "C" std::size_t LLVMFuzzerCustomMutator(std::uint8_t* data, std::size_t size, std::size_t room, unsigned seed) {
+  room = std::min<std::size_t>(room, std::max<std::size_t>(size, 1024));  // longer ones cost time and say no more
   size = LLVMFuzzerMutate(data, size, room);
   if (size == 0 || seed % 8 == 0) return size;
   const Input input(data, size);
