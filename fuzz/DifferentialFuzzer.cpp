@@ -1,5 +1,6 @@
 // The same bytes for libdbus and for us: what either refuses the other refuses, and both read the same values. The one
 // difference is meant: libdbus takes values of type 'h' from anybody.
+#include <bit>
 #include <cstring>
 #include <string_view>
 
@@ -23,7 +24,7 @@ void compareOne(const ConstIterator& ours, DBusMessageIter& theirs) {
   ours.get(value);
   dbus_message_iter_get_basic(&theirs, &other);
   if constexpr (std::is_same_v<T, double>) {
-    require(std::memcmp(&value, &other, sizeof value) == 0, "the same number");
+    require(std::bit_cast<std::uint64_t>(value) == std::bit_cast<std::uint64_t>(other), "the same number");
   } else {
     require(value == static_cast<T>(other), "the same number");
   }
