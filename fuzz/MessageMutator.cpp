@@ -17,19 +17,18 @@ std::size_t resign(std::uint8_t* data, std::size_t size, std::size_t room, Rando
   do types += Quarnix::Fuzz::randomType(random);
   while (random() % 2 && types.size() < 100);
   const bool isBig = random() % 2;
-  std::string header =
-      isBig ? std::string("B\1\0\1\0\0\0\0\0\0\0\1\0\0\0\0", 16) : std::string("l\1\0\1\0\0\0\0\1\0\0\0\0\0\0\0", 16);
-  const std::string one = isBig ? std::string("\0\0\0\1", 4) : std::string("\1\0\0\0", 4);
-  header += std::string("\1\1o", 4) + one + std::string("/\0\0\0\0\0\0\0", 8);
-  header += std::string("\3\1s", 4) + one + std::string("m\0\0\0\0\0\0\0", 8);
-  header += std::string("\10\1g", 4) + static_cast<char>(types.size()) + types + '\0';
+  using namespace std::string_literals;
+  std::string header = isBig ? "B\1\0\1\0\0\0\0\0\0\0\1\0\0\0\0"s : "l\1\0\1\0\0\0\0\1\0\0\0\0\0\0\0"s;
+  const std::string one = isBig ? "\0\0\0\1"s : "\1\0\0\0"s;
+  header += "\1\1o\0"s + one + "/\0\0\0\0\0\0\0"s + "\3\1s\0"s + one + "m\0\0\0\0\0\0\0"s;
+  header += "\10\1g\0"s + static_cast<char>(types.size()) + types + '\0';
   const std::size_t fields = header.size() - 16;
   header[isBig ? 15 : 12] = static_cast<char>(fields);
   header.resize((header.size() + 7) & ~std::size_t{7});
   if (header.size() + size > room) size = room > header.size() ? room - header.size() : 0;
   if (header.size() + size > room) return 0;
   std::memmove(data + header.size(), data, size);
-  std::memcpy(data, header.data(), header.size());
+  std::copy(header.begin(), header.end(), data);
   return header.size() + size;
 }
 

@@ -93,7 +93,8 @@ void Repair::field(std::size_t begin, unsigned& present) {
   std::uint8_t& code = bytes_[begin];
   const bool isKnown = code < sizeof TYPES - 1;
   if (!isKnown) return;
-  if (code == 0 || bytes_[begin + 1] != 1 || bytes_[begin + 2] != TYPES[code] || ((present >> code) & 1)) {
+  if (code == 0 || bytes_[begin + 1] != 1 || bytes_[begin + 2] != static_cast<std::uint8_t>(TYPES[code]) ||
+      ((present >> code) & 1)) {
     code = static_cast<std::uint8_t>(code + 200);
     return;
   }
