@@ -19,6 +19,10 @@ CapturingLogger::CapturingLogger(Sink sink)
 
 CapturingLogger::~CapturingLogger() { Log::Logger::set(former_); }
 
+bool CapturingLogger::waitFor(const std::string& text) {
+  return logger_->lines.awaitAny([&text](const std::string& line) { return line.find(text) != std::string::npos; });
+}
+
 std::size_t CapturingLogger::count(const std::string& text) const {
   const std::vector<std::string> lines = get();
   return static_cast<std::size_t>(std::count_if(

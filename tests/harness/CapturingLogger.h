@@ -23,6 +23,8 @@ class CapturingLogger {
   CapturingLogger& operator=(const CapturingLogger&) = delete;
 
   std::vector<std::string> get() const { return logger_->lines.all(); }
+  /// Until a line contains `text`; false at the deadline.
+  bool waitFor(const std::string& text);
   std::size_t count(const std::string& text) const;
 
  private:
