@@ -77,8 +77,7 @@ void ScriptedBus::narrow() const {
   const std::string own = nameOf(listening_, ::getsockname);
   const int least = 1;
   for (int descriptor = 0; descriptor < 1024; ++descriptor)
-    if (nameOf(descriptor, ::getpeername) == own)
-      ::setsockopt(descriptor, SOL_SOCKET, SO_SNDBUF, &least, sizeof least);
+    if (nameOf(descriptor, ::getpeername) == own) ::setsockopt(descriptor, SOL_SOCKET, SO_SNDBUF, &least, sizeof least);
 }
 
 std::string ScriptedBus::line() {

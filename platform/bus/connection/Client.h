@@ -228,7 +228,7 @@ class Client : public std::enable_shared_from_this<Client> {
   std::weak_ptr<Transport> watched_ HEVRA_GUARDED_BY(mutex_);  // which link's socket is in the epoll set
   ConditionVariable backgroundChanged_;
 
-  std::atomic<unsigned> dropped_{0};  // messages given up since the last report
+  std::atomic<unsigned> dropped_{0};                            // messages given up since the last report
   std::vector<std::string> warnings_ HEVRA_GUARDED_BY(mutex_);  // to be logged with the mutex free
 };
 

@@ -76,7 +76,8 @@ void Client::restore() {
   for (const std::string& name : names_) askForNameAgain(name);
 }
 
-/// Where another connection has taken the name meanwhile, the bus keeps us in its queue and gives it back after that one.
+/// Where another connection has taken the name meanwhile, the bus keeps us in its queue and gives it back after that
+/// one.
 void Client::askForNameAgain(const std::string& name) {
   const auto look = [this, name](const Return& reply) HEVRA_NO_THREAD_SAFETY_ANALYSIS {
     std::uint32_t result = 0;
