@@ -15,6 +15,7 @@ struct Context {
   std::string bus;  // empty: what the environment says
   bool zuv = false;
   std::string application = "hevractl";
+  bool strict = false;  // progress only from the service
   bool json = false;
   bool showKeys = false;  // in tables; JSON has them anyway
 

@@ -58,6 +58,7 @@ ExitStatus send(const Context& context, const Request& request) {
   Progress progress(commands);
   Proxy::Command::Manager manager(context.zuv, context.application);
   manager.setConnection(context.openBus());
+  if (context.strict) manager.acceptProgressOnlyFromService();
   if (!request.noWait) manager.start(true);
   const Proxy::CommandContainerList list(commands.begin(), commands.end());
   manager.add(Shared::make<Follower>(progress, ProgressPrinter(context.json, group, commands)), group, list);

@@ -62,6 +62,11 @@ class HEVRA_EXPORT Manager : public virtual Bus::Object::Proxy,
   void cancel(const std::string& key) override;
   void cancel(const HomeAutomation::Command::Priority& priority) override;
 
+  /// Takes progress from nobody but the owner of the service's bus name: reports of others are answered with
+  /// "org.freedesktop.DBus.Error.AccessDenied" and logged at most once a second. Otherwise whoever the bus lets through
+  /// may report. Before the first `start`.
+  void acceptProgressOnlyFromService() { originator.setCaller(getHost()); }
+
   /// Starts the proxy and then the originator's server, see Bus::Object::Base::start. If the second fails, the first is
   /// stopped again.
   void start(bool wait) override;

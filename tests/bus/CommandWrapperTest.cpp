@@ -1,134 +1,76 @@
-// The command record where it deliberately does not come back as it went, what is read of a bad one, and lists of them.
-#include <gtest/gtest.h>
-
+// The command record, its list and its typed value where they deliberately do not come back as they went, and what is
+// read of bad ones.
 #include <bus/CommandContainerWrapper.h>
 #include <bus/CommandVectorWrapper.h>
 #include <bus/CommandWrapper.h>
 #include <bus/HvTypeVariantHandler.h>
 #include <platform/bus/Error.h>
-#include <platform/bus/message/Signal.h>
 #include <platform/hevra/HvTypes.h>
 #include <proxy/command/CommandContainerList.h>
+#include <tests/bus/NodeTexts.h>
 #include <tests/harness/CapturingLogger.h>
 
 namespace Quarnix::Bus::Type {
 namespace {
 
+using namespace Hevra;
 using Harness::CapturingLogger;
-using Hevra::Command;
-using Hevra::Proxy::CommandContainerList;
+using Proxy::CommandContainerList;
+using Test::expectRaisesWhatIsHandled;
+using Test::signalOf;
+using Test::written;
 using Container = const HomeAutomation::Container<Command>;
 
-Command fullCommand() {
+const std::string UP_TO_ADDRESS = "u1 t8589934594 b1 u4 ",
+                  FROM_ORIGIN = " i6 i7 y8 i-9 s'8/-9: hot' u11 s'hall' u13 y6 y";
+std::string recordOf(unsigned acei) { return UP_TO_ADDRESS + "vu5" + FROM_ORIGIN + std::to_string(acei); }
+
+Command commandOf(const std::string& text) {
+  const Message::Signal message = signalOf(text);
+  Message::ConstIterator read = message.begin();
   Command command;
-  command.setId(1);
-  command.setParameterId(0x200000002);
-  command.setAddress(4);
-  command.setValue(Shared::make<Hevra::HvInt16>(std::int16_t{-5}));
-  command.getDetailedError().setErrorCode(Hevra::ErrorCode(8, -9));
-  command.setStatus(Hevra::HvDetailedCommandStatus::DELAYED);
+  Wrapper<Command>().deserialize(read, command);
+  EXPECT_EQ(read.type(), 'y');
+  EXPECT_EQ((++read).type(), 0) << "the iterator was not left on the last field";
   return command;
 }
 
-template <class T>
-Message::Signal written(const T& value) {
-  Message::Signal message("/test", "test.Test", "Test");
-  Message::Iterator append = message.begin();
-  Wrapper<T>().serialize(append, value);
-  return message;
-}
-
-Command readBack(const Command& command) {
-  const Message::Signal message = written(command);
-  Command back;
-  Message::ConstIterator read = message.begin();
-  Wrapper<Command>().deserialize(read, back);
-  EXPECT_EQ(read.type(), 'y');
-  EXPECT_EQ((++read).type(), 0) << "the iterator was not left on the last field";
-  return back;
-}
-
-TEST(CommandWrapper, ReadsTheWholeErrorTextAsItsDetails) {
-  Command command = fullCommand();
-  EXPECT_EQ(readBack(command).getDetailedError().toString(), "8/-9: 8/-9");
-  command.getDetailedError().setErrorFieldsToString("burnt");
-  EXPECT_EQ(readBack(command).getDetailedError().getErrorFieldsToString(), "8/-9: burnt");
-}
-
 TEST(CommandWrapper, CarriesTheLowByteOfTheStatus) {
-  Command command = fullCommand();
-  command.setStatus(static_cast<Hevra::HvDetailedCommandStatus>(0xFFFFFF03));
-  EXPECT_EQ(readBack(command).getStatus(), Hevra::HvDetailedCommandStatus::COMPLETED);
+  Command command = commandOf(recordOf(0));
+  command.getDetailedError().setErrorFieldsToString("hot");
+  command.setStatus(static_cast<HvDetailedCommandStatus>(0xFFFFFF06));
+  EXPECT_EQ(written<Wrapper<Command>>(command), recordOf(0));
 }
 
 TEST(CommandWrapper, HasNoValueOfAContentThatNoClassHas) {
-  Message::Signal message("/test", "test.Test", "Test");
-  Message::Iterator append = message.begin();
-  append.append(1u, std::uint64_t{2}, true, 4u);
-  Message::Iterator variant = append.begin(Message::VARIANT, "o");
-  variant.appendPath("/a");
-  append.end(variant);
-  append.append(6, 7, std::uint8_t{8}, 9, "ten", 11u, "twelve", 13u, std::uint8_t{14}, std::uint8_t{0});
-  Command held = fullCommand();
-  Message::ConstIterator read = std::as_const(message).begin();
-  Wrapper<Command>().deserialize(read, held);
-  EXPECT_FALSE(held.getValue());
-  EXPECT_EQ(held.getTag(), 13u);
-}
-
-TEST(CommandWrapper, RefusesAValueOfAnotherClass) {
-  struct Derived : Hevra::HvUInt32 {
-    using HvUInt32::HvUInt32;
-  };
-  Command command;
-  command.setValue(Shared::make<Derived>(1u));
-  EXPECT_THROW(written(command), HvTypeVariantHandler::UnknownTypeForSignature);
+  const Command command = commandOf(UP_TO_ADDRESS + "vau[u1]" + FROM_ORIGIN + "0");
+  EXPECT_FALSE(command.getValue());
+  EXPECT_EQ(command.getTag(), 13u);
 }
 
 TEST(CommandWrapper, ReplacesAnInvalidAceiAndLogsIt) {
-  Command command = fullCommand();
+  const CapturingLogger lines;
+  std::size_t invalid = 0;
   for (unsigned byte = 0; byte < 256; ++byte) {
     const bool taken = byte == 0xFF || byte % 8 <= 3;
-    const CapturingLogger lines;
-    command.setAcei(Command::Acei(static_cast<std::uint8_t>(byte)));
-    EXPECT_EQ(readBack(command).getAcei().getValue(), taken ? byte : 0xE3) << byte;
-    EXPECT_EQ(lines.get().size(), taken ? 0u : 1u) << byte;
+    EXPECT_EQ(commandOf(recordOf(byte)).getAcei().getValue(), taken ? byte : 0xE3) << byte;
+    EXPECT_EQ(lines.get().size(), invalid += !taken) << byte;
   }
-  const CapturingLogger lines;
-  command.setAcei(Command::Acei(0x0C));
-  readBack(command);
-  EXPECT_EQ(lines.get(), std::vector<std::string>{
-                             "4 Command bus wrapper: invalid acei 0x0c detected on command command #1 (node = 4 / "
-                             "parameter = 200000002 / status = DELAYED)"});
-}
-
-TEST(CommandWrapper, RaisesNilForAnInvalidAceiWithoutALogger) {
-  const CapturingLogger restoresTheLogger;
+  EXPECT_EQ(lines.get()[4],
+            "4 Command bus wrapper: invalid acei 0x0c detected on command command #1 (node = 4 / parameter = "
+            "200000002 / status = DELAYED)");
   Log::Logger::set({});
-  Command command = fullCommand();
-  command.setAcei(Command::Acei(0x0C));
-  const Message::Signal message = written(command);
-  Message::ConstIterator read = message.begin();
-  Command back;
-  EXPECT_THROW(Wrapper<Command>().deserialize(read, back), Shared::Exception::Nil);
-  EXPECT_EQ(back.getStatus(), Hevra::HvDetailedCommandStatus::DELAYED);
-  EXPECT_EQ(back.getAcei().getValue(), Command::Acei::UNKNOWN);
+  EXPECT_THROW(commandOf(recordOf(0x0C)), Shared::Exception::Nil);
 }
 
 TEST(CommandWrapper, KeepsWhatItReadBeforeAnError) {
-  Message::Signal message("/test", "test.Test", "Test");
-  message.begin().append(1u, std::uint64_t{2}, 3u);
-  Command command;
-  Message::ConstIterator read = std::as_const(message).begin();
-  EXPECT_THROW(Wrapper<Command>().deserialize(read, command), TypeMismatch);
-  EXPECT_EQ(command.getId(), 1u);
-  EXPECT_EQ(command.getParameterId(), 2u);
-
-  Message::Signal longer("/test", "test.Test", "Test");
-  longer.begin().append(1u, std::uint64_t{2}, true, 4u, "no variant");
-  read = std::as_const(longer).begin();
-  EXPECT_THROW(Wrapper<Command>().deserialize(read, command), TypeMismatch);
-  EXPECT_EQ(command.getAddress(), 4u);
+  for (const std::string bad : {"u1 t2 b1 u4 s'no variant'", "u1 t2 b1 u4 vu5 s''"}) {
+    const Message::Signal message = signalOf(bad);
+    Message::ConstIterator read = message.begin();
+    Command command;
+    EXPECT_THROW(Wrapper<Command>().deserialize(read, command), TypeMismatch) << bad;
+    EXPECT_EQ(command.getAddress(), 4u);
+  }
 }
 
 /// How many commands the list has.
@@ -140,39 +82,59 @@ std::size_t countIn(const Message::Signal& message) {
   return commands.size();
 }
 
-TEST(CommandList, IsEmptyWhenWrittenAgainWithoutRewinding) {
-  const CommandContainerList commands{fullCommand(), fullCommand()};
-  EXPECT_EQ(countIn(written<Container>(commands)), 2u);
-  EXPECT_EQ(countIn(written<Container>(commands)), 0u);
-  commands.reset();
-  EXPECT_EQ(countIn(written<Container>(commands)), 2u);
-}
+TEST(CommandList, IsEmptyWhenWrittenAgainWithoutRewindingAndNeverReadIntoAContainer) {
+  const CommandContainerList commands{commandOf(recordOf(0)), commandOf(recordOf(0))};
+  for (const std::size_t count : {2u, 0u, 2u}) {
+    Message::Signal message = signalOf("");
+    Message::Iterator append = message.begin();
+    Wrapper<Container>().serialize(append, commands);
+    EXPECT_EQ(countIn(message), count);
+    if (count == 0) commands.reset();
 
-TEST(CommandList, IsNeverReadIntoAContainer) {
-  const Message::Signal message = written<Container>(CommandContainerList{fullCommand()});
-  const CommandContainerList commands;
-  Message::ConstIterator read = message.begin();
-  Wrapper<Container>().deserialize(read, commands);
-  EXPECT_EQ(read, message.begin());
-  EXPECT_FALSE(commands.next());
-}
-
-TEST(CommandList, RaisesWhatIsBeingHandledWhereNoListStands) {
-  struct InHand {};
-  Message::Signal text("/test", "test.Test", "Test"), numbers("/test", "test.Test", "Test");
-  text.begin().append("no list");
-  Message::Iterator append = numbers.begin();
-  Message::Iterator array = append.begin(Message::ARRAY, "u");
-  array.append(1u);
-  append.end(array);
-  for (const Message::Signal* message : {&text, &numbers}) {
-    try {
-      throw InHand();
-    } catch (const InHand&) {
-      EXPECT_THROW(countIn(*message), InHand);
-    }
-    EXPECT_DEATH(countIn(*message), "terminate called without an active exception");
+    const CommandContainerList unread;
+    Message::ConstIterator read = std::as_const(message).begin();
+    Wrapper<Container>().deserialize(read, unread);
+    EXPECT_EQ(read, std::as_const(message).begin());
+    EXPECT_FALSE(unread.next());
   }
+}
+
+TEST(CommandListDeathTest, RaisesWhatIsBeingHandledWhereNoListStands) {
+  for (const char* text : {"s'no list'", "au[u1]"}) expectRaisesWhatIsHandled([&] { countIn(signalOf(text)); });
+}
+
+TEST(HvTypeVariantHandler, RefusesADerivedClass) {
+  struct Derived : HvUInt32 {
+    using HvUInt32::HvUInt32;
+  };
+  struct Foreign : HvType {
+    std::string toString() const override { return ""; }
+  };
+  for (const auto& value : {Shared::Pointer<HvType>(Shared::make<Derived>(1u)), {Shared::make<Foreign>()}}) {
+    const HvTypeVariantHandler handler(value);
+    EXPECT_THROW(handler.signature(), HvTypeVariantHandler::UnknownTypeForSignature);
+    Message::Signal message = signalOf("");
+    Message::Iterator append = message.begin();
+    EXPECT_THROW(handler.serialize(append), HvTypeVariantHandler::UnknownTypeForSerialization);
+    EXPECT_THROW(written<Wrapper<VariantHandler>>(handler), HvTypeVariantHandler::UnknownTypeForSignature);
+    Command command;
+    command.setValue(value);
+    EXPECT_THROW(written<Wrapper<Command>>(command), HvTypeVariantHandler::UnknownTypeForSignature);
+  }
+}
+
+TEST(HvTypeVariantHandler, KeepsItsValueOverAContentThatNoClassHas) {
+  const Message::Signal message = signalOf("vau[]");
+  const Shared::Pointer<HvType> held = Shared::make<HvByte>(std::uint8_t{1});
+  HvTypeVariantHandler handler(held);
+  Message::ConstIterator read = message.begin();
+  Wrapper<VariantHandler>().deserialize(read, handler);
+  EXPECT_EQ(handler.value(), held);
+}
+
+TEST(HvTypeVariantHandler, WritesAnEmptyBlobWhereNoValueIs) {
+  for (const auto& value : {Shared::Pointer<HvType>(), Shared::Pointer<HvType>(Shared::make<HvNull>())})
+    EXPECT_EQ(written<Wrapper<VariantHandler>>(HvTypeVariantHandler(value)), "vay");
 }
 
 }  // namespace

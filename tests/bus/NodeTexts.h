@@ -4,6 +4,7 @@
 
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -32,6 +33,8 @@ inline std::string textOf(Bus::Message::ConstIterator value) {
       text += "s'" + std::string(value.getText()) + "'";
     } else if (code == Bus::Message::STRUCTURE) {
       text += "(" + textOf(value.begin()) + ")";
+    } else if (code == Bus::Message::VARIANT) {
+      text += "v" + textOf(value.begin());
     } else {
       text += "ay";
       for (const std::uint8_t byte : value.getBytes())
@@ -41,7 +44,8 @@ inline std::string textOf(Bus::Message::ConstIterator value) {
   return text;
 }
 
-/// Appends what the text describes, up to its end or to the end of the container that it is in.
+/// Appends what the text describes, up to its end or to the end of the container that it is in. What is in a variant is
+/// a number or "au[...]".
 inline void append(Bus::Message::Iterator& to, std::string_view& text) {
   const auto upTo = [&text](const char* ends) {
     const std::string_view found = text.substr(0, text.find_first_of(ends));
@@ -63,6 +67,14 @@ inline void append(Bus::Message::Iterator& to, std::string_view& text) {
       text.remove_prefix(1);
     } else if (code == '(') {
       fill(to.begin(Bus::Message::STRUCTURE));
+    } else if (code == 'v') {
+      std::string content = upTo(" )]");
+      if (content[0] == 'a') content += ']', text.remove_prefix(1);
+      std::string_view inner = content;
+      Bus::Message::Iterator variant =
+          to.begin(Bus::Message::VARIANT, content[0] == 'a' ? "au" : content.substr(0, 1).c_str());
+      append(variant, inner);
+      to.end(variant);
     } else if (text[0] == 'y') {
       const std::string hex = upTo(" )]").substr(1);
       std::vector<std::uint8_t> bytes;
@@ -89,10 +101,31 @@ inline const Bus::Message::Signal signalOf(std::string_view arguments) {
   return filled(Bus::Message::Signal("/test", "test.Test", "Test"), arguments);
 }
 
+/// What W writes of the value, as a text.
+template <class W, class T>
+std::string written(const T& value) {
+  Bus::Message::Signal message = signalOf("");
+  Bus::Message::Iterator append = message.begin();
+  W().serialize(append, value);
+  return textOf(std::as_const(message).begin());
+}
+
+/// Whether `act` raises again what is being handled, and ends the process where nothing is.
+template <class Act>
+void expectRaisesWhatIsHandled(const Act& act) {
+  struct InHand {};
+  try {
+    throw InHand();
+  } catch (const InHand&) {
+    EXPECT_THROW(act(), InHand);
+  }
+  EXPECT_DEATH(act(), "terminate called without an active exception");
+}
+
 // One record of each kind, every value another; the blocks of the stack node overlap nowhere.
 inline std::string headOf(const char* nodeClass) {
   return std::string("u1 ") + nodeClass +
-         " q4037 y4 ay101112131415161718191a1b1c1d ay202122232425262728292a2b2c2d2e2f "
+         " q53189 y4 ay101112131415161718191a1b1c1d ay202122232425262728292a2b2c2d2e2f "
          "ay303132333435363738393a3b3c3d3e3f t34359738368 y9 u10 u11";
 }
 inline std::string actuatorText() { return "(" + headOf("y5") + " y12 q1300)"; }

@@ -1,7 +1,9 @@
 #!/usr/bin/python3
 """Writes messages as GLib makes them, each in both byte orders, one a line: its name, "l" or "B", the bytes in
-hexadecimal. The test that reads them knows by itself what they hold; nothing of this library is used here."""
+hexadecimal, and what a reader finds in them in JSON. Nothing of this library is used here."""
 
+import json
+import math
 import pathlib
 import sys
 
@@ -48,6 +50,18 @@ RECORDS = {"actuator": f"({HEAD}yq)", "controller": f"({HEAD})", "sensor": f"({H
            "stack": f"({HEAD}ayayayays)"}
 LINK = "(uusi)"
 
+COMMAND_KEYS = ("id", "parameterId", "write", "address", "value", "origin", "context", "type", "id", "text", "delay",
+                "label", "tag", "status", "acei")
+LINK_KEYS = ("node", "stack", "id", "type")
+HEAD_KEYS = ("address", "nodeClass", "nodeType", "manufacturerId", "firstIdentity", "secondIdentity", "thirdIdentity",
+             "stamp", "state", "extra", "backboneAddress")
+NODE_KEYS = {
+    "actuator": HEAD_KEYS + ("multiInformationByte", "timeStamp"), "controller": HEAD_KEYS,
+    "sensor": HEAD_KEYS + ("measuredValueParameterType", "minimalSensedValue", "maximalSensedValue", "scaleFactor",
+                           "resolutionValue", "resolutionScaleFactor", "operatingMode", "maxNumberOfEventHandled",
+                           "minRefreshTimePeriod", "listening"),
+    "stack": HEAD_KEYS + ("key", "oldKey", "shortBlock", "longBlock", "label")}
+
 
 def block(first, count):
     return bytes(range(first, first + count))
@@ -73,6 +87,8 @@ FULL_LINK = (0x71727374, 0x75767778, TEXT, 0x797A7B7C)
 LEAST_LINK = (0, 4294967295, "", -1)
 ODD_BLOCKS = (full(2)[:4] + (block(0x10, 20), block(0x20, 3), b"") + full(2)[7:] +
               (block(0x30, 20), block(0x40, 10), block(0x50, 5), block(0x60, 1), ""))
+ODD_READ = (full(2)[:4] + (block(0x10, 14), block(0x20, 3) + bytes(13), block(0x30, 16)) + full(2)[7:] +
+            (block(0x30, 16), block(0x40, 10) + block(0x3A, 6), block(0x50, 3), block(0x60, 1) + bytes(3), ""))
 
 
 def call(where, member, signature="", body=(), destination=HOST):
@@ -153,13 +169,49 @@ def messages():
     yield from node_messages()
 
 
+def found(value):
+    """What a reader finds in a value."""
+    kind = value.get_type_string()
+    if kind == "v":
+        inner = value.get_variant()
+        known = inner.get_type_string() in ("ay", *"yqnuitxsdb")
+        return {"type": inner.get_type_string(), "value": found(inner)} if known else None
+    if kind == "ay":
+        return bytes(value.unpack()).hex()
+    if kind[0] not in "(a":
+        return value.unpack() if kind != "d" or math.isfinite(value.unpack()) else None
+    children = [found(value.get_child_value(i)) for i in range(value.n_children())]
+    if kind == LINK:
+        return dict(zip(LINK_KEYS, children))
+    if kind == f"({RECORD})":
+        error = dict(zip(COMMAND_KEYS[7:10], children[7:10]))
+        error["text"] = f"{error['type']}/{error['id']}: {error['text']}"
+        return dict(zip(COMMAND_KEYS[:7] + COMMAND_KEYS[10:], children[:7] + children[10:])) | {"error": error}
+    for name, record in RECORDS.items():
+        if kind == record:
+            return {"kind": name} | dict(zip(NODE_KEYS[name], children))
+    return children
+
+
+def told(name, message):
+    """What a reader finds in a message."""
+    arguments = found(message.get_body()) if message.get_body() else []
+    if name == "nodes-odd-blocks":
+        arguments = found(GLib.Variant(f"(a{RECORDS['stack']})", ([ODD_READ],)))
+    return {"path": message.get_path() or "", "interface": message.get_interface() or "",
+            "member": message.get_member() or "", "destination": message.get_destination() or "",
+            "signature": message.get_signature(), "error": message.get_error_name() or "",
+            "arguments": arguments if isinstance(arguments, list) else [arguments]}
+
+
 def main():
     with open(pathlib.Path(sys.argv[1]) / "messages.txt", "w", encoding="ascii") as out:
         for serial, (name, message) in enumerate(messages(), start=0x01020304):
             message.set_serial(serial)
             for letter, order in ("l", "LITTLE_ENDIAN"), ("B", "BIG_ENDIAN"):
                 message.set_byte_order(getattr(Gio.DBusMessageByteOrder, order))
-                print(name, letter, message.to_blob(Gio.DBusCapabilityFlags.NONE).hex(), file=out)
+                blob = message.to_blob(Gio.DBusCapabilityFlags.NONE).hex()
+                print(name, letter, blob, json.dumps(told(name, message)), file=out)
 
 
 main()

@@ -80,4 +80,17 @@ void TestProxy::signal(const Signal& signal) {
   signals.add(signal);
 }
 
+TestObserver::TestObserver(Shared::Pointer<Connection> connection, std::vector<std::string> services, Hook hook)
+    : ConnectionObserver(std::move(connection), std::move(services)), hook_(std::move(hook)) {}
+
+std::vector<std::string> TestObserver::heard(std::size_t count) {
+  changes.await(count);
+  return changes.take();
+}
+
+void TestObserver::tell(const std::string& change) {
+  changes.add(change);
+  if (hook_) hook_(*this, change);
+}
+
 }  // namespace Quarnix::Harness

@@ -4,7 +4,7 @@
 #include <functional>
 #include <string>
 
-#include <platform/bus/Connection.h>
+#include <platform/bus/ConnectionObserver.h>
 #include <platform/bus/object/Proxy.h>
 #include <platform/bus/object/Server.h>
 #include <tests/harness/Waiting.h>
@@ -69,6 +69,29 @@ class TestProxy : public Bus::Object::Proxy {
   void signal(const Signal& signal) override;
 
  private:
+  const Hook hook_;
+};
+
+/// Keeps what it is told, as "connected :1.0", "lost: the bus closed the connection", "up com.example.Service :1.1" and
+/// "down com.example.Service", before the hook sees it.
+class TestObserver : public Bus::ConnectionObserver {
+ public:
+  using Hook = std::function<void(TestObserver&, const std::string&)>;
+  TestObserver(Shared::Pointer<Connection> connection, std::vector<std::string> services, Hook hook = {});
+  ~TestObserver() override { retire(); }
+  /// What came since the last time, once it is so much.
+  std::vector<std::string> heard(std::size_t count);
+
+  Recorder<std::string> changes;
+
+ protected:
+  void connected(const std::string& uniqueName) override { tell("connected " + uniqueName); }
+  void lost(const std::string& reason) override { tell("lost: " + reason); }
+  void serviceUp(const std::string& name, const std::string& owner) override { tell("up " + name + " " + owner); }
+  void serviceDown(const std::string& name) override { tell("down " + name); }
+
+ private:
+  void tell(const std::string& change);
   const Hook hook_;
 };
 

@@ -9,8 +9,8 @@ from gi.repository import GLib
 from peers import PeerError, wait
 from support import ADD, BOARD, BOARD_PATH, HOST, MANAGER, MANAGER_PATH, ORIGINATOR, PROGRESS, ZUV_HOST, Variant
 
-INVALID_ARGUMENTS, UNKNOWN_METHOD, UNKNOWN_OBJECT = (
-    "org.freedesktop.DBus.Error." + name for name in ("InvalidArgs", "UnknownMethod", "UnknownObject")
+ACCESS_DENIED, INVALID_ARGUMENTS, UNKNOWN_METHOD, UNKNOWN_OBJECT = (
+    "org.freedesktop.DBus.Error." + name for name in ("AccessDenied", "InvalidArgs", "UnknownMethod", "UnknownObject")
 )
 DELAYED, CANCELLED = 6, 5
 
@@ -229,6 +229,30 @@ class ForeignService(roles.Service):
         wait(lambda: len(replies) == 4, "the answers to all four")
         names = [reply.name if isinstance(reply, PeerError) else reply for reply in replies]
         self.assertEqual(names, [UNKNOWN_METHOD] * 3 + [("", ())])
+
+    def test_is_alone_in_reporting_to_the_strict(self):
+        record, form = support.full_command(3)
+        running, done = (record[:13] + (status,) + record[14:] for status in (1, 3))
+        other = self.Peer(self.bus.address)
+        self.addCleanup(other.close)
+        for options, answer, heard in ([], ("", ()), [1, 2]), (["--strict"], ACCESS_DENIED, [2]):
+            replies = []
+
+            def add(sender, values):
+                (path,), group, _ = values
+
+                def answered(reply):
+                    replies.append(reply.name if isinstance(reply, PeerError) else reply)
+                    self.report(sender, path, done, group, 2)
+
+                other.send(sender, path, ORIGINATOR, "progress", PROGRESS, (running, group, 1), answered)
+                return ()
+
+            with self.subTest(options):
+                self.serve(add, "add", ADD)
+                result = self.run_ctl(*options, "send", "--group", "g", "-", commands=[form])
+                self.assertEqual((result.status, [line["status"] for line in result.lines]), (0, heard), result)
+                self.assertEqual(replies, [answer])
 
     def test_is_missed_at_once_when_it_goes(self):
         rows = [

@@ -21,17 +21,6 @@ constexpr const char* INTERFACE = "com.quarnix.Application.Hevra.Manager.Command
 constexpr const char* PATH = "/com/quarnix/Application/HevraZuv/Manager/Command";
 constexpr const char* ORIGINATOR = "com.quarnix.Application.HevraZuv.Originator.Command";
 
-/// Keeps the texts of "exception" signals.
-class Listening : public Proxy::Command::Manager {
- public:
-  using Manager::Manager;
-  ~Listening() override { stop(); }
-  Texts exceptions;
-
- protected:
-  void exception(std::string message) override { exceptions.add(std::move(message)); }
-};
-
 Command commandOf(std::uint32_t id, std::uint32_t status = 0, std::uint32_t delay = 0) {
   Command command;
   command.setId(id);
@@ -71,28 +60,17 @@ class CommandManager : public testing::Test {
     call.setMember(member);
     return call;
   }
-  Call reportOf(const Command& command) {
-    Call call = callBack();
-    Bus::Message::Iterator arguments = call.begin();
-    Bus::Message::Iterator record = arguments.begin(Bus::Message::STRUCTURE);
-    Bus::Type::Wrapper<Command>().serialize(record, command);
-    arguments.end(record);
-    Bus::Message::Iterator group = arguments.begin(Bus::Message::STRUCTURE);
-    group.append("g");
-    arguments.end(group);
-    arguments.append(2);
-    return call;
-  }
+  Call reportOf(const Command& command) { return Proxy::Test::reportOf(callBack(), command); }
   /// Reports and waits for the answer; the name of the error, empty for a return.
   std::string report(const Command& command) {
     Call call = reportOf(command);
-    return stack.connection->call(call)->getErrorName();
+    return stack.getConnection()->call(call)->getErrorName();
   }
   /// The same for a report that gets no answer.
   void reportUnanswered(const Command& command) {
     Call call = reportOf(command);
     call.setNoReplyExpected();
-    stack.connection->call(call);
+    stack.getConnection()->call(call);
     clock.settle();
   }
   void advance(std::int64_t seconds) { clock.advance(Time::Elapsed(seconds, 0)); }
@@ -112,7 +90,7 @@ TEST_F(CommandManager, SendsTheGroupOnceEveryCommandIsWaitedFor) {
   add(client, {1, 2});
   EXPECT_EQ(client->reports.take(), Lines{"g_2 1/2"});
 
-  const Call call = stack.calls().at(0);
+  const Call call = stack.calls.all().at(0);
   EXPECT_STREQ(call.getInterface(), INTERFACE);
   EXPECT_STREQ(call.getMember(), "add");
   EXPECT_STREQ(call.getSignature(), "(o)(s)a(utbuviiyisusuyy)");
@@ -174,7 +152,7 @@ TEST_F(CommandManager, KeepsTheCommandsOfAFailedAddUntilTheirTimeIsOver) {
     }
   };
   EXPECT_THROW(manager.add(client, Group("g"), Failing{commandOf(2), commandOf(3)}), CommandContainerList::BadUse);
-  EXPECT_EQ(stack.calls().size(), 1u);
+  EXPECT_EQ(stack.calls.all().size(), 1u);
   advance(59);
   EXPECT_EQ(client.useCount(), 3u);
   advance(1);
@@ -277,7 +255,7 @@ TEST_F(CommandManager, CancelsWithoutForgetting) {
   for (const auto& [cancel, arguments] : rows) {
     stack.answer = [](const Call& call) { return Return(call); };
     cancel();
-    const Call sent = stack.calls().back();
+    const Call sent = stack.calls.all().back();
     EXPECT_STREQ(sent.getMember(), "cancel");
     EXPECT_EQ(Quarnix::Test::textOf(sent.begin()), arguments);
     stack.answer = [](const Call& call) { return Return(call, "test.Error", "no"); };
@@ -318,7 +296,7 @@ TEST_F(CommandManager, RefusesWhatIsNoProgressCall) {
       {&signature, "bad signature on member progress: i, expected was (utbuviiyisusuyy)(s)i"},
   };
   for (const auto& [call, line] : rows) {
-    EXPECT_STREQ(stack.connection->call(*call)->getErrorName(), "org.freedesktop.DBus.Error.UnknownMethod");
+    EXPECT_STREQ(stack.getConnection()->call(*call)->getErrorName(), "org.freedesktop.DBus.Error.UnknownMethod");
     EXPECT_EQ(lines.take(), Lines{"Command Originator " + line});
   }
 }
@@ -359,7 +337,7 @@ TEST_F(CommandManager, OfTheOtherVariantLetsEverythingGoWhenItIsDestroyed) {
   EXPECT_EQ(client.useCount(), 1u);
   advance(60);
   EXPECT_EQ(lines.take(), Lines());
-  const Call call = zuv.calls().at(0);
+  const Call call = zuv.calls.all().at(0);
   EXPECT_STREQ(call.getInterface(), "com.quarnix.Application.Zuv.Manager.Command");
   EXPECT_EQ(call.begin().begin().getText(), "/com/quarnix/Application/other/Zuv/Originator");
 }

@@ -19,6 +19,7 @@
 #include <bus/RemoteSensorNodeWrapper.h>
 #include <bus/SequenceContainerWrapper.h>
 #include <bus/StackNodeWrapper.h>
+#include <proxy/BadSignatureOnBus.h>
 #include <proxy/command/CommandContainerList.h>
 #include <proxy/command/Manager.h>
 #include <proxy/daughterboard/Manager.h>
@@ -148,6 +149,17 @@ TEST(Shapes, KeepTheOrderOfVirtualOperations) {
 TEST(Shapes, KeepTheOrderOfFields) {
   ASSERT_EQ(fields().size(), 3u);
   for (const auto& list : fields()) EXPECT_TRUE(std::is_sorted(list.begin(), list.end()));
+}
+
+TEST(Shapes, KeepTheNamesOfErrors) {
+  const auto expectName = [](const Exception& error, const std::string& name) {
+    EXPECT_EQ(error.getId(), "com.quarnix.Trellium.Application.Hevra." + name);
+    EXPECT_EQ(error.what(), "com.quarnix.Trellium.Application.Hevra." + name);
+  };
+  expectName(H::UnknownTypeForSignature(), "HvType.UnknownTypeForSignature");
+  expectName(H::UnknownTypeForSerialization(), "HvType.UnknownTypeForSerialization");
+  expectName(C::BadUse(), "Proxy.Command.Container.BadUse");
+  expectName(BadSignatureOnBus(), "Manager.State.Error.BadSignatureOnBus");
 }
 
 }  // namespace

@@ -3,7 +3,6 @@
 #pragma once
 
 #include <functional>
-#include <mutex>
 #include <string>
 #include <utility>
 #include <vector>
@@ -11,9 +10,8 @@
 #include <gtest/gtest.h>
 
 #include <bus/CommandWrapper.h>
-#include <platform/bus/Connection.h>
-#include <platform/bus/object/Server.h>
-#include <platform/hevra/interface/command/Originator.h>
+#include <proxy/command/Manager.h>
+#include <tests/harness/BusObjects.h>
 #include <tests/harness/CapturingLogger.h>
 
 namespace Quarnix::Hevra::Proxy::Test {
@@ -46,40 +44,24 @@ class LoggedLines : public Texts {
 
 /// One served object of a service of that name; answers with an empty return unless `answer` says otherwise,
 /// and not at all without it.
-class StackObject : public Bus::Object::Server {
+class StackObject : public Harness::TestServer {
  public:
-  StackObject(const char* name, const char* path) : connection(Bus::Connection::open("in-process")) {
-    setConnection(connection);
-    setPath(path);
-    start(true);
-    connection->requestName(name);
+  StackObject(const char* name, const char* path)
+      : TestServer(
+            Bus::Connection::open("in-process"),
+            [this](TestServer&, const Call& call) {
+              if (answer) {
+                Return reply = answer(call);
+                send(reply);
+              }
+              return true;
+            },
+            path) {
+    serve(*this, name);
   }
   ~StackObject() override { retire(); }
 
-  std::vector<Call> calls() {
-    const std::lock_guard<std::mutex> lock(mutex_);
-    return calls_;
-  }
-
-  const Shared::Pointer<Bus::Connection> connection;
   std::function<Return(const Call&)> answer = [](const Call& call) { return Return(call); };
-
- protected:
-  bool method(const Call& call) override {
-    {
-      const std::lock_guard<std::mutex> lock(mutex_);
-      calls_.push_back(call);
-    }
-    if (answer) {
-      Return reply = answer(call);
-      send(reply);
-    }
-    return true;
-  }
-
- private:
-  std::mutex mutex_;
-  std::vector<Call> calls_;
 };
 
 /// Keeps each report as "group_id own-status/status" and then does what it is told to.
@@ -104,5 +86,29 @@ class Client : public Interface::Command::Originator {
   std::function<void()> then_;
   std::function<void()> atEnd_;
 };
+
+/// Keeps the texts of "exception" signals.
+class Listening : public Proxy::Command::Manager {
+ public:
+  using Manager::Manager;
+  ~Listening() override { stop(); }
+  Texts exceptions;
+
+ protected:
+  void exception(std::string message) override { exceptions.add(std::move(message)); }
+};
+
+/// The call with the arguments of "progress": the command, group "g" and status 2.
+inline Call reportOf(Call call, const Hevra::Command& command) {
+  Bus::Message::Iterator arguments = call.begin();
+  Bus::Message::Iterator record = arguments.begin(Bus::Message::STRUCTURE);
+  Bus::Type::Wrapper<Hevra::Command>().serialize(record, command);
+  arguments.end(record);
+  Bus::Message::Iterator group = arguments.begin(Bus::Message::STRUCTURE);
+  group.append("g");
+  arguments.end(group);
+  arguments.append(2);
+  return call;
+}
 
 }  // namespace Quarnix::Hevra::Proxy::Test

@@ -10,14 +10,12 @@ using Fault = StackTest;
 
 TEST_F(Fault, SaysWhatABadCallWants) {
   serve();
-  const auto number = [](Bus::Message::Iterator& to) { to.append(std::int32_t{1}); };
-  const auto two = [](Bus::Message::Iterator& to) { to.append("a", "b"); };
   const std::string add = ", expected (o)(s)a(utbuviiyisusuyy): an originator, a group and its commands";
   const std::pair<Return, std::string> rows[] = {
-      {client.command(Variant::ZUV, "add", two), "add was called with the arguments ss" + add},
-      {client.command(Variant::HEVRA, "cancel", number),
+      {client.command(Variant::ZUV, "add", "s'a' s'b'"), "add was called with the arguments ss" + add},
+      {client.command(Variant::HEVRA, "cancel", "i1"),
        "cancel was called with the arguments i, expected none, a key (s) or a priority (u)"},
-      {client.reset(number), "hardreset was called with the arguments i, expected none"},
+      {client.reset("i1"), "hardreset was called with the arguments i, expected none"},
   };
   for (const auto& [reply, text] : rows) {
     EXPECT_STREQ(reply.getErrorName(), "org.freedesktop.DBus.Error.InvalidArgs");

@@ -7,8 +7,6 @@
 namespace Quarnix::Hevra::Stack::Test {
 namespace {
 
-using Arguments = std::function<void(Bus::Message::Iterator&)>;
-
 template <class Kind>
 Kind node(std::uint32_t address, std::uint32_t backbone = 0, std::uint16_t type = 0) {
   Kind made;
@@ -25,8 +23,8 @@ class Nodes : public StackTest {
     options.nodes = std::move(nodes);
     serve(options);
   }
-  Return call(const char* member, const Arguments& append = {}) const {
-    return client.call(nodePathOf(Variant::HEVRA), nodeInterfaceOf(Variant::HEVRA), member, append);
+  Return call(const char* member, const std::string& arguments = {}) const {
+    return client.call(nodePathOf(Variant::HEVRA), nodeInterfaceOf(Variant::HEVRA), member, arguments);
   }
 };
 
@@ -79,7 +77,7 @@ TEST_F(Nodes, TakeTheValueThatACommandWrites) {
 }
 
 TEST_F(Nodes, LoseTheirLinksBeforeTheyAreRemoved) {
-  serveNodes({node<StackNode>(1), node<RemoteSensorNode>(2, 1), node<RemoteControllerNode>(3, 2),
+  serveNodes({node<StackNode>(1, 1), node<RemoteSensorNode>(2, 1), node<RemoteControllerNode>(3, 2),
               node<RemoteActuatorNode>(4, 1)});
   NodeLink link;
   link.setNodeAddress(2);
@@ -89,43 +87,32 @@ TEST_F(Nodes, LoseTheirLinksBeforeTheyAreRemoved) {
   link.setNodeAddress(3);
   EXPECT_TRUE(service->getNodes().modify(link, NodeAction::ADDED));
   Listener listener(client, nodePathOf(Variant::HEVRA));
-  EXPECT_FALSE(call("removeChildrenNodes", [](auto& to) { to.append(std::uint32_t{1}); }).isException());
+  EXPECT_FALSE(call("removeChildrenNodes", "u1").isException());
   clock.settle();
   EXPECT_EQ(listener.take(),
             "Hevra.Manager.Node linkModified 2 2 hall 2; Hevra.Manager.Node modified 2 2; "
             "Hevra.Manager.Node modified 4 2; ");
-  EXPECT_EQ(service->getNodes().getNodes().size(), 2U);
+  EXPECT_TRUE(service->getNodes().modify(node<StackNode>(1), NodeAction::REMOVED));
+  clock.settle();
+  EXPECT_EQ(listener.take(), "Hevra.Manager.Node linkModified 3 3 hall 2; Hevra.Manager.Node modified 1 2; ");
+  EXPECT_EQ(service->getNodes().getNodes().size(), 1U);
 }
 
 TEST_F(Nodes, SayWhatABadCallWants) {
   serveNodes({node<StackNode>(1), node<RemoteActuatorNode>(2)});
-  AnyNode strange = node<RemoteActuatorNode>(2);
-  headOf(strange).setNodeClass(NodeClass::SENSOR);
-  const auto key = [](std::uint32_t address, std::size_t size) {
-    return [=](Bus::Message::Iterator& to) {
-      const std::uint8_t bytes[16] = {1};
-      to.append(address);
-      to.appendBytes(bytes, size);
-    };
+  const std::string controller = "(" + Quarnix::Test::headOf("y6") + ")",
+                    strange = "(" + Quarnix::Test::headOf("y1") + ")";
+  const std::tuple<const char*, std::string, const char*> rows[] = {
+      {"getnodes", "s'a'", "with the arguments s, expected none, a class (y) or a class and a type (yq)"},
+      {"modify", controller + " i3", "with the action 3, expected 0 (added), 1 (modified) or 2 (removed)"},
+      {"modify", strange + " i1", "with the class 1 of the node 1, expected one of its kind's record"},
+      {"changekey", "u1 ay0102030405060708090a0b0c0d0e0f", "with a key of 15 bytes, expected 16 that are not all zero"},
+      {"changekey", "u2 ay0102030405060708090a0b0c0d0e0f10", "for 2, which is no stack node's address"},
   };
-  const struct {
-    const char* member;
-    Arguments arguments;
-    const char* text;
-  } rows[] = {
-      {"getnodes", [](auto& to) { to.append("a"); },
-       "with the arguments s, expected none, a class (y) or a class and a type (yq)"},
-      {"modify", [&](auto& to) { append(to, node<RemoteActuatorNode>(2)), to.append(std::int32_t{3}); },
-       "with the action 3, expected 0 (added), 1 (modified) or 2 (removed)"},
-      {"modify", [&](auto& to) { append(to, strange), to.append(std::int32_t{1}); },
-       "with the class 1 of the node 2, expected one of its kind's record"},
-      {"changekey", key(1, 15), "with a key of 15 bytes, expected 16 that are not all zero"},
-      {"changekey", key(2, 16), "for 2, which is no stack node's address"},
-  };
-  for (const auto& row : rows) {
-    const Return reply = call(row.member, row.arguments);
+  for (const auto& [member, arguments, text] : rows) {
+    const Return reply = call(member, arguments);
     EXPECT_STREQ(reply.getErrorName(), "org.freedesktop.DBus.Error.InvalidArgs");
-    EXPECT_EQ(reply.getErrorText(), row.member + std::string(" was called ") + row.text);
+    EXPECT_EQ(reply.getErrorText(), member + std::string(" was called ") + text);
   }
   EXPECT_STREQ(client.call(nodePathOf(Variant::ZUV), nodeInterfaceOf(Variant::HEVRA), "getnodes").getErrorName(),
                "org.freedesktop.DBus.Error.UnknownMethod");

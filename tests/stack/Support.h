@@ -14,10 +14,12 @@
 #include <bus/CommandContainerWrapper.h>
 #include <bus/CommandWrapper.h>
 #include <platform/bus/object/Proxy.h>
-#include <platform/bus/object/Server.h>
 #include <platform/core/Mutex.h>
 #include <platform/core/time/SimulatedClock.h>
+#include <proxy/command/CommandContainerList.h>
 #include <stack/Service.h>
+#include <tests/bus/NodeTexts.h>
+#include <tests/harness/BusObjects.h>
 
 namespace Quarnix::Hevra::Stack::Test {
 
@@ -32,24 +34,12 @@ inline std::vector<Command> commands(std::uint32_t count) {
   return made;
 }
 
-class List : public HomeAutomation::Container<Command> {
- public:
-  explicit List(const std::vector<Command>& elements) : elements_(elements) {}
-  const Command& get() const override { return elements_[next_ - 1]; }
-  bool next() const override { return next_++ < elements_.size(); }
-  void reset() const override { next_ = 0; }
-
- private:
-  const std::vector<Command>& elements_;
-  mutable std::size_t next_ = 0;
-};
-
 /// Notes each report as "status/summary@milliseconds" under the command's key, then runs `onProgress` and answers.
-class Originator : public Bus::Object::Server {
+class Originator : public Harness::TestServer {
  public:
-  Originator(Shared::Pointer<Bus::Connection> connection, const std::string& path) {
-    setConnection(std::move(connection));
-    setPath(path);
+  Originator(Shared::Pointer<Bus::Connection> connection, const char* path)
+      : TestServer(
+            std::move(connection), [this](TestServer&, const Call& call) { return note(call); }, path) {
     start(true);
   }
   ~Originator() override { retire(); }
@@ -61,14 +51,12 @@ class Originator : public Bus::Object::Server {
     return reports_;
   }
   std::string get(const std::string& key) const {
-    const auto reports = get();
-    const auto found = reports.find(key);
-    return found == reports.end() ? "" : found->second;
+    auto reports = get();
+    return reports[key];
   }
 
- protected:
-  bool method(const Call& call) override {
-    EXPECT_STREQ(call.getInterface(), "com.quarnix.Application.HevraZuv.Originator.Command");
+ private:
+  bool note(const Call& call) {
     EXPECT_STREQ(call.getSignature(), "(utbuviiyisusuyy)(s)i");
     Bus::Message::ConstIterator argument = call.begin(), field = argument.begin();
     Command command;
@@ -89,51 +77,56 @@ class Originator : public Bus::Object::Server {
     return true;
   }
 
- private:
   const Time::Monotonic began_ = Time::Clock::get().now();
   mutable Mutex mutex_;
   std::map<std::string, std::string> reports_ HEVRA_GUARDED_BY(mutex_);
 };
 
-/// Calls the stack from a connection of its own.
+/// Calls the stack from a connection of its own; arguments are texts as NodeTexts.h reads them.
 class Client {
  public:
   Return call(const std::string& path, const std::string& interface, const std::string& member,
-              const std::function<void(Bus::Message::Iterator&)>& append = {}) const {
-    Call call;
-    call.setDestination("com.quarnix.Application." +
-                        std::string(interface.find("Zuv") != interface.npos ? "Zuv" : "Hevra"));
-    call.setPath(path);
-    call.setInterface(interface.c_str());
-    call.setMember(member.c_str());
-    {
-      Bus::Message::Iterator arguments = call.begin();
-      if (append) append(arguments);
-    }
-    return *connection->call(call);
+              const std::string& arguments = {}) const {
+    Call call = Quarnix::Test::filled(Call(), arguments);
+    return send(call, path, interface, member);
   }
-  Return command(Variant variant, const std::string& member,
-                 const std::function<void(Bus::Message::Iterator&)>& append = {}) const {
-    return call("/com/quarnix/Application/HevraZuv/Manager/Command", commandInterfaceOf(variant), member, append);
+  Return command(Variant variant, const std::string& member, const std::string& arguments = {}) const {
+    return call(COMMANDS_PATH, commandInterfaceOf(variant), member, arguments);
   }
   Return add(const Originator& originator, const std::string& group, const std::vector<Command>& commands,
              Variant variant = Variant::HEVRA) const {
-    return command(variant, "add", [&](Bus::Message::Iterator& arguments) {
+    Call call;
+    {
+      Bus::Message::Iterator arguments = call.begin();
       Bus::Message::Iterator server = arguments.begin(STRUCTURE);
       server.appendPath(originator.getPath());
       arguments.end(server);
       Bus::Message::Iterator id = arguments.begin(STRUCTURE);
       id.append(group);
       arguments.end(id);
-      Bus::Type::Wrapper<const HomeAutomation::Container<Command>>().serialize(arguments, List(commands));
-    });
+      Bus::Type::Wrapper<const HomeAutomation::Container<Command>>().serialize(
+          arguments, Hevra::Proxy::CommandContainerList(commands.begin(), commands.end()));
+    }
+    return send(call, COMMANDS_PATH, commandInterfaceOf(variant), "add");
   }
-  Return reset(const std::function<void(Bus::Message::Iterator&)>& append = {}) const {
+  Return reset(const std::string& arguments = {}) const {
     return call("/com/quarnix/Application/HevraZuv/Manager/DaughterBoard",
-                "com.quarnix.Application.Hevra.Manager.DaughterBoard", "hardreset", append);
+                "com.quarnix.Application.Hevra.Manager.DaughterBoard", "hardreset", arguments);
   }
 
   Shared::Pointer<Bus::Connection> connection = Bus::Connection::open("in-process");
+
+ private:
+  static constexpr const char* COMMANDS_PATH = "/com/quarnix/Application/HevraZuv/Manager/Command";
+
+  Return send(Call& call, const std::string& path, const std::string& interface, const std::string& member) const {
+    const bool isZuv = interface.find("Zuv") != interface.npos;
+    call.setDestination(std::string("com.quarnix.Application.") + (isZuv ? "Zuv" : "Hevra"));
+    call.setPath(path);
+    call.setInterface(interface.c_str());
+    call.setMember(member.c_str());
+    return *connection->call(call);
+  }
 };
 
 /// Notes the signals of an object of the plain variant's service, nodes by their addresses:

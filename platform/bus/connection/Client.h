@@ -15,6 +15,7 @@
 #include <vector>
 
 #include <platform/bus/connection/Address.h>
+#include <platform/bus/connection/Observing.h>
 #include <platform/bus/connection/Transport.h>
 #include <platform/bus/message/SendReturn.h>
 #include <platform/bus/message/Signal.h>
@@ -39,6 +40,8 @@ struct Host {
   std::string name;
   std::string owner;  // a unique name; empty when there is none or it is not known yet
   std::size_t users = 0;
+  bool known = false;         // the bus has said who owns it, on the link that is up
+  std::uint64_t changes = 0;  // of the owner
 };
 
 /// One message on its way: waiting to be written, and for a call waiting for its reply. Shared between the waiting
@@ -97,9 +100,15 @@ class Client : public std::enable_shared_from_this<Client> {
   void unwatch(Host* host) noexcept HEVRA_EXCLUDES(mutex_);
 
   void start(Object::Proxy& proxy, Host* host, bool wait) HEVRA_EXCLUDES(mutex_);
-  void start(Object::Server& server, bool wait) HEVRA_EXCLUDES(mutex_);
+  /// `caller`: the name whose owner alone may call it; everybody when empty.
+  void start(Object::Server& server, const std::string& caller, bool wait) HEVRA_EXCLUDES(mutex_);
   void stop(Object::Proxy& proxy) HEVRA_EXCLUDES(mutex_);
   void stop(Object::Server& server) HEVRA_EXCLUDES(mutex_);
+
+  void start(ConnectionObserver& observer, const std::vector<std::string>& services) HEVRA_EXCLUDES(mutex_);
+  void stop(ConnectionObserver& observer) HEVRA_EXCLUDES(mutex_);
+  /// What a started observer is to be told next; nothing when it knows everything, or is not started.
+  Change nextChange(const ConnectionObserver& observer) HEVRA_EXCLUDES(mutex_);
 
   void requestName(const std::string& name) HEVRA_EXCLUDES(mutex_);
   void releaseName(const std::string& name) HEVRA_EXCLUDES(mutex_);
@@ -127,6 +136,10 @@ class Client : public std::enable_shared_from_this<Client> {
   struct StartedProxy {
     Object::Proxy* proxy;
     Host* host;
+  };
+  struct StartedServer {
+    Object::Server* server;
+    Host* caller;  // whose owner alone may call it; null for everybody
   };
 
   // Link.cpp: connecting, losing the link, the background thread.
@@ -180,11 +193,18 @@ class Client : public std::enable_shared_from_this<Client> {
   Message::Method::Return call(Message::Method::Call& call, const Time::Monotonic& deadline) HEVRA_REQUIRES(mutex_);
   void callDriver(Message::Method::Call call, std::function<void(const Message::Method::Return&)> handler)
       HEVRA_REQUIRES(mutex_);
+  Host& acquire(const std::string& name) HEVRA_REQUIRES(mutex_);
+  void release(Host& host) noexcept HEVRA_REQUIRES(mutex_);
   void subscribe(Host& host) HEVRA_REQUIRES(mutex_);
   void restore() HEVRA_REQUIRES(mutex_);
   void askForNameAgain(const std::string& name) HEVRA_REQUIRES(mutex_);
   static std::string ownerRule(const std::string& name);
   static std::string signalRule(const Object::Proxy& proxy, const Host& host);
+
+  // Observers.cpp: who is told that the link and the services come and go.
+  std::vector<Observing>::iterator find(const ConnectionObserver& observer) HEVRA_REQUIRES(mutex_);
+  void forget(std::vector<Observing>::iterator entry) HEVRA_REQUIRES(mutex_);
+  void notifyObservers() noexcept HEVRA_REQUIRES(mutex_);
 
   // Constant after construction.
   const std::vector<Address> addresses_;
@@ -195,10 +215,11 @@ class Client : public std::enable_shared_from_this<Client> {
   bool closed_ HEVRA_GUARDED_BY(mutex_) = false;
   std::shared_ptr<Transport> transport_ HEVRA_GUARDED_BY(mutex_);  // null unless connected
   std::string uniqueName_ HEVRA_GUARDED_BY(mutex_);
+  std::uint64_t links_ HEVRA_GUARDED_BY(mutex_) = 0;  // how many there were
+  std::string lossReason_ HEVRA_GUARDED_BY(mutex_) = "it was not reached yet";
   ConditionVariable stateChanged_;
   std::uint64_t attempts_ HEVRA_GUARDED_BY(mutex_) = 0;
   std::optional<Message::Method::Return> lastFailure_ HEVRA_GUARDED_BY(mutex_);
-  std::string lossReason_ HEVRA_GUARDED_BY(mutex_);
   bool lossUnreported_ HEVRA_GUARDED_BY(mutex_) = false;
 
   std::uint32_t serial_ HEVRA_GUARDED_BY(mutex_) = 1;
@@ -217,8 +238,9 @@ class Client : public std::enable_shared_from_this<Client> {
 
   std::map<std::string, Host, std::less<>> hosts_ HEVRA_GUARDED_BY(mutex_);
   std::vector<StartedProxy> proxies_ HEVRA_GUARDED_BY(mutex_);
-  std::map<std::string, Object::Server*, std::less<>> servers_ HEVRA_GUARDED_BY(mutex_);
+  std::map<std::string, StartedServer, std::less<>> servers_ HEVRA_GUARDED_BY(mutex_);
   std::vector<std::string> names_ HEVRA_GUARDED_BY(mutex_);
+  std::vector<Observing> observers_ HEVRA_GUARDED_BY(mutex_);
 
   int epoll_ HEVRA_GUARDED_BY(mutex_) = -1;  // of the background thread, with the socket and `wake_` in it
   int wake_ HEVRA_GUARDED_BY(mutex_) = -1;

@@ -104,7 +104,14 @@ void Client::dispatchCall(Received& message) {
            "No object at " + std::string(call.getPath()) + " is served here");
     return;
   }
-  if (!static_cast<Object::Base*>(found->second)->enqueue(std::move(message.frame), message.header, false))
+  const auto& [server, caller] = found->second;
+  if (caller && (caller->owner.empty() || caller->owner != textOf(message, Field::SENDER))) {
+    static_cast<Object::Base*>(server)->countKeptOut();
+    refuse(call, "org.freedesktop.DBus.Error.AccessDenied",
+           "Only the owner of " + caller->name + " may call the object at " + std::string(call.getPath()));
+    return;
+  }
+  if (!static_cast<Object::Base*>(server)->enqueue(std::move(message.frame), message.header, false))
     refuse(call, "org.freedesktop.DBus.Error.LimitsExceeded",
            "Too many calls wait for the object at " + std::string(call.getPath()));
 }
@@ -114,6 +121,11 @@ void Client::refuse(const Call& call, const char* errorName, const std::string& 
 }
 
 void Client::ownerLearnt(Host& host, const std::string& owner) {
+  // An answer that comes when nobody asks any more would be out of date by the time that somebody does.
+  if (host.users == 0) return;
+  if (!host.known || host.owner != owner) notifyObservers();
+  if (host.owner != owner) ++host.changes;
+  host.known = true;
   host.owner = owner;
   // A call that was sent while the name had no owner belongs to the first one that is announced after it.
   for (auto& [serial, pending] : pending_)

@@ -110,9 +110,11 @@ std::optional<Return> Client::connect(const Time::Monotonic& deadline) {
 bool Client::adopt(const std::shared_ptr<Transport>& transport) {
   transport_ = transport;
   state_ = State::CONNECTED;
+  ++links_;
   armed_ = 0;
   try {
     uniqueName_ = transport_->uniqueName();
+    notifyObservers();
     restore();
   } catch (const std::bad_alloc&) {
     lose("no memory");
@@ -142,7 +144,11 @@ void Client::lose(std::string reason) noexcept {
   lossUnreported_ = !closed_;
   outgoingOffset_ = 0;
   unsentAnswers_ = 0;
-  for (auto& [name, host] : hosts_) host.owner.clear();
+  for (auto& [name, host] : hosts_) {
+    host.owner.clear();
+    ++host.changes;
+  }
+  notifyObservers();
   for (const Outgoing& entry : outgoing_)
     if (entry.pending) loseOne(*entry.pending);
   for (const auto& [serial, entry] : pending_)
@@ -228,7 +234,7 @@ bool Client::background() {
 void Client::listen() {
   MutexLock lock(mutex_);
   Time::Elapsed pause = FIRST_PAUSE;
-  while (!closed_ && !(proxies_.empty() && servers_.empty() && names_.empty())) {
+  while (!closed_ && !(proxies_.empty() && servers_.empty() && names_.empty() && observers_.empty())) {
     if (!transport_) {
       if (!connect(Time::Clock::get().now() + SocketTransport::MAXIMUM_CONNECT_TIME)) {
         pause = FIRST_PAUSE;

@@ -50,6 +50,7 @@ void Client::callDriver(Call call, std::function<void(const Return&)> handler) {
 /// Asks for changes of the name's owner, and then for the owner, so that nothing between the two is missed. The bus
 /// answers in order: whoever sends a call after this knows the owner before the reply.
 void Client::subscribe(Host& host) {
+  host.known = false;
   if (host.name == DRIVER_NAME) {
     host.owner = DRIVER_NAME;
     return;
@@ -95,22 +96,30 @@ void Client::askForNameAgain(const std::string& name) {
 
 Host* Client::watch(const std::string& name) {
   requireSameProcess();
-  Message::require(Message::checkBusName(name), "bus name of the service", name);
   MutexLock lock(mutex_);
-  Host& host = hosts_.try_emplace(name, Host{this, name, {}, 0}).first->second;
-  if (host.users == 0) subscribe(host);
-  ++host.users;
-  return &host;
+  return &acquire(name);
 }
 
 void Client::unwatch(Host* host) noexcept {
   if (!isSameProcess()) return;
   MutexLock lock(mutex_);
-  if (--host->users > 0) return;
-  host->owner.clear();
-  if (host->name == DRIVER_NAME) return;
+  release(*host);
+}
+
+Host& Client::acquire(const std::string& name) {
+  Message::require(Message::checkBusName(name), "bus name of the service", name);
+  Host& host = hosts_.try_emplace(name, Host{this, name, {}, 0}).first->second;
+  if (host.users == 0) subscribe(host);
+  ++host.users;
+  return host;
+}
+
+void Client::release(Host& host) noexcept {
+  if (--host.users > 0) return;
+  host.owner.clear();
+  if (host.name == DRIVER_NAME) return;
   try {
-    callDriver(driverCall("RemoveMatch", ownerRule(host->name)), ignore);
+    callDriver(driverCall("RemoveMatch", ownerRule(host.name)), ignore);
   } catch (const std::bad_alloc&) {
     // The rule stays with the bus; what it brings is ignored.
   }
@@ -183,26 +192,37 @@ void Client::stop(Object::Proxy& proxy) {
   wakeBackground();
 }
 
-void Client::start(Object::Server& server, bool wait) {
+void Client::start(Object::Server& server, const std::string& caller, bool wait) {
   requireSameProcess();
   Message::require(Message::checkMessagePath(server.getPath()), "object path of the server", server.getPath());
   const Time::Monotonic deadline = Time::Clock::get().now() + Call::DEFAULT_TIMEOUT;
   MutexLock lock(mutex_);
-  const auto [entry, inserted] = servers_.try_emplace(server.getPath(), &server);
+  const auto [entry, inserted] = servers_.try_emplace(server.getPath(), StartedServer{&server, nullptr});
   if (!inserted) {
-    if (entry->second == &server) return;
+    if (entry->second.server == &server) return;
     throw StartFailed("An object is already served at " + server.getPath() + ": expected a path of its own");
   }
   try {
+    if (!caller.empty()) entry->second.caller = &acquire(caller);
     keepInBackground();
-    if (wait || addresses_.empty()) {
-      if (const std::optional<Return> failure = connect(deadline); failure && wait)
-        throw StartFailed("Cannot serve " + server.getPath() + ": " + failure->getErrorName() + ": " +
-                          failure->getErrorText());
+    std::optional<Return> failure;
+    if (!caller.empty() && wait) {
+      // Behind its answer the owner is known, whose calls are not to be refused.
+      Call question = driverCall("NameHasOwner", caller);
+      if (Return reply = call(question, deadline); reply.isException()) failure = std::move(reply);
+    } else if (wait || addresses_.empty()) {
+      failure = connect(deadline);
     }
+    if (failure && wait)
+      throw StartFailed("Cannot serve " + server.getPath() + ": " + failure->getErrorName() + ": " +
+                        failure->getErrorText());
+    if (!outgoing_.empty() && !writing_) flush();
     wakeBackground();
   } catch (...) {
-    servers_.erase(server.getPath());
+    if (const auto left = servers_.find(server.getPath()); left != servers_.end() && left->second.server == &server) {
+      if (left->second.caller) release(*left->second.caller);
+      servers_.erase(left);
+    }
     wakeBackground();
     throw;
   }
@@ -212,8 +232,10 @@ void Client::stop(Object::Server& server) {
   if (!isSameProcess()) return;
   MutexLock lock(mutex_);
   const auto found = servers_.find(server.getPath());
-  if (found == servers_.end() || found->second != &server) return;
+  if (found == servers_.end() || found->second.server != &server) return;
+  if (found->second.caller) release(*found->second.caller);
   servers_.erase(found);
+  if (!outgoing_.empty() && !writing_) flush();
   wakeBackground();
 }
 

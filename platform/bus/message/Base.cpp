@@ -122,11 +122,12 @@ Frame Base::seal(std::uint32_t serial, const Route& route) {
   const std::string_view destination =
       header_.text(Field::DESTINATION).length ? view(Field::DESTINATION) : route.destination;
   if ((call || signal) && path.empty()) throw InvalidArgument("Message without an object path: expected one");
-  if ((call || signal) && !header_.text(Field::MEMBER).length) throw InvalidArgument("Message without a member: expected one");
+  if ((call || signal) && !header_.text(Field::MEMBER).length)
+    throw InvalidArgument("Message without a member: expected one");
 
   const std::string_view interface = view(Field::INTERFACE), member = view(Field::MEMBER);
   const std::string_view errorName = view(Field::ERROR_NAME);
-  const auto writeFields = [&](FieldWriter& writer) __attribute__((always_inline)) {
+  const auto writeFields = [&](FieldWriter & writer) __attribute__((always_inline)) {
     if (call || signal) writer.text(Field::PATH, 'o', path);
     writer.text(Field::INTERFACE, 's', interface);
     writer.text(Field::MEMBER, 's', member);

@@ -54,7 +54,7 @@ bool Base::enqueue(Message::Frame frame, const Message::Header& header, bool dro
     while (first_ && (queuedMessages_ >= MAXIMUM_QUEUED_MESSAGES || queuedBytes_ + size > MAXIMUM_QUEUED_BYTES)) {
       if (!droppable) return false;
       takeFirst();
-      ++dropped_;
+      ++keptOut_;
     }
     ++queuedMessages_;
     queuedBytes_ += size;
@@ -69,28 +69,37 @@ bool Base::enqueue(Message::Frame frame, const Message::Header& header, bool dro
 void Base::entry() {
   while (isEnabled()) {
     std::unique_ptr<Delivery> delivery;
-    bool dropped = false;
+    bool keptOut = false;
     {
       MutexLock lock(queueMutex_);
       if (!stopAsked_) delivery = takeFirst();
-      dropped = dropped_ > 0;
+      keptOut = keptOut_ > 0;
     }
-    if (dropped) warnOfDropped();
+    if (keptOut) warnOfKeptOut();
     if (!delivery) return;
     deliver(std::move(delivery->frame), delivery->header);
   }
 }
 
-void Base::warnOfDropped() {
+void Base::countKeptOut() {
+  {
+    MutexLock lock(queueMutex_);
+    ++keptOut_;
+    if (Time::Clock::get().now() < nextWarning_) return;
+  }
+  schedule();
+}
+
+void Base::warnOfKeptOut() {
   unsigned count = 0;
   {
     MutexLock lock(queueMutex_);
     const Time::Monotonic now = Time::Clock::get().now();
     if (now < nextWarning_) return;
     nextWarning_ = now + Time::Elapsed(1, 0);
-    count = std::exchange(dropped_, 0);
+    count = std::exchange(keptOut_, 0);
   }
-  Log::printQuietly(Log::Priority::WARNING, "Bus object %s is too slow: %u signals were dropped", path_.c_str(), count);
+  Log::printQuietly(Log::Priority::WARNING, "%s", describeKeptOut(count).c_str());
 }
 
 void Base::begin(bool wait) {

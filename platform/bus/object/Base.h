@@ -72,12 +72,16 @@ class HEVRA_EXPORT Base : public Task {
   /// Puts a message into the queue; called by the connection with its mutex held. When the queue is full, the oldest
   /// message makes room if they are `droppable`; otherwise false.
   bool enqueue(Message::Frame frame, const Message::Header& header, bool droppable);
+  /// Counts a call that was refused instead, for a warning; called as `enqueue` is.
+  void countKeptOut();
   std::unique_ptr<Delivery> takeFirst() HEVRA_REQUIRES(queueMutex_);
-  void warnOfDropped();
+  void warnOfKeptOut();
   /// Runs the hook for one message.
   virtual void deliver(Message::Frame frame, const Message::Header& header) = 0;
   /// Answers a call that waited when the object was stopped.
   virtual void refuse(Message::Frame frame, const Message::Header& header) = 0;
+  /// The warning that so many messages were kept out: those that found the queue full, or were not for it.
+  virtual std::string describeKeptOut(unsigned count) const = 0;
   /// Makes the thread and begins to deliver. Raises StartFailed.
   void beginDelivery();
   /// Once the connection delivers nothing more: waits for the hook and refuses what is queued.
@@ -99,7 +103,7 @@ class HEVRA_EXPORT Base : public Task {
   bool stopAsked_ HEVRA_GUARDED_BY(queueMutex_) = false;  // while it was starting
   ConditionVariable lifeChanged_;
   bool delivering_ HEVRA_GUARDED_BY(queueMutex_) = false;
-  unsigned dropped_ HEVRA_GUARDED_BY(queueMutex_) = 0;  // signals, since the last warning
+  unsigned keptOut_ HEVRA_GUARDED_BY(queueMutex_) = 0;  // messages, since the last warning
   Time::Monotonic nextWarning_ HEVRA_GUARDED_BY(queueMutex_);
 };
 

@@ -70,4 +70,8 @@ void Proxy::deliver(Message::Frame frame, const Message::Header& header) {
 
 void Proxy::refuse(Message::Frame, const Message::Header&) {}
 
+std::string Proxy::describeKeptOut(unsigned count) const {
+  return "Bus object " + getPath() + " is too slow: " + std::to_string(count) + " signals were dropped";
+}
+
 }  // namespace Quarnix::Bus::Object

@@ -49,6 +49,7 @@ class HEVRA_EXPORT Proxy : public Base {
   Internal::Host* host() const;
   void deliver(Message::Frame frame, const Message::Header& header) override;
   void refuse(Message::Frame frame, const Message::Header& header) override;
+  std::string describeKeptOut(unsigned count) const override;
 
   std::string host_;
   mutable std::atomic<Internal::Host*> watched_{nullptr};

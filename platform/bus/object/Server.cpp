@@ -24,7 +24,7 @@ void Server::stop() { end(); }
 
 void Server::attach(bool wait) {
   serving_ = &getConnection()->client();
-  serving_->start(*this, wait);
+  serving_->start(*this, caller_, wait);
 }
 
 void Server::detach() { serving_->stop(*this); }
@@ -50,6 +50,11 @@ void Server::refuse(Message::Frame frame, const Message::Header& header) {
   if (!call.isReplyExpected()) return;
   Return reply(call, "org.freedesktop.DBus.Error.UnknownObject", "The object at " + getPath() + " was stopped");
   send(reply);
+}
+
+std::string Server::describeKeptOut(unsigned count) const {
+  return "Bus object " + getPath() + " refused " + std::to_string(count) + " calls from others than the owner of " +
+         caller_;
 }
 
 }  // namespace Quarnix::Bus::Object

@@ -13,6 +13,12 @@ class HEVRA_EXPORT Server : public Base {
   Server();
   ~Server() override;
 
+  /// Takes calls from nobody but the connection that owns this bus name at the time of the call: to others the object
+  /// answers "org.freedesktop.DBus.Error.AccessDenied", with at most one warning a second. Nobody may call while the
+  /// name has no owner. Empty, the default: whoever the bus lets through may call. The standard interfaces are answered
+  /// to everybody. Before `start`, which raises InvalidArgument for what is no bus name.
+  void setCaller(const std::string& host) { caller_ = host; }
+
   /// Sends the reply to a call, or a signal of this object.
   void send(Message::Method::Return& reply);
   void send(Message::Signal& signal);
@@ -33,7 +39,9 @@ class HEVRA_EXPORT Server : public Base {
   friend class Internal::Client;
   void deliver(Message::Frame frame, const Message::Header& header) override;
   void refuse(Message::Frame frame, const Message::Header& header) override;
+  std::string describeKeptOut(unsigned count) const override;
 
+  std::string caller_;
   Internal::Client* serving_ = nullptr;  // of the last `start`
 };
 

@@ -31,6 +31,41 @@ TEST_P(Serving, TakesAPathOnceInAConnection) {
   EXPECT_EQ(second.calls.count(), 1u);
 }
 
+TEST_P(Serving, TakesCallsOnlyFromTheOwnerOfTheNameThatItWasGiven) {
+  Time::SimulatedClock clock;
+  const auto owner = open(), stranger = open();
+  TestServer server(open());
+  server.setCaller("not a name");
+  EXPECT_THROW(server.start(true), Bus::InvalidArgument);
+  server.setCaller(NAME);
+  for (const bool wait : {true, false}) {
+    server.start(wait);
+    const std::string address = server.getConnection()->getUniqueName();
+    const auto ask = [&](const Shared::Pointer<Connection>& from) {
+      return TestProxy(from, address).ask("Echo", "admitted");
+    };
+    EXPECT_EQ(ask(stranger), error("AccessDenied"));
+    clock.settle();
+    EXPECT_EQ(ask(owner), error("AccessDenied")) << "before it owns the name";
+    owner->requestName(NAME);
+    EXPECT_EQ(ask(owner), "admitted");
+    EXPECT_EQ(ask(stranger), error("AccessDenied"));
+    EXPECT_EQ(TestProxy(stranger, address).introspect().empty(), false);
+    owner->releaseName(NAME);
+    EXPECT_EQ(ask(owner), error("AccessDenied")) << "after it owned the name";
+    const std::string warning = " calls from others than the owner of com.example.Service";
+    EXPECT_EQ(logger_.get().back(), "4 Bus object /test/object refused 1" + warning);
+    clock.advance(Time::Elapsed(1, 0));
+    EXPECT_EQ(ask(stranger), error("AccessDenied"));
+    clock.settle();
+    EXPECT_EQ(logger_.get().back(), "4 Bus object /test/object refused 4" + warning);
+    EXPECT_EQ(server.calls.take().size(), 1u);
+    server.stop();
+    clock.advance(Time::Elapsed(1, 0));
+  }
+  EXPECT_EQ(logger_.get().size(), 4u);
+}
+
 TEST_P(Serving, OwnsANameUntilItIsReleasedOrTheConnectionGoes) {
   auto first = open();
   const auto second = open(), third = open();

@@ -153,17 +153,6 @@ TEST(Task, TriesAgainWhenNoThreadCanBeMade) {
   EXPECT_EQ(runs, 1);
 }
 
-TEST(TaskDeathTest, EndsTheProcessWhenDestroyedFromItsOwnHook) {
-  GTEST_FLAG_SET(death_test_style, "threadsafe");
-  EXPECT_DEATH(
-      {
-        auto* task = new TestTask([](TestTask& self) { delete &self; });
-        task->schedule();
-        Gate().await();
-      },
-      "<2>.*own hook");
-}
-
 TEST(Event, DeliversSendsTogetherWithTheirNumber) {
   struct Counting : Event {
     ~Counting() override { retire(); }

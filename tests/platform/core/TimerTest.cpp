@@ -13,6 +13,7 @@ namespace {
 
 using Test::CapturingLogger;
 using Test::Gate;
+using Test::TestTask;
 using Test::TestTimer;
 using Time::Clock;
 using Time::Elapsed;
@@ -125,15 +126,12 @@ TEST_F(Timer, MayDestroyAnotherFromItsHook) {
   EXPECT_TRUE(expired.empty());
 }
 
-TEST(TimerDeathTest, EndsTheProcessWhenDestroyedFromItsOwnHook) {
+TEST(TaskDeathTest, EndsTheProcessWhenATaskOrATimerIsDestroyedFromItsOwnHook) {
   GTEST_FLAG_SET(death_test_style, "threadsafe");
-  EXPECT_DEATH(
-      {
-        auto* timer = new TestTimer(Elapsed(), [](TestTimer& self, const Time::Monotonic&) { delete &self; });
-        timer->start();
-        Gate().await();
-      },
-      "<2>.*own hook");
+  const std::function<void()> rows[] = {
+      [] { (new TestTask([](TestTask& self) { delete &self; }))->schedule(); },
+      [] { (new TestTimer(Elapsed(), [](TestTimer& self, const Time::Monotonic&) { delete &self; }))->start(); }};
+  for (const auto& begin : rows) EXPECT_DEATH((begin(), Gate().await()), "<2>.*own hook");
 }
 
 TEST(SteadyTimer, IsNotEarlyAndWakesForAnEarlierDeadline) {

@@ -46,13 +46,11 @@ TEST(Acei, PacksThreeNumbersIntoAByte) {
 }
 
 struct Field : ErrorField {
-  explicit Field(std::string text) : text_(std::move(text)) {}
-  std::string toString() const override { return text_; }
-  std::string text_;
+  std::string toString() const override { return "a"; }
 };
 
 TEST(DetailedError, SaysItsCodeAndItsDetails) {
-  const auto a = Shared::make<Field>("a"), b = Shared::make<Field>("b");
+  const auto a = Shared::make<Field>();
   const struct {
     std::uint8_t type;
     int id;
@@ -61,8 +59,8 @@ TEST(DetailedError, SaysItsCodeAndItsDetails) {
   } rows[] = {
       {0, 0, {}, "", "0/0"},
       {255, -2147483647 - 1, {}, "", "255/-2147483648"},
-      {2, 7, {a, b}, "", "2/7: a, b"},
-      {2, 7, {a, b}, "text", "2/7: text"},
+      {2, 7, {a, a}, "", "2/7: a, a"},
+      {2, 7, {a}, "text", "2/7: text"},
   };
   for (const auto& row : rows) {
     DetailedError error;
@@ -74,10 +72,7 @@ TEST(DetailedError, SaysItsCodeAndItsDetails) {
 }
 
 TEST(HvTypes, SayTheirValue) {
-  const struct {
-    Shared::Pointer<HvType> value;
-    std::string text;
-  } rows[] = {
+  const std::pair<Shared::Pointer<HvType>, const char*> rows[] = {
       {Shared::make<HvByte>(std::uint8_t{255}), "255"},
       {Shared::make<HvUInt64>(std::numeric_limits<std::uint64_t>::max()), "18446744073709551615"},
       {Shared::make<HvInt64>(std::numeric_limits<std::int64_t>::min()), "-9223372036854775808"},
@@ -87,7 +82,7 @@ TEST(HvTypes, SayTheirValue) {
       {Shared::make<HvBlob>(std::vector<std::uint8_t>{0, 1, 0xAB}), "0001ab"},
       {Shared::make<HvNull>(), "null"},
   };
-  for (const auto& row : rows) EXPECT_EQ(row.value->toString(), row.text);
+  for (const auto& [value, text] : rows) EXPECT_EQ(value->toString(), text);
 }
 
 TEST(Group, TakesOrMakesAnIdentifier) {
@@ -104,15 +99,13 @@ TEST(StackNode, HasItsKeyAsThirdIdentity) {
   StackNode node;
   StackNode::Key key{};
   EXPECT_TRUE(StackNode::isKeyEmpty(key.data()));
-  for (std::size_t i = 0; i < key.size(); ++i) {
-    key[i] = 0x80;
-    EXPECT_FALSE(StackNode::isKeyEmpty(key.data())) << i;
+  for (const std::size_t place : {0, 15}) {
+    key = {};
+    key[place] = 0x80;
+    EXPECT_FALSE(StackNode::isKeyEmpty(key.data())) << place;
     node.setKey(key.data());
     EXPECT_EQ(node.getThirdIdentity(), key);
-    key[i] = 0;
   }
-  node.setThirdIdentity(key.data());
-  EXPECT_EQ(node.getKey(), key);
 }
 
 TEST(EmptyKeySet, NamesItselfAndItsStackNode) {

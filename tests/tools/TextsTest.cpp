@@ -1,4 +1,4 @@
-// Numbers on the command line.
+// Numbers on the command line, and what reaches a terminal.
 #include <cstdint>
 #include <string>
 
@@ -6,6 +6,7 @@
 
 #include <stack/forms/Malformed.h>
 #include <stack/forms/Number.h>
+#include <stack/forms/Printable.h>
 
 namespace Quarnix::Hevra::Stack::Forms {
 namespace {
@@ -30,6 +31,19 @@ TEST(Number, IsDecimalOrHexadecimalAndInRange) {
   EXPECT_EQ(readRate("", "1"), 1.0);
   for (const char* text : {"", "-0.1", "1.01", "nan", "inf", "0,5", "50%"})
     EXPECT_THROW(readRate("--drop", text), Malformed) << text;
+}
+
+TEST(Printable, EscapesWhatATerminalWouldActOn) {
+  const std::pair<const char*, const char*> rows[] = {
+      {"plain Größe 家 \xF0\x9F\x92\xA1", "plain Größe 家 \xF0\x9F\x92\xA1"},
+      {"two\nlines", "two lines"},
+      {"\x1b[31m\x7f\t", "\\x1b[31m\\x7f\\x09"},
+      {"\xC2\x9B", "\\xc2\\x9b"},                             // a control character of two bytes
+      {"\xFF \xC3", "\\xff \\xc3"},                           // no UTF-8, and cut
+      {"\xC0\x80\xED\xA0\x80", "\\xc0\\x80\\xed\\xa0\\x80"},  // overlong, surrogate
+      {"\xE5\xAE", "\\xe5\\xae"},
+  };
+  for (const auto& [text, line] : rows) EXPECT_EQ(printable(text), line);
 }
 
 }  // namespace
