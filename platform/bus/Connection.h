@@ -52,7 +52,8 @@ class HEVRA_EXPORT Connection {
   void send(Message::Signal& signal);
   void send(Message::Method::Return& reply);
 
-  /// Owns the bus name from now on, also after reconnecting. Start the served objects first. Raises StartFailed when
+  /// Owns the bus name from now on, also after reconnecting; where another connection has taken it meanwhile, that is
+  /// logged, and it comes back after that one. Start the served objects first. Raises StartFailed when
   /// the bus is not there, forbids it or another connection has the name.
   void requestName(const std::string& name);
   void releaseName(const std::string& name);

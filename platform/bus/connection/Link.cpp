@@ -112,9 +112,9 @@ bool Client::adopt(const std::shared_ptr<Transport>& transport) {
   state_ = State::CONNECTED;
   ++links_;
   armed_ = 0;
-  notifyObservers();
   try {
     uniqueName_ = transport_->uniqueName();
+    notifyObservers();
     restore();
   } catch (const std::bad_alloc&) {
     lose("no memory");

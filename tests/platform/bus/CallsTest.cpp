@@ -108,31 +108,6 @@ TEST_P(Calls, OfManyThreadsGetTheirOwnReplies) {
   EXPECT_TRUE(proxy.signals.await(800));
 }
 
-TEST_P(Calls, AreMatchedToRepliesInAnyOrderAndOnlyOnce) {
-  Recorder<Call> held;
-  const auto stranger = open();
-  TestServer server(open(), [&](TestServer& self, const Call& call) {
-    if (std::string_view(call.getMember()) != "Hold") return TestServer::echo(self, call);
-    Return forged(call);
-    forged.begin().append("forged");
-    stranger->send(forged);
-    roundTrip(stranger);
-    held.add(call);
-    if (held.count() < 3) return true;
-    const std::vector<Call> calls = held.take();
-    for (auto last = calls.rbegin(); last != calls.rend(); ++last)
-      for (const char* often : {"", " again"}) self.answer(*last, textOf(*last) + often);
-    return true;
-  });
-  TestServer::serve(server, NAME);
-  const TestProxy proxy(open(), NAME);
-  std::vector<std::thread> threads;
-  for (const char* text : {"one", "two", "three"})
-    threads.emplace_back([&proxy, text] { EXPECT_EQ(proxy.ask("Hold", text), text); });
-  for (std::thread& thread : threads) thread.join();
-  EXPECT_EQ(proxy.ask("Echo", "after"), "after");
-}
-
 TEST_P(Calls, MayComeFromHooksAndGoToTheirOwnConnection) {
   const auto shared = open();
   TestServer inner(shared, TestServer::echo, "/inner");

@@ -78,32 +78,5 @@ TEST_P(Signals, ReachEveryProxyOfTheObjectAndNoneThatIsStopped) {
   EXPECT_EQ(stops.heard(2), (Texts{"first", "third"}));
 }
 
-TEST_P(Signals, BeyondAFullQueueDropTheOldestWithAWarning) {
-  const auto service = open();
-  service->requestName(NAME);
-  Gate inside, go;
-  TestProxy proxy(open(), NAME, [&](TestProxy&, const Signal&) {
-    inside.open();
-    EXPECT_TRUE(go.await());
-  });
-  proxy.start(true);
-  const std::string large(TestProxy::MAXIMUM_QUEUED_BYTES / 8, 'x');
-  for (int i = 0; i < 12; ++i) {
-    Signal signal = signalOf("Rang", std::to_string(i) + large);
-    service->send(signal);
-    ASSERT_TRUE(inside.await());
-  }
-  // The reply to a call comes behind all signals, and does not suffer from the queue.
-  TestServer server(service);
-  server.start(true);
-  EXPECT_EQ(proxy.ask("Echo", "alive"), "alive");
-  go.open();
-  ASSERT_TRUE(proxy.signals.await(8));
-  Texts numbers;
-  for (const Signal& signal : proxy.signals.all()) numbers.push_back(textOf(signal).substr(0, 2));
-  EXPECT_EQ(numbers, (Texts{"0x", "5x", "6x", "7x", "8x", "9x", "10", "11"}));
-  EXPECT_EQ(logger_.get(), Texts{"4 Bus object /test/object is too slow: 4 signals were dropped"});
-}
-
 }  // namespace
 }  // namespace Quarnix::Test

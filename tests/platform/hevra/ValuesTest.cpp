@@ -99,7 +99,7 @@ TEST(StackNode, HasItsKeyAsThirdIdentity) {
   StackNode node;
   StackNode::Key key{};
   EXPECT_TRUE(StackNode::isKeyEmpty(key.data()));
-  for (const std::size_t place : {0, 15}) {
+  for (const std::size_t place : {0U, 15U}) {
     key = {};
     key[place] = 0x80;
     EXPECT_FALSE(StackNode::isKeyEmpty(key.data())) << place;
