@@ -65,11 +65,14 @@ TEST_F(Faults, StreamsAreReadHoweverTheyAreCut) {
     auto name = later([&] { return connection->getUniqueName(); });
     bus.accept();
     bus.line();
-    bus.write("DATA\r\nOKAY\r\nOK\n\r\nOK\r\n", piece);
-    for (const char* line : {"ERROR\r\n", "ERROR\r\n", "ERROR\r\n", "BEGIN\r\n"}) EXPECT_EQ(bus.line(), line);
-    const Call hello = bus.expect("Hello");
-    bus.write(ScriptedBus::replyTo(hello, ScriptedBus::CLIENT, ScriptedBus::BUS) + ScriptedBus::replyTo(hello, "again"),
+    // The greeting is answered before it is asked for, behind the last line of the dialogue.
+    Call hello = callTo("Hello");
+    hello.seal(1, {PATH, {}, {}});
+    bus.write("DATA\r\nOKAY\r\nOK\n\r\nOK\r\n" + ScriptedBus::replyTo(hello, ScriptedBus::CLIENT, ScriptedBus::BUS) +
+                  ScriptedBus::replyTo(hello, "again"),
               piece);
+    for (const char* line : {"ERROR\r\n", "ERROR\r\n", "ERROR\r\n", "BEGIN\r\n"}) EXPECT_EQ(bus.line(), line);
+    EXPECT_EQ(bus.expect("Hello").getSerial(), 1u);
     EXPECT_EQ(name.get(), ScriptedBus::CLIENT);
     auto one = asking(connection, "one"), two = asking(connection, "two");
     const Call first = bus.expect("Echo"), second = bus.expect("Echo");
@@ -140,8 +143,7 @@ TEST_F(Faults, OfTheStreamEndTheLinkAndSayWhy) {
   } rows[] = {
       {[](ScriptedBus& self) { self.accept(); }, "", "onnect"},
       {said(""), "AuthFailed", "The bus closed the connection during authentication"},
-      {said("REJECTED KERBEROS\r\n"), "AuthFailed",
-       "The bus refused the authentication of this user: REJECTED KERBEROS"},
+      {said("REJECTED \xff\n\r\n"), "AuthFailed", "The bus refused the authentication of this user: REJECTED ??"},
       {said(std::string(5000, 'a')), "AuthFailed", "The bus sent an authentication line of more than 4096 bytes"},
       {answered([](ScriptedBus& self, const Call& hello) { self.answer(hello, error("LimitsExceeded")); }),
        "LimitsExceeded", "text"},
