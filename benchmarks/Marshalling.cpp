@@ -4,12 +4,14 @@
 
 #include <cstring>
 
+#include <benchmarks/peers/Wire.h>
 #include <bus/CommandContainerWrapper.h>
 #include <bus/CommandVectorWrapper.h>
 #include <platform/bus/message/Codec.h>
 #include <platform/bus/message/method/Call.h>
 #include <platform/hevra/HvTypes.h>
 #include <proxy/command/CommandContainerList.h>
+#include <proxy/node/Manager.h>
 
 namespace {
 
@@ -82,5 +84,19 @@ void decodeAdd(benchmark::State& state) {
   state.SetItemsProcessed(static_cast<std::int64_t>(state.iterations()) * state.range(0));
 }
 BENCHMARK(decodeAdd)->RangeMultiplier(10)->Range(1, 10000);
+
+void decodeNodes(benchmark::State& state) {
+  const std::string bytes = Peers::nodeReply(1, static_cast<std::uint32_t>(state.range(0)));
+  const Bus::Message::Frame frame{Bus::Message::Storage(bytes.size()), 0, static_cast<std::uint32_t>(bytes.size())};
+  std::memcpy(frame.storage.data(), bytes.data(), bytes.size());
+  for (auto _ : state) {
+    Bus::Message::Header header;
+    if (const char* rule = Bus::Message::check(frame.data(), frame.size(), header)) state.SkipWithError(rule);
+    const auto nodes = Hevra::Proxy::Node::Manager::parseBusReply(Bus::Message::Method::Return(frame, header));
+    if (nodes.size() != static_cast<std::size_t>(state.range(0))) state.SkipWithError("nodes are missing");
+  }
+  state.SetItemsProcessed(static_cast<std::int64_t>(state.iterations()) * state.range(0));
+}
+BENCHMARK(decodeNodes)->RangeMultiplier(10)->Range(1, 10000);
 
 }  // namespace

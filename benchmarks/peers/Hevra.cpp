@@ -1,0 +1,183 @@
+// The project itself, through its managers and marshallers as an application uses them.
+#include <benchmarks/peers/Peer.h>
+#include <bus/CommandContainerWrapper.h>
+#include <platform/bus/message/Codec.h>
+#include <platform/core/Event.h>
+#include <platform/hevra/HvTypes.h>
+#include <platform/hevra/RemoteSensorNode.h>
+#include <proxy/command/CommandContainerList.h>
+#include <proxy/command/Manager.h>
+#include <proxy/daughterboard/Manager.h>
+#include <proxy/node/Manager.h>
+
+#include <future>
+
+namespace Peers {
+
+namespace Hevra = Quarnix::Hevra;
+namespace Bus = Quarnix::Bus;
+namespace Shared = Quarnix::Shared;
+using Connection = Shared::Pointer<Bus::Connection>;
+
+struct Prepared {
+  Hevra::Group group;
+  Hevra::Proxy::CommandContainerList commands;
+};
+
+class Originator : public Hevra::Interface::Command::Originator {
+  void progress(const Hevra::Command&, const Hevra::Group&, const Quarnix::HomeAutomation::Command::Status&) override {}
+};
+
+/// Hands every node to `use_` on its own task until none is left.
+class Nodes : public Hevra::Proxy::Node::Manager {
+ public:
+  explicit Nodes(const Connection& connection) : Manager(false) { setConnection(connection); }
+  ~Nodes() override { stop(); }
+
+  void receive(std::uint32_t count, std::function<void(const Hevra::Node&)> use) {
+    start(true);
+    use_ = std::move(use);
+    left_ = count;
+    done_ = {};
+    Bus::Message::Method::Call call;
+    call.setInterface(NODE_INTERFACE);
+    call.setMember("flood");
+    call.begin().append(count);
+    send(call);
+    // What is missing by then is lost.
+    done_.get_future().wait_for(std::chrono::seconds(20));
+  }
+
+ private:
+  void modified(const Hevra::Node& node, Hevra::NodeAction) override {
+    use_(node);
+    if (--left_ == 0) done_.set_value();
+  }
+
+  std::function<void(const Hevra::Node&)> use_;
+  std::uint32_t left_ = 0;
+  std::promise<void> done_;
+};
+
+class HevraProxy {
+ public:
+  using Node = Hevra::Node;
+  static constexpr bool SHARED = true;
+
+  explicit HevraProxy(const std::string& address) : connection_(Bus::Connection::open(address)), nodes_(connection_) {
+    commands_.setConnection(connection_);
+    board_.setConnection(connection_);
+  }
+
+  void start() {
+    commands_.start(true);
+    nodes_.start(true);
+  }
+
+  static Prepared prepare(Commands&& commands) {
+    Prepared made{Hevra::Group(commands.group), {}};
+    for (Command& from : commands.list) {
+      Hevra::Command command;
+      command.setId(from.id);
+      command.setParameterId(from.parameterId);
+      command.setWrite(from.write);
+      command.setAddress(from.address);
+      command.setValue(Shared::make<Hevra::HvUInt32>(from.value));
+      command.setOrigin(from.origin);
+      command.setContext(from.context);
+      command.getDetailedError().setErrorCode(Hevra::ErrorCode(from.errorType, from.errorId));
+      command.setDelay(from.delay, 0);
+      command.setLabel(std::move(from.label));
+      command.setTag(from.tag);
+      command.setStatus(static_cast<Hevra::HvDetailedCommandStatus>(from.status));
+      command.setAcei(Hevra::Command::Acei(from.acei));
+      made.commands.append(std::move(command));
+    }
+    return made;
+  }
+
+  void encode(const Prepared& prepared) { build(prepared).seal(++serial_, {}); }
+
+  void send(const Prepared& prepared) {
+    Bus::Message::Method::Call call = build(prepared);
+    require(!connection_->call(call)->isException(), "the answer is an error");
+  }
+
+  void add(const Prepared& prepared) { commands_.add(originator_, prepared.group, prepared.commands); }
+
+  /// The bytes of a message are 8-aligned, as the transport has them.
+  static Bus::Message::Frame receive(std::uint32_t iteration, std::uint32_t count) {
+    const std::string bytes = nodeReply(iteration, count);
+    Bus::Message::Frame frame{Bus::Message::Storage(bytes.size()), 0, static_cast<std::uint32_t>(bytes.size())};
+    std::memcpy(frame.storage.data(), bytes.data(), bytes.size());
+    return frame;
+  }
+  static std::vector<Shared::Pointer<Hevra::Node>> decode(const Bus::Message::Frame& frame) {
+    Bus::Message::Header header;
+    if (const char* rule = Bus::Message::check(frame.data(), frame.size(), header)) throw std::runtime_error(rule);
+    return Hevra::Proxy::Node::Manager::parseBusReply(Bus::Message::Method::Return(frame, header));
+  }
+
+  bool call() { return board_.hardReset(); }
+  std::vector<Shared::Pointer<Hevra::Node>> list() { return nodes_.getNodes(); }
+  void signals(std::uint32_t count, std::function<void(const Hevra::Node&)> use) {
+    nodes_.receive(count, std::move(use));
+  }
+
+  static bool same(const Hevra::Node& node, const Sensor& expected) {
+    const auto* found = dynamic_cast<const Hevra::RemoteSensorNode*>(&node);
+    if (!found) return false;
+    const Hevra::SensorInformation& info = found->getInfo();
+    return Sensor{found->getAddress(),
+                  static_cast<std::uint8_t>(found->getNodeClass()),
+                  found->getNodeType(),
+                  found->getManufacturerId(),
+                  found->getFirstIdentity(),
+                  found->getSecondIdentity(),
+                  found->getThirdIdentity(),
+                  found->getStamp(),
+                  static_cast<std::uint8_t>(found->getState()),
+                  found->getExtra(),
+                  found->getBackboneAddress(),
+                  info.getMeasuredValueParameterType(),
+                  info.getMinimalSensedValue(),
+                  info.getMaximalSensedValue(),
+                  info.getScaleFactor(),
+                  info.getResolutionValue(),
+                  info.getResolutionScaleFactor(),
+                  info.getOperatingMode(),
+                  info.getMaxNumberOfEventHandled(),
+                  info.getMinRefreshTimePeriod(),
+                  found->isListening()} == expected;
+  }
+
+ private:
+  static Bus::Message::Method::Call build(const Prepared& prepared) {
+    Bus::Message::Method::Call call;
+    call.setPath(COMMAND_PATH);
+    call.setDestination(HOST);
+    call.setInterface(COMMAND_INTERFACE);
+    call.setMember("add");
+    Bus::Message::Iterator arguments = call.begin();
+    Bus::Message::Iterator server = arguments.begin(Bus::Message::STRUCTURE);
+    server.appendPath(ORIGINATOR_PATH);
+    arguments.end(server);
+    Bus::Message::Iterator group = arguments.begin(Bus::Message::STRUCTURE);
+    group.append(prepared.group.getId());
+    arguments.end(group);
+    Bus::Type::Wrapper<const Quarnix::HomeAutomation::Container<Hevra::Command>>().serialize(arguments,
+                                                                                             prepared.commands);
+    return call;
+  }
+
+  Connection connection_;
+  std::uint32_t serial_ = 0;
+  Hevra::Proxy::DaughterBoard::Manager board_;
+  Hevra::Proxy::Command::Manager commands_{false, "bench"};
+  Nodes nodes_;
+  Shared::Pointer<Hevra::Interface::Command::Originator> originator_{new Originator};
+};
+
+}  // namespace Peers
+
+int main(int argc, char** argv) { return Peers::run<Peers::HevraProxy>(argc, argv); }

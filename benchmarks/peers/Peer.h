@@ -1,0 +1,244 @@
+// What all peers' programs share: the verbs, the clocks and the figures. A peer brings only its own work; see `run` for
+// what that is.
+#pragma once
+
+#include <sched.h>
+#include <time.h>
+
+#include <algorithm>
+#include <atomic>
+#include <chrono>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <exception>
+#include <functional>
+#include <initializer_list>
+#include <optional>
+#include <stdexcept>
+#include <string>
+#include <thread>
+#include <utility>
+#include <vector>
+
+#include <benchmarks/peers/Wire.h>
+
+namespace Peers {
+
+inline void require(bool holds, const char* what) {
+  if (!holds) throw std::runtime_error(what);
+}
+
+inline double nowOf(clockid_t clock) {
+  timespec time{};
+  ::clock_gettime(clock, &time);
+  return static_cast<double>(time.tv_sec) * 1e6 + static_cast<double>(time.tv_nsec) / 1e3;
+}
+inline double wall() { return nowOf(CLOCK_MONOTONIC); }
+inline double cpu() { return nowOf(CLOCK_PROCESS_CPUTIME_ID); }
+
+inline double quantile(std::vector<double> values, double which) {
+  std::sort(values.begin(), values.end());
+  return values[static_cast<std::size_t>(which * static_cast<double>(values.size() - 1))];
+}
+
+/// Runs one verb of a peer's program: PROGRAM VERB ADDRESS COUNT [SIZE], and prints its figures, in microseconds.
+///
+/// A Peer has a connection of its own and these:
+///   Node                       what a decoded node is
+///   Peer(const std::string& address)
+///   prepare(Commands&&)        the commands as the library's users hold them
+///   encode(prepared)           builds the call "add", makes it ready for sending, and drops it
+///   send(prepared)             builds the same call, sends it, and waits for the answer
+///   add(prepared)              the same as an application asks for it
+///   receive(iteration, count)  a list of sensors as it came from a bus, checked only where the library checks early
+///   decode(received)           reads it into nodes, with every check that the library makes
+///   call()                     "hardreset"
+///   list()                     "getnodes", read into nodes
+///   signals(count, use)        has the service send "modified" and gives every node to `use`; returns after the last
+///   same(node, sensor)         whether a decoded node holds the sensor's values
+///   SHARED                     whether threads share one connection
+template <class Peer>
+class Program {
+ public:
+  explicit Program(const std::string& address) : address_(address), peer_(address) {}
+
+  /// What it writes is kept by the service, what it reads is compared here.
+  void check() {
+    for (const std::uint32_t count : {0u, 1u, 1000u})
+      for (const std::uint32_t iteration : {7u, 4000000000u}) {
+        auto prepared = peer_.prepare(commands(iteration, count));
+        peer_.send(prepared);
+        auto again = peer_.prepare(commands(iteration + 1, count));
+        peer_.add(again);
+      }
+    for (const std::uint32_t count : {0u, 1u, 1000u}) {
+      auto received = peer_.receive(3, count);
+      compare(peer_.decode(received), 3, count);
+    }
+    for (std::uint32_t i = 0; i < 10; ++i) compare(peer_.list(), i % 8, 1000);
+    require(peer_.call(), "the answer to a call was no");
+    std::uint32_t next = 0;
+    peer_.signals(100, [&](const auto& node) {
+      require(Peer::same(node, sensor(next, next)), "a signal has other values");
+      ++next;
+    });
+    require(next == 100, "signals were lost");
+  }
+
+  void encode(std::uint32_t count, std::uint32_t size) {
+    inBatches(
+        count, size, [&](std::uint32_t iteration) { return peer_.prepare(commands(iteration, size)); },
+        [&](auto& prepared) { peer_.encode(prepared); });
+  }
+
+  void decode(std::uint32_t count, std::uint32_t size) {
+    inBatches(
+        count, size, [&](std::uint32_t iteration) { return peer_.receive(iteration, size); },
+        [&](auto& received) { require(peer_.decode(received).size() == size, "nodes are missing"); });
+  }
+
+  void call(std::uint32_t count, std::uint32_t) {
+    repeat(count, [&] { require(peer_.call(), "the answer to a call was no"); });
+  }
+
+  /// As `call`, with all that an application of the library would have running beside it.
+  void callStarted(std::uint32_t count, std::uint32_t size) {
+    if constexpr (requires { peer_.start(); }) peer_.start();
+    call(count, size);
+  }
+
+  void list(std::uint32_t count, std::uint32_t) {
+    repeat(count, [&] { require(peer_.list().size() == 1000, "nodes are missing"); });
+  }
+
+  void add(std::uint32_t count, std::uint32_t size) {
+    std::vector<decltype(peer_.prepare(Commands()))> inputs;
+    inputs.reserve(count + 3);
+    for (std::uint32_t i = 0; i < count + 3; ++i) inputs.push_back(peer_.prepare(commands(i, size)));
+    auto input = inputs.begin();
+    repeat(count, [&] { peer_.add(*input++); });
+  }
+
+  void signals(std::uint32_t count, std::uint32_t) {
+    std::uint32_t received = 0;
+    peer_.signals(10, [&](const auto&) {});
+    const double cpuBefore = cpu(), wallBefore = wall();
+    peer_.signals(count, [&](const auto&) { ++received; });
+    const double cpuUsed = cpu() - cpuBefore, passed = wall() - wallBefore;
+    print({{"us", passed / count}, {"cpu", cpuUsed / count}, {"lost", count - received}});
+  }
+
+  /// `count` calls in all, from `size` threads.
+  void threads(std::uint32_t count, std::uint32_t size) {
+    std::vector<std::vector<double>> times(size);
+    std::atomic<std::uint32_t> ready{0};
+    std::atomic<bool> go{false};
+    std::vector<std::thread> callers;
+    for (auto& mine : times)
+      callers.emplace_back([&, count] {
+        std::optional<Peer> own;
+        if constexpr (!Peer::SHARED) own.emplace(address_);
+        Peer& used = own ? *own : peer_;
+        mine.reserve(count / size);
+        used.call();
+        ++ready;
+        while (!go) ::sched_yield();
+        for (std::uint32_t i = 0; i < count / size; ++i) {
+          const double before = wall();
+          require(used.call(), "the answer to a call was no");
+          mine.push_back(wall() - before);
+        }
+      });
+    while (ready != size) ::sched_yield();
+    const double cpuBefore = cpu(), wallBefore = wall();
+    go = true;
+    for (auto& caller : callers) caller.join();
+    const double passed = wall() - wallBefore, used = cpu() - cpuBefore;
+    std::vector<double> all;
+    for (const auto& mine : times) all.insert(all.end(), mine.begin(), mine.end());
+    const auto calls = static_cast<double>(all.size());
+    print({{"us", quantile(all, 0.5)},
+           {"p99", quantile(all, 0.99)},
+           {"cpu", used / calls},
+           {"rate", calls / passed * 1e6}});
+  }
+
+ private:
+  template <class Nodes>
+  void compare(const Nodes& nodes, std::uint32_t iteration, std::uint32_t count) {
+    require(nodes.size() == count, "a list has another length");
+    for (std::uint32_t i = 0; i < count; ++i)
+      require(Peer::same(*nodes[i], sensor(iteration, i)), "a node has other values");
+  }
+
+  /// Times `work` on inputs that are made beforehand, each used once; by the processor's time, which what else runs on
+  /// the machine disturbs least.
+  template <class Prepare, class Work>
+  void inBatches(std::uint32_t count, std::uint32_t size, const Prepare& prepare, const Work& work) {
+    const std::uint32_t batch = std::max(1u, 256 / size);
+    std::vector<double> times;
+    std::uint32_t iteration = 0;
+    for (std::uint32_t i = 0; i < count + 3; ++i) {
+      std::vector<decltype(prepare(0))> inputs;
+      inputs.reserve(batch);
+      for (std::uint32_t k = 0; k < batch; ++k) inputs.push_back(prepare(iteration++));
+      const double before = cpu();
+      for (auto& input : inputs) work(input);
+      times.push_back((cpu() - before) / batch);
+    }
+    times.erase(times.begin(), times.begin() + 3);
+    print({{"us", quantile(times, 0.5)}});
+  }
+
+  template <class Work>
+  void repeat(std::uint32_t count, const Work& work) {
+    for (int i = 0; i < 3; ++i) work();
+    std::vector<double> times;
+    times.reserve(count);
+    const double cpuBefore = cpu();
+    for (std::uint32_t i = 0; i < count; ++i) {
+      const double before = wall();
+      work();
+      times.push_back(wall() - before);
+    }
+    const double used = cpu() - cpuBefore;
+    print({{"us", quantile(times, 0.5)}, {"p99", quantile(times, 0.99)}, {"cpu", used / count}});
+  }
+
+  static void print(std::initializer_list<std::pair<const char*, double>> figures) {
+    const char* separator = "{";
+    for (const auto& [name, value] : figures) {
+      std::printf("%s\"%s\": %.4f", separator, name, value);
+      separator = ", ";
+    }
+    std::puts("}");
+  }
+
+  std::string address_;
+  Peer peer_;
+};
+
+template <class Peer>
+int run(int argc, char** argv) try {
+  require(argc >= 4, "expected a verb, the bus's address, a count and perhaps a size");
+  const std::string verb = argv[1];
+  const auto count = static_cast<std::uint32_t>(std::strtoul(argv[3], nullptr, 10));
+  const auto size = argc > 4 ? static_cast<std::uint32_t>(std::strtoul(argv[4], nullptr, 10)) : 1;
+  Program<Peer> program(argv[2]);
+  using Verb = void (Program<Peer>::*)(std::uint32_t, std::uint32_t);
+  constexpr std::pair<const char*, Verb> VERBS[] = {
+      {"encode", &Program<Peer>::encode},   {"decode", &Program<Peer>::decode},
+      {"call", &Program<Peer>::call},       {"call-started", &Program<Peer>::callStarted},
+      {"list", &Program<Peer>::list},       {"add", &Program<Peer>::add},
+      {"signals", &Program<Peer>::signals}, {"threads", &Program<Peer>::threads}};
+  if (verb == "check") return program.check(), EXIT_SUCCESS;
+  for (const auto& [name, work] : VERBS)
+    if (verb == name) return (program.*work)(count, size), EXIT_SUCCESS;
+  throw std::runtime_error("there is no verb " + verb);
+} catch (const std::exception& error) {
+  std::fprintf(stderr, "%s: %s\n", argv[0], error.what());
+  return EXIT_FAILURE;
+}
+
+}  // namespace Peers
