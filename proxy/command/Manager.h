@@ -74,12 +74,12 @@ class HEVRA_EXPORT Manager : public virtual Bus::Object::Proxy,
   void stop() override;
 
  protected:
-  void attach(bool wait) override;
-  void detach() override;
   /// An exception that the stack service announces, as a text. Nothing by default.
   virtual void exception(std::string message);
   void receive(unsigned long long count) override;
   void signal(const Bus::Message::Signal& signal) override;
+  void attach(bool wait) override;
+  void detach() override;
 
  public:
   // Both bases are tasks; what an application sees is the proxy.
