@@ -74,12 +74,13 @@ class HEVRA_EXPORT Manager : public virtual Bus::Object::Proxy,
   void stop() override;
 
  protected:
-  void attach(bool wait) override;
-  void detach() override;
   /// An exception that the stack service announces, as a text. Nothing by default.
   virtual void exception(std::string message);
   void receive(unsigned long long count) override;
   void signal(const Bus::Message::Signal& signal) override;
+  // Last, behind the operations whose order is kept.
+  void attach(bool wait) override;
+  void detach() override;
 
  public:
   // Both bases are tasks; what an application sees is the proxy.
