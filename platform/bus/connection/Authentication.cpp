@@ -38,7 +38,9 @@ void Authentication::line() {
     state_ = State::DONE;
   } else if (line == "REJECTED" || line.starts_with("REJECTED ")) {
     state_ = State::REFUSED;
-    reason_ = "The bus refused the authentication of this user: " + line_;
+    reason_ = "The bus refused the authentication of this user: ";
+    // An error's text is UTF-8, a line may be anything.
+    for (const char character : line_) reason_ += character >= ' ' && character <= '~' ? character : '?';
   } else {
     output_ += "ERROR\r\n";
   }

@@ -171,10 +171,13 @@ void SocketTransport::greet(const Time::Monotonic& deadline) {
   // The bus answers Hello before it sends anything else, so one message at a time is enough until then.
   std::vector<Received> messages;
   std::string reason;
-  while (messages.empty()) {
+  // It may already stand behind the last line of the authentication.
+  bool intact = parse(messages, reason);
+  while (intact && messages.empty()) {
     awaitReady(POLLIN, deadline);
-    if (!read(messages, reason)) throw Return("org.freedesktop.DBus.Error.Disconnected", reason);
+    intact = read(messages, reason);
   }
+  if (!intact) throw Return("org.freedesktop.DBus.Error.Disconnected", reason);
   Received& first = messages.front();
   const bool reply = first.header.type == static_cast<std::uint8_t>(Message::Type::METHOD_RETURN) ||
                      first.header.type == static_cast<std::uint8_t>(Message::Type::ERROR);

@@ -7,7 +7,6 @@
 #include <cstring>
 #include <string_view>
 
-#include <platform/bus/message/Depth.h>
 #include <platform/bus/message/Limits.h>
 #include <platform/bus/message/Names.h>
 #include <platform/bus/message/Rules.h>
@@ -82,17 +81,18 @@ struct Frame {
 };
 
 // Walks values in step with their signature, which is well formed. Null when values of `types` stand from `position` on
-// and end by `limit`; `position` is then behind them. `outside` is the rule for a value that does not end by `limit`.
+// and end by `limit`; `position` is then behind them. `levels` is how many containers they stand in, `outside` the rule
+// for a value that does not end by `limit`.
 template <bool Swapped>
 const char* checkValues(const std::uint8_t* const message, std::size_t& position, std::size_t limit,
-                        std::string_view types, Depth depth, const char* outside) noexcept {
-  // Every frame is a level, and the signatures were checked to stay within the levels.
+                        std::string_view types, int levels, const char* outside) noexcept {
+  // Every frame is a level.
   std::array<Frame, MAXIMUM_DEPTH> frames;
   std::size_t open = 0;
   std::size_t at = position;
   const char* signature = types.data();
   const char* stop = signature + types.size();
-  const int outerArrays = depth.arrays;
+  int arrays = 0;
 
   for (;;) {
     if (signature == stop) {
@@ -103,8 +103,8 @@ const char* checkValues(const std::uint8_t* const message, std::size_t& position
         continue;
       }
       // No value passes the limit, so an array that does not go on has ended exactly there.
-      if (frame.element) --depth.arrays;
-      --depth.levels;
+      if (frame.element) --arrays;
+      --levels;
       signature = frame.next;
       stop = frame.outerStop;
       limit = frame.outerLimit;
@@ -116,7 +116,7 @@ const char* checkValues(const std::uint8_t* const message, std::size_t& position
     const Facts facts = FACTS[static_cast<unsigned char>(code)];
     const std::size_t begin = alignUp(at, facts.alignMask);
     const std::size_t end = begin + facts.size;
-    if (end > limit) return depth.arrays > outerArrays ? Rules::ARRAY_END : outside;
+    if (end > limit) return arrays ? Rules::ARRAY_END : outside;
     if (!isZero(message, at, begin)) return Rules::PADDING;
     at = end;
     if (facts.isWhole) continue;
@@ -146,8 +146,8 @@ const char* checkValues(const std::uint8_t* const message, std::size_t& position
           if (const char* rule = checkSignature(text)) return rule;
           break;
         }
-        if (++depth.levels > MAXIMUM_DEPTH) return Rules::DEPTH;
-        if (const char* rule = checkSingleType(text, depth)) return rule;
+        if (++levels > MAXIMUM_DEPTH) return Rules::DEPTH;
+        if (const char* rule = checkSingleType(text)) return rule;
         frames[open++] = {nullptr, signature, stop, limit};
         signature = text.data();
         stop = signature + length;
@@ -171,27 +171,24 @@ const char* checkValues(const std::uint8_t* const message, std::size_t& position
           break;
         }
         const char* const next = skipType(signature);
+        if (length == 0) {
+          signature = next;
+          break;
+        }
+        if (++levels > MAXIMUM_DEPTH) return Rules::DEPTH;
+        ++arrays;
         frames[open++] = {signature, next, stop, limit};
-        ++depth.arrays;
-        ++depth.levels;
         limit = at + length;
-        // At its stop, the array goes on with its first element or, when it is empty, ends.
-        signature = stop = next;
+        stop = next;
         break;
       }
       case '(':
-        ++depth.structures;
-        ++depth.levels;
+      case '{':
+        if (++levels > MAXIMUM_DEPTH) return Rules::DEPTH;
         break;
       case ')':
-        --depth.structures;
-        --depth.levels;
-        break;
-      case '{':
-        ++depth.levels;
-        break;
       case '}':
-        --depth.levels;
+        --levels;
         break;
       default:
         return Rules::FILE_DESCRIPTORS;
@@ -203,8 +200,8 @@ const char* checkValues(const std::uint8_t* const message, std::size_t& position
 
 constexpr unsigned bitOf(Field field) noexcept { return 1U << static_cast<unsigned>(field); }
 
-// The type of each known header field, by its code.
-constexpr std::array<char, 10> FIELD_TYPES = {0, 'o', 's', 's', 's', 'u', 's', 's', 'g', 'u'};
+// The type of each known header field, by its code. The last is what libdbus knows beyond ours, the sender's container.
+constexpr std::array<char, 11> FIELD_TYPES = {0, 'o', 's', 's', 's', 'u', 's', 's', 'g', 'u', 'o'};
 
 const char* checkRequiredFields(std::uint8_t type, unsigned present) noexcept {
   constexpr unsigned PATH = bitOf(Field::PATH);
@@ -230,7 +227,7 @@ const char* checkRequiredFields(std::uint8_t type, unsigned present) noexcept {
 const char* checkFieldText(Field field, std::string_view text) noexcept {
   switch (field) {
     case Field::PATH:
-      return text == RESERVED_PATH ? Rules::RESERVED_PATH : nullptr;
+      return text.starts_with(RESERVED_PATH) ? Rules::RESERVED_PATH : nullptr;
     case Field::INTERFACE:
       return checkInterface(text);
     case Field::MEMBER:
@@ -258,6 +255,7 @@ const char* takeField(const std::uint8_t* message, std::size_t code, std::size_t
     header.replySerial = value;
     return value ? nullptr : Rules::REPLY_SERIAL;
   }
+  if (code >= header.texts.size()) return nullptr;
   const std::size_t offset = begin + facts.size;
   const std::size_t length = end - 1 - offset;
   header.text(field) = {static_cast<std::uint32_t>(offset), static_cast<std::uint32_t>(length)};
@@ -267,7 +265,7 @@ const char* takeField(const std::uint8_t* message, std::size_t code, std::size_t
 template <bool Swapped>
 const char* checkFields(const std::uint8_t* message, std::size_t end, Header& header) noexcept {
   // What holds a field's value: the array of the fields, the field's structure and its variant.
-  constexpr Depth DEPTH{1, 1, 3};
+  constexpr int LEVELS = 3;
   unsigned present = 0;
   std::size_t at = FIXED_HEADER_SIZE;
   while (at < end) {
@@ -288,11 +286,11 @@ const char* checkFields(const std::uint8_t* message, std::size_t end, Header& he
       if (length != 1 || signature[0] != FIELD_TYPES[code]) return Rules::FIELD_TYPE;
       if (present & (1U << code)) return Rules::FIELD_TWICE;
       present |= 1U << code;
-    } else if (const char* rule = checkSingleType(signature, DEPTH)) {
+    } else if (const char* rule = checkSingleType(signature)) {
       return rule;
     }
     const std::size_t value = at;
-    if (const char* rule = checkValues<Swapped>(message, at, end, signature, DEPTH, Rules::FIELDS_END)) return rule;
+    if (const char* rule = checkValues<Swapped>(message, at, end, signature, LEVELS, Rules::FIELDS_END)) return rule;
     if (isKnown) {
       if (const char* rule = takeField<Swapped>(message, code, value, at, header)) return rule;
     }
@@ -322,7 +320,7 @@ const char* checkMessage(const std::uint8_t* message, std::size_t size, Header& 
   if (signature.offset == 0) return header.bodyLength ? Rules::BODY_SIGNATURE : nullptr;
   std::size_t at = header.bodyOffset;
   const std::string_view types = textAt(message, signature.offset, signature.length);
-  if (const char* rule = checkValues<Swapped>(message, at, size, types, Depth{}, Rules::BODY_LENGTH)) return rule;
+  if (const char* rule = checkValues<Swapped>(message, at, size, types, 0, Rules::BODY_LENGTH)) return rule;
   return at == size ? nullptr : Rules::BODY_LENGTH;
 }
 

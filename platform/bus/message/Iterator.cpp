@@ -2,7 +2,6 @@
 #include <platform/bus/message/Iterator.h>
 
 #include <platform/bus/Error.h>
-#include <platform/bus/message/Depth.h>
 #include <platform/bus/message/Limits.h>
 #include <platform/bus/message/Names.h>
 #include <platform/bus/message/Rules.h>
@@ -29,9 +28,13 @@ Iterator::Iterator(Iterator& parent, int type, std::string_view contents)
     contents_.reserve(1 + contents.size() + LOOK_AHEAD);
     contents_.append("a").append(contents);
     const std::string_view array = contents_;
-    // A dictionary entry is a type in an array only.
-    const Depth depth{parent.arrays_, parent.structures_, parent.depth_};
-    if (const char* rule = checkSingleType(type == ARRAY ? array : array.substr(1), depth)) {
+    // A dictionary entry is a type in an array only, and the structures around an array are part of its signature.
+    const std::size_t around = parent.depth_;
+    const char* const rule = type == VARIANT ? checkSingleType(array.substr(1))
+                             : around == 0
+                                 ? checkSingleType(array)
+                                 : checkSingleType(std::string(around, '(').append(array).append(around, ')'));
+    if (rule) {
       body_.unusable = true;
       require(rule, "signature of a container's contents", contents);
     }

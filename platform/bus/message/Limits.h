@@ -17,7 +17,8 @@ constexpr int MAXIMUM_DEPTH = 64;
 /// The header's part before its fields: byte order, type, flags, version, body length, serial, length of the fields.
 constexpr std::size_t FIXED_HEADER_SIZE = 16;
 
-/// What no message may name: a client library uses them for messages to itself.
+/// What no message may name, nor begin a name with, as libdbus compares no further: a client library uses them for
+/// messages to itself.
 constexpr std::string_view RESERVED_PATH = "/org/freedesktop/DBus/Local";
 constexpr std::string_view RESERVED_INTERFACE = "org.freedesktop.DBus.Local";
 

@@ -101,11 +101,11 @@ const char* checkPath(std::string_view text) noexcept {
 }
 
 const char* checkMessagePath(std::string_view text) noexcept {
-  return text == RESERVED_PATH ? Rules::RESERVED_PATH : checkPath(text);
+  return text.starts_with(RESERVED_PATH) ? Rules::RESERVED_PATH : checkPath(text);
 }
 
 const char* checkInterface(std::string_view text) noexcept {
-  if (text == RESERVED_INTERFACE) return Rules::RESERVED_INTERFACE;
+  if (text.starts_with(RESERVED_INTERFACE)) return Rules::RESERVED_INTERFACE;
   return isDotted(text, LETTER, LETTER | DIGIT) ? nullptr : Rules::INTERFACE;
 }
 
@@ -121,9 +121,13 @@ const char* checkErrorName(std::string_view text) noexcept {
 const char* checkBusName(std::string_view text) noexcept {
   if (text.size() > MAXIMUM_NAME_LENGTH) return Rules::BUS_NAME;
   constexpr unsigned ALLOWED = LETTER | DIGIT | DASH;
-  const bool isUnique = !text.empty() && text[0] == ':';
-  const bool valid = isUnique ? isDotted(text.substr(1), ALLOWED, ALLOWED) : isDotted(text, LETTER | DASH, ALLOWED);
-  return valid ? nullptr : Rules::BUS_NAME;
+  if (!text.starts_with(':')) return isDotted(text, LETTER | DASH, ALLOWED) ? nullptr : Rules::BUS_NAME;
+  // A bus makes the unique names as it likes, libdbus's checks no more of them than this: the first element may be
+  // empty.
+  text.remove_prefix(1);
+  if (text.empty()) return nullptr;
+  if (text[0] == '.') text.remove_prefix(1);
+  return countElements(text, '.', ALLOWED, ALLOWED) ? nullptr : Rules::BUS_NAME;
 }
 
 const char* checkText(std::string_view text) noexcept {

@@ -24,8 +24,9 @@ inline constexpr const char* RETURN_FIELDS = "the header field REPLY_SERIAL in a
 inline constexpr const char* ERROR_FIELDS = "the header fields ERROR_NAME and REPLY_SERIAL in an error";
 inline constexpr const char* SIGNAL_FIELDS = "the header fields PATH, INTERFACE and MEMBER in a signal";
 inline constexpr const char* REPLY_SERIAL = "a REPLY_SERIAL other than 0";
-inline constexpr const char* RESERVED_PATH = "a PATH other than the reserved /org/freedesktop/DBus/Local";
-inline constexpr const char* RESERVED_INTERFACE = "an INTERFACE other than the reserved org.freedesktop.DBus.Local";
+inline constexpr const char* RESERVED_PATH = "a PATH that does not begin with the reserved /org/freedesktop/DBus/Local";
+inline constexpr const char* RESERVED_INTERFACE =
+    "an INTERFACE that does not begin with the reserved org.freedesktop.DBus.Local";
 inline constexpr const char* FILE_DESCRIPTORS = "no file descriptors, which this connection has not negotiated";
 
 // Signatures.
@@ -33,8 +34,8 @@ inline constexpr const char* SIGNATURE_LENGTH = "a signature of at most 255 byte
 inline constexpr const char* SIGNATURE_INSIDE = "a signature that ends inside what holds it";
 inline constexpr const char* SIGNATURE_NUL = "a NUL behind a signature";
 inline constexpr const char* TYPE_CODE = "a signature of the type codes ybnqiuxtdhsoga(){}v";
-inline constexpr const char* ARRAY_DEPTH = "at most 32 arrays in each other";
-inline constexpr const char* STRUCTURE_DEPTH = "at most 32 structures in each other";
+inline constexpr const char* ARRAY_DEPTH = "at most 32 arrays in each other in a signature";
+inline constexpr const char* STRUCTURE_DEPTH = "at most 32 structures in each other in a signature";
 inline constexpr const char* DEPTH = "at most 64 containers in each other";
 inline constexpr const char* ARRAY_ELEMENT = "an element type behind each 'a' of a signature";
 inline constexpr const char* EMPTY_STRUCTURE = "a member in each structure of a signature";
@@ -68,7 +69,7 @@ inline constexpr const char* ERROR_NAME =
     "an error name of at most 255 characters: two or more elements of [A-Za-z0-9_], none with a digit first, "
     "joined by '.'";
 inline constexpr const char* BUS_NAME =
-    "a bus name of at most 255 characters: two or more elements of [A-Za-z0-9_-] joined by '.', with ':' in front or "
-    "no digit first in any element";
+    "a bus name of at most 255 characters: two or more elements of [A-Za-z0-9_-] joined by '.', no digit first in any, "
+    "or with ':' in front";
 
 }  // namespace Quarnix::Bus::Message::Rules

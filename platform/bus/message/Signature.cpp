@@ -3,7 +3,6 @@
 
 #include <array>
 
-#include <platform/bus/message/Depth.h>
 #include <platform/bus/message/Limits.h>
 #include <platform/bus/message/Rules.h>
 
@@ -23,8 +22,6 @@ constexpr bool isBasic(char code) noexcept { return IS_BASIC[static_cast<unsigne
 
 class Scanner {
  public:
-  explicit Scanner(const Depth& outer) noexcept : depth_(outer) {}
-
   const char* scan(std::string_view signature) noexcept {
     if (signature.size() > MAXIMUM_SIGNATURE_LENGTH) return Rules::SIGNATURE_LENGTH;
     for (const char code : signature) {
@@ -61,9 +58,8 @@ class Scanner {
       complete();
       return nullptr;
     }
-    if (code == 'a' && ++depth_.arrays > MAXIMUM_ARRAY_DEPTH) return Rules::ARRAY_DEPTH;
-    if (code == '(' && ++depth_.structures > MAXIMUM_STRUCTURE_DEPTH) return Rules::STRUCTURE_DEPTH;
-    if (++depth_.levels > MAXIMUM_DEPTH) return Rules::DEPTH;
+    if (code == 'a' && ++arrayDepth_ > MAXIMUM_ARRAY_DEPTH) return Rules::ARRAY_DEPTH;
+    if (code == '(' && ++structureDepth_ > MAXIMUM_STRUCTURE_DEPTH) return Rules::STRUCTURE_DEPTH;
     if (code == 'a') {
       ++arrays_;
       return nullptr;
@@ -80,8 +76,7 @@ class Scanner {
     if (arrays_) return Rules::ARRAY_ELEMENT;
     if (code == ')' && types_ == 0) return Rules::EMPTY_STRUCTURE;
     if (code == '}' && types_ != 2) return Rules::ENTRY_FIELDS;
-    if (code == ')') --depth_.structures;
-    --depth_.levels;
+    if (code == ')') --structureDepth_;
     const Outer& outer = outers_[static_cast<std::size_t>(--open_)];
     bracket_ = outer.bracket;
     types_ = outer.types;
@@ -92,28 +87,26 @@ class Scanner {
 
   // A type is complete, and with it the arrays of which it is the element.
   void complete() noexcept {
-    depth_.arrays -= arrays_;
-    depth_.levels -= arrays_;
+    arrayDepth_ -= arrays_;
     arrays_ = 0;
     ++types_;
   }
 
-  Depth depth_;
+  int arrayDepth_ = 0;
+  int structureDepth_ = 0;
   char bracket_ = 0;  // the innermost open one
   int types_ = 0;     // complete ones in it
   int arrays_ = 0;    // the 'a's directly before this place
   int open_ = 0;
-  std::array<Outer, MAXIMUM_DEPTH> outers_;
+  std::array<Outer, MAXIMUM_ARRAY_DEPTH + MAXIMUM_STRUCTURE_DEPTH> outers_;  // an entry stands in an array each
 };
 
 }  // namespace
 
-const char* checkSignature(std::string_view signature) noexcept { return Scanner(Depth{}).scan(signature); }
+const char* checkSignature(std::string_view signature) noexcept { return Scanner().scan(signature); }
 
-const char* checkSingleType(std::string_view signature) noexcept { return checkSingleType(signature, Depth{}); }
-
-const char* checkSingleType(std::string_view signature, const Depth& outer) noexcept {
-  Scanner scanner(outer);
+const char* checkSingleType(std::string_view signature) noexcept {
+  Scanner scanner;
   if (const char* rule = scanner.scan(signature)) return rule;
   return scanner.types() == 1 ? nullptr : Rules::SINGLE_TYPE;
 }

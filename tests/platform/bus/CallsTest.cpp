@@ -149,10 +149,31 @@ TEST_P(Calls, ThatMustNotBeSentAreErrorsThatNameTheValue) {
   const auto started = [&connection](const char* path) {
     return [=] { TestServer(connection, TestServer::echo, path).start(true); };
   };
+  // Structures that the message opens count with those in the contents of an array that stays empty.
+  const std::string deepest = std::string(32, '(') + "y" + std::string(32, ')');
+  const auto building = [](const auto& build) {
+    return [&build] {
+      Call call;
+      Bus::Message::Iterator arguments = call.begin();
+      build(arguments);
+    };
+  };
+  const auto entry = [](auto& arguments) { arguments.begin(Bus::Message::DICTIONARY_ENTRY); };
+  const auto nothing = [](auto& arguments) {
+    Bus::Message::Iterator empty = arguments.begin(Bus::Message::STRUCTURE);
+    arguments.end(empty);
+  };
+  const auto deep = [&](auto& arguments) {
+    Bus::Message::Iterator outer = arguments.begin(Bus::Message::STRUCTURE);
+    outer.begin(Bus::Message::ARRAY, deepest.c_str());
+  };
   const struct {
     std::function<void()> act;
     const char* value;
   } rows[] = {
+      {building(entry), "'{'"},
+      {building(nothing), "'()'"},
+      {building(deep), deepest.c_str()},
       {via(NAME, "/my-app"), "/my-app"},
       {via(NAME, "/org/freedesktop/DBus/Local"), "/org/freedesktop/DBus/Local"},
       {via("not a name", PATH), "not a name"},

@@ -55,16 +55,10 @@ class MessageBytes {
     const std::string_view rest = word.substr(1);
     switch (word[0]) {
       case 'y':
-        number(parse(rest), 1);
-        break;
       case 'q':
-        number(parse(rest), 2);
-        break;
       case 'u':
-        number(parse(rest), 4);
-        break;
       case 't':
-        number(parse(rest), 8);
+        number(parse(rest), std::size_t{1} << std::string_view("yqut").find(word[0]));
         break;
       case 's':
         number(rest.size() - 1, 4).text(rest.substr(1));

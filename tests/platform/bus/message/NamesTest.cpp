@@ -1,4 +1,4 @@
-// What counts as a path, a name, a text, and what the application is told when it gives something else.
+// What counts as a path, a name, a text, a signature, and what the application is told when it gives something else.
 #include <gtest/gtest.h>
 
 #include <initializer_list>
@@ -7,6 +7,7 @@
 #include <platform/bus/Error.h>
 #include <platform/bus/message/Names.h>
 #include <platform/bus/message/Rules.h>
+#include <platform/bus/message/Signature.h>
 
 namespace Quarnix::Bus::Message {
 namespace {
@@ -25,6 +26,8 @@ void expectBroken(Check check, const char* rule, std::initializer_list<std::stri
 TEST(Names, FollowTheirSyntax) {
   expectValid(checkPath, {"/", "/a", "/_0/Z9", "/" + std::string(300, 'a')});
   expectBroken(checkPath, Rules::PATH, {"", "//", "/a/", "a", "/a//b", "/my-app", "/a.b", "/a\0"s, "/\xc3\xa4"});
+  expectBroken(checkMessagePath, Rules::RESERVED_PATH,
+               {"/org/freedesktop/DBus/Local", "/org/freedesktop/DBus/Local/a"});
 
   for (const Check check : {checkInterface, checkErrorName}) {
     expectValid(check, {"a.b", "_a.B9._", "a." + std::string(253, 'b')});
@@ -35,9 +38,9 @@ TEST(Names, FollowTheirSyntax) {
   expectValid(checkMember, {"a", "_9", std::string(255, 'a')});
   expectBroken(checkMember, Rules::MEMBER, {"", "a.b", "a.", "9a", "a-b", "a\0"s, std::string(256, 'a')});
 
-  expectValid(checkBusName, {"a-b.c", "-a._b", ":1.0", ":a.9.-", ":1." + std::string(252, '0')});
+  expectValid(checkBusName, {"a-b.c", "-a._b", ":1.0", ":a.9.-", ":", ":1", ":.a", ":1." + std::string(252, '0')});
   expectBroken(checkBusName, Rules::BUS_NAME,
-               {"", ":", ":1", ":1.", ":1..0", ".a.b", "a", "1.a", "a.1", "a:.b", ":1." + std::string(253, '0')});
+               {"", ":1.", ":.", ":1..0", "::1", ".a.b", "a", "1.a", "a.1", "a:.b", ":1." + std::string(253, '0')});
 }
 
 TEST(Text, IsStrictUtf8) {
@@ -62,6 +65,30 @@ TEST(Text, IsCheckedAtEveryPlace) {
       EXPECT_EQ(checkText(text), nullptr) << length << " bytes, at " << place;
     }
   }
+}
+
+TEST(Signature, IsASequenceOfCompleteTypes) {
+  const auto nested = [](std::size_t count, const std::string& opening, const std::string& inmost, char closing) {
+    std::string all;
+    for (std::size_t i = 0; i < count; ++i) all += opening;
+    return all + inmost + std::string(count, closing);
+  };
+  expectValid(checkSignature, {"", "ybnqiuxtdhsogv", "a(uyqyayayaytyuuyqqyyyyyqb)", "a{sv}aa{s(ia{yv})}v",
+                               std::string(255, 'y'), std::string(32, 'a') + 'y', nested(32, "(", "y", ')'),
+                               nested(32, "a(", "y", ')'), nested(32, "a{y", "(y)", '}')});
+  expectBroken(checkSignature, Rules::SIGNATURE_LENGTH, {std::string(256, 'y')});
+  expectBroken(checkSignature, Rules::TYPE_CODE, {"r", "e", "m", "*", "y\0"s, "\xf9"});
+  expectBroken(checkSignature, Rules::ARRAY_ELEMENT, {"a", "(a)", "a{sa}"});
+  expectBroken(checkSignature, Rules::EMPTY_STRUCTURE, {"()"});
+  expectBroken(checkSignature, Rules::BRACKETS, {"(i", "i)", "(i}", "a{i(i})"});
+  expectBroken(checkSignature, Rules::ENTRY_PLACE, {"{is}", "({i)}", "a{s{is}}"});
+  expectBroken(checkSignature, Rules::ENTRY_FIELDS, {"a{}", "a{i}", "a{isi}"});
+  expectBroken(checkSignature, Rules::ENTRY_KEY, {"a{(ii)i}", "a{vi}"});
+  expectBroken(checkSignature, Rules::ARRAY_DEPTH, {std::string(33, 'a') + 'y'});
+  expectBroken(checkSignature, Rules::STRUCTURE_DEPTH, {nested(33, "(", "y", ')')});
+  expectValid(checkSingleType, {"y", "v", "a{s(iv)}", "((y)u)"});
+  expectBroken(checkSingleType, Rules::SINGLE_TYPE, {"", "uu", "yay", "(y)(y)"});
+  expectBroken(checkSingleType, Rules::BRACKETS, {"("});
 }
 
 TEST(Require, NamesTheValueAndWhatWasExpected) {

@@ -1,0 +1,50 @@
+// The mutator of the fuzzers whose input is one message: half of what it makes is valid, the rest nearly so.
+#include <algorithm>
+#include <cstring>
+
+#include <fuzz/Repair.h>
+
+extern "C" std::size_t LLVMFuzzerMutate(std::uint8_t* data, std::size_t size, std::size_t room);
+
+namespace {
+
+using Quarnix::Fuzz::Random;
+using Quarnix::Fuzz::Repair;
+
+/// Puts a header of a call with another signature before what is there.
+std::size_t resign(std::uint8_t* data, std::size_t size, std::size_t room, Random& random) {
+  std::string types;
+  do types += Quarnix::Fuzz::randomType(random);
+  while (random() % 2 && types.size() < 100);
+  const bool isBig = random() % 2;
+  using namespace std::string_literals;
+  std::string header = isBig ? "B\1\0\1\0\0\0\0\0\0\0\1\0\0\0\0"s : "l\1\0\1\0\0\0\0\1\0\0\0\0\0\0\0"s;
+  const std::string one = isBig ? "\0\0\0\1"s : "\1\0\0\0"s;
+  header += "\1\1o\0"s + one + "/\0\0\0\0\0\0\0"s + "\3\1s\0"s + one + "m\0\0\0\0\0\0\0"s;
+  header += "\10\1g\0"s + static_cast<char>(types.size()) + types + '\0';
+  const std::size_t fields = header.size() - 16;
+  header[isBig ? 15 : 12] = static_cast<char>(fields);
+  header.resize((header.size() + 7) & ~std::size_t{7});
+  if (header.size() + size > room) size = room > header.size() ? room - header.size() : 0;
+  if (header.size() + size > room) return 0;
+  std::memmove(data + header.size(), data, size);
+  std::copy(header.begin(), header.end(), data);
+  return header.size() + size;
+}
+
+}  // namespace
+
+extern "C" std::size_t LLVMFuzzerCustomMutator(std::uint8_t* data, std::size_t size, std::size_t room, unsigned seed) {
+  room = std::min<std::size_t>(room, std::max<std::size_t>(size, 1024));  // longer ones cost time and say no more
+  Random random(seed);
+  const auto choice = random() % 8;
+  if (choice == 0) return LLVMFuzzerMutate(data, size, room);
+  const std::size_t changed = choice == 1 ? resign(data, size, room, random) : LLVMFuzzerMutate(data, size, room);
+  const std::size_t repaired = Repair(data, changed, room, random).message();
+  if (repaired == 0) return changed;
+  if (choice >= 6) {
+    std::uint8_t& byte = data[random() % repaired];
+    byte = static_cast<std::uint8_t>(choice == 6 ? random() : byte ^ (1u << random() % 8));
+  }
+  return repaired;
+}

@@ -1,0 +1,235 @@
+// Each marshaller's reader, on bodies of its signature that have passed the check. What was read can be written again,
+// and comes back the same, except for commands, whose error text grows by it.
+#include <algorithm>
+#include <iterator>
+#include <string>
+#include <vector>
+
+#include <bus/CommandVectorWrapper.h>
+#include <bus/CommandWrapper.h>
+#include <bus/FixedSequenceContainerWrapper.h>
+#include <bus/HvTypeVariantHandler.h>
+#include <bus/NodeLinkWrapper.h>
+#include <bus/NodeRecord.h>
+#include <bus/RemoteActuatorNodeWrapper.h>
+#include <bus/RemoteControllerNodeWrapper.h>
+#include <bus/RemoteSensorNodeWrapper.h>
+#include <bus/SequenceContainerWrapper.h>
+#include <bus/StackNodeWrapper.h>
+#include <fuzz/Finding.h>
+#include <fuzz/Repair.h>
+#include <platform/bus/message/Codec.h>
+#include <platform/bus/message/method/Call.h>
+#include <platform/core/log/Logger.h>
+
+extern "C" std::size_t LLVMFuzzerMutate(std::uint8_t* data, std::size_t size, std::size_t room);
+
+namespace Quarnix::Fuzz {
+namespace {
+
+using namespace Bus;
+using Message::ConstIterator;
+using Bytes = std::vector<std::uint8_t>;
+
+constexpr bool IS_BIG = std::endian::native == std::endian::big;
+
+/// A message of this body, in a block of exactly its size; the body's place in it.
+struct Body {
+  Body(const std::string& signature, bool isBig, const std::uint8_t* body, std::size_t size)
+      : begin((FIXED + 6 + signature.size() + 7) & ~std::size_t{7}), bytes(begin + size) {
+    const std::uint8_t head[] = {isBig ? std::uint8_t{'B'} : std::uint8_t{'l'}, 5, 0, 1};
+    std::copy(std::begin(head), std::end(head), bytes.begin());
+    const auto setWord = [&](std::size_t at, std::size_t value) {
+      for (std::size_t i = 0; i < 4; ++i) bytes[at + (isBig ? 3 - i : i)] = static_cast<std::uint8_t>(value >> (8 * i));
+    };
+    setWord(4, size);
+    setWord(8, 1);
+    setWord(12, 6 + signature.size());
+    const std::uint8_t field[] = {8, 1, 'g', 0, static_cast<std::uint8_t>(signature.size())};
+    std::copy(std::begin(field), std::end(field), bytes.begin() + FIXED);
+    std::copy(signature.begin(), signature.end(), bytes.begin() + FIXED + sizeof field);
+    std::copy_n(body, size, bytes.begin() + static_cast<std::ptrdiff_t>(begin));
+  }
+  ConstIterator iterator(bool isSwapped) const {
+    return {bytes.data() + begin, bytes.data() + bytes.size(), reinterpret_cast<const char*>(bytes.data()) + FIXED + 5,
+            isSwapped};
+  }
+  bool isValid() const {
+    Message::Header header;
+    return !Message::check(bytes.data(), bytes.size(), header);
+  }
+
+  static constexpr std::size_t FIXED = Message::FIXED_HEADER_SIZE;
+  std::size_t begin;
+  Bytes bytes;
+};
+
+template <class Write>
+Body written(const std::string& signature, const Write& write) {
+  Message::Method::Call call;
+  call.setPath("/");
+  call.setMember("m");
+  Message::Iterator arguments = call.begin();
+  write(arguments);
+  const Message::Frame frame = call.seal(1, {});
+  Message::Header header;
+  require(!Message::check(frame.data(), frame.size(), header), "what was written passes the check");
+  require(call.getSignature() == signature, "what was written has the marshaller's signature");
+  return Body(signature, IS_BIG, frame.data() + header.bodyOffset, header.bodyLength);
+}
+
+/// Reads a value, writes it, and reads and writes what was written.
+template <class Marshaller, class T>
+void readAndWrite(ConstIterator& iterator) {
+  const Marshaller marshaller;
+  const auto copyOf = [&](ConstIterator& from) {
+    T value{};
+    marshaller.deserialize(from, value);
+    return written(marshaller.signature(), [&](auto& to) { marshaller.serialize(to, value); });
+  };
+  const Body first = copyOf(iterator);
+  ConstIterator again = first.iterator(false);
+  if constexpr (std::is_same_v<T, Hevra::Command>) {
+    copyOf(again);
+  } else {
+    require(copyOf(again).bytes == first.bytes, "what was written comes back the same");
+  }
+  ++iterator;
+}
+
+/// A node in a structure, which the managers leave by the place where the reader stopped.
+template <class Kind>
+void readNode(ConstIterator& iterator) {
+  ConstIterator copy = iterator;
+  readAndWrite<Type::StructWrapper<Kind>, Kind>(copy);
+  Kind node;
+  iterator.leave(Type::NodeRecord::read(iterator, node));
+  require(iterator == copy, "a record is left behind its last value");
+}
+
+template <class Kind>
+void readNodes(ConstIterator& iterator) {
+  ConstIterator element = iterator.begin();
+  while (element.type()) readNode<Kind>(element);
+  iterator.leave(element);
+}
+
+void readCommands(ConstIterator& iterator) {
+  std::vector<Hevra::Command> commands;
+  Type::Wrapper<std::vector<Hevra::Command>>().deserialize(iterator, commands);
+  ++iterator;
+}
+
+void readProgress(ConstIterator& iterator) {
+  ConstIterator field = iterator.begin();
+  Hevra::Command command;
+  Type::Wrapper<Hevra::Command>().deserialize(field, command);
+  iterator.leave(field);
+}
+
+void readVariant(ConstIterator& iterator) {
+  const Type::Wrapper<Type::VariantHandler> marshaller;
+  Type::HvTypeVariantHandler handler;
+  marshaller.deserialize(iterator, handler);
+  written("v", [&](auto& to) { marshaller.serialize(to, handler); });
+  ++iterator;
+}
+
+void readKey(ConstIterator& iterator) {
+  const Type::FixedSequenceContainerWrapper<unsigned char, Type::Wrapper, 16> marshaller;
+  unsigned char block[16] = {};
+  marshaller.deserialize(iterator, block);
+  const std::vector<unsigned char> expected = [&] {
+    std::vector<unsigned char> bytes;
+    Type::SequenceContainerWrapper<unsigned char, Type::Wrapper, std::vector, std::allocator<unsigned char>>()
+        .deserialize(iterator, bytes);
+    bytes.resize(16);
+    return bytes;
+  }();
+  require(std::equal(expected.begin(), expected.end(), block), "a block is the beginning of the array");
+  ++iterator;
+}
+
+struct Reader {
+  std::string signature;
+  void (*read)(ConstIterator&);
+};
+
+template <class Kind>
+Reader readerOf() {
+  return {Type::StructWrapper<Kind>().signature(), readNode<Kind>};
+}
+
+template <class Kind>
+Reader listReaderOf() {
+  return {"a" + Type::StructWrapper<Kind>().signature(), readNodes<Kind>};
+}
+
+/// In the order of the first byte of an input; a new one goes to the end.
+const std::vector<Reader>& readers() {
+  using Hevra::Command, Hevra::NodeLink, Hevra::RemoteActuatorNode, Hevra::RemoteControllerNode;
+  using Hevra::RemoteSensorNode, Hevra::StackNode;
+  static const std::vector<Reader> all = {
+      {'(' + Type::Wrapper<Command>().signature() + ')', readProgress},
+      {Type::Wrapper<std::vector<Command>>().signature(), readCommands},
+      {Type::Wrapper<Command>().signature(),
+       [](ConstIterator& i) { readAndWrite<Type::Wrapper<Command>, Command>(i); }},
+      readerOf<RemoteActuatorNode>(),
+      readerOf<RemoteControllerNode>(),
+      readerOf<RemoteSensorNode>(),
+      readerOf<StackNode>(),
+      listReaderOf<RemoteActuatorNode>(),
+      listReaderOf<RemoteControllerNode>(),
+      listReaderOf<RemoteSensorNode>(),
+      listReaderOf<StackNode>(),
+      {Type::StructWrapper<NodeLink>().signature(),
+       [](ConstIterator& i) { readAndWrite<Type::StructWrapper<NodeLink>, NodeLink>(i); }},
+      {"v", readVariant},
+      {"ay", readKey},
+      {"s", [](ConstIterator& i) { readAndWrite<Type::Wrapper<std::string>, std::string>(i); }}};
+  return all;
+}
+
+class SilentLogger : public Log::Logger {
+  void write(Log::Priority, const char*) override {}
+};
+
+struct Input {
+  Input(const std::uint8_t* data, std::size_t length)
+      : reader(readers()[data[0] % 128 % readers().size()]), isBig(data[0] & 128), body(data + 1), size(length - 1) {}
+  const Reader& reader;
+  bool isBig;
+  const std::uint8_t* body;
+  std::size_t size;
+};
+
+}  // namespace
+}  // namespace Quarnix::Fuzz
+
+using namespace Quarnix::Fuzz;
+
+extern "C" int LLVMFuzzerInitialize(int*, char***) {
+  Quarnix::Log::Logger::set(Quarnix::Shared::make<SilentLogger>());
+  return 0;
+}
+
+/// The input: the reader's number, with 128 added for the big-endian order, and the body.
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  if (size == 0) return 0;
+  const Input input(data, size);
+  const Body body(input.reader.signature, input.isBig, input.body, input.size);
+  if (!body.isValid()) return 0;
+  ConstIterator iterator = body.iterator(input.isBig != IS_BIG);
+  input.reader.read(iterator);
+  return 0;
+}
+
+extern "C" std::size_t LLVMFuzzerCustomMutator(std::uint8_t* data, std::size_t size, std::size_t room, unsigned seed) {
+  room = std::min<std::size_t>(room, std::max<std::size_t>(size, 1024));  // longer ones cost time and say no more
+  size = LLVMFuzzerMutate(data, size, room);
+  if (size == 0 || seed % 8 == 0) return size;
+  const Input input(data, size);
+  Random random(seed);
+  const std::size_t body = Repair(data + 1, size - 1, room - 1, random).body(input.reader.signature, input.isBig);
+  return body ? body + 1 : size;
+}

@@ -1,0 +1,137 @@
+// A bus that sends anything in any pieces, from its first byte on: the connection reads the same messages, and ends for
+// the same reason, however the stream is split.
+#include <sys/socket.h>
+#include <sys/un.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <string>
+
+#include <fuzz/Finding.h>
+#include <platform/bus/connection/SocketTransport.h>
+#include <platform/bus/message/method/Return.h>
+#include <platform/core/time/Clock.h>
+
+namespace Quarnix::Fuzz {
+namespace {
+
+using Bus::Internal::Address;
+using Bus::Internal::Received;
+using Bus::Internal::SocketTransport;
+
+/// The other end of the connection. It is also the clock: whenever the connection waits, the next piece arrives.
+class ScriptedBus : public Time::Clock {
+ public:
+  ScriptedBus() {
+    listening_ = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    sockaddr_un name{};
+    name.sun_family = AF_UNIX;
+    require(::bind(listening_, reinterpret_cast<sockaddr*>(&name), sizeof name.sun_family) == 0, "an address");
+    socklen_t length = sizeof name;
+    ::getsockname(listening_, reinterpret_cast<sockaddr*>(&name), &length);
+    require(::listen(listening_, 1) == 0, "somebody listens");
+    addresses_ = {Address{std::string(name.sun_path, length - offsetof(sockaddr_un, sun_path))}};
+    install(this);
+  }
+  ~ScriptedBus() override { install(nullptr); }
+
+  const std::vector<Address>& addresses() const { return addresses_; }
+
+  /// What the next connection gets, and how large its pieces are, one after the other and again from the first.
+  void play(std::string_view stream, std::basic_string_view<std::uint8_t> pieces, std::size_t filler) {
+    stream_ = stream;
+    filler_ = filler;
+    pieces_ = pieces;
+    piece_ = 0;
+  }
+  void hangUp() {
+    if (socket_ >= 0) ::close(socket_);
+    socket_ = -1;
+  }
+  /// Sends the next piece or, behind the last, the end. The filler comes in larger ones.
+  void send() {
+    if (socket_ < 0) socket_ = ::accept4(listening_, nullptr, nullptr, SOCK_CLOEXEC);
+    if (stream_.empty()) {
+      ::shutdown(socket_, SHUT_WR);
+      return;
+    }
+    const std::size_t least = stream_.size() <= filler_ ? 4096 : 1;
+    const std::size_t size = std::min<std::size_t>(pieces_[piece_++ % pieces_.size()] + least, stream_.size());
+    require(::send(socket_, stream_.data(), size, MSG_DONTWAIT | MSG_NOSIGNAL) == static_cast<ssize_t>(size), "sent");
+    stream_.remove_prefix(size);
+  }
+
+  Time::Monotonic now() const override { return {}; }
+  bool wait(ConditionVariable&, Mutex&, const Time::Monotonic&) override { fail("nobody waits"); }
+  int poll(pollfd* descriptors, nfds_t count, const Time::Monotonic&) override {
+    send();
+    for (nfds_t i = 0; i < count; ++i) descriptors[i].revents = descriptors[i].events;
+    return static_cast<int>(count);
+  }
+
+ private:
+  int listening_ = -1, socket_ = -1;
+  std::vector<Address> addresses_;
+  std::string_view stream_;
+  std::basic_string_view<std::uint8_t> pieces_;
+  std::size_t piece_ = 0, filler_ = 0;
+};
+
+struct Outcome {
+  bool connected = false;
+  std::string messages;
+  std::string end;
+};
+
+Outcome receive(ScriptedBus& bus, std::string_view stream, std::basic_string_view<std::uint8_t> pieces,
+                std::size_t filler) {
+  Outcome outcome;
+  bus.play(stream, pieces, filler);
+  try {
+    const auto transport = SocketTransport::connect(bus.addresses(), {});
+    outcome.connected = true;
+    std::vector<Received> messages;
+    do bus.send();
+    while (transport->read(messages, outcome.end));
+    for (const Received& message : messages)
+      outcome.messages.append(reinterpret_cast<const char*>(message.frame.data()), message.frame.size());
+  } catch (const Bus::Message::Method::Return& error) {
+    outcome.end = error.what();
+  }
+  bus.hangUp();
+  return outcome;
+}
+
+}  // namespace
+}  // namespace Quarnix::Fuzz
+
+extern "C" std::size_t LLVMFuzzerMutate(std::uint8_t* data, std::size_t size, std::size_t room);
+
+/// Long streams cost time and say no more.
+extern "C" std::size_t LLVMFuzzerCustomMutator(std::uint8_t* data, std::size_t size, std::size_t room, unsigned) {
+  return LLVMFuzzerMutate(data, size, std::min<std::size_t>(room, std::max<std::size_t>(size, 512)));
+}
+
+/// The input: a byte that holds how many sizes of pieces there are less one and, from its bit 3 on, how many KiB of
+/// zeros end the stream, which makes large messages of small inputs; the sizes less one; the stream.
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  using namespace Quarnix::Fuzz;
+  static ScriptedBus bus;
+  if (size == 0) return 0;
+  const std::size_t pieces = data[0] % 8 + 1u;
+  if (size <= 1 + pieces) return 0;
+  std::string stream(reinterpret_cast<const char*>(data) + 1 + pieces, size - 1 - pieces);
+  const std::size_t filler = data[0] / 8 * std::size_t{1024};
+  stream.resize(stream.size() + filler);
+  const Outcome split = receive(bus, stream, {data + 1, pieces}, filler);
+  const std::uint8_t large = 255;
+  const Outcome whole = receive(bus, stream, {&large, 1}, filler);
+  const std::string ends = '\n' + split.end + '\n' + whole.end;
+  // A fault that arrives together with the answer to the greeting comes before it.
+  if (!(split.connected && whole.connected) && ends.find("invalid message") != std::string::npos) return 0;
+  if (split.end != whole.end) fail("split and whole end differently:", ends.c_str());
+  require(split.messages == whole.messages, "the same messages split and whole");
+  return 0;
+}
