@@ -78,6 +78,7 @@ class HEVRA_EXPORT Manager : public virtual Bus::Object::Proxy,
   virtual void exception(std::string message);
   void receive(unsigned long long count) override;
   void signal(const Bus::Message::Signal& signal) override;
+  // Last, behind the operations whose order is kept.
   void attach(bool wait) override;
   void detach() override;
 
