@@ -1,6 +1,8 @@
 // Counting sends until the event's task takes them.
 #include <platform/core/Event.h>
 
+#include <platform/core/ThreadSafety.h>
+
 namespace Quarnix {
 
 Event::Event() noexcept = default;
@@ -11,7 +13,7 @@ void Event::send() noexcept {
   schedule();
 }
 
-void Event::entry() {
+HEVRA_HOOK_OUTLIVES_DERIVED void Event::entry() {
   if (const std::uint32_t count = sent_.exchange(0)) receive(count);
 }
 

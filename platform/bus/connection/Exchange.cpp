@@ -278,7 +278,7 @@ bool Client::read(Transport& transport, std::string& reason) noexcept {
     return transport.read(arrived_, reason);
   } catch (const std::bad_alloc&) {
     // What does not fit into memory cannot be skipped: the stream would be out of step.
-    reason = "no memory for a message of the bus";
+    reason = "no memory";  // so short that it needs none itself
     return false;
   }
 }

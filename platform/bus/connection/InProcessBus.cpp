@@ -75,15 +75,16 @@ InProcessBus& InProcessBus::get() {
 
 std::shared_ptr<Transport> InProcessBus::attach(const std::shared_ptr<Client>& client) {
   Touched touched;
-  std::string name;
+  std::shared_ptr<Link> link;  // takes the member away again when what follows fails, with the mutex free
   {
     MutexLock lock(mutex_);
-    name = ":1." + std::to_string(next_++);
+    const std::string name = ":1." + std::to_string(next_++);
+    link = std::make_shared<Link>(*this, name);
     members_.emplace(name, Member{client, {}, {}});
     announceOwner(name, {}, name, touched);
   }
   for (const auto& other : touched) other->flushAnswers();
-  return std::make_shared<Link>(*this, name);
+  return link;
 }
 
 void InProcessBus::detach(const std::string& uniqueName) {

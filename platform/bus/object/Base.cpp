@@ -142,9 +142,9 @@ void Base::end() {
       }
       lifeChanged_.wait(queueMutex_);
     }
-    if (life_ == Life::STOPPED) return;
     life_ = Life::STOPPING;
   }
+  // Also when it is stopped already: by a hook that may still run, here or in what is detached.
   detach();
   endDelivery();
   settle(Life::STOPPED);

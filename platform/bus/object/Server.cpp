@@ -27,7 +27,9 @@ void Server::attach(bool wait) {
   serving_->start(*this, caller_, wait);
 }
 
-void Server::detach() { serving_->stop(*this); }
+void Server::detach() {
+  if (serving_) serving_->stop(*this);  // null when no start has come so far
+}
 
 void Server::retire() noexcept {
   Server::stop();

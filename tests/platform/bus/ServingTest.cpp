@@ -161,6 +161,26 @@ TEST_P(Serving, RefusesWhatWaitsWhenItIsStopped) {
   EXPECT_EQ(server.calls.count(), 1u);
 }
 
+// What a hook had stopped was not started any more, so that the next stop returned at once, with the hook still inside.
+TEST_P(Serving, StopWaitsForAHookThatHasStoppedTheObject) {
+  Gate stopped;
+  std::atomic<bool> over{false};
+  TestServer server(open(), [&](TestServer& self, const Call& call) {
+    self.stop();
+    stopped.open();
+    for (int i = 0; i < 1000; ++i) std::this_thread::yield();
+    TestServer::echo(self, call);
+    return over = true;
+  });
+  TestServer::serve(server, NAME);
+  const TestProxy proxy(open(), NAME);
+  std::thread caller([&] { EXPECT_EQ(proxy.ask("Echo", "the last"), "the last"); });
+  EXPECT_TRUE(stopped.await());
+  server.stop();
+  EXPECT_TRUE(over);
+  caller.join();
+}
+
 TEST_P(Serving, MayBeStoppedFromHooks) {
   const auto connection = open();
   std::vector<std::unique_ptr<TestServer>> servers;

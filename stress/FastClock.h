@@ -1,0 +1,36 @@
+// A process clock that runs faster than the system's, so that waits of a minute come to their end within a run.
+#pragma once
+
+#include <platform/core/time/SteadyClock.h>
+
+namespace Quarnix::Stress {
+
+/// The steady clock, `times` as fast. Installed for the rest of the process: background threads wait on it to the end.
+class FastClock final : public Time::Clock {
+ public:
+  explicit FastClock(std::int64_t times) : times_(times), begin_(steady_.now()) {}
+
+  Time::Monotonic now() const override {
+    return begin_ + Time::Elapsed::ofNanoseconds((steady_.now() - begin_).getNanoseconds() * times_);
+  }
+  bool wait(ConditionVariable& condition, Mutex& mutex, const Time::Monotonic& deadline) override
+      HEVRA_REQUIRES(mutex) {
+    return steady_.wait(condition, mutex, slowed(deadline));
+  }
+  int poll(pollfd* descriptors, nfds_t count, const Time::Monotonic& deadline) override {
+    return steady_.poll(descriptors, count, slowed(deadline));
+  }
+
+ private:
+  /// The first moment of the steady clock at which this one has reached the deadline.
+  Time::Monotonic slowed(const Time::Monotonic& deadline) const {
+    if (deadline.isNever()) return deadline;
+    return begin_ + Time::Elapsed::ofNanoseconds((deadline - begin_).getNanoseconds() / times_ + 1);
+  }
+
+  Time::SteadyClock steady_;
+  const std::int64_t times_;
+  const Time::Monotonic begin_;
+};
+
+}  // namespace Quarnix::Stress

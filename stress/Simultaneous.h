@@ -1,0 +1,13 @@
+// Expiries and final reports of the same commands at the same instant of a simulated clock.
+#pragma once
+
+#include <cstdint>
+
+#include <stress/Ledger.h>
+
+namespace Quarnix::Stress {
+
+/// Has `commands` (a multiple of 100) commands expire and report at once, in rounds of 100, and says what came of them.
+void meetSimultaneously(Ledger& ledger, std::uint64_t commands);
+
+}  // namespace Quarnix::Stress
