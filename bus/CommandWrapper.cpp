@@ -56,6 +56,13 @@ Hevra::Command::Acei acceptedAcei(std::uint8_t acei, const Hevra::Command& comma
   return Acei(7, 0, 3);
 }
 
+/// The iterator knows the text and what is wrong with it; which of the command's it is, is said here.
+[[gnu::cold]] void nameBadText(const Hevra::Command& command, std::string_view errorText) {
+  const std::string of = " of command " + std::to_string(command.getId());
+  Message::require(Message::checkText(command.getLabel()), ("label" + of).c_str(), command.getLabel());
+  Message::require(Message::checkText(errorText), ("error text" + of).c_str(), errorText);
+}
+
 }  // namespace
 
 void Wrapper<Hevra::Command>::serialize(Message::Iterator& iterator, const Hevra::Command& command) const {
@@ -72,10 +79,7 @@ void Wrapper<Hevra::Command>::serialize(Message::Iterator& iterator, const Hevra
                     std::int32_t{error.getErrorCode().getErrorId()}, errorText, command.getDelay(), command.getLabel(),
                     command.getTag(), static_cast<std::uint8_t>(command.getStatus()), command.getAcei().getValue());
   } catch (const InvalidArgument&) {
-    // The iterator knows the text and what is wrong with it; which of the command's it is, is said here.
-    const std::string of = " of command " + std::to_string(command.getId());
-    Message::require(Message::checkText(command.getLabel()), ("label" + of).c_str(), command.getLabel());
-    Message::require(Message::checkText(errorText), ("error text" + of).c_str(), errorText);
+    nameBadText(command, errorText);
     throw;
   }
 }
@@ -112,7 +116,9 @@ std::string Wrapper<Hevra::Command>::signature() const {
                       b = Wrapper<bool>().signature(), v = Wrapper<VariantHandler>().signature(),
                       i = Wrapper<std::int32_t>().signature(), y = Wrapper<std::uint8_t>().signature(),
                       s = Wrapper<std::string>().signature();
-    return u + t + b + u + v + i + i + y + i + s + u + s + u + y + y;
+    std::string all;
+    for (const std::string* one : {&u, &t, &b, &u, &v, &i, &i, &y, &i, &s, &u, &s, &u, &y, &y}) all += *one;
+    return all;
   }();
   return built;
 }

@@ -42,6 +42,31 @@ inline double quantile(std::vector<double> values, double which) {
   return values[static_cast<std::size_t>(which * static_cast<double>(values.size() - 1))];
 }
 
+inline void print(std::initializer_list<std::pair<const char*, double>> figures) {
+  const char* separator = "{";
+  for (const auto& [name, value] : figures) {
+    std::printf("%s\"%s\": %.4f", separator, name, value);
+    separator = ", ";
+  }
+  std::puts("}");
+}
+
+/// Times `work` each time, after three times that do not count.
+template <class Work>
+void repeat(std::uint32_t count, const Work& work) {
+  for (int i = 0; i < 3; ++i) work();
+  std::vector<double> times;
+  times.reserve(count);
+  const double cpuBefore = cpu();
+  for (std::uint32_t i = 0; i < count; ++i) {
+    const double before = wall();
+    work();
+    times.push_back(wall() - before);
+  }
+  const double used = cpu() - cpuBefore;
+  print({{"us", quantile(times, 0.5)}, {"p99", quantile(times, 0.99)}, {"cpu", used / count}});
+}
+
 /// Runs one verb of a peer's program: PROGRAM VERB ADDRESS COUNT [SIZE], and prints its figures, in microseconds.
 ///
 /// A Peer has a connection of its own and these:
@@ -189,30 +214,6 @@ class Program {
     }
     times.erase(times.begin(), times.begin() + 3);
     print({{"us", quantile(times, 0.5)}});
-  }
-
-  template <class Work>
-  void repeat(std::uint32_t count, const Work& work) {
-    for (int i = 0; i < 3; ++i) work();
-    std::vector<double> times;
-    times.reserve(count);
-    const double cpuBefore = cpu();
-    for (std::uint32_t i = 0; i < count; ++i) {
-      const double before = wall();
-      work();
-      times.push_back(wall() - before);
-    }
-    const double used = cpu() - cpuBefore;
-    print({{"us", quantile(times, 0.5)}, {"p99", quantile(times, 0.99)}, {"cpu", used / count}});
-  }
-
-  static void print(std::initializer_list<std::pair<const char*, double>> figures) {
-    const char* separator = "{";
-    for (const auto& [name, value] : figures) {
-      std::printf("%s\"%s\": %.4f", separator, name, value);
-      separator = ", ";
-    }
-    std::puts("}");
   }
 
   std::string address_;

@@ -1,74 +1,17 @@
 // The service that all peers call: answers at once with bytes made beforehand, so that next to nothing of what is
 // measured is its own. It speaks to the bus over a bare socket. With a file given, the body of every "add" is kept
 // there; with a pause, every call waits so long for its answer.
-#include <sys/socket.h>
-#include <sys/un.h>
-#include <unistd.h>
-
 #include <chrono>
-#include <cstddef>
 #include <cstdio>
 #include <cstdlib>
 #include <stdexcept>
 #include <thread>
 
-#include <benchmarks/peers/Wire.h>
+#include <benchmarks/peers/Socket.h>
 
 namespace {
 
 using namespace Peers;
-
-class Socket {
- public:
-  explicit Socket(const std::string& path) : fd_(::socket(AF_UNIX, SOCK_STREAM, 0)) {
-    sockaddr_un address{};
-    address.sun_family = AF_UNIX;
-    path.copy(address.sun_path, sizeof address.sun_path - 1);
-    if (::connect(fd_, reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0)
-      throw std::runtime_error("no bus at " + path);
-  }
-  ~Socket() { ::close(fd_); }
-
-  void write(std::string_view bytes) {
-    while (!bytes.empty()) {
-      const ssize_t count = ::send(fd_, bytes.data(), bytes.size(), MSG_NOSIGNAL);
-      if (count <= 0) throw std::runtime_error("the bus has gone");
-      bytes.remove_prefix(static_cast<std::size_t>(count));
-    }
-  }
-  /// The first `size` bytes that were not yet taken.
-  std::string_view peek(std::size_t size) {
-    while (input_.size() - taken_ < size) {
-      input_.erase(0, taken_);
-      taken_ = 0;
-      const std::size_t before = input_.size();
-      input_.resize(before + (std::size_t{1} << 18));
-      const ssize_t count = ::recv(fd_, input_.data() + before, input_.size() - before, 0);
-      if (count <= 0) throw std::runtime_error("the bus has gone");
-      input_.resize(before + static_cast<std::size_t>(count));
-    }
-    return std::string_view(input_).substr(taken_, size);
-  }
-  void take(std::size_t size) { taken_ += size; }
-
- private:
-  int fd_;
-  std::string input_;
-  std::size_t taken_ = 0;
-};
-
-std::uint32_t wordAt(std::string_view bytes, std::size_t at) {
-  std::uint32_t word = 0;
-  std::memcpy(&word, bytes.data() + at, sizeof word);
-  return word;
-}
-
-/// The whole message at the beginning of the input; little-endian, as all peers write on this machine.
-std::string_view nextMessage(Socket& bus) {
-  const std::string_view fixed = bus.peek(16);
-  const std::size_t size = 16 + (wordAt(fixed, 12) + 7) / 8 * 8 + wordAt(fixed, 4);
-  return bus.peek(size);
-}
 
 /// The text of a header field.
 std::string_view fieldOf(std::string_view message, char wanted) {
@@ -93,48 +36,21 @@ class Service {
       : bus_(path), record_(record), pause_(pause) {
     // Every list is another one, until the eighth.
     for (std::uint32_t i = 0; i < 8; ++i) lists_.push_back(nodeList(i, nodes));
-    const std::string user = std::to_string(::getuid());
-    bus_.write(std::string_view("\0AUTH EXTERNAL ", 15));
-    for (const char digit : user) bus_.write({"3", 1}), bus_.write({&digit, 1});
-    bus_.write("\r\n");
-    std::size_t size = 1;
-    while (!bus_.peek(size).ends_with('\n')) ++size;
-    if (!bus_.peek(size).starts_with("OK ")) throw std::runtime_error("the bus refuses");
-    bus_.take(size);
-    bus_.write("BEGIN\r\n");
-    callBus("Hello", "", "");
     Wire name;
     name.text(HOST);
     name.put(std::uint32_t{4});
-    callBus("RequestName", "su", name.bytes());
+    bus_.callBus("RequestName", "su", name.bytes());
   }
 
   [[noreturn]] void run() {
     for (;; bus_.take(size_)) {
-      const std::string_view message = nextMessage(bus_);
+      const std::string_view message = bus_.nextMessage();
       size_ = message.size();
       if (message[1] == 1) answer(message);
     }
   }
 
  private:
-  void callBus(std::string_view member, std::string_view signature, const std::string& body) {
-    const Head head{.serial = ++serial_,
-                    .path = "/org/freedesktop/DBus",
-                    .interface = "org.freedesktop.DBus",
-                    .member = member,
-                    .destination = "org.freedesktop.DBus",
-                    .sender = {},
-                    .signature = signature};
-    bus_.write(header(head, body.size()) + body);
-    for (bool answered = false; !answered; bus_.take(size_)) {
-      const std::string_view message = nextMessage(bus_);
-      size_ = message.size();
-      if (message[1] == 3) throw std::runtime_error("the bus refuses a " + std::string(member));
-      answered = message[1] == 2;
-    }
-  }
-
   void answer(std::string_view message) {
     const std::string_view member = fieldOf(message, 3), body = message.substr(message.size() - wordAt(message, 4));
     if (pause_.count()) std::this_thread::sleep_for(pause_);
@@ -151,7 +67,7 @@ class Service {
 
   void reply(std::string_view call, std::string_view signature, std::string_view body) {
     const Head head{.type = 2,
-                    .serial = ++serial_,
+                    .serial = bus_.nextSerial(),
                     .replySerial = wordAt(call, 8),
                     .path = {},
                     .interface = {},
@@ -169,7 +85,7 @@ class Service {
     for (std::uint32_t i = 0; i < count; ++i) {
       const std::string body = modifiedBody(i);
       const Head head{.type = 4,
-                      .serial = ++serial_,
+                      .serial = bus_.nextSerial(),
                       .path = NODE_PATH,
                       .interface = NODE_INTERFACE,
                       .member = "modified",
@@ -186,7 +102,6 @@ class Service {
   std::chrono::microseconds pause_;
   std::vector<std::string> lists_;
   std::size_t next_ = 0, size_ = 0;
-  std::uint32_t serial_ = 0;
 };
 
 }  // namespace

@@ -21,6 +21,7 @@ import report
 
 ROOT = pathlib.Path(__file__).resolve().parents[2]
 PEERS = ["hevra", "sd-bus", "sdbus-c++", "libdbus", "gdbus"]
+BARE = "bare"  # no library at all
 SIZES = {1: 60, 10: 60, 100: 60, 1000: 40, 10000: 5}
 DAEMON, BROKER = "dbus-daemon", "dbus-broker"
 
@@ -33,7 +34,7 @@ def rows():
         yield Row(f"encode {size}", "encode", count, size, DAEMON, PEERS)
         yield Row(f"decode {size}", "decode", count, size, DAEMON, PEERS)
     for bus in DAEMON, BROKER:
-        yield Row(f"call {bus}", "call", 4000, 1, bus, PEERS)
+        yield Row(f"call {bus}", "call", 4000, 1, bus, [*PEERS, BARE])
         yield Row(f"call-started {bus}", "call-started", 4000, 1, bus, ["hevra"])
         yield Row(f"list {bus}", "list", 60, 1000, bus, PEERS)
         yield Row(f"signals {bus}", "signals", 20000, 1, bus, PEERS)
@@ -46,7 +47,7 @@ class Bench:
     def __init__(self, build, folder):
         self.bin = build / "bin"
         self.folder = folder
-        self.peers = [peer for peer in PEERS if (self.bin / f"peer-{peer}").exists()]
+        self.peers = [peer for peer in [*PEERS, BARE] if (self.bin / f"peer-{peer}").exists()]
         self.buses = {}
         self.notes = [f"{peer} is not installed and left out." for peer in PEERS if peer not in self.peers]
 
@@ -81,15 +82,15 @@ class Bench:
     def check(self):
         """All write the same bytes and read the same values."""
         records = {}
-        for peer in self.peers:
+        for peer in (peer for peer in self.peers if peer != BARE):
             record = f"{self.folder}/record-{peer}"
             with self.service(DAEMON, record):
                 self.run(peer, "check", DAEMON, 1)
             records[peer] = pathlib.Path(record).read_bytes()
-        different = [peer for peer in self.peers if records[peer] != records["hevra"]]
+        different = [peer for peer in records if records[peer] != records["hevra"]]
         if different or not records["hevra"]:
             raise RuntimeError(f"{', '.join(different)} wrote other bytes than hevra did")
-        print(f"{', '.join(self.peers)}: the same {len(records['hevra'])} bytes written, the same values read")
+        print(f"{', '.join(records)}: the same {len(records['hevra'])} bytes written, the same values read")
 
     def measure(self, rounds, share, wanted):
         """Figures by row and peer, a list with one entry a round. In each round every row is run by one peer after
@@ -145,7 +146,8 @@ class Bench:
             for entry in json.loads(done.stdout)["benchmarks"]:
                 if entry["run_type"] == "iteration" and entry["repetitions"] == 1 or (
                         entry.get("aggregate_name") == "median"):
-                    name = entry["run_name"].removesuffix("/real_time").removesuffix("/iterations:8")
+                    name = entry["run_name"].removesuffix("/real_time")
+                    name = re.sub("/iterations:.*", "", name)
                     found[name] = entry
         return found
 

@@ -67,9 +67,13 @@ int Task::Runner::update() noexcept {
     else
       Activity::end();
   }
-  // Under the mutex: once it is free, what has been scheduled may have led to the end of this task.
-  if (wanted && !running_) work_.notifyOne();
   return error;
+}
+
+bool Task::Runner::isThreadToWake() const noexcept { return pending_ && !running_ && hasThread_ && task_.isEnabled(); }
+
+void Task::Runner::release() noexcept {
+  if (references_.fetch_sub(1) == 1) delete this;
 }
 
 void Task::Runner::apply(bool scheduled) noexcept {
@@ -77,7 +81,15 @@ void Task::Runner::apply(bool scheduled) noexcept {
   MutexLock lock(mutex_);
   pending_ = pending_ || scheduled;
   const int error = update();
+  const bool wakes = isThreadToWake();
+  if (wakes) references_.fetch_add(1);
   lock.unlock();
+  if (wakes) {
+    // With the mutex free, or the thread would wake only to wait for it; and with a reference, because what has been
+    // scheduled may by now have led to the end of this task.
+    work_.notifyOne();
+    release();
+  }
   if (error && Stalled::get().add(*this)) {
     Log::printQuietly(Log::Priority::WARNING,
                       "libCore> no thread for a task with %u bytes of stack (error %d), trying again each second",
@@ -87,7 +99,9 @@ void Task::Runner::apply(bool scheduled) noexcept {
 
 bool Task::Runner::tryAgain() noexcept {
   MutexLock lock(mutex_);
-  return update() == 0;
+  const int error = update();
+  if (isThreadToWake()) work_.notifyOne();
+  return error == 0;
 }
 
 int Task::Runner::makeThread() noexcept {
@@ -95,6 +109,7 @@ int Task::Runner::makeThread() noexcept {
   MutexLock lock(mutex_);
   const int error = ensureThread();
   if (!error) update();
+  if (isThreadToWake()) work_.notifyOne();
   return error;
 }
 

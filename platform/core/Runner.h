@@ -3,6 +3,8 @@
 
 #include <pthread.h>
 
+#include <atomic>
+
 #include <platform/core/Mutex.h>
 #include <platform/core/Stalled.h>
 #include <platform/core/Task.h>
@@ -10,6 +12,7 @@
 namespace Quarnix {
 
 /// Threads: any, except `retire`, which is the last call and not the own thread's.
+/// Ownership: the task's reference, and one of each thread that is about to wake the runner's; the last deletes it.
 class Task::Runner final : private Stalled::Entry {
  public:
   explicit Runner(Task& task) noexcept;
@@ -25,8 +28,9 @@ class Task::Runner final : private Stalled::Entry {
   /// Waits until the run that is under way, if any, is over.
   void awaitOut() noexcept;
   /// Ends the thread; the task says already that it is retired. False in a forked child, where the thread has stayed
-  /// behind: then nothing of this may be touched any more, and it is not to be destroyed.
+  /// behind: then nothing of this may be touched any more, and it is not to be released.
   bool retire() noexcept;
+  void release() noexcept;
 
  private:
   bool isOfThisProcess() const noexcept;
@@ -37,8 +41,12 @@ class Task::Runner final : private Stalled::Entry {
   /// Makes the members below agree with what is pending and whether the task is enabled; the error number of a thread
   /// that is needed and cannot be made.
   int update() noexcept HEVRA_REQUIRES(mutex_);
+  bool isThreadToWake() const noexcept HEVRA_REQUIRES(mutex_);
   int ensureThread() noexcept HEVRA_REQUIRES(mutex_);
 
+  ~Runner() = default;
+
+  std::atomic<unsigned> references_{1};
   Task& task_;
   const unsigned forks_;
   Mutex mutex_;

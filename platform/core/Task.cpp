@@ -63,7 +63,7 @@ Task::Runner* Task::runner() noexcept {
   auto* made = new (std::nothrow) Runner(*this);
   if (!made) return nullptr;
   if (!runner_.compare_exchange_strong(present, made)) {
-    delete made;
+    made->release();
     return present;
   }
   if (state_.fetch_and(allBut(PENDING)) & PENDING) made->schedule();
@@ -100,7 +100,7 @@ void Task::retire() noexcept {
   if (Runner* present = runner_.load()) {
     const bool isOver = present->retire();
     runner_.store(nullptr);
-    if (isOver) delete present;
+    if (isOver) present->release();
   }
 }
 

@@ -39,6 +39,7 @@ class Storage {
     std::atomic<std::uint32_t> references;
     std::uint32_t capacity;
   };
+  static void* allocate(std::size_t size);
   void release() noexcept;
 
   Block* block_ = nullptr;
