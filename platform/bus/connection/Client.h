@@ -60,6 +60,7 @@ struct Pending {
   bool retry = false;    // the link broke before a byte left: may go out on the next one
   bool waiting = false;  // a thread waits on `changed`
   Pending* nextWaiter = nullptr;
+  std::shared_ptr<Pending> nextAnswered;
   std::optional<Message::Method::Return> reply;
   std::function<void(const Message::Method::Return&)>
       handler;  // of the connection's own calls, run with its mutex held
@@ -178,6 +179,7 @@ class Client : public std::enable_shared_from_this<Client> {
   // Dispatch.cpp: what arrives.
   void dispatchAll(std::vector<Received>& messages) HEVRA_REQUIRES(mutex_);
   void dispatchOrDrop(Received& message) HEVRA_REQUIRES(mutex_);
+  void wakeAnswered() HEVRA_REQUIRES(mutex_);
   void dispatch(Received& message) HEVRA_REQUIRES(mutex_);
   void dispatchReply(Received& message) HEVRA_REQUIRES(mutex_);
   void dispatchSignal(Received& message) HEVRA_REQUIRES(mutex_);
@@ -224,7 +226,8 @@ class Client : public std::enable_shared_from_this<Client> {
 
   std::uint32_t serial_ HEVRA_GUARDED_BY(mutex_) = 1;
   std::unordered_map<std::uint32_t, std::shared_ptr<Pending>> pending_ HEVRA_GUARDED_BY(mutex_);
-  Pending* waiters_ HEVRA_GUARDED_BY(mutex_) = nullptr;  // threads that wait on their `changed`
+  Pending* waiters_ HEVRA_GUARDED_BY(mutex_) = nullptr;         // threads that wait on their `changed`
+  std::shared_ptr<Pending> answered_ HEVRA_GUARDED_BY(mutex_);  // those of them that are still to be woken
   std::deque<Outgoing> outgoing_ HEVRA_GUARDED_BY(mutex_);
   std::size_t outgoingOffset_ HEVRA_GUARDED_BY(mutex_) = 0;  // how much of the first has left
   std::size_t unsentAnswers_ HEVRA_GUARDED_BY(mutex_) = 0;   // bytes

@@ -6,6 +6,7 @@
 
 #include <platform/bus/connection/Client.h>
 #include <platform/bus/connection/Driver.h>
+#include <platform/bus/connection/MutexUnlock.h>
 #include <platform/bus/object/Proxy.h>
 #include <platform/bus/object/Server.h>
 
@@ -36,6 +37,15 @@ bool isHeldBy(const Pending& pending, std::string_view owner) noexcept {
 void Client::dispatchAll(std::vector<Received>& messages) {
   for (Received& message : messages) dispatchOrDrop(message);
   messages.clear();
+  wakeAnswered();
+}
+
+/// With the mutex free for a moment, or a thread would wake only to wait for it.
+void Client::wakeAnswered() {
+  if (!answered_) return;
+  std::shared_ptr<Pending> one = std::move(answered_);
+  MutexUnlock unlock(mutex_);
+  for (; one; one = std::move(one->nextAnswered)) one->changed.notifyOne();
 }
 
 void Client::dispatchOrDrop(Received& message) {
@@ -74,7 +84,13 @@ void Client::dispatchReply(Received& message) {
   const std::shared_ptr<Pending> kept = std::move(found->second);
   pending_.erase(found);
   kept->reply.emplace(std::move(message.frame), message.header);
-  finish(*kept);
+  kept->done = true;
+  if (kept->waiting) {
+    kept->nextAnswered = std::move(answered_);
+    answered_ = kept;
+  } else if (reader_ == kept.get()) {
+    wakeReader();
+  }
   if (kept->handler) kept->handler(*kept->reply);
 }
 
@@ -189,6 +205,7 @@ void Client::incoming(Received message) {
   MutexLock lock(mutex_);
   if (!transport_) return;
   dispatchOrDrop(message);
+  wakeAnswered();
 }
 
 void Client::peerVanished(const std::string& uniqueName) {

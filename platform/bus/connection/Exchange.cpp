@@ -261,6 +261,7 @@ void Client::readUntil(Pending& pending, const Time::Monotonic& deadline) {
       break;
     }
     dispatchAll(arrived_);
+    if (transport_ != transport) break;
     if (!alive) {
       lose(std::move(reason));
       break;

@@ -297,7 +297,7 @@ void Client::readOnce(const std::shared_ptr<Transport>& transport) {
   }
   if (transport_ == transport) {
     dispatchAll(arrived_);
-    if (!alive) {
+    if (!alive && transport_ == transport) {
       lose(std::move(reason));
     } else if (!outgoing_.empty() && !writing_) {
       flush();
