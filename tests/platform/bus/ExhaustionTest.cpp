@@ -1,11 +1,10 @@
-// A process that has no memory or no descriptors left, on both buses: an error to the caller, and all goes on after.
+// A process that has no descriptors left, on both buses: an error to the caller, and all goes on after.
 #include <set>
 
 #include <fcntl.h>
 #include <sys/resource.h>
 #include <unistd.h>
 
-#include <tests/harness/NoMemory.h>
 #include <tests/platform/bus/BothBuses.h>
 
 namespace Quarnix::Test {
@@ -13,55 +12,6 @@ namespace {
 
 class Exhaustion : public BothBuses {};
 HEVRA_ON_BOTH_BUSES(Exhaustion);
-
-TEST_P(Exhaustion, OfMemoryAnywhereLeavesEverythingWhole) {
-  if (!daemon_) GTEST_SKIP() << "here the bus is in want of memory itself";
-  TestServer server(open());
-  TestServer::serve(server, NAME);
-  for (const bool isFirstUse : {true, false}) {
-    auto connection = open();
-    auto proxy = std::make_unique<TestProxy>(connection, NAME);
-    const std::string text(1000, 'x');
-    const std::function<void()> uses[] = {
-        [&] {
-          Call call = callTo("Echo", text);
-          call.setTimeout(Time::Elapsed(0, 50'000'000));
-          proxy->send(call);
-        },
-        [&] { proxy->start(true); },
-        [&] { proxy->stop(); },
-        [&] {
-          Signal signal = signalOf("Rang", text);
-          connection->send(signal);
-        },
-        [&] { connection->requestName("com.example.Other"); },
-        [&] { connection->releaseName("com.example.Other"); },
-    };
-    for (const auto& use : uses) {
-      bool hasFailed = true;
-      for (int nth = 0; hasFailed; ++nth) {
-        if (isFirstUse) proxy = std::make_unique<TestProxy>(connection = open(), NAME);
-        try {
-          const NoMemory none(nth);
-          try {
-            use();
-          } catch (...) {
-            hasFailed = none.hasFailed();
-            throw;
-          }
-          hasFailed = none.hasFailed();
-        } catch (const std::bad_alloc&) {
-        } catch (const Bus::StartFailed&) {
-        }
-        EXPECT_EQ(proxy->ask("Echo", "whole"), "whole") << "use " << &use - uses << ", allocation " << nth;
-      }
-    }
-    proxy->start(true);
-    Signal signal = signalOf("Rang", "heard");
-    server.send(signal);
-    EXPECT_EQ(proxy->heard(1).back(), "heard");
-  }
-}
 
 /// The lowest descriptor that is free.
 int nextDescriptor() {
