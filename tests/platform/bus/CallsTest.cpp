@@ -167,6 +167,7 @@ TEST_P(Calls, ThatMustNotBeSentAreErrorsThatNameTheValue) {
     Bus::Message::Iterator outer = arguments.begin(Bus::Message::STRUCTURE);
     outer.begin(Bus::Message::ARRAY, deepest.c_str());
   };
+  const auto large = [](auto& arguments) { arguments.appendBytes(nullptr, (std::size_t{64} << 20) + 1); };
   const struct {
     std::function<void()> act;
     const char* value;
@@ -174,6 +175,7 @@ TEST_P(Calls, ThatMustNotBeSentAreErrorsThatNameTheValue) {
       {building(entry), "'{'"},
       {building(nothing), "'()'"},
       {building(deep), deepest.c_str()},
+      {building(large), "67108865"},
       {via(NAME, "/my-app"), "/my-app"},
       {via(NAME, "/org/freedesktop/DBus/Local"), "/org/freedesktop/DBus/Local"},
       {via("not a name", PATH), "not a name"},
