@@ -110,6 +110,7 @@ bool run(int seconds, const std::string& program) {
   std::atomic<bool> over{false};
   std::atomic<std::uint64_t> groups{0};
   std::vector<std::thread> submitters;
+  submitters.reserve(2);
   for (int i = 0; i < 2; ++i) submitters.emplace_back([&] { submitAllTheTime(ledger, manager, groups, over); });
   std::vector<std::uint64_t> samples;
   unsigned busStarts = 1;

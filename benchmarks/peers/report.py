@@ -34,6 +34,9 @@ NOTES = [
     "encodes are its Command objects, whose error text it formats on the way, while the peers have theirs at hand.",
     "sd-bus and sdbus-c++ check a body while it is read and have no public way to a message from bytes: they decode "
     "one that was sealed and rewound. The others, the project too, check the whole message first.",
+    "sd-bus is used with its typed calls, which take about four fifths of the time that its format strings take, for "
+    "encoding and for decoding. libdbus's message is ready once it is locked, which copies nothing. Most of GDBus's time "
+    "is counting references of GVariants and allocating them.",
     "sdbus-c++ 1.2 appends and reads byte arrays element by element; later versions have them whole.",
     "sd-bus has a connection for each thread, because its connections are not shared by threads; all others share one.",
     "`bare` is no library: a call's bytes made beforehand, one send, one poll, one receive. What a library adds to that "

@@ -83,12 +83,10 @@ class HEVRA_EXPORT Manager : public virtual Bus::Object::Proxy,
   void detach() override;
 
  public:
-  // Both bases are tasks; what an application sees is the proxy.
-  using Bus::Object::Proxy::disable;
-  using Bus::Object::Proxy::enable;
-  using Bus::Object::Proxy::getStackSize;
+  // Both bases are tasks and can send; what an application sees is the proxy.
   using Bus::Object::Proxy::send;
-  using Bus::Object::Proxy::setStackSize;
+  unsigned int getStackSize() const noexcept { return Bus::Object::Proxy::getStackSize(); }
+  void setStackSize(unsigned int bytes) noexcept { Bus::Object::Proxy::setStackSize(bytes); }
 
  private:
   /// The wait of one command in flight.
