@@ -25,9 +25,8 @@ Iterator::Iterator(Iterator& parent, int type, std::string_view contents)
     elementBegin_ = parent.expected_ + 1;
     after_ = elementBegin_ + contents.size();
   } else {
-    contents_.reserve(1 + contents.size() + LOOK_AHEAD);
-    contents_.append("a").append(contents);
-    const std::string_view array = contents_;
+    char* const held = hold(contents);
+    const std::string_view array(held, 1 + contents.size());
     // A dictionary entry is a type in an array only, and the structures around an array are part of its signature.
     const std::size_t around = parent.depth_;
     const char* const rule = type == VARIANT ? checkSingleType(array.substr(1))
@@ -44,8 +43,7 @@ Iterator::Iterator(Iterator& parent, int type, std::string_view contents)
     } else {
       parent.takeType(array);
     }
-    contents_.append(LOOK_AHEAD, '\0');
-    elementBegin_ = contents_.c_str() + 1;
+    elementBegin_ = held + 1;
   }
   expected_ = elementBegin_;
   if (type == ARRAY) {
@@ -64,6 +62,20 @@ Iterator::Iterator(Iterator& parent, int type, std::string_view contents)
     body_.commit(at + contents.size() + 1);
   }
   enter(type == ARRAY, 0);
+}
+
+/// Keeps the type of an array of these contents, with NUL behind it as far as it is looked at.
+char* Iterator::hold(std::string_view contents) {
+  const std::size_t size = 1 + contents.size() + LOOK_AHEAD;
+  char* held = shortType_;
+  if (size > sizeof shortType_) {
+    longType_.reset(new char[size]);
+    held = longType_.get();
+  }
+  held[0] = 'a';
+  contents.copy(held + 1, contents.size());
+  std::memset(held + size - LOOK_AHEAD, 0, LOOK_AHEAD);
+  return held;
 }
 
 void Iterator::extend(const char* codes, std::size_t count) {

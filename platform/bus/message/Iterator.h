@@ -3,6 +3,7 @@
 
 #include <cstdint>
 #include <cstring>
+#include <memory>
 #include <string>
 #include <string_view>
 
@@ -121,6 +122,7 @@ class HEVRA_EXPORT Iterator {
   }
   void takeType(std::string_view type);
   void step(const char* next) noexcept { expected_ = next == elementEnd_ ? elementBegin_ : next; }
+  char* hold(std::string_view contents);
   void extend(const char* codes, std::size_t count);
   void extendByOpening(char opening);
 
@@ -220,7 +222,9 @@ class HEVRA_EXPORT Iterator {
   std::uint32_t dataAt_ = 0;            // and where its elements begin
   char kind_ = 0;                       // '(', '{', 'a', 'v'; 0 at the top level
   std::uint8_t arrays_ = 0, structures_ = 0, depth_ = 0;
-  std::string contents_;  // the type of an array or variant where nothing else holds it, and NULs to look at
+  // The type of an array or a variant where nothing else holds it, and NULs to look at.
+  std::unique_ptr<char[]> longType_;
+  char shortType_[48];
 };
 
 }  // namespace Quarnix::Bus::Message
