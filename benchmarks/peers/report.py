@@ -49,6 +49,8 @@ NOTES = [
     "In flight, what is resident is read after each round of adding and expiring 100,000 commands. The bytes in use come "
     "back to the same number each time; what early rounds add are malloc's arenas, since keys that expire are queued by "
     "the timers' thread and freed by another's, and how many wait at once is the scheduler's choice.",
+    "With 16 threads the 99th percentile is sd-bus's within about 2 % either way, from run to run: on one core it is the "
+    "time in which the bus serves the other fifteen.",
     "`add` of the project includes the keys and timers of the commands; of sd-bus only the call.",
 ]
 
