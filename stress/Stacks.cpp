@@ -30,22 +30,27 @@ constexpr const char* MANAGER = "/com/quarnix/Application/HevraZuv/Manager/Comma
 constexpr unsigned char PAINT = 0xA5;
 
 struct Stack {
-  const unsigned char* low;
+  unsigned char* low;
   std::size_t size;
 };
+
+/// The calling thread's.
+Stack ownStack() {
+  pthread_attr_t attributes;
+  void* low = nullptr;
+  std::size_t size = 0;
+  ::pthread_getattr_np(::pthread_self(), &attributes);
+  ::pthread_attr_getstack(&attributes, &low, &size);
+  ::pthread_attr_destroy(&attributes);
+  return {static_cast<unsigned char*>(low), size};
+}
 
 /// The threads by what they do, as their hooks have said.
 class Threads {
  public:
   void add(const char* name, unsigned int requested) {
-    pthread_attr_t attributes;
-    void* low = nullptr;
-    std::size_t size = 0;
-    ::pthread_getattr_np(::pthread_self(), &attributes);
-    ::pthread_attr_getstack(&attributes, &low, &size);
-    ::pthread_attr_destroy(&attributes);
     const std::lock_guard<std::mutex> lock(mutex_);
-    threads_[name] = {{static_cast<const unsigned char*>(low), size}, requested};
+    threads_[name] = {ownStack(), requested};
   }
   void print() {
     const std::lock_guard<std::mutex> lock(mutex_);
@@ -73,15 +78,9 @@ Threads& threads() {
 
 /// Paints the stack below itself, down to its end.
 __attribute__((noinline)) void paint() {
-  pthread_attr_t attributes;
-  void* low = nullptr;
-  std::size_t size = 0;
-  ::pthread_getattr_np(::pthread_self(), &attributes);
-  ::pthread_attr_getstack(&attributes, &low, &size);
-  ::pthread_attr_destroy(&attributes);
   // The bytes next to this frame are left to it; whoever comes later writes over them anyway.
   auto* const end = static_cast<unsigned char*>(__builtin_frame_address(0)) - 1024;
-  for (volatile unsigned char* at = static_cast<unsigned char*>(low); at < end; ++at) *at = PAINT;
+  for (volatile unsigned char* at = ownStack().low; at < end; ++at) *at = PAINT;
 }
 
 struct Body {
