@@ -5,11 +5,15 @@
 #include <utility>
 
 #include <platform/bus/connection/Client.h>
+#include <platform/bus/object/Proxy.h>
 
 namespace Quarnix::Bus {
 
 ConnectionObserver::ConnectionObserver(Shared::Pointer<Connection> connection, std::vector<std::string> services)
     : connection_(std::move(connection)), services_(std::move(services)) {}
+
+ConnectionObserver::ConnectionObserver(const Object::Proxy& proxy)
+    : ConnectionObserver(proxy.getConnection(), {proxy.getHost()}) {}
 
 ConnectionObserver::~ConnectionObserver() { retire(); }
 

@@ -10,13 +10,16 @@
 
 namespace Quarnix::Bus {
 
+namespace Object {
+class Proxy;
+}
+
 /// Hears, while started, of a connection's link to its bus and of the owners of services' names. Derive from it and
 /// override what is of interest:
 ///
 ///   class Availability : public Bus::ConnectionObserver {
 ///    public:
-///     explicit Availability(const Proxy::Node::Manager& manager)
-///         : ConnectionObserver(manager.getConnection(), {manager.getHost()}) {}
+///     using ConnectionObserver::ConnectionObserver;  // Availability availability(manager);
 ///     ~Availability() override { retire(); }
 ///
 ///    protected:
@@ -40,6 +43,8 @@ class HEVRA_EXPORT ConnectionObserver : public Task {
  public:
   /// `services`: the well-known bus names to tell of.
   explicit ConnectionObserver(Shared::Pointer<Connection> connection, std::vector<std::string> services = {});
+  /// Tells of the proxy's service on the proxy's connection.
+  explicit ConnectionObserver(const Object::Proxy& proxy);
   ConnectionObserver(const ConnectionObserver&) = delete;
   ConnectionObserver& operator=(const ConnectionObserver&) = delete;
   ~ConnectionObserver() override;

@@ -100,6 +100,14 @@ class Client : public std::enable_shared_from_this<Client> {
   Host* watch(const std::string& name) HEVRA_EXCLUDES(mutex_);
   void unwatch(Host* host) noexcept HEVRA_EXCLUDES(mutex_);
 
+  /// Whether the host's name is owned, as far as the bus can be asked.
+  bool isOwned(const Host& host) HEVRA_EXCLUDES(mutex_);
+  /// True as soon as it is, false at the deadline.
+  bool awaitOwner(const Host& host, const Time::Monotonic& deadline) HEVRA_EXCLUDES(mutex_);
+  /// See Object::Proxy::getTenure.
+  std::uint64_t tenure(const Host& host) HEVRA_EXCLUDES(mutex_);
+  std::uint64_t tenure(const Host& host, std::string_view owner) HEVRA_EXCLUDES(mutex_);
+
   void start(Object::Proxy& proxy, Host* host, bool wait) HEVRA_EXCLUDES(mutex_);
   /// `caller`: the name whose owner alone may call it; everybody when empty.
   void start(Object::Server& server, const std::string& caller, bool wait) HEVRA_EXCLUDES(mutex_);
@@ -191,6 +199,10 @@ class Client : public std::enable_shared_from_this<Client> {
   bool answerStandard(const Message::Method::Call& call) HEVRA_REQUIRES(mutex_);
   std::string describe(const std::string& path) const HEVRA_REQUIRES(mutex_);
 
+  // Presence.cpp: whether a service is there.
+  bool isUpToDate() const HEVRA_REQUIRES(mutex_);
+  bool askWhetherOwned(const Host& host, const Time::Monotonic& deadline) HEVRA_REQUIRES(mutex_);
+
   // Subscriptions.cpp: names, match rules, started objects.
   Message::Method::Return call(Message::Method::Call& call, const Time::Monotonic& deadline) HEVRA_REQUIRES(mutex_);
   void callDriver(Message::Method::Call call, std::function<void(const Message::Method::Return&)> handler)
@@ -244,6 +256,8 @@ class Client : public std::enable_shared_from_this<Client> {
   std::map<std::string, StartedServer, std::less<>> servers_ HEVRA_GUARDED_BY(mutex_);
   std::vector<std::string> names_ HEVRA_GUARDED_BY(mutex_);
   std::vector<Observing> observers_ HEVRA_GUARDED_BY(mutex_);
+  unsigned awaitingOwners_ HEVRA_GUARDED_BY(mutex_) = 0;  // threads
+  ConditionVariable ownersChanged_;
 
   int epoll_ HEVRA_GUARDED_BY(mutex_) = -1;  // of the background thread, with the socket and `wake_` in it
   int wake_ HEVRA_GUARDED_BY(mutex_) = -1;

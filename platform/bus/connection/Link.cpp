@@ -234,7 +234,8 @@ bool Client::background() {
 void Client::listen() {
   MutexLock lock(mutex_);
   Time::Elapsed pause = FIRST_PAUSE;
-  while (!closed_ && !(proxies_.empty() && servers_.empty() && names_.empty() && observers_.empty())) {
+  while (!closed_ &&
+         !(proxies_.empty() && servers_.empty() && names_.empty() && observers_.empty() && awaitingOwners_ == 0)) {
     if (!transport_) {
       if (!connect(Time::Clock::get().now() + SocketTransport::MAXIMUM_CONNECT_TIME)) {
         pause = FIRST_PAUSE;

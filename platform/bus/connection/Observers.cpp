@@ -55,6 +55,7 @@ void Client::forget(std::vector<Observing>::iterator entry) {
 }
 
 void Client::notifyObservers() noexcept {
+  if (awaitingOwners_) ownersChanged_.notifyAll();
   for (const Observing& entry : observers_) entry.observer->schedule();
 }
 

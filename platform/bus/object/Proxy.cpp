@@ -32,6 +32,26 @@ Message::SendReturn Proxy::send(Message::Method::Call& call) const {
   return to->client->call(call, getPath(), to);
 }
 
+bool Proxy::isAvailable() const {
+  Internal::Host* const of = host();
+  return of->client->isOwned(*of);
+}
+
+bool Proxy::waitForService(const Time::Monotonic& deadline) const {
+  Internal::Host* const of = host();
+  return of->client->awaitOwner(*of, deadline);
+}
+
+std::uint64_t Proxy::getTenure() const {
+  const Internal::Host* const of = host();
+  return of->client->tenure(*of);
+}
+
+std::uint64_t Proxy::getTenureOf(std::string_view owner) const {
+  const Internal::Host* const of = host();
+  return of->client->tenure(*of, owner);
+}
+
 std::string Proxy::introspect() const {
   Message::Method::Call call;
   call.setInterface("org.freedesktop.DBus.Introspectable");

@@ -2,6 +2,8 @@
 #pragma once
 
 #include <atomic>
+#include <cstdint>
+#include <string_view>
 
 #include <platform/bus/object/Base.h>
 
@@ -30,6 +32,15 @@ class HEVRA_EXPORT Proxy : public Base {
   /// UnusableMessage.
   Message::SendReturn send(Message::Method::Call& call) const;
 
+  /// Whether somebody owns the service's name now. While an object of the connection is started this is known,
+  /// otherwise the bus is asked; false also when the bus is not there.
+  bool isAvailable() const;
+  /// Waits until somebody owns the service's name, also for a bus that is not there yet; false when that has not
+  /// happened by `deadline`, a time of Time::Clock. For a thread that can wait: a ConnectionObserver made from the
+  /// proxy tells of the service's coming and going instead. Raises StartFailed when there is no thread that listens
+  /// meanwhile.
+  bool waitForService(const Time::Monotonic& deadline) const;
+
   /// The object's description of itself, in the introspection format. An error reply is thrown as it is.
   std::string introspect() const;
 
@@ -41,6 +52,12 @@ class HEVRA_EXPORT Proxy : public Base {
   void detach() override;
   /// The hook: one signal of the object. Runs on the proxy's task.
   virtual void signal(const Message::Signal& signal);
+
+  /// The service's tenure of its name: a number that grows whenever the name goes to another connection or to nobody,
+  /// and when the bus is lost.
+  std::uint64_t getTenure() const;
+  /// The same if `owner`, a unique name, has the service's name now, otherwise 0, which is no tenure.
+  std::uint64_t getTenureOf(std::string_view owner) const;
 
   void retire() noexcept;
 

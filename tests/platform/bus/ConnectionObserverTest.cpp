@@ -1,4 +1,6 @@
 // What an observer hears of its connection and of services, on both buses.
+#include <future>
+
 #include <platform/core/time/SimulatedClock.h>
 #include <tests/platform/bus/BothBuses.h>
 
@@ -35,6 +37,22 @@ TEST_P(Observers, HearFirstOfWhatIsAndThenOfEveryChange) {
   EXPECT_EQ(late.heard(2), (Texts{link, up + second->getUniqueName()}));
   for (const char* name : {"no name", ":1.1", "org.freedesktop.DBus"})
     EXPECT_THROW(TestObserver(connection, {OTHER, name}).start(), Bus::InvalidArgument) << name;
+}
+
+TEST_P(Observers, AreNotNeededByAThreadThatAsksOrWaitsForTheService) {
+  const auto connection = open(), service = open();
+  const TestProxy proxy(connection, NAME);
+  const Time::Monotonic now = Time::Clock::get().now(), never = now + Time::Elapsed(1'000'000, 0);
+  for (int i = 0; i < 2; ++i) {
+    EXPECT_FALSE(proxy.isAvailable());
+    EXPECT_FALSE(proxy.waitForService(now));
+    auto waiting = std::async(std::launch::async, [&] { return proxy.waitForService(never); });
+    service->requestName(NAME);
+    EXPECT_TRUE(waiting.get());
+    EXPECT_TRUE(proxy.isAvailable());
+    service->releaseName(NAME);
+    roundTrip(connection);
+  }
 }
 
 TEST_P(Observers, ThatAreSlowHoldUpNobodyAndMissNoLoss) {
