@@ -1,5 +1,5 @@
 // The command manager's endpoints and life, and what its verbs share.
-#include <proxy/command/Manager.h>
+#include <proxy/command/Presence.h>
 
 #include <charconv>
 
@@ -21,14 +21,18 @@ Manager::~Manager() {
   // sends the event, and whose destruction waits for an expiry that needs the mutex. The event is last.
   Bus::Object::Proxy::retire();
   originator.retire();
+  presence_.reset();
   std::map<std::string, Timer> forgotten;
   {
     MutexLock lock(mutex_);
     expiredKeys.clear();
     forgotten.swap(timers);
   }
+  Watches abandoned;
+  for (auto& [key, timer] : forgotten) abandoned.splice_after(abandoned.before_begin(), timer.watches);
   forgotten.clear();
   Event::retire();
+  tell(abandoned, {Outcome::Kind::ABANDONED, {}, "the command manager was destroyed"});
 }
 
 void Manager::start(bool wait) {

@@ -2,8 +2,10 @@
 #pragma once
 
 #include <cstdint>
+#include <forward_list>
 #include <list>
 #include <map>
+#include <memory>
 #include <mutex>
 #include <string>
 
@@ -13,6 +15,7 @@
 #include <platform/core/timer/Monotonic.h>
 #include <platform/hevra/interface/command/Manager.h>
 #include <proxy/command/Originator.h>
+#include <proxy/command/Outcome.h>
 
 namespace Quarnix::Hevra::Proxy::Command {
 
@@ -62,6 +65,15 @@ class HEVRA_EXPORT Manager : public virtual Bus::Object::Proxy,
   void cancel(const std::string& key) override;
   void cancel(const HomeAutomation::Command::Priority& priority) override;
 
+  /// Sends them as `add` does, and tells the observer how each of the commands ended, once for each time that it was
+  /// handed over: also where its key was in flight already. A command whose call got no answer in time may have reached
+  /// the service; it stays in flight and ends as any other. The first time, this starts a thread that hears of the
+  /// service's going, and from then on the connection is kept up as for a started object; raises Bus::StartFailed when
+  /// there is none, and otherwise what `add` raises.
+  void submit(const Shared::Pointer<Interface::Command::Originator>& originator, const Group& group,
+              const HomeAutomation::Container<Hevra::Command>& commands,
+              const Shared::Pointer<OutcomeObserver>& observer);
+
   /// Takes progress from nobody but the owner of the service's bus name: reports of others are answered with
   /// "org.freedesktop.DBus.Error.AccessDenied" and logged at most once a second. Otherwise whoever the bus lets through
   /// may report. Before the first `start`.
@@ -89,6 +101,19 @@ class HEVRA_EXPORT Manager : public virtual Bus::Object::Proxy,
   void setStackSize(unsigned int bytes) noexcept { Bus::Object::Proxy::setStackSize(bytes); }
 
  private:
+  /// What the commands of one `add` have in common that an observer is to hear of.
+  struct Submission {
+    const Shared::Pointer<OutcomeObserver> observer;
+    const Group group;
+    std::uint64_t tenure = 0;  // of the service that has taken them; 0 until then. Guarded by the manager's mutex.
+  };
+  /// One command whose end is still to be told.
+  struct Watch {
+    std::shared_ptr<Submission> submission;
+    std::uint32_t commandId;
+  };
+  using Watches = std::forward_list<Watch>;
+
   /// The wait of one command in flight.
   class Timer : public Quarnix::Timer::Monotonic {
    public:
@@ -106,16 +131,29 @@ class HEVRA_EXPORT Manager : public virtual Bus::Object::Proxy,
     Manager* manager;
     std::string key;
     Shared::Pointer<Interface::Command::Originator> originator;
+    Watches watches;
   };
+  class Presence;
 
   static std::string keyOf(const Group& group, const Hevra::Command& command);
   Bus::Message::Method::Call callOf(const char* member) const;
   void request(Bus::Message::Method::Call& call) const;
 
-  void arm(const Shared::Pointer<Interface::Command::Originator>& client, const std::string& key);
+  Bus::Message::SendReturn transmit(const Shared::Pointer<Interface::Command::Originator>& client, const Group& group,
+                                    const HomeAutomation::Container<Hevra::Command>& commands,
+                                    const std::shared_ptr<Submission>& submission);
+  void arm(const Shared::Pointer<Interface::Command::Originator>& client, const std::string& key, Watches watches);
   void settle(const std::string& key, std::uint64_t identity, const Hevra::Command& command);
   void timeout(std::string key);
   void queueExpired(std::string key);
+
+  // Outcomes, see ManagerOutcome.cpp.
+  template <class Chosen>
+  Watches take(Chosen chosen);
+  static void tell(const Watches& watches, const Outcome& outcome) noexcept;
+  void accept(Submission& submission, std::uint64_t tenure);
+  void refuse(const Submission& submission, Outcome::Kind kind, const std::string& reason);
+  void serviceChanged();
 
   std::string interfaceName;  // constant after construction
   Command::Originator originator;
@@ -127,6 +165,8 @@ class HEVRA_EXPORT Manager : public virtual Bus::Object::Proxy,
   /// destroyed.
   Mutex mutex_;
   std::once_flag connectionShared_;  // with the originator
+  std::once_flag presenceObserved_;
+  std::unique_ptr<Presence> presence_;  // made by the first `add` with an observer
 };
 
 }  // namespace Quarnix::Hevra::Proxy::Command

@@ -38,7 +38,10 @@ void Manager::receive(unsigned long long) {
       expiredKeys.pop_front();
       forgotten = timers.extract(key);
     }
-    if (forgotten) continue;
+    if (forgotten) {
+      tell(forgotten.mapped().watches, {Outcome::Kind::TIMED_OUT, {}, "no report has come in time"});
+      continue;
+    }
     try {
       Log::Logger::get()->print(
           Log::Priority::WARNING,

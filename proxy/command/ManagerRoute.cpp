@@ -20,6 +20,8 @@ void Manager::progress(const Hevra::Command& command, const Group& group,
   Shared::Pointer<Interface::Command::Originator> client;
   std::uint64_t identity = 0;
   bool known = false;
+  Watches ended;
+  const Outcome outcome{Outcome::Kind::FINISHED, command.getStatus()};
   {
     MutexLock lock(mutex_);
     if (const auto entry = timers.find(key); entry != timers.end()) {
@@ -27,6 +29,8 @@ void Manager::progress(const Hevra::Command& command, const Group& group,
       client = entry->second.originator;
       identity = entry->second.getIdentity();
       known = true;
+      // The originator may submit the key again while it hears of its end: that command's end is another.
+      if (Hevra::Command::isFinalStatus(outcome.status)) ended.swap(entry->second.watches);
     }
   }
   if (!known) {
@@ -42,9 +46,11 @@ void Manager::progress(const Hevra::Command& command, const Group& group,
     client->progress(command, group, status);
   } catch (...) {
     settle(key, identity, command);
+    tell(ended, outcome);
     throw;
   }
   settle(key, identity, command);
+  tell(ended, outcome);
 }
 
 /// Forgets the entry or has it wait for the next report, if it is still the one that the report was for: the originator
@@ -55,6 +61,8 @@ void Manager::settle(const std::string& key, std::uint64_t identity, const Hevra
   const auto entry = timers.find(key);
   if (entry == timers.end() || entry->second.getIdentity() != identity) return;
   if (Hevra::Command::isFinalStatus(command.getStatus())) {
+    // Submitted again meanwhile, by somebody who is to hear of that command's end.
+    if (!entry->second.watches.empty()) return;
     forgotten = timers.extract(entry);
     return;
   }
