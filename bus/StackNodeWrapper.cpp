@@ -3,6 +3,7 @@
 
 #include <bus/NodeRecord.h>
 #include <bus/NodeWrapper.h>
+#include <platform/bus/Trace.h>
 #include <platform/bus/message/Names.h>
 
 namespace Quarnix::Bus::Type {
@@ -25,6 +26,21 @@ Message::ConstIterator NodeRecord::read(const Message::ConstIterator& record, He
   node.setLabel(std::string(label));
   return field;
 }
+
+namespace {
+
+/// The keys of a stack node's record, which are its third identity, its key and its old key, and the one of
+/// "changekey".
+bool isKey(const Message::Any& message, std::string_view structure, unsigned field) noexcept {
+  if (structure.empty()) return field == 1 && std::string_view(message.getMember()) == "changekey";
+  return structure == std::string_view(NodeRecord::OF_KIND<Hevra::StackNode>) &&
+         (field == 6 || field == 11 || field == 12);
+}
+
+// Wherever stack nodes are read or written, a trace hides their keys.
+[[maybe_unused]] const bool redacted = (Trace::setRedactor(&isKey), true);
+
+}  // namespace
 
 StructWrapper<Hevra::StackNode>::~StructWrapper() = default;
 

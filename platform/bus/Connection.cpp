@@ -83,6 +83,17 @@ void Connection::requestName(const std::string& name) { client_->requestName(nam
 
 void Connection::releaseName(const std::string& name) { client_->releaseName(name); }
 
+void Connection::becomeMonitor(const std::vector<std::string>& rules) {
+  Message::Method::Call call = Internal::driverCall("BecomeMonitor");
+  call.setInterface("org.freedesktop.DBus.Monitoring");
+  Message::Iterator arguments = call.begin();
+  Message::Iterator list = arguments.begin(Message::ARRAY, "s");
+  for (const std::string& rule : rules) list.append(rule);
+  arguments.end(list);
+  arguments.append(std::uint32_t{0});
+  client_->becomeMonitor(call);
+}
+
 std::string Connection::getNameOwner(const std::string& name) {
   Message::require(Message::checkBusName(name), "bus name", name);
   Message::Method::Call question = Internal::driverCall("GetNameOwner", name);

@@ -3,6 +3,7 @@
 
 #include <memory>
 #include <string>
+#include <vector>
 
 #include <platform/bus/Error.h>
 #include <platform/bus/message/SendReturn.h>
@@ -57,6 +58,11 @@ class HEVRA_EXPORT Connection {
   /// the bus is not there, forbids it or another connection has the name.
   void requestName(const std::string& name);
   void releaseName(const std::string& name);
+  /// Turns this connection into a monitor, which the bus shows what goes between others, as far as the match rules pick
+  /// it (all without any): it is seen by the Trace alone, and the connection is good for nothing else from now on. What
+  /// the bus answers instead is thrown as an error reply; a system bus allows it to root only. After a loss of the link
+  /// it is an ordinary connection again.
+  void becomeMonitor(const std::vector<std::string>& rules);
   /// The unique name of the connection that owns `name`, empty when nobody does. An error reply of the bus is thrown as
   /// it is.
   std::string getNameOwner(const std::string& name);

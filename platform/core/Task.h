@@ -57,7 +57,7 @@ class HEVRA_EXPORT Task {
   bool isEnabled() const noexcept;
 
  private:
-  class Runner;
+  class HEVRA_INTERNAL Runner;
   Runner* runner() noexcept;
 
   std::atomic<Runner*> runner_{nullptr};

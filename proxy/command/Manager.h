@@ -102,20 +102,20 @@ class HEVRA_EXPORT Manager : public virtual Bus::Object::Proxy,
 
  private:
   /// What the commands of one `add` have in common that an observer is to hear of.
-  struct Submission {
+  struct HEVRA_INTERNAL Submission {
     const Shared::Pointer<OutcomeObserver> observer;
     const Group group;
     std::uint64_t tenure = 0;  // of the service that has taken them; 0 until then. Guarded by the manager's mutex.
   };
   /// One command whose end is still to be told.
-  struct Watch {
+  struct HEVRA_INTERNAL Watch {
     std::shared_ptr<Submission> submission;
     std::uint32_t commandId;
   };
   using Watches = std::forward_list<Watch>;
 
   /// The wait of one command in flight.
-  class Timer : public Quarnix::Timer::Monotonic {
+  class HEVRA_INTERNAL Timer : public Quarnix::Timer::Monotonic {
    public:
     Timer(Manager* manager, Shared::Pointer<Interface::Command::Originator> originator, std::string key,
           unsigned int seconds);
@@ -133,7 +133,7 @@ class HEVRA_EXPORT Manager : public virtual Bus::Object::Proxy,
     Shared::Pointer<Interface::Command::Originator> originator;
     Watches watches;
   };
-  class Presence;
+  class HEVRA_INTERNAL Presence;
 
   static std::string keyOf(const Group& group, const Hevra::Command& command);
   Bus::Message::Method::Call callOf(const char* member) const;

@@ -216,6 +216,19 @@ class Programs(unittest.TestCase):
             again = self.bus.ctl("--json", "node", "set", "-", "--action", "1", commands=form)
             self.assertEqual((again.status, again.lines, again.errors), (1, [{"modified": False}], ""))
 
+    def test_show_what_goes_over_the_bus_but_no_keys(self):
+        self.stackd()
+        key = "a1" * 16
+        self.assertIn(".changekey(4096, ****)\n", self.bus.ctl("node", "key", "0x1000", key, HEVRA_TRACE="1").errors)
+        with tempfile.TemporaryDirectory() as folder:
+            traced = [self.bus.ctl("--json", "nodes", HEVRA_TRACE=where).errors for where in ("1", folder + "/file")]
+            with open(folder + "/file", encoding="utf-8") as file:
+                traced[1] += file.read()
+        for text in traced:
+            reply = next(line for line in text.splitlines() if "<- return" in line and "(4096, " in line)
+            self.assertRegex(reply, r"^\d+\.\d{6} <- return #\d+ of #\d+ from :1\.\d+ to :1\.\d+ \(\[\(4096, ")
+            self.assertNotIn(key, text)
+
     def test_find_the_bus(self):
         self.stackd()
         rows = [

@@ -2,6 +2,7 @@
 // Connection is its public face; the transports are below it.
 #pragma once
 
+#include <algorithm>
 #include <atomic>
 #include <cstdint>
 #include <deque>
@@ -65,6 +66,14 @@ struct Pending {
   std::function<void(const Message::Method::Return&)>
       handler;  // of the connection's own calls, run with its mutex held
   ConditionVariable changed;
+
+  bool isFormer(std::string_view unique) const noexcept {
+    return std::find(former.begin(), former.end(), unique) != former.end();
+  }
+  /// Whether nobody but this owner can have the call.
+  bool isHeldBy(std::string_view unique) const noexcept {
+    return owner == unique || (owner.empty() && isFormer(unique));
+  }
 };
 
 /// Threads: everything is guarded by one mutex, which is held neither while a transport reads, writes or waits nor
@@ -122,6 +131,8 @@ class Client : public std::enable_shared_from_this<Client> {
   void requestName(const std::string& name) HEVRA_EXCLUDES(mutex_);
   void releaseName(const std::string& name) HEVRA_EXCLUDES(mutex_);
   std::string uniqueName() HEVRA_EXCLUDES(mutex_);
+  /// Sends the call that asks for it; throws an error reply.
+  void becomeMonitor(Message::Method::Call& call) HEVRA_EXCLUDES(mutex_);
 
   /// The last user has gone: breaks the link and lets the background thread end.
   void close() noexcept HEVRA_EXCLUDES(mutex_);
@@ -192,14 +203,14 @@ class Client : public std::enable_shared_from_this<Client> {
   void dispatchReply(Received& message) HEVRA_REQUIRES(mutex_);
   void dispatchSignal(Received& message) HEVRA_REQUIRES(mutex_);
   void dispatchCall(Received& message) HEVRA_REQUIRES(mutex_);
-  void ownerChanged(const std::string& name, const std::string& before, const std::string& now) HEVRA_REQUIRES(mutex_);
-  void ownerLearnt(Host& host, const std::string& owner) HEVRA_REQUIRES(mutex_);
   void answer(Message::Method::Return reply) HEVRA_REQUIRES(mutex_);
   void refuse(const Message::Method::Call& call, const char* errorName, const std::string& text) HEVRA_REQUIRES(mutex_);
   bool answerStandard(const Message::Method::Call& call) HEVRA_REQUIRES(mutex_);
   std::string describe(const std::string& path) const HEVRA_REQUIRES(mutex_);
 
-  // Presence.cpp: whether a service is there.
+  // Presence.cpp: who owns the services' names.
+  void ownerChanged(const std::string& name, const std::string& before, const std::string& now) HEVRA_REQUIRES(mutex_);
+  void ownerLearnt(Host& host, const std::string& owner) HEVRA_REQUIRES(mutex_);
   bool isUpToDate() const HEVRA_REQUIRES(mutex_);
   bool askWhetherOwned(const Host& host, const Time::Monotonic& deadline) HEVRA_REQUIRES(mutex_);
 
@@ -234,6 +245,7 @@ class Client : public std::enable_shared_from_this<Client> {
   ConditionVariable stateChanged_;
   std::uint64_t attempts_ HEVRA_GUARDED_BY(mutex_) = 0;
   std::optional<Message::Method::Return> lastFailure_ HEVRA_GUARDED_BY(mutex_);
+  bool monitors_ HEVRA_GUARDED_BY(mutex_) = false;  // what goes between others; the bus takes nothing from it then
   bool lossUnreported_ HEVRA_GUARDED_BY(mutex_) = false;
 
   std::uint32_t serial_ HEVRA_GUARDED_BY(mutex_) = 1;

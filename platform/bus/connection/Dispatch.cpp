@@ -1,6 +1,4 @@
 // What arrives: replies to those who wait, signals and calls to the objects, names to the hosts.
-#include <algorithm>
-#include <cstring>
 #include <new>
 #include <utility>
 
@@ -21,15 +19,6 @@ namespace {
 std::string_view textOf(const Received& message, Field field) noexcept {
   const Message::Header::Text& place = message.header.text(field);
   return {reinterpret_cast<const char*>(message.frame.data() + place.offset), place.length};
-}
-
-bool isFormer(const Pending& pending, std::string_view owner) noexcept {
-  return std::find(pending.former.begin(), pending.former.end(), owner) != pending.former.end();
-}
-
-/// Whether nobody but this owner can have the call.
-bool isHeldBy(const Pending& pending, std::string_view owner) noexcept {
-  return pending.owner == owner || (pending.owner.empty() && isFormer(pending, owner));
 }
 
 }  // namespace
@@ -78,7 +67,7 @@ void Client::dispatchReply(Received& message) {
   const std::string_view sender = textOf(message, Field::SENDER);
   const bool error = message.header.type == static_cast<std::uint8_t>(Message::Type::ERROR);
   const bool fromBus = sender == DRIVER_NAME && (error || pending.owner == DRIVER_NAME);
-  const bool fromOwner = !sender.empty() && (sender == pending.owner || isFormer(pending, sender));
+  const bool fromOwner = !sender.empty() && (sender == pending.owner || pending.isFormer(sender));
   if (!fromBus && !fromOwner) return;
 
   const std::shared_ptr<Pending> kept = std::move(found->second);
@@ -112,6 +101,7 @@ void Client::dispatchSignal(Received& message) {
 }
 
 void Client::dispatchCall(Received& message) {
+  if (monitors_) return;
   const auto found = servers_.find(textOf(message, Field::PATH));
   const Call call(message.frame, message.header);
   if (answerStandard(call)) return;
@@ -136,59 +126,6 @@ void Client::refuse(const Call& call, const char* errorName, const std::string& 
   if (call.isReplyExpected()) answer(Return(call, errorName, text));
 }
 
-void Client::ownerLearnt(Host& host, const std::string& owner) {
-  // An answer that comes when nobody asks any more would be out of date by the time that somebody does.
-  if (host.users == 0) return;
-  if (!host.known || host.owner != owner) notifyObservers();
-  if (host.owner != owner) ++host.changes;
-  host.known = true;
-  host.owner = owner;
-  // A call that was sent while the name had no owner belongs to the first one that is announced after it.
-  for (auto& [serial, pending] : pending_)
-    if (pending->host == &host && pending->owner.empty()) pending->owner = owner;
-}
-
-void Client::ownerChanged(const std::string& name, const std::string& before, const std::string& now) {
-  const auto found = hosts_.find(name);
-  if (found == hosts_.end()) return;
-  Host& host = found->second;
-  ownerLearnt(host, now);
-
-  bool isContested = false;
-  for (auto& [serial, pending] : pending_) {
-    if (before.empty() || pending->host != &host || pending->owner != before) continue;
-    if (pending->settledAt == 0 || reads_ < pending->settledAt) {
-      // The change may be older than the call, which then went to the new owner: either may reply.
-      pending->former.push_back(std::exchange(pending->owner, now));
-      isContested |= now.empty();
-    } else {
-      isContested = true;
-    }
-  }
-  if (!isContested) return;
-  // If the old owner has gone from the bus, or the name had no owner when the call came, the bus itself has answered
-  // before it answers this. Otherwise the old owner has the call but not the name, and nobody can say that it replies.
-  callDriver(driverCall("NameHasOwner", before),
-             [this, &host, before](const Return& reply) HEVRA_NO_THREAD_SAFETY_ANALYSIS {
-               bool alive = true;
-               if (!reply.isException() && std::strcmp(reply.getSignature(), "b") == 0)
-                 static_cast<const Message::Base&>(reply).begin().get(alive);
-               if (!alive || host.owner == before) return;
-               for (auto entry = pending_.begin(); entry != pending_.end();) {
-                 const Pending& pending = *entry->second;
-                 if (pending.host != &host || !isHeldBy(pending, before)) {
-                   ++entry;
-                   continue;
-                 }
-                 const std::shared_ptr<Pending> kept = std::move(entry->second);
-                 entry = pending_.erase(entry);
-                 kept->reply.emplace("org.freedesktop.DBus.Error.NameHasNoOwner",
-                                     "The service gave up the name " + host.name + " during the call");
-                 finish(*kept);
-               }
-             });
-}
-
 void Client::answer(Return reply) {
   if (unsentAnswers_ > MAXIMUM_UNSENT_ANSWERS) {
     dropped_.fetch_add(1);
@@ -206,20 +143,6 @@ void Client::incoming(Received message) {
   if (!transport_) return;
   dispatchOrDrop(message);
   wakeAnswered();
-}
-
-void Client::peerVanished(const std::string& uniqueName) {
-  MutexLock lock(mutex_);
-  for (auto entry = pending_.begin(); entry != pending_.end();) {
-    if (!isHeldBy(*entry->second, uniqueName)) {
-      ++entry;
-      continue;
-    }
-    const std::shared_ptr<Pending> kept = std::move(entry->second);
-    entry = pending_.erase(entry);
-    kept->reply.emplace("org.freedesktop.DBus.Error.NoReply", "The service left the bus without replying");
-    finish(*kept);
-  }
 }
 
 void Client::flushAnswers() {

@@ -16,6 +16,7 @@
 #include <platform/bus/connection/InProcessBus.h>
 #include <platform/bus/connection/MutexUnlock.h>
 #include <platform/bus/connection/SocketTransport.h>
+#include <platform/bus/connection/Tracing.h>
 #include <platform/core/Fork.h>
 #include <platform/core/Thread.h>
 #include <platform/core/log/Logger.h>
@@ -80,7 +81,7 @@ std::optional<Return> Client::connect(const Time::Monotonic& deadline) {
     bool noMemory = false;
     try {
       MutexUnlock unlock(mutex_);
-      transport = openLink(deadline);
+      transport = traced(openLink(deadline));
     } catch (Return& error) {
       failure.emplace(std::move(error));
     } catch (const std::bad_alloc&) {
@@ -142,6 +143,7 @@ void Client::lose(std::string reason) noexcept {
   // Nothing of this needs memory: where there is none, the calls must end all the same.
   lossReason_ = std::move(reason);
   lossUnreported_ = !closed_;
+  monitors_ = false;
   outgoingOffset_ = 0;
   unsentAnswers_ = 0;
   for (auto& [name, host] : hosts_) {
@@ -234,8 +236,8 @@ bool Client::background() {
 void Client::listen() {
   MutexLock lock(mutex_);
   Time::Elapsed pause = FIRST_PAUSE;
-  while (!closed_ &&
-         !(proxies_.empty() && servers_.empty() && names_.empty() && observers_.empty() && awaitingOwners_ == 0)) {
+  while (!closed_ && (monitors_ || awaitingOwners_ > 0 || !proxies_.empty() || !servers_.empty() || !names_.empty() ||
+                      !observers_.empty())) {
     if (!transport_) {
       if (!connect(Time::Clock::get().now() + SocketTransport::MAXIMUM_CONNECT_TIME)) {
         pause = FIRST_PAUSE;

@@ -239,6 +239,21 @@ void Client::stop(Object::Server& server) {
   wakeBackground();
 }
 
+void Client::becomeMonitor(Call& question) {
+  requireSameProcess();
+  const Time::Monotonic deadline = Time::Clock::get().now() + Call::DEFAULT_TIMEOUT;
+  MutexLock lock(mutex_);
+  if (const std::optional<Return> failure = connect(deadline)) throw Return(*failure);
+  monitors_ = true;  // what is shown may come with the answer
+  const Return reply = call(question, deadline);
+  if (reply.isException()) {
+    monitors_ = false;
+    throw reply;
+  }
+  keepInBackground();
+  wakeBackground();
+}
+
 void Client::requestName(const std::string& name) {
   requireSameProcess();
   Message::require(Message::checkBusName(name), "bus name", name);

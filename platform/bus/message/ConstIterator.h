@@ -67,8 +67,7 @@ class HEVRA_EXPORT ConstIterator {
   template <class... T>
   void read(T&... values) {
     if constexpr (sizeof...(T) > 1) {
-      static constexpr char CODES[] = {codeOf<T>()...};
-      if (!elementBegin_ && matches<sizeof...(T)>(CODES)) [[likely]] {
+      if (!elementBegin_ && matches<sizeof...(T)>(CODES_OF<T...>)) [[likely]] {
         const std::uint8_t* at = at_;
         ((at = load(at, values)), ...);
         at_ = at;

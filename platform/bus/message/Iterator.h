@@ -45,8 +45,7 @@ class HEVRA_EXPORT Iterator {
         return;
       }
     }
-    static constexpr char CODES[] = {codeOf<T>()..., '\0'};
-    take<sizeof...(T)>(CODES);
+    take<sizeof...(T)>(CODES_OF<T...>);
     std::uint8_t* at = body_.reserve((room(values) + ...));
     ((at = put(at, values)), ...);
     body_.commit(at);

@@ -40,6 +40,10 @@ constexpr char codeOf() noexcept {
   }
 }
 
+/// The signature of values of basic types, one behind the other. Hidden, where a static of an exported function is not.
+template <class... T>
+inline constexpr char CODES_OF[] = {codeOf<T>()..., '\0'};
+
 /// How many bytes a value of T has on the wire: a bool has four.
 template <class T>
 constexpr std::size_t WIRE_SIZE = std::is_same_v<T, bool> ? 4 : sizeof(T);

@@ -1,0 +1,249 @@
+// Which trace there is, and messages as lines.
+#include <platform/bus/Trace.h>
+
+#include <atomic>
+#include <cerrno>
+#include <charconv>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+
+#include <fcntl.h>
+
+#include <platform/bus/connection/Tracing.h>
+#include <platform/core/Mutex.h>
+#include <platform/core/log/Logger.h>
+#include <platform/core/log/WriteWhole.h>
+#include <platform/core/time/Clock.h>
+
+namespace Quarnix::Bus {
+
+namespace {
+
+using Message::Any;
+using Message::ConstIterator;
+
+std::atomic<Trace::Redactor> redactor{nullptr};
+
+/// What HEVRA_TRACE asks for: a line a message, behind the seconds of the monotonic clock.
+class Lines : public Trace {
+ public:
+  explicit Lines(int descriptor) noexcept : descriptor_(descriptor) {}
+  ~Lines() override {
+    if (descriptor_ != STDERR_FILENO) ::close(descriptor_);
+  }
+
+  void message(Direction direction, const Any& message) override {
+    const std::int64_t microseconds = (Time::Clock::get().now() - Time::Monotonic()).getNanoseconds() / 1000;
+    char time[32];
+    std::snprintf(time, sizeof time, "%lld.%06d ", static_cast<long long>(microseconds / 1'000'000),
+                  static_cast<int>(microseconds % 1'000'000));
+    Log::writeWhole(descriptor_, time + describe(direction, message) + "\n");
+  }
+
+  static Shared::Pointer<Trace> fromEnvironment() {
+    const char* where = std::getenv("HEVRA_TRACE");
+    if (!where || !*where || std::strcmp(where, "0") == 0) return {};
+    int descriptor = STDERR_FILENO;
+    if (std::strcmp(where, "1") != 0) {
+      descriptor = ::open(where, O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0600);
+      if (descriptor < 0) {
+        Log::printQuietly(Log::Priority::WARNING, "HEVRA_TRACE: cannot write %s: %s", where, std::strerror(errno));
+        return {};
+      }
+    }
+    return Shared::make<Lines>(descriptor);
+  }
+
+ private:
+  const int descriptor_;
+};
+
+struct Current {
+  Mutex mutex;
+  Shared::Pointer<Trace> trace HEVRA_GUARDED_BY(mutex) = Lines::fromEnvironment();
+};
+
+Current& current() {
+  static Current& state = *new Current;
+  return state;
+}
+
+/// Walks the arguments: shows them, or clears what is secret in a copy of the bytes.
+class Walk {
+ public:
+  Walk(const Any& message, std::string* shown, std::uint8_t* cleared) noexcept
+      : message_(message), shown_(shown), cleared_(cleared), redactor_(redactor.load(std::memory_order_acquire)) {}
+
+  void arguments() { members(static_cast<const Message::Base&>(message_).begin(), {}); }
+
+ private:
+  static constexpr std::size_t MOST_ELEMENTS = 16, MOST_BYTES = 64, MOST_TEXT = 240;
+
+  void show(std::string_view text) {
+    if (shown_) *shown_ += text;
+  }
+  template <class T>
+  void number(const ConstIterator& at) {
+    T value{};
+    at.get(value);
+    char digits[32];
+    show({digits, std::to_chars(digits, digits + sizeof digits, value).ptr});
+  }
+  void more(std::size_t count, const char* unit) { show("... " + std::to_string(count) + unit); }
+
+  void members(ConstIterator at, std::string_view structure) {
+    show("(");
+    for (unsigned field = 0; at.type() != 0; ++at, ++field) {
+      if (field) show(", ");
+      value(at, structure, field);
+    }
+    show(")");
+  }
+
+  void elements(const ConstIterator& array, std::string_view structure, unsigned field) {
+    show("[");
+    std::size_t count = 0;
+    for (ConstIterator at = array.begin(), end = array.end(); !(at == end); ++at, ++count) {
+      if (shown_ && count >= MOST_ELEMENTS) continue;
+      if (count) show(", ");
+      value(at, structure, field);
+    }
+    if (shown_ && count > MOST_ELEMENTS) more(count - MOST_ELEMENTS, " more");
+    show("]");
+  }
+
+  void bytes(const ConstIterator& at, std::string_view structure, unsigned field) {
+    const auto block = at.getBytes();
+    if (redactor_ && redactor_(message_, structure, field)) {
+      show("****");
+      if (cleared_) std::memset(cleared_ + (block.data() - message_.getBytes().data()), 0, block.size());
+      return;
+    }
+    if (!shown_) return;
+    show("0x");
+    for (const std::uint8_t byte : block.first(std::min(block.size(), MOST_BYTES))) {
+      constexpr const char* DIGITS = "0123456789abcdef";
+      *shown_ += {DIGITS[byte >> 4], DIGITS[byte & 15]};
+    }
+    if (block.size() > MOST_BYTES) more(block.size() - MOST_BYTES, " bytes");
+  }
+
+  void text(std::string_view whole) {
+    if (!shown_) return;
+    std::size_t length = std::min(whole.size(), MOST_TEXT);
+    while (length < whole.size() && (static_cast<std::uint8_t>(whole[length]) & 0xC0) == 0x80) --length;
+    show("\"");
+    std::uint8_t before = 0;
+    for (const char c : whole.substr(0, length)) {
+      const auto byte = static_cast<std::uint8_t>(c);
+      if (byte < 0x20 || byte == 0x7F || (before == 0xC2 && byte < 0xA0)) {
+        if (before == 0xC2) shown_->pop_back();  // the first byte of a control character that has two
+        char code[16];
+        std::snprintf(code, sizeof code, "\\u%04x", unsigned{byte});
+        show(code);
+      } else {
+        if (c == '"' || c == '\\') show("\\");
+        *shown_ += c;
+      }
+      before = byte;
+    }
+    show("\"");
+    if (length < whole.size()) more(whole.size() - length, " bytes");
+  }
+
+  void value(const ConstIterator& at, std::string_view structure, unsigned field) {
+    switch (at.type()) {
+      case Message::STRUCTURE:
+      case Message::DICTIONARY_ENTRY:
+        return members(at.begin(), at.signatureView());
+      case Message::ARRAY:
+        return at.signatureView() == "ay" ? bytes(at, structure, field) : elements(at, structure, field);
+      case Message::VARIANT:
+        show("<");
+        value(at.begin(), structure, field);
+        return show(">");
+      case 's':
+      case 'o':
+      case 'g':
+        return text(at.getText());
+      case 'b': {
+        bool yes = false;
+        at.get(yes);
+        return show(yes ? "true" : "false");
+      }
+      case 'y':
+        return number<std::uint8_t>(at);
+      case 'n':
+        return number<std::int16_t>(at);
+      case 'q':
+        return number<std::uint16_t>(at);
+      case 'i':
+        return number<std::int32_t>(at);
+      case 'u':
+        return number<std::uint32_t>(at);
+      case 'x':
+        return number<std::int64_t>(at);
+      case 't':
+        return number<std::uint64_t>(at);
+      case 'd':
+        return number<double>(at);
+      default:
+        return show("?");
+    }
+  }
+
+  const Any& message_;
+  std::string* const shown_;
+  std::uint8_t* const cleared_;
+  const Trace::Redactor redactor_;
+};
+
+}  // namespace
+
+Trace::~Trace() = default;
+
+void Trace::set(Shared::Pointer<Trace> trace) {
+  Current& state = current();
+  MutexLock lock(state.mutex);
+  state.trace.swap(trace);
+  // The former one goes with the caller's reference, behind the lock.
+}
+
+void Trace::setRedactor(Redactor chosen) noexcept { redactor.store(chosen, std::memory_order_release); }
+
+std::string Trace::describe(Direction direction, const Any& message) {
+  static constexpr const char* KINDS[] = {"unknown", "call", "return", "error", "signal"};
+  const auto kind = static_cast<std::size_t>(message.getType());
+  std::string line = direction == Direction::OUT ? "-> " : "<- ";
+  line += KINDS[kind < std::size(KINDS) ? kind : 0];
+  line += " #" + std::to_string(message.getSerial());
+  if (message.getReplySerial()) line += " of #" + std::to_string(message.getReplySerial());
+  const auto add = [&](const char* before, const char* text) {
+    if (*text) line.append(before).append(text);
+  };
+  add(" from ", message.getSender());
+  add(" to ", message.getDestination());
+  add(" ", message.getPath());
+  add(" ", message.getInterface());
+  add(*message.getInterface() ? "." : " ", message.getMember());
+  add(" ", message.getErrorName());
+  if (!*message.getMember() && !*message.getErrorName()) line += ' ';
+  Walk(message, &line, nullptr).arguments();
+  return line;
+}
+
+std::vector<std::uint8_t> Trace::withoutSecrets(const Any& message) {
+  const auto bytes = message.getBytes();
+  std::vector<std::uint8_t> cleared(bytes.begin(), bytes.end());
+  Walk(message, nullptr, cleared.data()).arguments();
+  return cleared;
+}
+
+Shared::Pointer<Trace> Internal::currentTrace() {
+  Current& state = current();
+  MutexLock lock(state.mutex);
+  return state.trace;
+}
+
+}  // namespace Quarnix::Bus
