@@ -152,7 +152,7 @@ class HEVRA_EXPORT Manager : public virtual Bus::Object::Proxy,
   Watches take(Chosen chosen);
   static void tell(const Watches& watches, const Outcome& outcome) noexcept;
   void accept(Submission& submission, std::uint64_t tenure);
-  void refuse(const Submission& submission, Outcome::Kind kind, const std::string& reason);
+  void giveUp(const Submission& submission, Outcome::Kind kind, const std::string& reason);
   void serviceChanged();
 
   std::string interfaceName;  // constant after construction

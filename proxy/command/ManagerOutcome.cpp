@@ -34,15 +34,15 @@ void Manager::submit(const Shared::Pointer<Interface::Command::Originator>& clie
     } else {
       const bool lost =
           name == "org.freedesktop.DBus.Error.Disconnected" || name == "org.freedesktop.DBus.Error.NameHasNoOwner";
-      refuse(*submission, lost ? Outcome::Kind::SERVICE_LOST : Outcome::Kind::REFUSED,
+      giveUp(*submission, lost ? Outcome::Kind::SERVICE_LOST : Outcome::Kind::REFUSED,
              name + ": " + error.getErrorText());
     }
     throw;
   } catch (const std::exception& error) {
-    refuse(*submission, Outcome::Kind::REFUSED, error.what());
+    giveUp(*submission, Outcome::Kind::REFUSED, error.what());
     throw;
   } catch (...) {
-    refuse(*submission, Outcome::Kind::REFUSED, "the commands' container raised an error");
+    giveUp(*submission, Outcome::Kind::REFUSED, "the commands' container raised an error");
     throw;
   }
 }
@@ -77,11 +77,11 @@ void Manager::accept(Submission& submission, std::uint64_t tenure) {
     MutexLock lock(mutex_);
     submission.tenure = tenure;
   }
-  if (tenure == 0) return refuse(submission, Outcome::Kind::SERVICE_LOST, GONE);
+  if (tenure == 0) return giveUp(submission, Outcome::Kind::SERVICE_LOST, GONE);
   if (tenure < getTenure()) serviceChanged();
 }
 
-void Manager::refuse(const Submission& submission, Outcome::Kind kind, const std::string& reason) {
+void Manager::giveUp(const Submission& submission, Outcome::Kind kind, const std::string& reason) {
   tell(take([&](const Submission& one) { return &one == &submission; }), {kind, {}, reason});
 }
 
