@@ -22,7 +22,7 @@ void Manager::submit(const Shared::Pointer<Interface::Command::Originator>& clie
     presence_ = std::move(presence);
   });
   const std::uint64_t before = getTenure();
-  const auto submission = std::make_shared<Submission>(observer, group);
+  const auto submission = std::make_shared<Submission>(Submission{observer, group});
   try {
     const Bus::Message::SendReturn reply = transmit(client, group, commands, submission);
     if (!reply->isException()) return accept(*submission, getTenureOf(reply->getSender()));
@@ -65,9 +65,9 @@ Manager::Watches Manager::take(Chosen chosen) {
 }
 
 void Manager::tell(const Watches& watches, const Outcome& outcome) noexcept {
-  for (const auto& [submission, commandId] : watches) {
-    runAtBoundary("command's outcome observer",
-                  [&] { submission->observer->ended(submission->group, commandId, outcome); });
+  for (const Watch& watch : watches) {
+    const Submission& of = *watch.submission;
+    runAtBoundary("command's outcome observer", [&] { of.observer->ended(of.group, watch.commandId, outcome); });
   }
 }
 
