@@ -8,8 +8,8 @@
 
 namespace Quarnix::Bus::Message {
 
-void Body::grow(std::size_t count) {
-  const std::uint64_t needed = std::uint64_t{size} + count;
+void Body::grow(std::uint64_t count) {
+  const std::uint64_t needed = size + count;
   if (needed > MAXIMUM_MESSAGE_SIZE) {
     unusable = true;
     throw InvalidArgument("Message body of " + std::to_string(needed) + " bytes: expected a message of at most " +

@@ -18,8 +18,8 @@ class HEVRA_EXPORT Body {
   static constexpr std::uint32_t HEADROOM = 384;
 
   /// Room for `count` more bytes; raises InvalidArgument beyond the largest message, std::bad_alloc without memory.
-  std::uint8_t* reserve(std::size_t count) {
-    if (storage.capacity() < begin + size + count + SLACK) [[unlikely]]
+  std::uint8_t* reserve(std::uint64_t count) {
+    if (storage.capacity() < begin + size + SLACK + count) [[unlikely]]
       grow(count);
     return storage.data() + begin + size;
   }
@@ -44,7 +44,7 @@ class HEVRA_EXPORT Body {
 
  private:
   static constexpr std::size_t SLACK = 16;
-  void grow(std::size_t count);
+  void grow(std::uint64_t count);
 };
 
 }  // namespace Quarnix::Bus::Message

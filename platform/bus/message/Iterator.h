@@ -125,10 +125,11 @@ class HEVRA_EXPORT Iterator {
   void extend(const char* codes, std::size_t count);
   void extendByOpening(char opening);
 
+  // In 64 bits, as the sum of several texts may be beyond 32.
   template <class T>
-  static std::size_t room(const T& value) noexcept {
+  static std::uint64_t room(const T& value) noexcept {
     if constexpr (IS_TEXT<T>) {
-      return std::string_view(value).size() + 8;
+      return std::uint64_t{std::string_view(value).size()} + 8;
     } else {
       return 2 * WIRE_SIZE<T> - 1;
     }

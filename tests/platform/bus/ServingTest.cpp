@@ -276,7 +276,6 @@ TEST_P(Serving, AnswersTheStandardInterfaces) {
 
 // The daemon, where there is one, goes while the process ends.
 TEST_P(Serving, LetsTheProcessEndWithEverythingRunning) {
-  GTEST_FLAG_SET(death_test_style, "threadsafe");
   EXPECT_EXIT(
       {
         static std::unique_ptr<BusDaemon> daemon;

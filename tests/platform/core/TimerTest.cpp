@@ -127,7 +127,6 @@ TEST_F(Timer, MayDestroyAnotherFromItsHook) {
 }
 
 TEST(TaskDeathTest, EndsTheProcessWhenATaskOrATimerIsDestroyedFromItsOwnHook) {
-  GTEST_FLAG_SET(death_test_style, "threadsafe");
   const std::function<void()> rows[] = {
       [] { (new TestTask([](TestTask& self) { delete &self; }))->schedule(); },
       [] { (new TestTimer(Elapsed(), [](TestTimer& self, const Time::Monotonic&) { delete &self; }))->start(); }};

@@ -86,7 +86,7 @@ class MessageBytes {
         arrays_.pop_back();
     }
   }
-  MessageBytes& align(std::size_t alignment) {
+  MessageBytes& align(std::uint64_t alignment) {
     while (size() % alignment) bytes_.push_back(0);
     return *this;
   }
