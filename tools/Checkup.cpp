@@ -62,7 +62,10 @@ bool Checkup::run(const char* name, const std::function<std::string()>& step, Ex
   } catch (const Failure& failure) {
     return fail(failure.found, failure.advice);
   } catch (const Bus::Message::Method::Return& error) {
-    return fail(error.getErrorName() + std::string(": ") + error.getErrorText(), adviceFor(error.getErrorName()));
+    std::string text = error.getErrorName() + std::string(": ") + error.getErrorText();
+    // A bus adds to a refusal all that it knows of the message and its two ends.
+    if (text.find(".AccessDenied") != text.npos) text.resize(std::min(text.size(), text.find(';')));
+    return fail(text, adviceFor(error.getErrorName()));
   } catch (const Exception& error) {
     return fail(error.getId() + std::string(": ") + error.what(), adviceFor({}));
   }

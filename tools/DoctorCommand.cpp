@@ -30,6 +30,7 @@ using Failure = Checkup::Failure;
 
 constexpr Time::Elapsed PATIENCE{5, 0};
 constexpr int PINGS = 50;
+constexpr const char* COMMANDS_PATH = "/com/quarnix/Application/HevraZuv/Manager/Command";  // of both variants
 
 std::string nameOf(std::uint32_t user) {
   const passwd* const entry = ::getpwuid(user);
@@ -69,6 +70,7 @@ class Doctor {
   std::string findPlace() const;
   std::string findService() const;
   std::string describeOwner(const std::string& owner) const;
+  std::string findAnswer() const;
   std::string findObject(const std::string& path, const std::string& interface) const;
   std::string callBack(Proxy::Command::Manager& manager) const;
   std::string measure() const;
@@ -92,8 +94,10 @@ std::string Doctor::findPlace() const {
   if (place != "system" && place != "session") return place + " (" + origin + ")";
   const std::string name = place == "system" ? "DBUS_SYSTEM_BUS_ADDRESS" : "DBUS_SESSION_BUS_ADDRESS";
   const std::string address = variable(name.c_str());
-  return "the " + place + " bus (" + origin + ") at " +
-         (address.empty() ? "its standard address" : address + " (" + name + ")");
+  const std::string where = !address.empty()    ? " at " + address + " (" + name + ")"
+                            : place == "system" ? " at its standard address"
+                                                : "";
+  return "the " + place + " bus (" + origin + ")" + where;
 }
 
 /// Reaching the bus and being let in are one operation, whose errors tell them apart.
@@ -191,6 +195,18 @@ std::string Doctor::findService() const {
                       : "");
 }
 
+/// Whether the bus lets us call the service, and it answers, be it with an error.
+std::string Doctor::findAnswer() const {
+  try {
+    Peer(connection_, host_, COMMANDS_PATH).ping();
+  } catch (const Return& error) {
+    const std::string name = error.getErrorName();
+    if (name.ends_with(".AccessDenied") || name.ends_with(".NoReply")) throw;
+    return "answers calls with " + name;
+  }
+  return "answers calls";
+}
+
 std::string Doctor::findObject(const std::string& path, const std::string& interface) const {
   const Peer object(connection_, host_, path);
   object.ping();
@@ -236,14 +252,14 @@ std::string Doctor::callBack(Proxy::Command::Manager& manager) const {
     throw Failure{
         "a command was taken, and no report of it came within " + std::to_string(PATIENCE.getSeconds()) + " s",
         "the bus's policy probably forbids the service to call us: install "
-        "/usr/share/dbus-1/system.d/com.quarnix.Application.HevraZuv.conf, with the service's user in it; what "
-        "the bus rejects is in its log: journalctl -t dbus-daemon -g Rejected"};
+        "/usr/share/dbus-1/system.d/com.quarnix.Application.HevraZuv.conf with the service's user in it; the "
+        "bus's log tells: 'Rejected' (dbus-daemon) or 'denied' (dbus-broker)"};
   }
   return std::to_string(reports) + (reports == 1 ? " report" : " reports") + " of a cancelled command came";
 }
 
 std::string Doctor::measure() const {
-  const Peer object(connection_, host_, "/com/quarnix/Application/HevraZuv/Manager/Command");
+  const Peer object(connection_, host_, COMMANDS_PATH);
   std::vector<std::int64_t> times(PINGS);
   for (std::int64_t& time : times) {
     const Time::Monotonic begin = Time::Clock::get().now();
@@ -261,39 +277,40 @@ std::string Doctor::measure() const {
 }
 
 ExitStatus Doctor::examine() {
-  const bool bus = examineBus();
-  const bool service = bus && checkup_.run(
-                                  "service", [&] { return findService(); }, ExitStatus::BUS_ERROR);
-  if (!bus) checkup_.skip("service", "needs the bus");
-
-  const auto needing = [&](bool possible, const char* name, const char* what,
-                           const std::function<std::string()>& step) {
-    if (possible) return checkup_.run(name, step);
-    checkup_.skip(name, what);
+  // A step is done when what it needs went well.
+  const auto step = [this](bool possible, const char* name, const char* needs, const std::function<std::string()>& look,
+                           ExitStatus whenFailed = ExitStatus::NO) {
+    if (possible) return checkup_.run(name, look, whenFailed);
+    checkup_.skip(name, std::string("needs the ") + needs);
     return false;
   };
+  const bool bus = examineBus();
+  const bool service = step(
+      bus, "service", "bus", [&] { return findService(); }, ExitStatus::BUS_ERROR);
+  const bool access = step(
+      service, "access", "service", [&] { return findAnswer(); }, ExitStatus::BUS_ERROR);
+
   const auto object = [&](const char* name, const std::string& path, const std::string& interface) {
-    return needing(service, name, "needs the service", [&] { return findObject(path, interface); });
+    return step(access, name, "access", [&] { return findObject(path, interface); });
   };
-  const std::string managers = "/com/quarnix/Application/HevraZuv/Manager/";
-  const bool commands = object("command manager", managers + "Command", Stack::commandInterfaceOf(variant_));
+  const bool commands = object("command manager", COMMANDS_PATH, Stack::commandInterfaceOf(variant_));
   object("node manager", Stack::nodePathOf(variant_), Stack::nodeInterfaceOf(variant_));
   if (context_.zuv) {
     checkup_.skip("daughter board", "belongs to the other variant: --service hevra");
   } else {
-    object("daughter board", managers + "DaughterBoard", Stack::boardInterface());
+    object("daughter board", "/com/quarnix/Application/HevraZuv/Manager/DaughterBoard", Stack::boardInterface());
   }
 
   Proxy::Command::Manager manager(context_.zuv, context_.application);
   if (context_.strict) manager.acceptProgressOnlyFromService();
-  const bool application = needing(bus, "application", "needs the bus", [&] {
+  const bool application = step(bus, "application", "bus", [&] {
     manager.setConnection(connection_);
     manager.start(true);
     return "/com/quarnix/Application/" + context_.application + (context_.zuv ? "/Zuv" : "/Hevra") + "/Originator";
   });
-  needing(commands && application, "progress", "needs the command manager and the application",
-          [&] { return callBack(manager); });
-  needing(service, "round trip", "needs the service", [&] { return measure(); });
+  step(commands && application, "progress", commands ? "application" : "command manager",
+       [&] { return callBack(manager); });
+  step(access, "round trip", "access", [&] { return measure(); });
   return checkup_.getExitStatus();
 }
 
