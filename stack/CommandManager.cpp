@@ -13,8 +13,19 @@ using Bus::Message::ConstIterator;
 using Bus::Message::Method::Call;
 using Bus::Message::Method::Return;
 
+namespace {
+
+std::vector<std::string> interfacesOf(const std::vector<Variant>& variants) {
+  std::vector<std::string> interfaces(variants.size());
+  std::transform(variants.begin(), variants.end(), interfaces.begin(), commandInterfaceOf);
+  return interfaces;
+}
+
+}  // namespace
+
 CommandManager::CommandManager(Shared::Pointer<Bus::Connection> connection, const Options& options, NodeTable& nodes)
-    : SimulatedObject(connection, "/com/quarnix/Application/HevraZuv/Manager/Command", options, 0),
+    : SimulatedObject(connection, "/com/quarnix/Application/HevraZuv/Manager/Command", interfacesOf(options.variants),
+                      options, 0),
       radio_(connection, options.pace, nodes) {}
 
 CommandManager::~CommandManager() { retire(); }

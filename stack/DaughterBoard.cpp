@@ -6,13 +6,13 @@
 namespace Quarnix::Hevra::Stack {
 
 DaughterBoard::DaughterBoard(Shared::Pointer<Bus::Connection> connection, const Options& options)
-    : SimulatedObject(connection, "/com/quarnix/Application/HevraZuv/Manager/DaughterBoard", options, 1) {}
+    : SimulatedObject(connection, "/com/quarnix/Application/HevraZuv/Manager/DaughterBoard", {boardInterface()},
+                      options, 1) {}
 
 DaughterBoard::~DaughterBoard() { retire(); }
 
 bool DaughterBoard::answer(const Bus::Message::Method::Call& call, Bus::Message::Method::Return& reply) {
-  if (busNameOf(Variant::HEVRA) + ".Manager.DaughterBoard" != call.getInterface() ||
-      std::strcmp(call.getMember(), "hardreset") != 0) {
+  if (boardInterface() != call.getInterface() || std::strcmp(call.getMember(), "hardreset") != 0) {
     return false;
   }
   require(call, "", "none");

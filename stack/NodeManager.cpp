@@ -53,7 +53,8 @@ NodeAction readAction(ConstIterator& argument) {
 
 NodeManager::NodeManager(Shared::Pointer<Bus::Connection> connection, const Options& options, Variant variant,
                          NodeTable& nodes)
-    : SimulatedObject(std::move(connection), nodePathOf(variant), options, variant == Variant::HEVRA ? 2 : 3),
+    : SimulatedObject(std::move(connection), nodePathOf(variant), {nodeInterfaceOf(variant)}, options,
+                      variant == Variant::HEVRA ? 2 : 3),
       interface_(nodeInterfaceOf(variant)),
       nodes_(nodes) {}
 

@@ -3,16 +3,20 @@
 
 #include <utility>
 
+#include <stack/Interfaces.h>
+
 namespace Quarnix::Hevra::Stack {
 
 using Bus::Message::Method::Call;
 using Bus::Message::Method::Return;
 
 SimulatedObject::SimulatedObject(Shared::Pointer<Bus::Connection> connection, const std::string& path,
-                                 const Options& options, unsigned stream)
+                                 const std::vector<std::string>& interfaces, const Options& options, unsigned stream)
     : options_(options), dice_(options.seed + stream) {
   setConnection(std::move(connection));
   setPath(path);
+  for (const std::string& interface : interfaces) description_ += describeInterface(interface);
+  setDescription(description_.c_str());
 }
 
 bool SimulatedObject::method(const Call& call) {

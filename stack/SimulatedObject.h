@@ -3,6 +3,7 @@
 
 #include <stdexcept>
 #include <string>
+#include <vector>
 
 #include <platform/bus/object/Server.h>
 #include <stack/Dice.h>
@@ -22,9 +23,9 @@ class SimulatedObject : public Bus::Object::Server {
     using std::invalid_argument::invalid_argument;
   };
 
-  /// `stream` gives the object a sequence of draws of its own.
-  SimulatedObject(Shared::Pointer<Bus::Connection> connection, const std::string& path, const Options& options,
-                  unsigned stream);
+  /// `interfaces`: what it serves, for its description. `stream` gives the object a sequence of draws of its own.
+  SimulatedObject(Shared::Pointer<Bus::Connection> connection, const std::string& path,
+                  const std::vector<std::string>& interfaces, const Options& options, unsigned stream);
 
   /// The hook: carries out a call and appends the return values. False, with nothing done, when there is no such
   /// interface or member here.
@@ -40,6 +41,8 @@ class SimulatedObject : public Bus::Object::Server {
  private:
   bool method(const Bus::Message::Method::Call& call) final;
   void sendIfExpected(const Bus::Message::Method::Call& call, Bus::Message::Method::Return&& reply);
+
+  std::string description_;
 };
 
 }  // namespace Quarnix::Hevra::Stack

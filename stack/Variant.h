@@ -15,6 +15,9 @@ inline std::string busNameOf(Variant variant) {
 /// The interface of the variant's command manager.
 inline std::string commandInterfaceOf(Variant variant) { return busNameOf(variant) + ".Manager.Command"; }
 
+/// The interface of the daughter board, which the plain variant alone has.
+inline std::string boardInterface() { return busNameOf(Variant::HEVRA) + ".Manager.DaughterBoard"; }
+
 /// The interface and the object of the variant's node manager.
 inline std::string nodeInterfaceOf(Variant variant) { return busNameOf(variant) + ".Manager.Node"; }
 inline std::string nodePathOf(Variant variant) {

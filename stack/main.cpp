@@ -118,6 +118,10 @@ int main(int argc, char** argv) {
   } catch (const Bus::Message::Method::Return& error) {
     return fail(BUS_ERROR, error.getErrorName() + std::string(": ") + error.what());
   } catch (const std::exception& error) {
-    return fail(BUS_ERROR, error.what());
+    const std::string text = error.what();
+    const bool denied = text.find("AccessDenied") != text.npos;
+    return fail(BUS_ERROR, text + (denied ? "; install com.quarnix.Application.HevraZuv.conf, with this user in it, in "
+                                            "/usr/share/dbus-1/system.d"
+                                          : ""));
   }
 }

@@ -12,6 +12,7 @@ Progress::Progress(const std::vector<Command>& commands) {
 void Progress::note(std::uint32_t id, HvDetailedCommandStatus status) {
   MutexLock lock(mutex_);
   statuses_[id] = status;
+  ++reports_;
 }
 
 void Progress::close() {
@@ -30,6 +31,7 @@ bool Progress::awaitClose(const Time::Monotonic& deadline) {
 Progress::Outcome Progress::getOutcome() const {
   MutexLock lock(mutex_);
   Outcome outcome;
+  outcome.reports = reports_;
   for (const auto& [id, status] : statuses_) {
     if (!Command::isFinalStatus(status)) {
       outcome.unfinished.push_back(id);

@@ -19,6 +19,7 @@ class Progress {
     std::size_t completed = 0;
     std::size_t failed = 0;  // ended in any other status
     std::vector<std::uint32_t> unfinished;
+    std::size_t reports = 0;  // heard, doubled ones too
   };
 
   explicit Progress(const std::vector<Command>& commands);
@@ -34,6 +35,7 @@ class Progress {
   mutable Mutex mutex_;
   ConditionVariable closing_;
   bool closed_ HEVRA_GUARDED_BY(mutex_) = false;
+  std::size_t reports_ HEVRA_GUARDED_BY(mutex_) = 0;
   std::map<std::uint32_t, HvDetailedCommandStatus> statuses_ HEVRA_GUARDED_BY(mutex_);
 };
 

@@ -52,6 +52,8 @@ ExitStatus run(int argc, char** argv, CLI::App& app) {
   addSend(app, context);
   addCancel(app, context);
   addWatch(app, context);
+  addDoctor(app, context);
+  addWait(app, context);
   app.require_subcommand(1);
   app.parse(argc, argv);
   checkApplication(context.application);

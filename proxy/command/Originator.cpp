@@ -15,6 +15,15 @@ namespace {
 constexpr const char* INTERFACE = "com.quarnix.Application.HevraZuv.Originator.Command";
 constexpr const char* MEMBER = "progress";
 
+constexpr const char* DESCRIPTION =
+    " <interface name=\"com.quarnix.Application.HevraZuv.Originator.Command\">\n"
+    "  <method name=\"progress\">\n"
+    "   <arg name=\"command\" type=\"(utbuviiyisusuyy)\" direction=\"in\"/>\n"
+    "   <arg name=\"group\" type=\"(s)\" direction=\"in\"/>\n"
+    "   <arg name=\"status\" type=\"i\" direction=\"in\"/>\n"
+    "  </method>\n"
+    " </interface>\n";
+
 const std::string& expectedSignature() {
   static const std::string built = "(" + Bus::Type::Wrapper<Hevra::Command>().signature() + ")(" +
                                    Bus::Type::Wrapper<std::string>().signature() + ")" +
@@ -26,6 +35,7 @@ const std::string& expectedSignature() {
 
 Originator::Originator(Interface::Command::Originator* client) : target(client) {
   setStackSize(static_cast<unsigned int>(::getpagesize()) * 8);
+  setDescription(DESCRIPTION);
 }
 
 Originator::~Originator() { retire(); }

@@ -4,6 +4,8 @@ for bytes of a pipe or the end of a process, with a deadline that only a failure
 import contextlib
 import json
 import os
+import pwd
+import re
 import select
 import subprocess
 import tempfile
@@ -11,6 +13,7 @@ import time
 
 DEADLINE = 60  # seconds
 PROGRAMS = os.environ["HEVRA_BINARY_DIR"] + "/bin/"
+DIST = os.path.dirname(__file__) + "/../../dist/"
 EMULATOR = os.environ.get("HEVRA_EMULATOR", "").split()
 
 HOST = "com.quarnix.Application.Hevra"
@@ -34,6 +37,7 @@ CONFIGURATION = """<!DOCTYPE busconfig PUBLIC "-//freedesktop//DTD D-Bus Bus Con
 <busconfig>
   <type>session</type>
   <listen>unix:path=%s/bus</listen>
+  <servicedir>%s/services</servicedir>
   <auth>EXTERNAL</auth>
   <policy context="default">
     <allow user="*"/><allow own="*"/><allow send_destination="*"/><allow receive_sender="*"/>
@@ -85,15 +89,25 @@ class Process:
 
 
 class Bus(contextlib.ExitStack):
-    """A dbus-daemon of our own. `rules` stand behind those that allow everything."""
+    """A dbus-daemon of our own. `rules` stand behind those that allow everything; `services`, by their names, are the
+    files of services that it can start, on this bus in place of the system's."""
 
-    def __init__(self, rules=""):
+    def __init__(self, rules="", **services):
         super().__init__()
-        folder = self.enter_context(tempfile.TemporaryDirectory())
-        with open(folder + "/configuration", "w", encoding="utf-8") as file:
-            file.write(CONFIGURATION % (folder, rules))
-        self.address = f"unix:path={folder}/bus"
-        self.run("dbus-daemon", f"--config-file={folder}/configuration", "--nofork", "--print-address").line()
+        self.folder = self.enter_context(tempfile.TemporaryDirectory())
+        self.address = f"unix:path={self.folder}/bus"
+        os.mkdir(self.folder + "/services")
+        for name, text in services.items():
+            self.write(f"services/{name}.service", text.replace("--bus system", f"--bus {self.address}"))
+        self.write("configuration", self.configuration(rules))
+        self.run("dbus-daemon", f"--config-file={self.folder}/configuration", "--nofork", "--print-address").line()
+
+    def configuration(self, rules):
+        return CONFIGURATION % (self.folder, self.folder, rules)
+
+    def write(self, name, text):
+        with open(f"{self.folder}/{name}", "w", encoding="utf-8") as file:
+            file.write(text)
 
     def run(self, *command):
         process = Process(*command)
@@ -109,6 +123,21 @@ class Bus(contextlib.ExitStack):
 
     def ctl(self, *arguments, **options):
         return ctl("--bus", self.address, *arguments, **options)
+
+
+class SystemBus(Bus):
+    """A dbus-daemon with the configuration of this machine's system bus but for where it listens and whose it is;
+    `rules` is the one file of its system.d, in which the user that the tests run as takes root's place."""
+
+    def configuration(self, rules):
+        os.chmod(self.folder, 0o755)  # the other users' way to the socket
+        os.mkdir(self.folder + "/system.d")
+        if rules:
+            me = pwd.getpwuid(os.geteuid()).pw_name
+            self.write("system.d/hevra.conf", rules.replace('user="root"', f'user="{me}"'))
+        with open("/usr/share/dbus-1/system.conf", encoding="utf-8") as file:
+            text = re.sub("unix:path=[^<]*", self.address, file.read())
+        return re.sub("<(user|fork|syslog|pidfile).*|<include.*>/etc/.*", "", text)
 
 
 class Result:

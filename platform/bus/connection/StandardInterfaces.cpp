@@ -47,12 +47,12 @@ std::string Client::describe(const std::string& path) const {
     const std::string rest = server->first.substr(prefix.size());
     children.insert(rest.substr(0, rest.find('/')));
   }
-  const bool served = servers_.count(path) > 0;
-  if (!served && children.empty() && path != "/") return {};
+  const auto served = servers_.find(path);
+  if (served == servers_.end() && children.empty() && path != "/") return {};
   std::string text =
       "<!DOCTYPE node PUBLIC \"-//freedesktop//DTD D-BUS Object Introspection 1.0//EN\"\n"
       " \"http://www.freedesktop.org/standards/dbus/1.0/introspect.dtd\">\n<node>\n";
-  if (served) text += STANDARD_DESCRIPTION;
+  if (served != servers_.end()) text.append(STANDARD_DESCRIPTION).append(served->second.server->description_);
   for (const std::string& child : children) text += " <node name=\"" + child + "\"/>\n";
   return text + "</node>\n";
 }

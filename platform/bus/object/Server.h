@@ -19,6 +19,10 @@ class HEVRA_EXPORT Server : public Base {
   /// to everybody. Before `start`, which raises InvalidArgument for what is no bus name.
   void setCaller(const std::string& host) { caller_ = host; }
 
+  /// What "Introspect" tells beside the standard interfaces: the object's own <interface> elements. None at first. The
+  /// text is not copied and must stay as long as the object is started. Before `start`.
+  void setDescription(const char* interfaces) noexcept { description_ = interfaces; }
+
   /// Sends the reply to a call, or a signal of this object.
   void send(Message::Method::Return& reply);
   void send(Message::Signal& signal);
@@ -42,6 +46,7 @@ class HEVRA_EXPORT Server : public Base {
   std::string describeKeptOut(unsigned count) const override;
 
   std::string caller_;
+  const char* description_ = "";
   Internal::Client* serving_ = nullptr;  // of the last `start`
 };
 

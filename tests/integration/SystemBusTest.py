@@ -1,0 +1,196 @@
+"""The road of a command on a bus that is configured as a system bus is, with the policy that is shipped and without it;
+and what `hevractl doctor` finds where the road is broken in one place."""
+
+import json
+import os
+import re
+import signal
+import socket
+import subprocess
+import threading
+import unittest
+
+import support
+from peers import DBusPython
+from roles import Service
+from support import ADD, BOARD, BOARD_PATH, HOST, MANAGER, MANAGER_PATH, NODES, ORIGINATOR, PROGRESS, Process, ctl
+
+ACCESS_DENIED = "org.freedesktop.DBus.Error.AccessDenied"
+with open(support.DIST + "dbus/com.quarnix.Application.HevraZuv.conf", encoding="utf-8") as policy:
+    POLICY = policy.read()
+PROGRESS_RULE = POLICY[POLICY.index('<allow send_type="method_call" send_interface'):POLICY.index("</policy>")]
+STEPS = ["bus", "authentication", "service", "access", "command manager", "node manager", "daughter board",
+         "application", "progress", "round trip"]
+
+
+class SystemBus(unittest.TestCase):
+    def bus(self, rules):
+        bus = support.SystemBus(rules)
+        self.addCleanup(bus.close)
+        return bus
+
+    def test_carries_commands_nodes_and_signals_with_the_policy(self):
+        bus = self.bus(POLICY)
+        bus.stackd("--pace", "0")
+        for variant in "hevra", "zuv":
+            watch = bus.run(*support.EMULATOR, support.PROGRAMS + "hevractl", "--bus", bus.address, "--json",
+                            "--service", variant, "watch")
+            self.assertEqual(json.loads(watch.line()), {"event": "ready"})
+
+            def run(*arguments, variant=variant, **options):
+                return bus.ctl("--json", "--service", variant, *arguments, **options)
+
+            sent = run("send", "--group", "g", "-", commands=[{"id": 7, "address": 0x1000, "write": True}])
+            self.assertEqual((sent.status, [line["command"]["status"] for line in sent.lines]), (0, [1, 2, 3]), sent)
+            node = run("nodes").lines[0]
+            self.assertEqual(run("node", "set", "-", "--action", "1", commands=node).lines, [{"modified": True}])
+            changes = [json.loads(watch.line()) for _ in range(2 if variant == "hevra" else 1)]
+            self.assertEqual(changes[-1]["event"], "modified")
+            self.assertEqual(run("cancel").status, 0)
+            self.assertEqual(run("doctor").status, 0)
+        self.assertEqual(bus.ctl("reset").status, 0)
+
+    def test_forbids_names_calls_and_progress_without_it(self):
+        rows = [("", None), (POLICY.replace(PROGRESS_RULE, ""), 4)]
+        for rules, status in rows:
+            bus = self.bus(rules)
+            service = Process(*support.EMULATOR, support.PROGRAMS + "hevra-stackd", "--bus", bus.address)
+            self.addCleanup(service.kill)
+            if status is None:
+                ended, errors = service.end()
+                self.assertEqual(ended, 3, errors)
+                self.assertIn(".HevraZuv.conf", errors)
+            else:
+                self.assertEqual(service.line(), "ready")
+                sent = bus.ctl("--json", "send", "--group", "g", "-", "--wait", "1", commands=[{"id": 7}])
+                self.assertEqual((sent.status, sent.lines), (status, []), sent)
+                errors = service.end(signal.SIGTERM)[1]
+            self.assertIn(ACCESS_DENIED, errors)
+
+    @unittest.skipIf(os.geteuid() != 0 or support.EMULATOR, "only root can become another user")
+    def test_keeps_other_users_out(self):
+        bus = self.bus(POLICY)
+        bus.stackd()
+        stranger = ["setpriv", "--reuid=65534", "--regid=65534", "--clear-groups"]
+        if subprocess.run([*stranger, "test", "-x", support.PROGRAMS + "hevractl"], check=False).returncode:
+            self.skipTest("other users cannot reach the build folder")
+        for command in ["nodes"], ["cancel"], ["reset"]:
+            process = Process(*stranger, support.PROGRAMS + "hevractl", "--bus", bus.address, *command)
+            status, errors = process.end()
+            self.assertEqual((status, ACCESS_DENIED in errors), (3, True), errors)
+
+    def test_starts_the_service_for_who_calls_it(self):
+        for name in "Hevra", "Zuv":
+            with open(support.DIST + f"dbus/com.quarnix.Application.{name}.service", encoding="utf-8") as file:
+                text = file.read().replace("/usr/bin/", " ".join([*support.EMULATOR, support.PROGRAMS]))
+            with support.Bus(hevra=text) as bus:
+                self.assertEqual(bus.ctl("--service", name.lower(), "nodes").status, 0)
+                service = bus.ctl("--json", "--service", name.lower(), "doctor").lines[2]["found"]
+                self.assertIn("the bus can start it", service)
+                os.kill(int(re.search("process ([0-9]+)", service)[1]), signal.SIGTERM)
+
+
+class Doctor(Service, unittest.TestCase):
+    Peer = DBusPython
+
+    def examine(self, *options):
+        """hevractl's result, and what became of each step."""
+        result = ctl("--json", *options, "doctor") if options else self.run_ctl("doctor")
+        return result, {line["step"]: line["ok"] for line in result.lines}
+
+    def expect_broken(self, answer, status, found, failed, skipped=()):
+        result, steps = answer
+        expected = {step: False if step in failed else None if step in skipped else True for step in STEPS}
+        self.assertEqual((result.status, steps), (status, expected), result)
+        for line in result.lines:
+            self.assertEqual(bool(line["advice"]), line["step"] in failed, line)
+        self.assertIn(found, "".join(line["found"] for line in result.lines if line["ok"] is False))
+
+    def serve_managers(self, missing=()):
+        """A whole service but for the objects at the missing paths."""
+        objects = {MANAGER_PATH: HOST + MANAGER, support.nodes_path(HOST): HOST + NODES, BOARD_PATH: BOARD}
+        for path, interface in objects.items():
+            text = "<node/>" if path in missing else f'<node><interface name="{interface}"/></node>'
+            self.peer.serve(path, "org.freedesktop.DBus.Introspectable", {"Introspect": ("", "s")},
+                            lambda *_, text=text: (text,))
+            self.peer.serve(path, "org.freedesktop.DBus.Peer", {"Ping": ("", "")}, lambda *_: ())
+
+        def cancelled(sender, member, values):
+            if member == "add":
+                (path,), group, (command,) = values
+                self.peer.send(sender, path, ORIGINATOR, "progress", PROGRESS,
+                               (command[:13] + (5,) + command[14:], group, 3), lambda reply: None)
+            return ()
+
+        self.peer.serve(MANAGER_PATH, HOST + MANAGER, {"add": (ADD, ""), "cancel": ("s", "")}, cancelled)
+
+    def test_names_the_manager_that_is_missing(self):
+        self.serve_managers()
+        self.expect_broken(self.examine(), 0, "", [])
+        rows = [(MANAGER_PATH, "command manager", ["progress"]), (support.nodes_path(HOST), "node manager", []),
+                (BOARD_PATH, "daughter board", [])]
+        for path, step, skipped in rows:
+            with self.subTest(step):
+                self.serve_managers(missing=[path])
+                self.expect_broken(self.examine(), 1, path, [step], skipped)
+
+    def test_says_that_no_progress_comes(self):
+        with support.SystemBus(POLICY.replace(PROGRESS_RULE, "")) as bus:
+            bus.stackd("--pace", "0")
+            answer = self.examine("--bus", bus.address)
+            self.expect_broken(answer, 1, "no report", ["progress"])
+            self.assertIn("HevraZuv.conf", answer[0].output)
+
+    def test_says_who_is_not_there_or_refuses(self):
+        def listen(answer):
+            """A socket that answers whatever comes and hangs up."""
+            listener = socket.socket(socket.AF_UNIX)
+            listener.bind(f"\0hevra-{os.getpid()}-{len(answer)}")
+            listener.listen()
+            self.addCleanup(listener.close)
+
+            def serve():
+                with listener.accept()[0] as caller:
+                    caller.recv(100)
+                    caller.sendall(answer)
+
+            threading.Thread(target=serve, daemon=True).start()
+            return "unix:abstract=" + listener.getsockname()[1:].decode()
+
+        closed = self.bus.folder + "/closed"
+        with socket.socket(socket.AF_UNIX) as gone:
+            gone.bind(closed)
+        nobody, deny = support.Bus(), support.Bus(f'<deny send_destination="{HOST}"/>')
+        broken = support.Bus(hevra=f"[D-BUS Service]\nName={HOST}\nExec=/bin/false\n")
+        for bus in nobody, deny, broken:
+            self.addCleanup(bus.close)
+        deny.stackd()
+        rows = [
+            ("unix:path=/nonexistent/bus", "No such file", "bus"), (f"unix:path={closed}", "refused", "bus"),
+            (listen(b""), "closed the connection", "authentication"),
+            (listen(b"REJECTED EXTERNAL\r\n"), "REJECTED", "authentication"),
+            (nobody.address, "nobody owns", "service"), (broken.address, "could not start", "service"),
+            (deny.address, ACCESS_DENIED, "access")]
+        for address, found, step in rows:
+            with self.subTest(step, found=found):
+                skipped = STEPS[STEPS.index(step) + 1:]
+                if step in ("service", "access"):
+                    skipped.remove("application")
+                self.expect_broken(self.examine("--bus", address), 3, found, [step], skipped)
+        wrong = self.bus.ctl("--app", "a-b", "doctor")
+        self.assertEqual((wrong.status, wrong.output), (2, ""), wrong)
+
+    def test_waits_for_the_service(self):
+        rows = [(["--timeout", "0"], 4, False), (["--timeout", "60"], 0, True)]
+        self.peer.disown(HOST)
+        for options, status, there in rows:
+            waiting = Process(*support.EMULATOR, support.PROGRAMS + "hevractl", "--bus", self.bus.address, "--json",
+                              "wait", *options)
+            if there:
+                self.peer.own(HOST)
+            self.assertEqual(json.loads(waiting.line()), {"available": there})
+            self.assertEqual(waiting.end()[0], status)
+
+
+if __name__ == "__main__":
+    unittest.main(verbosity=2)
