@@ -9,7 +9,6 @@ TypeMismatch::~TypeMismatch() = default;
 NotAContainer::~NotAContainer() = default;
 EndOfContainer::~EndOfContainer() = default;
 UnusableMessage::~UnusableMessage() = default;
-InvalidMessage::~InvalidMessage() = default;
 StartFailed::~StartFailed() = default;
 
 const char* InvalidArgument::getId() const noexcept { return "com.quarnix.Framework.Bus.InvalidArgument"; }
@@ -17,7 +16,6 @@ const char* TypeMismatch::getId() const noexcept { return "com.quarnix.Framework
 const char* NotAContainer::getId() const noexcept { return "com.quarnix.Framework.Bus.NotAContainer"; }
 const char* EndOfContainer::getId() const noexcept { return "com.quarnix.Framework.Bus.EndOfContainer"; }
 const char* UnusableMessage::getId() const noexcept { return "com.quarnix.Framework.Bus.UnusableMessage"; }
-const char* InvalidMessage::getId() const noexcept { return "com.quarnix.Framework.Bus.InvalidMessage"; }
 const char* StartFailed::getId() const noexcept { return "com.quarnix.Framework.Bus.StartFailed"; }
 
 }  // namespace Quarnix::Bus

@@ -54,14 +54,6 @@ class HEVRA_EXPORT UnusableMessage : public Error {
   const char* getId() const noexcept override;
 };
 
-/// Bytes that are no valid message; the message names the rule that they break.
-class HEVRA_EXPORT InvalidMessage : public Error {
- public:
-  using Error::Error;
-  ~InvalidMessage() override;
-  const char* getId() const noexcept override;
-};
-
 /// Starting an object, or asking for a name, failed: the bus is not there, the path or the name is taken.
 class HEVRA_EXPORT StartFailed : public Error {
  public:
