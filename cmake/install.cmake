@@ -1,0 +1,74 @@
+# What an installed HevraProxy is: headers, libraries, the CMake and the pkg-config packages, tools, and what there is of
+# documents, man pages, completion and D-Bus files.
+include(CMakePackageConfigHelpers)
+
+set(headers ${CMAKE_INSTALL_INCLUDEDIR}/hevraproxy)
+set(share ${CMAKE_INSTALL_DATADIR})
+
+# All headers but those that no public one includes and no application needs. examples/consumer includes every one that
+# is installed, so that one too few does not go unseen.
+install(DIRECTORY ${HEVRA_LIBRARY_ROOMS} stack DESTINATION ${headers} FILES_MATCHING PATTERN "*.h"
+  PATTERN stack/forms EXCLUDE
+  PATTERN platform/bus/connection EXCLUDE
+  REGEX "/bus/(TypedValue|message/(Codec|Names|Rules|Signature))\\.h$" EXCLUDE
+  REGEX "/core/(Activity|Boundary|Fork|Runner|Stalled|Thread|time/SteadyClock|timer/Queue)\\.h$" EXCLUDE)
+
+# Builds all that is installed, and nothing else.
+add_custom_target(hevra-installed DEPENDS HevraProxy HevraProxyStatic HevraStack
+  $<TARGET_NAME_IF_EXISTS:hevractl> $<TARGET_NAME_IF_EXISTS:hevra-stackd>)
+
+# find_package(HevraProxy) gives HevraProxy::HevraProxy, HevraProxy::HevraProxyStatic and HevraProxy::HevraStack.
+set(package ${CMAKE_INSTALL_LIBDIR}/cmake/HevraProxy)
+install(TARGETS HevraProxy HevraProxyStatic HevraStack EXPORT HevraProxyTargets INCLUDES DESTINATION ${headers})
+install(EXPORT HevraProxyTargets NAMESPACE HevraProxy:: DESTINATION ${package})
+configure_package_config_file(cmake/HevraProxyConfig.cmake.in HevraProxyConfig.cmake INSTALL_DESTINATION ${package}
+  NO_SET_AND_CHECK_MACRO)
+write_basic_package_version_file(HevraProxyConfigVersion.cmake COMPATIBILITY SameMajorVersion)
+install(FILES ${PROJECT_BINARY_DIR}/HevraProxyConfig.cmake ${PROJECT_BINARY_DIR}/HevraProxyConfigVersion.cmake
+  DESTINATION ${package})
+
+# pkg-config finds the prefix from where the file lies, so that an installation can be moved.
+file(RELATIVE_PATH prefix_from_pc /${CMAKE_INSTALL_LIBDIR}/pkgconfig /)
+string(REGEX REPLACE "/$" "" prefix_from_pc ${prefix_from_pc})
+foreach(name hevraproxy hevrastack)
+  configure_file(cmake/${name}.pc.in ${name}.pc @ONLY)
+  install(FILES ${PROJECT_BINARY_DIR}/${name}.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+endforeach()
+
+file(GLOB documents CONFIGURE_DEPENDS docs/*.md docs/*.svg)
+install(FILES README.md NEWS.md SECURITY.md DESTINATION ${CMAKE_INSTALL_DOCDIR} OPTIONAL)
+install(FILES ${documents} DESTINATION ${CMAKE_INSTALL_DOCDIR}/docs)
+install(DIRECTORY examples DESTINATION ${CMAKE_INSTALL_DOCDIR}
+  REGEX "examples/(CMakeLists.txt|demo.sh)$" EXCLUDE)
+
+# docs/man/NAME.SECTION.scd becomes manSECTION/NAME.SECTION, where scdoc is installed.
+file(GLOB pages CONFIGURE_DEPENDS docs/man/*.scd)
+find_program(HEVRA_SCDOC scdoc)
+if(pages AND HEVRA_SCDOC)
+  foreach(page ${pages})
+    cmake_path(GET page STEM LAST_ONLY name)
+    string(REGEX REPLACE ".*\\." "" section ${name})
+    set(made ${PROJECT_BINARY_DIR}/man/${name})
+    add_custom_command(OUTPUT ${made} DEPENDS ${page}
+      COMMAND ${CMAKE_COMMAND} -E make_directory man COMMAND ${HEVRA_SCDOC} <${page} >${made} VERBATIM)
+    list(APPEND made_pages ${made})
+    install(FILES ${made} DESTINATION ${CMAKE_INSTALL_MANDIR}/man${section})
+  endforeach()
+  add_custom_target(hevra-man ALL DEPENDS ${made_pages})
+  add_dependencies(hevra-installed hevra-man)
+elseif(pages)
+  message(WARNING "scdoc is not installed: no man pages")
+endif()
+
+if(HEVRA_BUILD_TOOLS)
+  install(FILES tools/completion/hevractl.bash DESTINATION ${share}/bash-completion/completions RENAME hevractl OPTIONAL)
+  # What the system bus and systemd must know of the service.
+  file(GLOB policies CONFIGURE_DEPENDS dist/dbus/*.conf)
+  file(GLOB activations CONFIGURE_DEPENDS dist/dbus/*.service)
+  file(GLOB units CONFIGURE_DEPENDS dist/systemd/*.service)
+  file(GLOB interfaces CONFIGURE_DEPENDS dist/interfaces/*.xml)
+  install(FILES ${policies} DESTINATION ${share}/dbus-1/system.d)
+  install(FILES ${activations} DESTINATION ${share}/dbus-1/system-services)
+  install(FILES ${units} DESTINATION lib/systemd/system)
+  install(FILES ${interfaces} DESTINATION ${share}/dbus-1/interfaces)
+endif()
