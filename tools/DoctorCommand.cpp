@@ -1,12 +1,9 @@
 // hevractl doctor: goes the road of a command step by step, and says where it is broken and what to do. It changes
 // nothing.
-#include <pwd.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cstdio>
-#include <cstdlib>
-#include <fstream>
 #include <memory>
 #include <optional>
 #include <vector>
@@ -15,8 +12,10 @@
 #include <proxy/command/CommandContainerList.h>
 #include <proxy/command/Manager.h>
 #include <stack/Variant.h>
+#include <tools/BusFacts.h>
 #include <tools/Checkup.h>
 #include <tools/Commands.h>
+#include <tools/Peer.h>
 #include <tools/Progress.h>
 
 namespace Quarnix::Hevra::Tools {
@@ -28,36 +27,8 @@ using Bus::Message::Method::Call;
 using Bus::Message::Method::Return;
 using Failure = Checkup::Failure;
 
-constexpr Time::Elapsed PATIENCE{5, 0};
 constexpr int PINGS = 50;
 constexpr const char* COMMANDS_PATH = "/com/quarnix/Application/HevraZuv/Manager/Command";  // of both variants
-
-std::string nameOf(std::uint32_t user) {
-  const passwd* const entry = ::getpwuid(user);
-  return (entry ? entry->pw_name : "user") + (" (" + std::to_string(user)) + ")";
-}
-
-/// An object that is asked without its manager. An error reply is thrown.
-class Peer : public Bus::Object::Proxy {
- public:
-  Peer(const Shared::Pointer<Bus::Connection>& connection, const std::string& host, const std::string& path) {
-    setConnection(connection);
-    setHost(host.c_str());
-    setPath(path);
-  }
-  template <class... Arguments>
-  SendReturn ask(const char* interface, const char* member, const Arguments&... arguments) const {
-    Call call;
-    call.setInterface(interface);
-    call.setMember(member);
-    call.setTimeout(PATIENCE);
-    if constexpr (sizeof...(arguments) > 0) call.begin().append(arguments...);
-    SendReturn reply = send(call);
-    if (reply->isException()) throw Return(*reply);
-    return reply;
-  }
-  void ping() const { ask("org.freedesktop.DBus.Peer", "Ping"); }
-};
 
 class Doctor {
  public:
@@ -67,9 +38,7 @@ class Doctor {
 
  private:
   bool examineBus();
-  std::string findPlace() const;
   std::string findService() const;
-  std::string describeOwner(const std::string& owner) const;
   std::string findAnswer() const;
   std::string findObject(const std::string& path, const std::string& interface) const;
   std::string callBack(Proxy::Command::Manager& manager) const;
@@ -82,24 +51,6 @@ class Doctor {
   Shared::Pointer<Bus::Connection> connection_;
 };
 
-/// Where the bus is, and who says so.
-std::string Doctor::findPlace() const {
-  const auto variable = [](const char* name) {
-    const char* const value = std::getenv(name);
-    return std::string(value ? value : "");
-  };
-  const std::string environment = variable("HEVRA_BUS");
-  std::string place = !context_.bus.empty() ? context_.bus : !environment.empty() ? environment : "system";
-  std::string origin = !context_.bus.empty() ? "--bus" : !environment.empty() ? "HEVRA_BUS" : "by default";
-  if (place != "system" && place != "session") return place + " (" + origin + ")";
-  const std::string name = place == "system" ? "DBUS_SYSTEM_BUS_ADDRESS" : "DBUS_SESSION_BUS_ADDRESS";
-  const std::string address = variable(name.c_str());
-  const std::string where = !address.empty()    ? " at " + address + " (" + name + ")"
-                            : place == "system" ? " at its standard address"
-                                                : "";
-  return "the " + place + " bus (" + origin + ")" + where;
-}
-
 /// Reaching the bus and being let in are one operation, whose errors tell them apart.
 bool Doctor::examineBus() {
   std::optional<Return> refusal;
@@ -111,18 +62,18 @@ bool Doctor::examineBus() {
         try {
           connection_ = context_.openBus();
           uniqueName = connection_->getUniqueName();
-          return findPlace();
+          return describePlace(context_.bus);
         } catch (const Bus::StartFailed& error) {
           failure = error.what();
         } catch (const Return& error) {
           const std::string name = error.getErrorName();
           if (!name.ends_with(".NoServer") && !name.ends_with(".AccessDenied")) {
             refusal = error;
-            return findPlace();
+            return describePlace(context_.bus);
           }
           failure = error.getErrorText();
         }
-        throw Failure{findPlace() + ": " + failure,
+        throw Failure{describePlace(context_.bus) + ": " + failure,
                       "start the bus (systemctl start dbus), let this user through to its socket, or say with --bus or "
                       "HEVRA_BUS where another one is"};
       },
@@ -134,40 +85,17 @@ bool Doctor::examineBus() {
   return checkup_.run(
       "authentication",
       [&] {
-        if (!refusal) return "as " + nameOf(::geteuid()) + "; the bus calls us " + uniqueName;
+        if (!refusal) return "as " + nameOfUser(::geteuid()) + "; the bus calls us " + uniqueName;
         throw Failure{refusal->getErrorText(),
-                      "it is no message bus, or one that does not want " + nameOf(::geteuid()) +
+                      "it is no message bus, or one that does not want " + nameOfUser(::geteuid()) +
                           ": look who listens there (ss -xlp), and into the bus's configuration (<deny user=...>)"};
       },
       ExitStatus::BUS_ERROR);
 }
 
-std::string Doctor::describeOwner(const std::string& owner) const {
-  const Peer bus(connection_, "org.freedesktop.DBus", "/org/freedesktop/DBus");
-  const SendReturn reply = bus.ask("org.freedesktop.DBus", "GetConnectionCredentials", owner);
-  std::string text = owner;
-  const Bus::Message::ConstIterator entries = reply->begin();
-  if (entries.signature() != "a{sv}") return text;
-  for (auto entry = entries.begin(); entry.type() != 0; ++entry) {
-    auto field = entry.begin();
-    std::string_view key;
-    field.read(key);
-    const auto value = field.begin();
-    std::uint32_t number = 0;
-    if (value.type() == 'u') value.get(number);
-    if (key == "UnixUserID") text += ", user " + nameOf(number);
-    if (key != "ProcessID") continue;
-    std::string program;
-    std::ifstream comm("/proc/" + std::to_string(number) + "/comm");
-    std::getline(comm, program);
-    text += ", process " + std::to_string(number) + (program.empty() ? "" : " (" + program + ")");
-  }
-  return text;
-}
-
 /// Who owns the service's name. One that the bus can start is started, as any call would.
 std::string Doctor::findService() const {
-  const Peer bus(connection_, "org.freedesktop.DBus", "/org/freedesktop/DBus");
+  const Peer bus(connection_);
   const SendReturn names = bus.ask("org.freedesktop.DBus", "ListActivatableNames");
   bool startable = false;
   for (auto name = names->begin().begin(); name.type() != 0; ++name) startable |= name.getText() == host_;
@@ -189,7 +117,7 @@ std::string Doctor::findService() const {
                   "start the stack service (systemctl start hevra-stackd, or hevra-stackd), and see in its log whether "
                   "it got the name"};
   }
-  return host_ + " is " + describeOwner(owner) +
+  return host_ + " is " + describeOwner(connection_, owner) +
          (started     ? "; the bus has just started it"
           : startable ? "; the bus can start it"
                       : "");
@@ -216,9 +144,8 @@ std::string Doctor::findObject(const std::string& path, const std::string& inter
   if (text.find('"' + interface + '"') == text.npos) {
     throw Failure{
         path + " has no interface " + interface,
-        "another or an incomplete service has the name: see what it is (the step 'service'), and what it has: "
-        "busctl tree " +
-            host_};
+        "another service has the name, or one that is not complete: see which (the step 'service'), and look into its "
+        "log"};
   }
   return path;
 }
@@ -245,12 +172,12 @@ std::string Doctor::callBack(Proxy::Command::Manager& manager) const {
   const auto progress = std::make_shared<Progress>(std::vector{command});
   manager.add(Shared::make<Listener>(progress), group, Proxy::CommandContainerList{command});
   manager.cancel(group.getId() + "_" + std::to_string(command.getId()));
-  progress->awaitClose(Time::Clock::get().now() + PATIENCE);
+  progress->awaitClose(Time::Clock::get().now() + Peer::TIMEOUT);
   manager.stop();
   const std::size_t reports = progress->getOutcome().reports;
   if (reports == 0) {
     throw Failure{
-        "a command was taken, and no report of it came within " + std::to_string(PATIENCE.getSeconds()) + " s",
+        "a command was taken, and no report of it came within " + std::to_string(Peer::TIMEOUT.getSeconds()) + " s",
         "the bus's policy probably forbids the service to call us: install "
         "/usr/share/dbus-1/system.d/com.quarnix.Application.HevraZuv.conf with the service's user in it; the "
         "bus's log tells: 'Rejected' (dbus-daemon) or 'denied' (dbus-broker)"};
@@ -281,14 +208,14 @@ ExitStatus Doctor::examine() {
   const auto step = [this](bool possible, const char* name, const char* needs, const std::function<std::string()>& look,
                            ExitStatus whenFailed = ExitStatus::NO) {
     if (possible) return checkup_.run(name, look, whenFailed);
-    checkup_.skip(name, std::string("needs the ") + needs);
+    checkup_.skip(name, std::string("needs ") + needs);
     return false;
   };
   const bool bus = examineBus();
   const bool service = step(
-      bus, "service", "bus", [&] { return findService(); }, ExitStatus::BUS_ERROR);
+      bus, "service", "the bus", [&] { return findService(); }, ExitStatus::BUS_ERROR);
   const bool access = step(
-      service, "access", "service", [&] { return findAnswer(); }, ExitStatus::BUS_ERROR);
+      service, "access", "the service", [&] { return findAnswer(); }, ExitStatus::BUS_ERROR);
 
   const auto object = [&](const char* name, const std::string& path, const std::string& interface) {
     return step(access, name, "access", [&] { return findObject(path, interface); });
@@ -303,12 +230,12 @@ ExitStatus Doctor::examine() {
 
   Proxy::Command::Manager manager(context_.zuv, context_.application);
   if (context_.strict) manager.acceptProgressOnlyFromService();
-  const bool application = step(bus, "application", "bus", [&] {
+  const bool application = step(bus, "application", "the bus", [&] {
     manager.setConnection(connection_);
     manager.start(true);
     return "/com/quarnix/Application/" + context_.application + (context_.zuv ? "/Zuv" : "/Hevra") + "/Originator";
   });
-  step(commands && application, "progress", commands ? "application" : "command manager",
+  step(commands && application, "progress", commands ? "the application" : "the command manager",
        [&] { return callBack(manager); });
   step(access, "round trip", "access", [&] { return measure(); });
   return checkup_.getExitStatus();

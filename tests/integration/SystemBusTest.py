@@ -4,9 +4,11 @@ and what `hevractl doctor` finds where the road is broken in one place."""
 import json
 import os
 import re
+import shutil
 import signal
 import socket
 import subprocess
+import tempfile
 import threading
 import unittest
 
@@ -88,6 +90,18 @@ class SystemBus(unittest.TestCase):
                 service = bus.ctl("--json", "--service", name.lower(), "doctor").lines[2]["found"]
                 self.assertIn("the bus can start it", service)
                 os.kill(int(re.search("process ([0-9]+)", service)[1]), signal.SIGTERM)
+
+
+    @unittest.skipUnless(shutil.which("systemd-analyze"), "no systemd to ask")
+    def test_has_a_unit_that_systemd_finds_safe(self):
+        with tempfile.TemporaryDirectory() as folder, open(support.DIST + "systemd/hevra-stackd.service",
+                                                           encoding="utf-8") as unit:
+            path = folder + "/hevra-stackd.service"
+            with open(path, "w", encoding="utf-8") as file:
+                file.write(unit.read().replace("/usr/bin/", support.PROGRAMS))
+            for check in ["verify"], ["security", "--offline=true", "--threshold=20"]:
+                result = subprocess.run(["systemd-analyze", *check, path], capture_output=True, check=False)
+                self.assertEqual((result.returncode, result.stderr), (0, b""), result)
 
 
 class Doctor(Service, unittest.TestCase):

@@ -1,0 +1,59 @@
+// Asks the environment, the bus and the system.
+#include <tools/BusFacts.h>
+
+#include <pwd.h>
+
+#include <cstdlib>
+#include <fstream>
+
+#include <tools/Peer.h>
+
+namespace Quarnix::Hevra::Tools {
+
+using Bus::Message::SendReturn;
+
+std::string describePlace(const std::string& option) {
+  const auto variable = [](const char* name) {
+    const char* const value = std::getenv(name);
+    return std::string(value ? value : "");
+  };
+  const std::string environment = variable("HEVRA_BUS");
+  std::string place = !option.empty() ? option : !environment.empty() ? environment : "system";
+  std::string origin = !option.empty() ? "--bus" : !environment.empty() ? "HEVRA_BUS" : "by default";
+  if (place != "system" && place != "session") return place + " (" + origin + ")";
+  const std::string name = place == "system" ? "DBUS_SYSTEM_BUS_ADDRESS" : "DBUS_SESSION_BUS_ADDRESS";
+  const std::string address = variable(name.c_str());
+  const std::string where = !address.empty()    ? " at " + address + " (" + name + ")"
+                            : place == "system" ? " at its standard address"
+                                                : "";
+  return "the " + place + " bus (" + origin + ")" + where;
+}
+
+std::string nameOfUser(std::uint32_t user) {
+  const passwd* const entry = ::getpwuid(user);
+  return (entry ? entry->pw_name : "user") + (" (" + std::to_string(user)) + ")";
+}
+
+std::string describeOwner(const Shared::Pointer<Bus::Connection>& connection, const std::string& owner) {
+  const SendReturn reply = Peer(connection).ask("org.freedesktop.DBus", "GetConnectionCredentials", owner);
+  std::string text = owner;
+  const Bus::Message::ConstIterator entries = reply->begin();
+  if (entries.signature() != "a{sv}") return text;
+  for (auto entry = entries.begin(); entry.type() != 0; ++entry) {
+    auto field = entry.begin();
+    std::string_view key;
+    field.read(key);
+    const auto value = field.begin();
+    std::uint32_t number = 0;
+    if (value.type() == 'u') value.get(number);
+    if (key == "UnixUserID") text += ", user " + nameOfUser(number);
+    if (key != "ProcessID") continue;
+    std::string program;
+    std::ifstream comm("/proc/" + std::to_string(number) + "/comm");
+    std::getline(comm, program);
+    text += ", process " + std::to_string(number) + (program.empty() ? "" : " (" + program + ")");
+  }
+  return text;
+}
+
+}  // namespace Quarnix::Hevra::Tools

@@ -1,0 +1,44 @@
+// An object on the bus that is asked directly, not through a manager.
+#pragma once
+
+#include <string>
+
+#include <platform/bus/object/Proxy.h>
+
+namespace Quarnix::Hevra::Tools {
+
+class Peer : public Bus::Object::Proxy {
+ public:
+  static constexpr Time::Elapsed TIMEOUT{5, 0};
+
+  Peer(const Shared::Pointer<Bus::Connection>& connection, const std::string& host, const std::string& path) {
+    setConnection(connection);
+    setHost(host.c_str());
+    setPath(path);
+  }
+  /// The bus itself, which may have to start a service first.
+  explicit Peer(const Shared::Pointer<Bus::Connection>& connection)
+      : Peer(connection, "org.freedesktop.DBus", "/org/freedesktop/DBus") {
+    timeout_ = Bus::Message::Method::Call::DEFAULT_TIMEOUT;
+  }
+
+  /// The answer, for which it waits TIMEOUT at the most, for the bus's as long as any call. An error reply is thrown as
+  /// it is.
+  template <class... Arguments>
+  Bus::Message::SendReturn ask(const char* interface, const char* member, const Arguments&... arguments) const {
+    Bus::Message::Method::Call call;
+    call.setInterface(interface);
+    call.setMember(member);
+    call.setTimeout(timeout_);
+    if constexpr (sizeof...(arguments) > 0) call.begin().append(arguments...);
+    Bus::Message::SendReturn reply = send(call);
+    if (reply->isException()) throw Bus::Message::Method::Return(*reply);
+    return reply;
+  }
+  void ping() const { ask("org.freedesktop.DBus.Peer", "Ping"); }
+
+ private:
+  Time::Elapsed timeout_ = TIMEOUT;
+};
+
+}  // namespace Quarnix::Hevra::Tools
