@@ -12,6 +12,7 @@
 #include <stack/forms/Malformed.h>
 #include <stack/forms/NodeForm.h>
 #include <stack/forms/Number.h>
+#include <stack/forms/PlanForm.h>
 #include <stack/forms/Printable.h>
 
 namespace {
@@ -25,7 +26,8 @@ enum ExitStatus { DONE = 0, WRONG_INPUT = 2, BUS_ERROR = 3 };
 
 struct CommandLine {
   std::string bus;
-  std::string nodes;  // a file; empty: the house
+  std::string nodes;     // a file; empty: the house
+  std::string scenario;  // a file; empty: no plan
   Options options;
 };
 
@@ -66,6 +68,8 @@ void addOptions(CLI::App& app, CommandLine& line) {
         ->type_name("RATE")
         ->group("Faults, each a rate from 0 to 1");
   };
+  app.add_option("--scenario", line.scenario, "What happens to which calls and reports, a JSON array of rules")
+      ->type_name("FILE");
   addRate("--drop", options.drop, "Commands without any progress");
   addRate("--fail", options.fail, "Commands that end as FAILED");
   addRate("--refuse", options.refuse, "Calls that get an error reply and are not carried out");
@@ -107,6 +111,10 @@ int main(int argc, char** argv) {
     if (!line.nodes.empty()) {
       const Forms::Document document = Forms::readFile(line.nodes);
       line.options.nodes = Forms::readNodes(document.value, document.name);
+    }
+    if (!line.scenario.empty()) {
+      const Forms::Document document = Forms::readFile(line.scenario);
+      line.options.plan = Forms::readPlan(document.value, document.name);
     }
     serve(line);
     return DONE;
