@@ -54,6 +54,7 @@ void FakeStack::serve(const Options& options) {
 void FakeStack::advance(std::chrono::nanoseconds span) { clock_.advance(spanOf(span)); }
 
 void FakeStack::restart(std::chrono::nanoseconds away) {
+  clock_.settle();
   service_->restart(spanOf(away));
   clock_.settle();
 }

@@ -42,7 +42,7 @@ class FakeStack {
 
   /// What goes wrong from now on; an empty plan for nothing. Raises what `check` raises.
   void plan(const Plan& plan) { service_->setPlan(plan); }
-  /// The service goes, with all commands in flight, and comes back after that time.
+  /// Once all is idle, the service goes, with all commands in flight, and comes back after that time.
   void restart(std::chrono::nanoseconds away = {});
   /// The service announces an exception, for each variant.
   void exception(const std::string& text);

@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <stdexcept>
 
+#include <platform/bus/message/method/Call.h>
 #include <platform/bus/message/method/Return.h>
 
 namespace Quarnix::Hevra::Stack {
@@ -37,8 +38,8 @@ void check(const Rule& rule) {
     refuse(isReport ? "an error's name for progress" : "an error without a name for '" + rule.on + "'",
            isReport ? "a code" : "one such as org.freedesktop.DBus.Error.Failed");
   // Raises for what cannot be sent.
-  const Bus::Message::Method::Return sample(isReport ? "org.freedesktop.DBus.Error.Failed" : effect.name.c_str(),
-                                            effect.text);
+  using namespace Bus::Message::Method;
+  const Return sample(Call(), isReport ? "org.freedesktop.DBus.Error.Failed" : effect.name.c_str(), effect.text);
 }
 
 }  // namespace Quarnix::Hevra::Stack

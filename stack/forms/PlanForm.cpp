@@ -56,12 +56,11 @@ Rule readRule(const json& form, const std::string& where) {
   const ObjectReader any(form, where,
                          {"on", "group", "command", "nth", "times", "do", "ms", "name", "type", "id", "text"});
   const Of of = any.text("on") == "progress" ? Of::REPORTS : Of::CALLS;
-  const std::string effect = any.text("do");
   std::string expected = "one of";
   for (const auto& row : EFFECTS) {
     if (row.of != Of::ALL && row.of != of) continue;
     expected += std::string(" ") + row.word;
-    if (effect != row.word) continue;
+    if (any.at("do") != row.word) continue;
     keys.insert(keys.end(), row.keys.begin(), row.keys.end());
     const ObjectReader reader(form, where, keys);
     Rule rule;
