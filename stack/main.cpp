@@ -14,6 +14,7 @@
 #include <stack/forms/Number.h>
 #include <stack/forms/PlanForm.h>
 #include <stack/forms/Printable.h>
+#include <stack/replay/Replay.h>
 
 namespace {
 
@@ -28,6 +29,7 @@ struct CommandLine {
   std::string bus;
   std::string nodes;     // a file; empty: the house
   std::string scenario;  // a file; empty: no plan
+  std::string replay;    // a file; empty: a simulated service
   Options options;
 };
 
@@ -70,6 +72,10 @@ void addOptions(CLI::App& app, CommandLine& line) {
   };
   app.add_option("--scenario", line.scenario, "What happens to which calls and reports, a JSON array of rules")
       ->type_name("FILE");
+  app.add_option("--replay", line.replay,
+                 "Answers from what hevractl record has kept, at its pace; with --pace 0 at once")
+      ->type_name("FILE")
+      ->excludes("--nodes", "--scenario");
   addRate("--drop", options.drop, "Commands without any progress");
   addRate("--fail", options.fail, "Commands that end as FAILED");
   addRate("--refuse", options.refuse, "Calls that get an error reply and are not carried out");
@@ -90,12 +96,18 @@ void serve(const CommandLine& line) {
   sigaddset(&ends, SIGTERM);
   pthread_sigmask(SIG_BLOCK, &ends, nullptr);
 
-  Hevra::Stack::Service service(line.options, Forms::openBus(line.bus));
-  service.start();
-  std::cout << "ready" << std::endl;
-  int signal = 0;
-  sigwait(&ends, &signal);
-  service.stop();
+  const auto serveUntilEnd = [&ends](auto&& service) {
+    service.start();
+    std::cout << "ready" << std::endl;
+    int signal = 0;
+    sigwait(&ends, &signal);
+    service.stop();
+  };
+  const Options& options = line.options;
+  if (line.replay.empty()) return serveUntilEnd(Hevra::Stack::Service(options, Forms::openBus(line.bus)));
+  const std::vector<Forms::RecordedMessage> recording = Forms::readRecording(line.replay);
+  const bool atOnce = options.pace == Time::Elapsed();
+  serveUntilEnd(Hevra::Stack::Replay(recording, atOnce, options.variants, Forms::openBus(line.bus)));
 }
 
 }  // namespace
