@@ -7,9 +7,13 @@
 
 namespace Quarnix::Hevra::Stack::Forms {
 
-Shared::Pointer<Bus::Connection> openBus(const std::string& where) {
+std::string placeOf(const std::string& where) {
   const char* const environment = std::getenv("HEVRA_BUS");
-  const std::string place = !where.empty() ? where : environment && *environment ? environment : "system";
+  return !where.empty() ? where : environment && *environment ? environment : "system";
+}
+
+Shared::Pointer<Bus::Connection> openBus(const std::string& where) {
+  const std::string place = placeOf(where);
   try {
     return Bus::Connection::open(place);
   } catch (const Bus::InvalidArgument& error) {

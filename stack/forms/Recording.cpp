@@ -63,7 +63,7 @@ std::string writeMessage(const RecordedMessage& message) {
   if (message.replySerial != 0) form["replySerial"] = message.replySerial;
   for (const auto& [key, text] : TEXTS)
     if (!(message.*text).empty()) form[key] = message.*text;
-  form["body"] = message.body;
+  if (!message.body.empty()) form["body"] = message.body;
   // The time with as many digits as there are, which a double would not keep.
   return std::string("{\"time\":") + time + "," + form.dump().substr(1);
 }
