@@ -7,13 +7,9 @@
 
 namespace Quarnix::Hevra::Stack::Forms {
 
-std::string placeOf(const std::string& where) {
-  const char* const environment = std::getenv("HEVRA_BUS");
-  return !where.empty() ? where : environment && *environment ? environment : "system";
-}
-
 Shared::Pointer<Bus::Connection> openBus(const std::string& where) {
-  const std::string place = placeOf(where);
+  const char* const environment = std::getenv("HEVRA_BUS");
+  const std::string place = !where.empty() ? where : environment && *environment ? environment : "system";
   try {
     return Bus::Connection::open(place);
   } catch (const Bus::InvalidArgument& error) {

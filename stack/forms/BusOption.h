@@ -7,9 +7,6 @@
 
 namespace Quarnix::Hevra::Stack::Forms {
 
-/// `where`; when it is empty, what the environment variable HEVRA_BUS says, else "system".
-std::string placeOf(const std::string& where);
-
 /// A connection to `where`: "system", "session" or a bus address; when it is empty, to what the environment variable
 /// HEVRA_BUS names, else to the system bus. Raises Malformed for anything else, and Bus::StartFailed when the
 /// environment names no such bus.

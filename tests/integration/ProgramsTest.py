@@ -62,6 +62,11 @@ WRONG_SCENARIOS = [
     (rule(on="getnodes", group="g"), "[1]: a group"), (rule(nth=0), "[1]: nth 0"), (rule(times=0), "[1]: times 0"),
     (rule(colour=1), '"colour"'), ([{"on": "add", "do": "error", "name": "busy"}], "'busy'"),
     ([{"on": "progress", "do": "error", "name": "a.b"}], '"name"')]
+WRONG_RECORDINGS = [
+    ({"time": 0, "type": "noise"}, "line 1.type"), ({"time": 0, "type": "call", "colour": 1}, '"colour"')] + [
+    ({"time": 0, "type": "call", "signature": signature, "body": body}, "line 1") for signature, body in [
+        ("u", ["x"]), ("u", [2**32]), ("u", []), ("u", [1, 2]), ("(u", [[1]]), ("ay", ["0"]), ("a{sv}", [[["x", 1]]]),
+        ("v", [{"type": "uu", "value": 1}]), ("d", ["x"]), ("o", ["x"]), ("", 1), ("z", [1]), ("s", ["\0"])]]
 
 
 def changed(kind, /, **changes):
@@ -337,6 +342,7 @@ class Programs(unittest.TestCase):
             (["--pace", "slow"], 2, "slow"), (["--service", "none"], 2, "none"), (["--unknown"], 2, "unknown"),
         ]
         rows += [(["--scenario", self.file(document)], 2, text) for document, text in WRONG_SCENARIOS]
+        rows += [(["--replay", self.file(document)], 2, text) for document, text in WRONG_RECORDINGS]
         for options, status, text in rows:
             with self.subTest(options):
                 process = Process(*support.EMULATOR, support.PROGRAMS + "hevra-stackd", *options)
