@@ -21,12 +21,20 @@ std::vector<std::string> interfacesOf(const std::vector<Variant>& variants) {
   return interfaces;
 }
 
+using Commands = Bus::Type::Wrapper<std::vector<Command>>;
+
+const std::string& addSignature() {
+  static const std::string SIGNATURE = "(o)(s)" + Commands().signature();
+  return SIGNATURE;
+}
+
 }  // namespace
 
-CommandManager::CommandManager(Shared::Pointer<Bus::Connection> connection, const Options& options, NodeTable& nodes)
+CommandManager::CommandManager(Shared::Pointer<Bus::Connection> connection, const Options& options, NodeTable& nodes,
+                               Faults& faults)
     : SimulatedObject(connection, "/com/quarnix/Application/HevraZuv/Manager/Command", interfacesOf(options.variants),
-                      options, 0),
-      radio_(connection, options.pace, nodes) {}
+                      options, 0, faults),
+      radio_(connection, options.pace, nodes, faults) {}
 
 CommandManager::~CommandManager() { retire(); }
 
@@ -38,12 +46,32 @@ void CommandManager::announceException(const std::string& text) {
   }
 }
 
+/// Null when none that is served has the call's interface.
+const Variant* CommandManager::variantOf(const Call& call) const {
+  const auto found = std::find_if(options_.variants.begin(), options_.variants.end(),
+                                  [&](Variant served) { return commandInterfaceOf(served) == call.getInterface(); });
+  return found == options_.variants.end() ? nullptr : &*found;
+}
+
+const Submission& CommandManager::subjectOf(const Call& call) {
+  submission_ = {};
+  const Variant* const variant = variantOf(call);
+  if (!variant || std::strcmp(call.getMember(), "add") != 0 || call.getSignature() != addSignature())
+    return submission_;
+  submission_.variant = *variant;
+  ConstIterator argument = ++call.begin();
+  submission_.group = argument.begin().getText();
+  Commands().deserialize(++argument, submission_.commands);
+  if (options_.submitted) options_.submitted(submission_);
+  return submission_;
+}
+
 bool CommandManager::answer(const Call& call, Return&) {
-  const auto variant = std::find_if(options_.variants.begin(), options_.variants.end(),
-                                    [&](Variant served) { return commandInterfaceOf(served) == call.getInterface(); });
-  if (variant == options_.variants.end()) return false;
+  const Variant* const variant = variantOf(call);
+  if (!variant) return false;
   if (std::strcmp(call.getMember(), "add") == 0) {
-    add(*variant, call);
+    require(call, addSignature(), addSignature() + ": an originator, a group and its commands");
+    add(call);
   } else if (std::strcmp(call.getMember(), "cancel") == 0) {
     cancel(*variant, call);
   } else {
@@ -52,30 +80,19 @@ bool CommandManager::answer(const Call& call, Return&) {
   return true;
 }
 
-void CommandManager::add(Variant variant, const Call& call) {
-  const Bus::Type::Wrapper<std::vector<Command>> list;
-  const std::string signature = "(o)(s)" + list.signature();
-  require(call, signature, signature + ": an originator, a group and its commands");
-
-  ConstIterator argument = call.begin();
-  const std::string path(argument.begin().getText());
-  ++argument;
-  const std::string group(argument.begin().getText());
-  ++argument;
-  std::vector<Command> commands;
-  list.deserialize(argument, commands);
-
+/// What `subjectOf` has read.
+void CommandManager::add(const Call& call) {
   std::vector<Job> jobs;
-  for (Command& command : commands) {
+  for (Command& command : submission_.commands) {
     Job job;
-    job.variant = variant;
-    job.group = group;
+    job.variant = submission_.variant;
+    job.group = submission_.group;
     job.command = std::move(command);
     job.command.setStatus(HvDetailedCommandStatus::INITIALIZED);
     job.command.getDetailedError().setErrorFieldsToString({});
     if (drawFate(job)) jobs.push_back(std::move(job));
   }
-  radio_.submit(call.getSender(), path, std::move(jobs));
+  radio_.submit(call.getSender(), std::string(call.begin().begin().getText()), std::move(jobs));
 }
 
 /// False for a command that is lost.

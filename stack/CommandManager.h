@@ -18,8 +18,8 @@ namespace Quarnix::Hevra::Stack {
 /// Acei has a priority level. It is answered alike whether there was one or not; a cancelled command reports CANCELLED.
 class CommandManager final : public SimulatedObject {
  public:
-  /// The table must outlive the manager.
-  CommandManager(Shared::Pointer<Bus::Connection> connection, const Options& options, NodeTable& nodes);
+  /// The table and the faults must outlive the manager.
+  CommandManager(Shared::Pointer<Bus::Connection> connection, const Options& options, NodeTable& nodes, Faults& faults);
   ~CommandManager() override;
 
   /// Sends the signal "exception" for each variant. Raises Bus::InvalidArgument for what is no UTF-8 without NUL. Any
@@ -27,16 +27,21 @@ class CommandManager final : public SimulatedObject {
   void announceException(const std::string& text);
   /// How many commands are in flight. Any thread.
   std::size_t getCommandCount() const { return radio_.getCommandCount(); }
-  /// To be called after `stop`: drops what is in flight and returns when no report is under way.
-  void dropCommands() { radio_.clear(); }
+  /// Drops what is in flight. Any thread.
+  void dropCommands() { radio_.drop(); }
+  /// The same, to be called after `stop`; returns when no report is under way.
+  void endCommands() { radio_.clear(); }
 
  private:
+  const Submission& subjectOf(const Bus::Message::Method::Call& call) override;
   bool answer(const Bus::Message::Method::Call& call, Bus::Message::Method::Return& reply) override;
-  void add(Variant variant, const Bus::Message::Method::Call& call);
+  const Variant* variantOf(const Bus::Message::Method::Call& call) const;
+  void add(const Bus::Message::Method::Call& call);
   void cancel(Variant variant, const Bus::Message::Method::Call& call);
   bool drawFate(Job& job);
 
   Radio radio_;
+  Submission submission_;  // of the call that is being answered
 };
 
 }  // namespace Quarnix::Hevra::Stack

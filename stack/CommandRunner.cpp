@@ -14,11 +14,22 @@ namespace Quarnix::Hevra::Stack {
 namespace {
 
 using Status = HvDetailedCommandStatus;
+using Kind = Effect::Kind;
 
 HomeAutomation::Command::Status summaryOf(Status status) {
   using Summary = HomeAutomation::Command::Status;
   if (!Command::isFinalStatus(status)) return Summary::RUNNING;
   return status == Status::COMPLETED ? Summary::DONE : Summary::FAILED;
+}
+
+void appendReport(Bus::Message::Iterator& arguments, const Job& job) {
+  Bus::Message::Iterator record = arguments.begin(Bus::Message::STRUCTURE);
+  Bus::Type::Wrapper<Command>().serialize(record, job.command);
+  arguments.end(record);
+  Bus::Message::Iterator group = arguments.begin(Bus::Message::STRUCTURE);
+  group.append(job.group);
+  arguments.end(group);
+  arguments.append(static_cast<std::int32_t>(summaryOf(job.command.getStatus())));
 }
 
 /// Whether an error says that nobody will ever be there again; unique names are not used twice.
@@ -30,16 +41,17 @@ bool saysGone(const char* errorName) {
 }  // namespace
 
 CommandRunner::CommandRunner(Shared::Pointer<Bus::Connection> connection, std::string client, std::string path,
-                             const Time::Elapsed& pace, NodeTable& nodes)
+                             const Time::Elapsed& pace, NodeTable& nodes, Faults& faults)
     : connection_(std::move(connection)),
       client_(std::move(client)),
       path_(std::move(path)),
       pace_(pace),
       nodes_(nodes),
-      wake_(*this) {}
+      faults_(faults),
+      wake_([this] { schedule(); }) {}
 
 CommandRunner::~CommandRunner() {
-  end();
+  drop();
   wake_.retire();  // before the task that it schedules
   retire();
 }
@@ -47,7 +59,6 @@ CommandRunner::~CommandRunner() {
 void CommandRunner::submit(std::vector<Job> jobs) {
   const Time::Monotonic now = Time::Clock::get().now();
   MutexLock lock(mutex_);
-  if (ended_) return;
   for (Job& job : jobs) waiting_.emplace(now, std::move(job));
   schedule();
 }
@@ -69,11 +80,11 @@ void CommandRunner::cancel(const std::function<bool(const Job&)>& chosen) {
   schedule();
 }
 
-void CommandRunner::end() {
+void CommandRunner::drop() {
   Jobs dropped;
   MutexLock lock(mutex_);
-  ended_ = true;
   dropped.swap(waiting_);
+  if (inHand_) inHand_.mapped().dropped = true;
 }
 
 std::size_t CommandRunner::getCommandCount() const {
@@ -88,21 +99,37 @@ void CommandRunner::entry() {
   while (!waiting_.empty() && waiting_.begin()->first <= clock.now()) {
     inHand_ = waiting_.extract(waiting_.begin());
     Job& job = inHand_.mapped();
-    step(job);
+    Effect effect;
+    if (!std::exchange(job.held, false) || job.cancelled) {
+      step(job);
+      effect = faults_.next("progress", job.group, {&job.command, 1});
+    }
+    if (effect.kind == Kind::DELAY || effect.kind == Kind::LATE) {
+      Jobs::node_type node = std::move(inHand_);
+      job.held = true;
+      node.key() = clock.now() + (effect.kind == Kind::LATE ? Effect::LATE_REPORT : effect.time);
+      waiting_.insert(std::move(node));
+      continue;
+    }
+    if (effect.kind == Kind::ERROR) fail(job, effect.code, effect.text);
     lock.unlock();
-    // Meanwhile nobody else writes to the job but for `cancelled`, which is not read.
-    if (job.command.isWrite() && job.command.getStatus() == Status::COMPLETED) nodes_.write(job.command);
-    const bool heard = report(job);
+    // Meanwhile nobody else writes to the job but for `cancelled` and `dropped`, which are not read.
+    bool heard = true;
+    if (effect.kind == Kind::RESTART) {
+      faults_.restart(effect.time);
+    } else {
+      if (job.command.isWrite() && job.command.getStatus() == Status::COMPLETED) nodes_.write(job.command);
+      if (effect.kind != Kind::SILENCE) heard = report(job, effect.kind);
+    }
     lock.lock();
     Jobs::node_type node = std::move(inHand_);
     if (!heard) waiting_.clear();
-    if (!heard || ended_ || Command::isFinalStatus(job.command.getStatus())) continue;
+    if (!heard || job.dropped || Command::isFinalStatus(job.command.getStatus())) continue;
     node.key() = clock.now() + (job.cancelled ? Time::Elapsed() : waitAfter(job));
     waiting_.insert(std::move(node));
   }
   if (waiting_.empty()) return;
-  wake_.setTime(waiting_.begin()->first, false);
-  wake_.start();
+  wake_.at(waiting_.begin()->first);
 }
 
 void CommandRunner::step(Job& job) {
@@ -121,9 +148,13 @@ void CommandRunner::step(Job& job) {
   }();
   job.command.setStatus(next);
   ++job.reports;
-  if (next != Status::FAILED) return;
-  job.command.getDetailedError().setErrorCode(ErrorCode(1, 1));
-  job.command.getDetailedError().setErrorFieldsToString("simulated failure");
+  if (next == Status::FAILED) fail(job, ErrorCode(1, 1), "simulated failure");
+}
+
+void CommandRunner::fail(Job& job, const ErrorCode& code, const std::string& text) {
+  job.command.setStatus(Status::FAILED);
+  job.command.getDetailedError().setErrorCode(code);
+  job.command.getDetailedError().setErrorFieldsToString(text);
 }
 
 Time::Elapsed CommandRunner::waitAfter(const Job& job) const {
@@ -131,8 +162,8 @@ Time::Elapsed CommandRunner::waitAfter(const Job& job) const {
 }
 
 /// False when the originator has gone.
-bool CommandRunner::report(const Job& job) const {
-  const bool twice = job.doubled >> (job.reports - 1) & 1;
+bool CommandRunner::report(const Job& job, Kind effect) const {
+  const bool twice = effect == Kind::DUPLICATE || (job.doubled >> (job.reports - 1) & 1);
   for (int times = twice ? 2 : 1; times > 0; --times) {
     Bus::Message::Method::Call call;
     call.setDestination(client_);
@@ -141,13 +172,11 @@ bool CommandRunner::report(const Job& job) const {
     call.setMember("progress");
     call.setTimeout(REPLY_TIMEOUT);
     Bus::Message::Iterator arguments = call.begin();
-    Bus::Message::Iterator record = arguments.begin(Bus::Message::STRUCTURE);
-    Bus::Type::Wrapper<Command>().serialize(record, job.command);
-    arguments.end(record);
-    Bus::Message::Iterator group = arguments.begin(Bus::Message::STRUCTURE);
-    group.append(job.group);
-    arguments.end(group);
-    arguments.append(static_cast<std::int32_t>(summaryOf(job.command.getStatus())));
+    if (effect == Kind::WRONG_ARGUMENTS) {
+      arguments.append(std::uint8_t{0});
+    } else {
+      appendReport(arguments, job);
+    }
 
     const Bus::Message::SendReturn reply = connection_->call(call);
     if (!reply->isException()) continue;

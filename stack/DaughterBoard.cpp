@@ -5,9 +5,9 @@
 
 namespace Quarnix::Hevra::Stack {
 
-DaughterBoard::DaughterBoard(Shared::Pointer<Bus::Connection> connection, const Options& options)
+DaughterBoard::DaughterBoard(Shared::Pointer<Bus::Connection> connection, const Options& options, Faults& faults)
     : SimulatedObject(connection, "/com/quarnix/Application/HevraZuv/Manager/DaughterBoard", {boardInterface()},
-                      options, 1) {}
+                      options, 1, faults) {}
 
 DaughterBoard::~DaughterBoard() { retire(); }
 

@@ -11,7 +11,7 @@ namespace Quarnix::Hevra::Stack {
 /// Serves "hardreset", on the plain variant's interface only.
 class DaughterBoard final : public SimulatedObject {
  public:
-  DaughterBoard(Shared::Pointer<Bus::Connection> connection, const Options& options);
+  DaughterBoard(Shared::Pointer<Bus::Connection> connection, const Options& options, Faults& faults);
   ~DaughterBoard() override;
 
   /// What "hardreset" answers from now on; true at first. A reset that is answered with false counts too. Any thread.

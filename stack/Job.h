@@ -18,6 +18,8 @@ struct Job {
   Command command;
   bool fails = false;
   bool cancelled = false;
+  bool dropped = false;      // once the report in hand is out
+  bool held = false;         // its report has its status, and comes later
   std::uint8_t doubled = 0;  // bit n: its report number n is sent twice
   std::uint8_t reports = 0;  // so far
 

@@ -52,9 +52,9 @@ NodeAction readAction(ConstIterator& argument) {
 }  // namespace
 
 NodeManager::NodeManager(Shared::Pointer<Bus::Connection> connection, const Options& options, Variant variant,
-                         NodeTable& nodes)
+                         NodeTable& nodes, Faults& faults)
     : SimulatedObject(std::move(connection), nodePathOf(variant), {nodeInterfaceOf(variant)}, options,
-                      variant == Variant::HEVRA ? 2 : 3),
+                      variant == Variant::HEVRA ? 2 : 3, faults),
       interface_(nodeInterfaceOf(variant)),
       nodes_(nodes) {}
 

@@ -19,8 +19,9 @@ namespace Quarnix::Hevra::Stack {
 /// record, a key that is not 16 bytes or all zero, and a key for what is no stack node.
 class NodeManager final : public SimulatedObject {
  public:
-  /// The table must outlive the manager.
-  NodeManager(Shared::Pointer<Bus::Connection> connection, const Options& options, Variant variant, NodeTable& nodes);
+  /// The table and the faults must outlive the manager.
+  NodeManager(Shared::Pointer<Bus::Connection> connection, const Options& options, Variant variant, NodeTable& nodes,
+              Faults& faults);
   ~NodeManager() override;
 
   /// Sends the signal of a change. Any thread.

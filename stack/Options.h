@@ -2,10 +2,13 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <vector>
 
 #include <platform/core/time/Elapsed.h>
 #include <stack/House.h>
+#include <stack/Plan.h>
+#include <stack/Submission.h>
 #include <stack/Variant.h>
 
 namespace Quarnix::Hevra::Stack {
@@ -31,6 +34,11 @@ struct Options {
   double silent = 0;
   /// Of the progress reports: how many are sent twice.
   double duplicate = 0;
+
+  /// What happens to chosen calls and reports whatever the rates say.
+  Plan plan = {};
+  /// Told of each "add" that can be read, before anything happens to it; on the command manager's task.
+  std::function<void(const Submission& submission)> submitted = {};
 };
 
 }  // namespace Quarnix::Hevra::Stack

@@ -10,7 +10,7 @@ void Radio::submit(const std::string& client, const std::string& path, std::vect
   Runners idle;
   MutexLock lock(mutex_);
   std::unique_ptr<CommandRunner>& runner = runners_[{client, path}];
-  if (!runner) runner = std::make_unique<CommandRunner>(connection_, client, path, pace_, nodes_);
+  if (!runner) runner = std::make_unique<CommandRunner>(connection_, client, path, pace_, nodes_, faults_);
   runner->submit(std::move(jobs));
   for (auto next = runners_.begin(); next != runners_.end();) {
     const auto position = next++;
@@ -23,13 +23,18 @@ void Radio::cancel(const std::function<bool(const Job&)>& chosen) {
   for (auto& [originator, runner] : runners_) runner->cancel(chosen);
 }
 
+void Radio::drop() {
+  MutexLock lock(mutex_);
+  for (auto& [originator, runner] : runners_) runner->drop();
+}
+
 void Radio::clear() {
   Runners ended;
   MutexLock lock(mutex_);
   ended.swap(runners_);
   lock.unlock();
   // All of them first, so that those whose originators do not answer run out of time together.
-  for (auto& [originator, runner] : ended) runner->end();
+  for (auto& [originator, runner] : ended) runner->drop();
 }
 
 std::size_t Radio::getCommandCount() const {

@@ -21,15 +21,17 @@ namespace Quarnix::Hevra::Stack {
 /// Threads: any.
 class Radio {
  public:
-  /// The table must outlive the radio.
-  Radio(Shared::Pointer<Bus::Connection> connection, const Time::Elapsed& pace, NodeTable& nodes)
-      : connection_(std::move(connection)), pace_(pace), nodes_(nodes) {}
+  /// The table and the faults must outlive the radio.
+  Radio(Shared::Pointer<Bus::Connection> connection, const Time::Elapsed& pace, NodeTable& nodes, Faults& faults)
+      : connection_(std::move(connection)), pace_(pace), nodes_(nodes), faults_(faults) {}
 
   /// Carries out the jobs for the originator, see CommandRunner.
   void submit(const std::string& client, const std::string& path, std::vector<Job> jobs);
   /// See CommandRunner::cancel.
   void cancel(const std::function<bool(const Job&)>& chosen);
-  /// Drops all commands; returns when no report is under way.
+  /// Drops all commands; reports that are under way are their last.
+  void drop();
+  /// The same; returns when no report is under way.
   void clear();
   std::size_t getCommandCount() const;
 
@@ -39,6 +41,7 @@ class Radio {
   const Shared::Pointer<Bus::Connection> connection_;
   const Time::Elapsed pace_;
   NodeTable& nodes_;
+  Faults& faults_;
 
   mutable Mutex mutex_;
   Runners runners_ HEVRA_GUARDED_BY(mutex_);

@@ -35,14 +35,15 @@ Options checked(const Options& options) {
 Service::Service(const Options& options, Shared::Pointer<Bus::Connection> connection)
     : options_(checked(options)),
       connection_(std::move(connection)),
+      faults_(options_.plan, [this](const Time::Elapsed& away) { restart(away); }),
       nodes_(options_.nodes,
              [this](const NodeTable::Change& change) {
                for (const auto& manager : nodeManagers_) manager->announce(change);
              }),
-      commands_(connection_, options_, nodes_),
-      board_(connection_, options_) {
+      commands_(connection_, options_, nodes_, faults_),
+      board_(connection_, options_, faults_) {
   for (const Variant variant : options_.variants)
-    nodeManagers_.push_back(std::make_unique<NodeManager>(connection_, options_, variant, nodes_));
+    nodeManagers_.push_back(std::make_unique<NodeManager>(connection_, options_, variant, nodes_, faults_));
 }
 
 Service::~Service() { stop(); }
@@ -53,10 +54,7 @@ void Service::start() {
     for (const auto& manager : nodeManagers_) manager->start(true);
     for (const Variant variant : options_.variants)
       if (variant == Variant::HEVRA) board_.start(true);
-    for (const Variant variant : options_.variants) {
-      connection_->requestName(busNameOf(variant));
-      owned_.push_back(variant);
-    }
+    takeNames(options_.variants);
   } catch (...) {
     stop();
     throw;
@@ -64,11 +62,40 @@ void Service::start() {
 }
 
 void Service::stop() {
-  for (; !owned_.empty(); owned_.pop_back()) connection_->releaseName(busNameOf(owned_.back()));
+  faults_.agenda().clear();  // names that would come back
+  giveNamesBack();
   board_.stop();
   for (const auto& manager : nodeManagers_) manager->stop();
   commands_.stop();
+  commands_.endCommands();
+  // What a restart may have left that one of these began.
+  faults_.agenda().clear();
+  giveNamesBack();
+}
+
+void Service::restart(const Time::Elapsed& away) {
+  const std::vector<Variant> names = giveNamesBack();
+  if (names.empty()) return;
   commands_.dropCommands();
+  faults_.agenda().after(away, [this, names] { takeNames(names); });
+}
+
+std::vector<Variant> Service::giveNamesBack() {
+  std::vector<Variant> names;
+  {
+    MutexLock lock(mutex_);
+    names.swap(owned_);
+  }
+  for (const Variant name : names) connection_->releaseName(busNameOf(name));
+  return names;
+}
+
+void Service::takeNames(const std::vector<Variant>& names) {
+  for (const Variant name : names) {
+    connection_->requestName(busNameOf(name));
+    MutexLock lock(mutex_);
+    owned_.push_back(name);
+  }
 }
 
 }  // namespace Quarnix::Hevra::Stack

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include <platform/bus/Connection.h>
+#include <platform/core/Mutex.h>
 #include <stack/CommandManager.h>
 #include <stack/DaughterBoard.h>
 #include <stack/NodeManager.h>
@@ -24,8 +25,8 @@ namespace Quarnix::Hevra::Stack {
 class Service {
  public:
   /// Give the service a connection of its own: a bus tells clients by their connections. Raises std::invalid_argument
-  /// for a rate outside 0 to 1, a pace below zero, no variant or one named twice, and nodes that NodeTable does not
-  /// take.
+  /// for a rate outside 0 to 1, a pace below zero, no variant or one named twice, a rule that `check` refuses, and
+  /// nodes that NodeTable does not take.
   Service(const Options& options, Shared::Pointer<Bus::Connection> connection);
   Service(const Service&) = delete;
   Service& operator=(const Service&) = delete;
@@ -37,6 +38,12 @@ class Service {
   /// Gives the names back, ends the objects and drops the commands in flight, whose originators hear nothing more. A
   /// report that waits for its answer is waited for, CommandRunner::REPLY_TIMEOUT at the most.
   void stop();
+
+  /// As if the service's process ended and began anew: the names go and come back after `away`, the commands in flight
+  /// are dropped; nodes and links stay. Nothing happens while the service is not started, or away already. Any thread.
+  void restart(const Time::Elapsed& away);
+  /// Puts another plan in force. Raises what `check` raises.
+  void setPlan(const Plan& plan) { faults_.setPlan(plan); }
 
   /// Sends the signal "exception" with this text on the command manager's interface of each variant. Raises
   /// Bus::InvalidArgument for what is no UTF-8 without NUL.
@@ -51,13 +58,18 @@ class Service {
   std::size_t getResetCount() const noexcept { return board_.getResetCount(); }
 
  private:
+  std::vector<Variant> giveNamesBack();
+  void takeNames(const std::vector<Variant>& names);
+
   const Options options_;
   const Shared::Pointer<Bus::Connection> connection_;
+  Faults faults_;
   NodeTable nodes_;
   std::vector<std::unique_ptr<NodeManager>> nodeManagers_;  // one a variant; constant after construction
   CommandManager commands_;
   DaughterBoard board_;
-  std::vector<Variant> owned_;  // whose names are ours
+  Mutex mutex_;
+  std::vector<Variant> owned_ HEVRA_GUARDED_BY(mutex_);  // whose names are ours
 };
 
 }  // namespace Quarnix::Hevra::Stack

@@ -12,7 +12,9 @@
 #include <stack/forms/Malformed.h>
 #include <stack/forms/NodeForm.h>
 #include <stack/forms/Number.h>
+#include <stack/forms/PlanForm.h>
 #include <stack/forms/Printable.h>
+#include <stack/replay/Replay.h>
 
 namespace {
 
@@ -25,7 +27,9 @@ enum ExitStatus { DONE = 0, WRONG_INPUT = 2, BUS_ERROR = 3 };
 
 struct CommandLine {
   std::string bus;
-  std::string nodes;  // a file; empty: the house
+  std::string nodes;     // a file; empty: the house
+  std::string scenario;  // a file; empty: no plan
+  std::string replay;    // a file; empty: a simulated service
   Options options;
 };
 
@@ -66,6 +70,12 @@ void addOptions(CLI::App& app, CommandLine& line) {
         ->type_name("RATE")
         ->group("Faults, each a rate from 0 to 1");
   };
+  app.add_option("--scenario", line.scenario, "What happens to which calls and reports, a JSON array of rules")
+      ->type_name("FILE");
+  app.add_option("--replay", line.replay,
+                 "Answers from what hevractl record has kept, at its pace; with --pace 0 at once")
+      ->type_name("FILE")
+      ->excludes("--nodes", "--scenario");
   addRate("--drop", options.drop, "Commands without any progress");
   addRate("--fail", options.fail, "Commands that end as FAILED");
   addRate("--refuse", options.refuse, "Calls that get an error reply and are not carried out");
@@ -86,12 +96,18 @@ void serve(const CommandLine& line) {
   sigaddset(&ends, SIGTERM);
   pthread_sigmask(SIG_BLOCK, &ends, nullptr);
 
-  Hevra::Stack::Service service(line.options, Forms::openBus(line.bus));
-  service.start();
-  std::cout << "ready" << std::endl;
-  int signal = 0;
-  sigwait(&ends, &signal);
-  service.stop();
+  const auto serveUntilEnd = [&ends](auto&& service) {
+    service.start();
+    std::cout << "ready" << std::endl;
+    int signal = 0;
+    sigwait(&ends, &signal);
+    service.stop();
+  };
+  const Options& options = line.options;
+  if (line.replay.empty()) return serveUntilEnd(Hevra::Stack::Service(options, Forms::openBus(line.bus)));
+  const std::vector<Forms::RecordedMessage> recording = Forms::readRecording(line.replay);
+  const bool atOnce = options.pace == Time::Elapsed();
+  serveUntilEnd(Hevra::Stack::Replay(recording, atOnce, options.variants, Forms::openBus(line.bus)));
 }
 
 }  // namespace
@@ -107,6 +123,10 @@ int main(int argc, char** argv) {
     if (!line.nodes.empty()) {
       const Forms::Document document = Forms::readFile(line.nodes);
       line.options.nodes = Forms::readNodes(document.value, document.name);
+    }
+    if (!line.scenario.empty()) {
+      const Forms::Document document = Forms::readFile(line.scenario);
+      line.options.plan = Forms::readPlan(document.value, document.name);
     }
     serve(line);
     return DONE;

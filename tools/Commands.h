@@ -20,6 +20,7 @@ void addCancel(CLI::App& app, Context& context);
 void addWatch(CLI::App& app, Context& context);
 void addDoctor(CLI::App& app, Context& context);
 void addWait(CLI::App& app, Context& context);
+void addRecord(CLI::App& app, Context& context);
 
 /// The option that prints the version; on every level.
 void addVersion(CLI::App& app);

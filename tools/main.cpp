@@ -31,7 +31,7 @@ void addGlobalOptions(CLI::App& app, Context& context) {
   app.add_option("--app", context.application, "The application name that progress is sent to [hevractl]")
       ->type_name("NAME");
   app.add_flag("--strict", context.strict, "Takes progress from nobody but the service");
-  app.add_flag("--show-keys", context.showKeys, "Shows keys in tables; JSON has them anyway");
+  app.add_flag("--show-keys", context.showKeys, "Shows keys in tables and recordings; other JSON has them anyway");
   app.add_flag("--json", context.json, "Prints one JSON value a line");
 }
 
@@ -54,6 +54,7 @@ ExitStatus run(int argc, char** argv, CLI::App& app) {
   addWatch(app, context);
   addDoctor(app, context);
   addWait(app, context);
+  addRecord(app, context);
   app.require_subcommand(1);
   app.parse(argc, argv);
   checkApplication(context.application);

@@ -96,13 +96,18 @@ json readDocument(std::istream& input, const std::string& name) {
   }
 }
 
-Document readFile(const std::string& file) {
-  if (file == "-") return {readDocument(std::cin, "standard input"), "standard input"};
+std::ifstream openFile(const std::string& file) {
   errno = 0;
   std::ifstream input(file, std::ios::binary);
   // A folder can be opened, and says what it is when it is read.
   if (input) input.peek();
   if (errno) throw Malformed(file + ": " + std::strerror(errno));
+  return input;
+}
+
+Document readFile(const std::string& file) {
+  if (file == "-") return {readDocument(std::cin, "standard input"), "standard input"};
+  std::ifstream input = openFile(file);
   return {readDocument(input, file), file};
 }
 

@@ -48,6 +48,27 @@ WRONG_LINES = [
 """What is wrong input, and what the error must name."""
 
 
+def scenario(name):
+    return ["--scenario", f"{support.SOURCES}/examples/scenarios/{name}.json"]
+
+
+def rule(**changes):
+    return [{"on": "add", "do": "silence"}, {"on": "add", "do": "delay", "ms": 1} | changes]
+
+
+WRONG_SCENARIOS = [
+    ({}, "array"), ([{"do": "late"}], "[0].on"), (rule(on="dance"), "[1]: a rule for 'dance'"),
+    (rule(do="sleep"), '[1].do: "sleep"'), (rule(ms=-1), "[1].ms"), (rule(do="late"), '"ms"'),
+    (rule(on="getnodes", group="g"), "[1]: a group"), (rule(nth=0), "[1]: nth 0"), (rule(times=0), "[1]: times 0"),
+    (rule(colour=1), '"colour"'), ([{"on": "add", "do": "error", "name": "busy"}], "'busy'"),
+    ([{"on": "progress", "do": "error", "name": "a.b"}], '"name"')]
+WRONG_RECORDINGS = [
+    ({"time": 0, "type": "noise"}, "line 1.type"), ({"time": 0, "type": "call", "colour": 1}, '"colour"')] + [
+    ({"time": 0, "type": "call", "signature": signature, "body": body}, "line 1") for signature, body in [
+        ("u", ["x"]), ("u", [2**32]), ("u", []), ("u", [1, 2]), ("(u", [[1]]), ("ay", ["0"]), ("a{sv}", [[["x", 1]]]),
+        ("v", [{"type": "uu", "value": 1}]), ("d", ["x"]), ("o", ["x"]), ("", 1), ("z", [1]), ("s", ["\0"])]]
+
+
 def changed(kind, /, **changes):
     """The JSON form of a node of the kind, with these keys changed; None takes one away."""
     form = support.full_node(kind, 7)[1] | changes
@@ -142,6 +163,11 @@ class Programs(unittest.TestCase):
             (["--fail", "1"], two[:1], [], 1, [(1, 1), (1, 2), (1, 4)], ""),
             (["--drop", "1"], two, ["--wait", "1"], 4, [], "hevractl: "),
             (["--refuse", "1"], two, [], 3, [], refusal),
+            (scenario("restart"), two[:1], ["--wait", "1"], 4, [(1, 1)], "hevractl: "),
+            (scenario("silence"), two[:1], ["--wait", "1"], 4, [(1, 1)], "hevractl: "),
+            (scenario("refusal"), two, [], 3, [], "com.example.Error.Busy: the radio is busy"),
+            (scenario("slow"), two[:1], ["--wait", "1"], 4, None, "hevractl: "),
+            (scenario("garbled"), two[:1], [], 0, [(1, 2), (1, 2), (1, 3)], "signature"),
         ]
         for faults, commands, options, status, statuses, errors in rows:
             with self.subTest(faults=faults, options=options):
@@ -315,6 +341,8 @@ class Programs(unittest.TestCase):
             (["--bus", deny.address], 3, HOST), (["--bus", "nonsense"], 2, "nonsense"), (["--fail", "2"], 2, "--fail"),
             (["--pace", "slow"], 2, "slow"), (["--service", "none"], 2, "none"), (["--unknown"], 2, "unknown"),
         ]
+        rows += [(["--scenario", self.file(document)], 2, text) for document, text in WRONG_SCENARIOS]
+        rows += [(["--replay", self.file(document)], 2, text) for document, text in WRONG_RECORDINGS]
         for options, status, text in rows:
             with self.subTest(options):
                 process = Process(*support.EMULATOR, support.PROGRAMS + "hevra-stackd", *options)

@@ -12,6 +12,7 @@ import tempfile
 import time
 
 DEADLINE = 60  # seconds
+SOURCES = os.path.dirname(os.path.dirname(os.path.dirname(os.path.abspath(__file__))))
 PROGRAMS = os.environ["HEVRA_BINARY_DIR"] + "/bin/"
 DIST = os.path.dirname(__file__) + "/../../dist/"
 EMULATOR = os.environ.get("HEVRA_EMULATOR", "").split()

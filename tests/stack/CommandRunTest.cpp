@@ -28,16 +28,15 @@ TEST_F(CommandRun, ReportsEachStatusInItsTime) {
     options.fail = row.fail;
     options.drop = row.drop;
     options.duplicate = row.duplicate;
-    serve(options);
+    stack.serve(options);
     Originator fresh(client.connection, "/fresh");
     std::vector<Command> delayed = commands(1);
     delayed[0].setDelay(row.delay, 0);
     EXPECT_FALSE(client.add(fresh, "g", delayed).isException());
-    EXPECT_EQ(service->getCommandCount(), row.drop > 0 ? 0U : 1U);
+    EXPECT_EQ(stack.commandsInFlight(), row.drop > 0 ? 0U : 1U);
     advance(5'000'000);
     EXPECT_EQ(fresh.get("g_1"), row.reports);
-    EXPECT_EQ(service->getCommandCount(), 0U);
-    service.reset();
+    EXPECT_EQ(stack.commandsInFlight(), 0U);
   }
 }
 
@@ -57,7 +56,6 @@ TEST_F(CommandRun, CancelsWhatIsChosen) {
   };
   for (const auto& row : rows) {
     SCOPED_TRACE(row.what);
-    serve();
     Originator fresh(client.connection, "/fresh"), other(client.connection, "/other");
     std::vector<Command> two = commands(2), one = commands(1);
     two[0].setAcei(Command::Acei(7, 0, 0));
@@ -81,12 +79,10 @@ TEST_F(CommandRun, CancelsWhatIsChosen) {
         EXPECT_NE(statuses.find(" 3/2@"), statuses.npos) << name << ": " << statuses;
     }
     EXPECT_EQ(cancelled, row.cancelled);
-    service.reset();
   }
 }
 
 TEST_F(CommandRun, CancelsACommandWhoseReportIsUnderWay) {
-  serve();
   originator.onProgress = [&] { client.command(Variant::HEVRA, "cancel"); };
   client.add(originator, "g", commands(1));
   advance(1000);
@@ -95,12 +91,11 @@ TEST_F(CommandRun, CancelsACommandWhoseReportIsUnderWay) {
 
 TEST_F(CommandRun, GoesOnWhenAReportIsNotAnswered) {
   Quarnix::Test::CapturingLogger lines;
-  serve();
   originator.onProgress = [] { throw std::runtime_error("no answer"); };
   client.add(originator, "g", commands(1));
   advance(20'000);
   EXPECT_EQ(originator.get("g_1"), "1/1@0 2/1@5200 3/2@10400");
-  EXPECT_EQ(service->getCommandCount(), 0U);
+  EXPECT_EQ(stack.commandsInFlight(), 0U);
   int logged = 0;
   for (const std::string& line : lines.get())
     logged += line.starts_with("4 hevra-stackd> no answer to the progress of g_1 from ");
@@ -108,18 +103,17 @@ TEST_F(CommandRun, GoesOnWhenAReportIsNotAnswered) {
 }
 
 TEST_F(CommandRun, DropsTheCommandsOfAClientThatHasGone) {
-  serve();
   auto gone = std::make_unique<Client>();
   auto itsOriginator = std::make_unique<Originator>(gone->connection, "/gone");
   std::vector<Command> delayed = commands(3);
   for (Command& command : delayed) command.setDelay(10 * command.getId(), 0);
   gone->add(*itsOriginator, "g", delayed);
-  clock.settle();
-  EXPECT_EQ(service->getCommandCount(), 3U);
+  stack.settle();
+  EXPECT_EQ(stack.commandsInFlight(), 3U);
   itsOriginator.reset();
   gone.reset();
   advance(10'000);
-  EXPECT_EQ(service->getCommandCount(), 0U);
+  EXPECT_EQ(stack.commandsInFlight(), 0U);
 }
 
 // On the steady clock: a hook that is held up keeps a simulated one from being idle.

@@ -9,7 +9,6 @@ namespace {
 using Fault = StackTest;
 
 TEST_F(Fault, SaysWhatABadCallWants) {
-  serve();
   const std::string add = ", expected (o)(s)a(utbuviiyisusuyy): an originator, a group and its commands";
   const std::pair<Return, std::string> rows[] = {
       {client.command(Variant::ZUV, "add", "s'a' s'b'"), "add was called with the arguments ss" + add},
@@ -21,28 +20,28 @@ TEST_F(Fault, SaysWhatABadCallWants) {
     EXPECT_STREQ(reply.getErrorName(), "org.freedesktop.DBus.Error.InvalidArgs");
     EXPECT_EQ(reply.getErrorText(), text);
   }
-  EXPECT_EQ(service->getResetCount(), 0U);
+  EXPECT_EQ(stack.resets(), 0U);
 }
 
 TEST_F(Fault, RefusesCallsWithoutCarryingThemOut) {
   Options options;
   options.refuse = 1;
-  serve(options);
+  stack.serve(options);
   EXPECT_STREQ(client.reset().getErrorName(), "org.freedesktop.DBus.Error.Failed");
   const Return reply = client.add(originator, "g", commands(1));
   EXPECT_STREQ(reply.getErrorText(), "The simulated stack refuses this add");
   advance(1000);
-  EXPECT_EQ(service->getResetCount(), 0U);
+  EXPECT_EQ(stack.resets(), 0U);
   EXPECT_EQ(originator.get("g_1"), "");
 }
 
 TEST_F(Fault, CarriesOutACallThatItDoesNotAnswer) {
   Options options;
   options.silent = 1;
-  serve(options);
+  stack.serve(options);
   std::string error;
   std::thread caller([&] { error = client.add(originator, "g", commands(1)).getErrorName(); });
-  clock.awaitWaiters(1);
+  stack.clock().awaitWaiters(1);
   advance(25'000);
   caller.join();
   EXPECT_EQ(error, "org.freedesktop.DBus.Error.NoReply");
@@ -55,11 +54,10 @@ TEST_F(Fault, IsDrawnFromTheSeed) {
     options.seed = seed;
     options.fail = fail;
     options.drop = drop;
-    serve(options);
+    stack.serve(options);
     Originator fresh(client.connection, "/fresh");
     client.add(fresh, "g", commands(200));
     advance(1000);
-    service.reset();
     return fresh.get();
   };
   const auto failed = run(1, 0.5, 0);

@@ -47,7 +47,6 @@ TEST_F(Interfaces, DescribeWhatTheMarshallersWriteAndRead) {
         StructWrapper<RemoteSensorNode>().signature(), StructWrapper<StackNode>().signature()})
     nodes.insert({"modify " + node + "i-> b", "modified " + node + "y", "linkModified " + node + link + "y"});
 
-  serve();
   Hevra::Proxy::Command::Manager application(false, "app");
   application.setConnection(client.connection);
   application.start(true);

@@ -21,7 +21,7 @@ class Nodes : public StackTest {
   void serveNodes(std::vector<AnyNode> nodes) {
     Options options;
     options.nodes = std::move(nodes);
-    serve(options);
+    stack.serve(options);
   }
   Return call(const char* member, const std::string& arguments = {}) const {
     return client.call(nodePathOf(Variant::HEVRA), nodeInterfaceOf(Variant::HEVRA), member, arguments);
@@ -57,7 +57,7 @@ TEST_F(Nodes, TakeTheValueThatACommandWrites) {
   const struct {
     bool write;
     Shared::Pointer<HvType> value;
-    int state;
+    std::uint32_t state;
   } rows[] = {
       {false, Shared::make<HvBool>(true), 0},
       {true, Shared::make<HvBool>(true), 1},
@@ -71,7 +71,7 @@ TEST_F(Nodes, TakeTheValueThatACommandWrites) {
     command[0].setValue(row.value);
     client.add(originator, "g", command);
     advance(1000);
-    EXPECT_EQ(headOf(*service->getNodes().find(4)).getState(), row.state);
+    EXPECT_EQ(stack.stateOf(4), row.state);
     EXPECT_EQ(listener.take(), row.write ? "Hevra.Manager.Node modified 4 1; " : "");
   }
 }
@@ -83,19 +83,19 @@ TEST_F(Nodes, LoseTheirLinksBeforeTheyAreRemoved) {
   link.setNodeAddress(2);
   link.setStackAddress(1);
   link.setLinkId("hall");
-  EXPECT_TRUE(service->getNodes().modify(link, NodeAction::ADDED));
+  EXPECT_TRUE(stack.nodes().modify(link, NodeAction::ADDED));
   link.setNodeAddress(3);
-  EXPECT_TRUE(service->getNodes().modify(link, NodeAction::ADDED));
+  EXPECT_TRUE(stack.nodes().modify(link, NodeAction::ADDED));
   Listener listener(client, nodePathOf(Variant::HEVRA));
   EXPECT_FALSE(call("removeChildrenNodes", "u1").isException());
-  clock.settle();
+  stack.settle();
   EXPECT_EQ(listener.take(),
             "Hevra.Manager.Node linkModified 2 2 hall 2; Hevra.Manager.Node modified 2 2; "
             "Hevra.Manager.Node modified 4 2; ");
-  EXPECT_TRUE(service->getNodes().modify(node<StackNode>(1), NodeAction::REMOVED));
-  clock.settle();
+  EXPECT_TRUE(stack.nodes().modify(node<StackNode>(1), NodeAction::REMOVED));
+  stack.settle();
   EXPECT_EQ(listener.take(), "Hevra.Manager.Node linkModified 3 3 hall 2; Hevra.Manager.Node modified 1 2; ");
-  EXPECT_EQ(service->getNodes().getNodes().size(), 1U);
+  EXPECT_EQ(stack.nodes().getNodes().size(), 1U);
 }
 
 TEST_F(Nodes, SayWhatABadCallWants) {
@@ -136,11 +136,11 @@ TEST_F(Nodes, AnnounceChangesOfManyThreadsInTheirOrder) {
     threads.emplace_back([&, address] {
       for (int round = 0; round < 50; ++round)
         for (const NodeAction action : {NodeAction::ADDED, NodeAction::REMOVED})
-          EXPECT_TRUE(service->getNodes().modify(AnyNode(node<RemoteActuatorNode>(address)), action));
+          EXPECT_TRUE(stack.nodes().modify(AnyNode(node<RemoteActuatorNode>(address)), action));
     });
   }
   for (std::thread& thread : threads) thread.join();
-  clock.settle();
+  stack.settle();
   const std::string signals = listener.take();
   for (std::uint32_t address = 0; address < 4; ++address) {
     std::string actions;

@@ -16,6 +16,9 @@ TEST_F(StackService, RefusesWrongOptions) {
       [](Options& options) { options.silent = std::nan(""); },
       [](Options& options) { options.pace = Time::Elapsed(0, -1); },
       [](Options& options) { options.variants = {}; },
+      [](Options& options) { options.plan = {{.on = "dance", .effect = {}}}; },
+      [](Options& options) { options.plan = {{.on = "cancel", .group = "g", .effect = {}}}; },
+      [](Options& options) { options.plan = {{.on = "add", .effect = Effect::error(ErrorCode(), "no")}}; },
       [](Options& options) { options.variants.push_back(Variant::ZUV); },
   };
   for (const auto& spoil : rows) {
@@ -26,18 +29,18 @@ TEST_F(StackService, RefusesWrongOptions) {
 }
 
 TEST_F(StackService, CountsAndAnswersResets) {
-  serve();
   for (const bool answer : {true, false}) {
-    service->setResetAnswer(answer);
+    stack.answerResets(answer);
     const Return reply = client.reset();
     bool answered = !answer;
     reply.begin().get(answered);
     EXPECT_EQ(answered, answer);
   }
-  EXPECT_EQ(service->getResetCount(), 2U);
+  EXPECT_EQ(stack.resets(), 2U);
 }
 
 TEST_F(StackService, LeavesNothingWhenItCannotStart) {
+  stack.service().stop();
   client.connection->requestName("com.quarnix.Application.Zuv");
   Service second({}, Bus::Connection::open("in-process"));
   EXPECT_THROW(second.start(), Bus::StartFailed);
@@ -48,27 +51,24 @@ TEST_F(StackService, LeavesNothingWhenItCannotStart) {
 }
 
 TEST_F(StackService, DropsItsCommandsWhenItStops) {
-  serve();
   client.add(originator, "g", commands(1));
-  clock.settle();
-  service->stop();
-  EXPECT_EQ(service->getCommandCount(), 0U);
+  stack.settle();
+  stack.service().stop();
+  EXPECT_EQ(stack.commandsInFlight(), 0U);
   EXPECT_STREQ(client.reset().getErrorName(), "org.freedesktop.DBus.Error.ServiceUnknown");
   advance(1000);
   EXPECT_EQ(originator.get("g_1"), "1/1@0");
-  service->start();
+  stack.service().start();
   client.add(originator, "h", commands(1));
   advance(1000);
   EXPECT_EQ(originator.get("h_1"), "1/1@1000 2/1@1200 3/2@1400");
 }
 
 TEST_F(StackService, AnnouncesAnExceptionForEachVariant) {
-  serve();
   Listener listener(client, "/com/quarnix/Application/HevraZuv/Manager/Command");
-  service->announceException("radio lost");
-  clock.settle();
+  stack.exception("radio lost");
   EXPECT_EQ(listener.take(), "Hevra.Manager.Command exception radio lost; Zuv.Manager.Command exception radio lost; ");
-  EXPECT_THROW(service->announceException("\xFF"), Bus::InvalidArgument);
+  EXPECT_THROW(stack.exception("\xFF"), Bus::InvalidArgument);
 }
 
 }  // namespace

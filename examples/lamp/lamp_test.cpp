@@ -1,0 +1,66 @@
+// The test of the lamp: no bus, no radio, and none of the minutes that it is about. Any test framework will do; this
+// has none.
+#include <cstdio>
+#include <string>
+#include <vector>
+
+#include <examples/lamp/Lamp.h>
+#include <stack/FakeStack.h>
+
+using namespace std::chrono_literals;
+using Quarnix::Hevra::Stack::Effect;
+using Quarnix::Hevra::Stack::FakeStack;
+
+namespace {
+
+int failures = 0;
+
+void check(bool holds, const char* what, const std::string& given) {
+  if (holds) return;
+  std::printf("not so: %s; given: %s\n", what, given.c_str());
+  ++failures;
+}
+
+void switchesOn() {
+  FakeStack stack;
+  Lamp lamp(0x1001);
+  lamp.turnOn();
+  check(lamp.getState() == "switching", "it takes its time", lamp.getState());
+  stack.advance(1s);
+  check(lamp.getState() == "on", "it is on in the end", lamp.getState());
+  check(stack.stateOf(0x1001) == 1u, "its node is on, too", "another state");
+}
+
+void triesOnceMoreWhenTheRadioIsSilent() {
+  FakeStack stack;
+  stack.plan({{.on = "progress", .command = 1, .effect = Effect::silence()}});
+  Lamp lamp(0x1001);
+  lamp.turnOn();
+  stack.advance(60s);
+  const std::vector<std::string> sent = stack.takeCommands();
+  check(sent == std::vector<std::string>{"lamp_1 writes true to 0x1001", "lamp_2 writes true to 0x1001"},
+        "it has sent two commands", std::to_string(sent.size()));
+  stack.advance(1s);
+  check(lamp.getState() == "on", "the second was heard", lamp.getState());
+}
+
+void saysWhyItIsNotOn() {
+  FakeStack stack;
+  Lamp lamp(0x1001);
+  lamp.turnOn();
+  stack.restart(10s);
+  check(lamp.getState() != "switching", "it knows that the service has lost the command", lamp.getState());
+  stack.advance(10s);
+  lamp.turnOn();
+  stack.advance(1s);
+  check(lamp.getState() == "on", "the service is back", lamp.getState());
+}
+
+}  // namespace
+
+int main() {
+  switchesOn();
+  triesOnceMoreWhenTheRadioIsSilent();
+  saysWhyItIsNotOn();
+  return failures == 0 ? 0 : 1;
+}

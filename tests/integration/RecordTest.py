@@ -1,0 +1,108 @@
+"""A session of hevractl is recorded and answered again from the recording: what hevractl prints is the same."""
+
+import json
+import signal
+import tempfile
+import unittest
+
+import support
+
+KEY = "5ec2e7" * 5 + "01"
+
+
+class Record(unittest.TestCase):
+    def setUp(self):
+        folder = tempfile.TemporaryDirectory()
+        self.addCleanup(folder.cleanup)
+        self.file = folder.name + "/evening.jsonl"
+
+    def bus(self, rules=""):
+        bus = support.Bus(rules)
+        self.addCleanup(bus.close)
+        return bus
+
+    def hevractl(self, bus, *arguments):
+        process = bus.run(*support.EMULATOR, support.PROGRAMS + "hevractl", "--bus", bus.address, "--json", *arguments)
+        self.assertEqual(process.line(), '{"event":"ready"}')
+        return process
+
+    def end(self, recorder, file, is_last, signal_number=signal.SIGINT):
+        """Ends it once it has kept the last message; all that it has kept."""
+        lines = support.Process("tail", "-n+1", "-f", file)
+        self.addCleanup(lines.kill)
+        kept = [json.loads(lines.line())]
+        while not is_last(kept):
+            kept.append(json.loads(lines.line()))
+        recorder.child.send_signal(signal_number)
+        self.assertEqual(json.loads(recorder.line()), {"event": "recorded", "messages": len(kept)})
+        return kept
+
+    def session(self, bus):
+        """What hevractl says when every command is used; the last but one fails."""
+        watcher = self.hevractl(bus, "watch")
+        commands = [support.full_command(number)[1] for number in range(len(support.VALUES))]
+        commands[0] |= {"address": 0x1001}
+        said = []
+        for arguments, given in [
+                (["nodes"], b""), (["nodes", "--class", "4"], b""), (["nodes"], b""),
+                (["node", "key", "0x1000", KEY], b""), (["node", "set", "-", "--action", "0"],
+                                                        support.full_node("sensor", 7)[1]),
+                (["link", "set", "--node", "7", "--stack", "0x1000", "--type", "0", "--id", "hall", "--action", "0"], b""),
+                (["link", "id", "7", "--type", "0"], b""), (["nodes"], b""),
+                (["send", "--group", "a", "-"], commands), (["send", "--group", "a", "-"], commands),
+                (["send", "--group", "a", "-"], commands), (["cancel", "--key", "a_1"], b""), (["reset"], b""),
+                (["node", "remove", "0x991a1b1c"], b"")]:
+            result = bus.ctl("--json", *arguments, commands=given)
+            said.append((arguments, result.status, result.output, result.errors))
+        # The key, the new node, its link, the lamp that was switched, the link and the node again.
+        said.append([watcher.line() for _ in range(6)])
+        self.assertEqual(watcher.end(signal.SIGINT), (0, ""))
+        return said
+
+    def test_is_answered_again_as_it_was(self):
+        bus = self.bus()
+        scenario = f"{support.SOURCES}/examples/scenarios/refusal.json"
+        service = bus.stackd("--pace", "5", "--scenario", scenario)
+        recorder = self.hevractl(bus, "record", "--show-keys", self.file)
+        recorded = self.session(bus)
+        self.end(recorder, self.file, lambda kept: any(
+            call.get("member") == "removeChildrenNodes" and kept[-1].get("replySerial") == call["serial"]
+            for call in kept))
+        self.assertEqual(recorder.end(), (0, ""))
+        self.assertEqual([status for _, status, *_ in recorded[:-1]].count(3), 3, "two refused sends and the reset")
+        service.end(signal.SIGTERM)
+
+        for pace in "0", "200":
+            service = bus.stackd("--pace", pace, "--replay", self.file)
+            self.assertEqual(self.session(bus), recorded)
+            unknown = bus.ctl("--service", "zuv", "nodes")
+            self.assertEqual(unknown.status, 3)
+            self.assertIn("NotRecorded", unknown.errors)
+            self.assertEqual(service.end(signal.SIGINT), (0, ""))
+
+    def test_keeps_no_keys_unless_it_is_told_to(self):
+        bus = self.bus()
+        bus.stackd()
+        recorder = self.hevractl(bus, "record", self.file)
+        shown = self.hevractl(bus, "record", "--show-keys", self.file + ".keys")
+        bus.ctl("node", "key", "0x1000", KEY)
+        bus.ctl("nodes")
+        # The call, announced by both variants, answered; the list called for and answered: a node has the key twice.
+        for process, file, keys in (recorder, self.file, 0), (shown, self.file + ".keys", 7):
+            kept = self.end(process, file, lambda kept: len(kept) == 6)
+            self.assertEqual(json.dumps(kept).count(KEY), keys)
+
+    def test_keeps_the_signals_where_the_bus_lets_nobody_listen(self):
+        bus = self.bus('<deny send_interface="org.freedesktop.DBus.Monitoring"/>')
+        bus.stackd()
+        recorder = self.hevractl(bus, "record", self.file)
+        bus.ctl("node", "remove", "0x1002")
+        kept = self.end(recorder, self.file, lambda kept: len(kept) == 2, signal.SIGTERM)
+        self.assertEqual([message["member"] for message in kept], ["modified", "modified"])
+        status, errors = recorder.end()
+        self.assertEqual(status, 0)
+        self.assertRegex(errors, "^hevractl: the bus lets nobody listen [^\n]*AccessDenied[^\n]*\n$")
+
+
+if __name__ == "__main__":
+    unittest.main(verbosity=2)

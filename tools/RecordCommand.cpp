@@ -1,0 +1,166 @@
+// hevractl record: keeps the traffic of the stack service in a file, for hevra-stackd --replay.
+#include <unistd.h>
+
+#include <cerrno>
+#include <csignal>
+#include <cstring>
+#include <fstream>
+#include <memory>
+#include <string>
+
+#include <platform/bus/ConnectionObserver.h>
+#include <platform/bus/Trace.h>
+#include <platform/core/Mutex.h>
+#include <platform/core/time/Clock.h>
+#include <stack/Variant.h>
+#include <stack/forms/BodyForm.h>
+#include <stack/forms/Malformed.h>
+#include <stack/forms/Recording.h>
+#include <tools/Commands.h>
+
+namespace Quarnix::Hevra::Tools {
+
+namespace {
+
+using Bus::Message::Method::Call;
+using Bus::Message::Method::Return;
+using Stack::Forms::Malformed;
+using Stack::Forms::RecordedMessage;
+
+constexpr const char* BUS = "org.freedesktop.DBus";
+
+/// Ends the wait for a signal from outside.
+void endProgram() { ::kill(::getpid(), SIGTERM); }
+
+/// Writes down what arrives, but for what the bus itself has to say.
+class Recorder : public Bus::Trace {
+ public:
+  Recorder(const std::string& file, bool showKeys) : showKeys_(showKeys) {
+    errno = 0;
+    output_.open(file, std::ios::binary);
+    if (!output_) throw Malformed(file + ": " + std::strerror(errno));
+  }
+
+  void message(Direction direction, const Bus::Message::Any& message) override {
+    constexpr const char* TYPES[] = {"", "call", "return", "error", "signal"};
+    const auto type = static_cast<std::size_t>(message.getType());
+    if (direction == Direction::OUT || type >= std::size(TYPES) || message.getSender() == std::string(BUS)) return;
+    RecordedMessage recorded;
+    recorded.type = TYPES[type];
+    recorded.serial = message.getSerial();
+    recorded.replySerial = message.getReplySerial();
+    recorded.sender = message.getSender();
+    recorded.destination = message.getDestination();
+    recorded.path = message.getPath();
+    recorded.interface = message.getInterface();
+    recorded.member = message.getMember();
+    recorded.error = message.getErrorName();
+    recorded.signature = message.getSignature();
+    recorded.body = Stack::Forms::writeBody(showKeys_ ? message : Bus::Message::Any(withoutSecrets(message)));
+
+    MutexLock lock(mutex_);
+    if (finished_) return;
+    recorded.time = Time::Clock::get().now() - began_;
+    output_ << writeMessage(recorded) << std::endl;
+    ++count_;
+    if (!output_) endProgram();
+  }
+
+  /// Writes nothing more; how many it has written. Raises Malformed when it could not.
+  std::size_t finish(const std::string& file) {
+    MutexLock lock(mutex_);
+    finished_ = true;
+    if (!output_) throw Malformed(file + ": cannot be written");
+    return count_;
+  }
+
+ private:
+  const bool showKeys_;
+  const Time::Monotonic began_ = Time::Clock::get().now();
+  Mutex mutex_;
+  std::ofstream output_ HEVRA_GUARDED_BY(mutex_);
+  std::size_t count_ HEVRA_GUARDED_BY(mutex_) = 0;
+  bool finished_ HEVRA_GUARDED_BY(mutex_) = false;
+};
+
+/// Keeps the link read, and ends the program with it: it would come back deaf.
+class Link : public Bus::ConnectionObserver {
+ public:
+  explicit Link(Shared::Pointer<Bus::Connection> connection) : ConnectionObserver(std::move(connection), {}) {}
+  ~Link() override { retire(); }
+
+  std::string getLoss() {
+    MutexLock lock(mutex_);
+    return loss_;
+  }
+
+ private:
+  void lost(const std::string& reason) override {
+    {
+      MutexLock lock(mutex_);
+      loss_ = reason;
+    }
+    endProgram();
+  }
+
+  Mutex mutex_;
+  std::string loss_ HEVRA_GUARDED_BY(mutex_);
+};
+
+/// Has the bus show what goes from and to the service, or else its signals.
+void listen(Bus::Connection& connection, const std::string& service) {
+  try {
+    connection.becomeMonitor({"sender='" + service + "'", "destination='" + service + "'"});
+  } catch (const Return& refusal) {
+    complain("the bus lets nobody listen (" + std::string(refusal.getErrorName()) + ": " + refusal.getErrorText() +
+             "): only signals are kept, which cannot be replayed; try again as root");
+    Call match;
+    match.setDestination(BUS);
+    match.setPath("/org/freedesktop/DBus");
+    match.setInterface(BUS);
+    match.setMember("AddMatch");
+    match.begin().append("type='signal',sender='" + service + "'");
+    if (const auto reply = connection.call(match); reply->isException()) throw Return(*reply);
+  }
+}
+
+ExitStatus record(const Context& context, const std::string& file) {
+  // Before any thread is made, so that all of them leave these signals to sigwait.
+  sigset_t ends;
+  sigemptyset(&ends);
+  sigaddset(&ends, SIGINT);
+  sigaddset(&ends, SIGTERM);
+  pthread_sigmask(SIG_BLOCK, &ends, nullptr);
+
+  const auto recorder = Shared::make<Recorder>(file, context.showKeys);
+  Bus::Trace::set(recorder);
+  const auto connection = context.openBus();
+  connection->getUniqueName();  // raises what keeps us from the bus
+  Link link(connection);
+  link.start();
+  listen(*connection, busNameOf(context.zuv ? Stack::Variant::ZUV : Stack::Variant::HEVRA));
+  context.print({{"event", "ready"}}, "Recording to " + file + "; interrupt to end.");
+  int signal = 0;
+  sigwait(&ends, &signal);
+
+  const std::size_t count = recorder->finish(file);
+  context.print({{"event", "recorded"}, {"messages", count}},
+                "Recorded " + std::to_string(count) + (count == 1 ? " message." : " messages."));
+  if (const std::string loss = link.getLoss(); !loss.empty())
+    throw Return("org.freedesktop.DBus.Error.Disconnected", loss);
+  return ExitStatus::DONE;
+}
+
+}  // namespace
+
+void addRecord(CLI::App& app, Context& context) {
+  const auto file = std::make_shared<std::string>();
+  CLI::App& command = addCommand(
+      app, "record", "Keeps the traffic of the service in a file until interrupted, for hevra-stackd --replay",
+      "hevractl record evening.jsonl");
+  command.add_option("FILE", *file, "Where to; what it has is replaced")->required()->type_name("");
+  command.callback(
+      [&context, file] { context.chosen = [file](const Context& chosen) { return record(chosen, *file); }; });
+}
+
+}  // namespace Quarnix::Hevra::Tools
