@@ -131,7 +131,7 @@ run link id 0x123456 --type 0
 echo '[{"id": 1, "address": 1193046, "write": true, "value": {"type": "y", "value": 42}}]' >dim.json
 run send --group dim dim.json
 run node key 0x1000 000102030405060708090a0b0c0d0e0f
-await "$scratch/watch" 5
+await "$scratch/watch" 6
 kill -INT "$watching"
 status=0
 wait "$watching" || status=$?

@@ -1,16 +1,20 @@
 // Nodes in readable tables. Their JSON is in stack/forms.
 #pragma once
 
+#include <cstdint>
 #include <string>
 
 #include <platform/hevra/Node.h>
 
 namespace Quarnix::Hevra::Tools {
 
-/// The columns' titles.
-std::string nodeTitles();
-/// A node's row: kind, address, class, type and state, then whatever else is not zero or empty. The keys of a stack
-/// node are masked unless `showKeys`.
-std::string nodeRow(const Node& node, bool showKeys);
+/// "controller", "actuator" and so on.
+std::string kindOf(const Node& node);
+/// What else a node has that is not zero or empty, the long blocks last. The keys of a stack node are masked unless
+/// `showKeys`.
+std::string detailsOf(const Node& node, bool showKeys);
+
+/// "0x1f".
+std::string hexadecimal(std::uint64_t number);
 
 }  // namespace Quarnix::Hevra::Tools

@@ -9,6 +9,7 @@
 #include <stack/forms/NodeForm.h>
 #include <tools/Commands.h>
 #include <tools/NodeText.h>
+#include <tools/Table.h>
 
 namespace Quarnix::Hevra::Tools {
 
@@ -33,16 +34,27 @@ std::vector<Shared::Pointer<Node>> listFiltered(const Proxy::Node::Manager& mana
   return Proxy::Node::Manager::parseBusReply(reply);
 }
 
+void printTable(const std::vector<Shared::Pointer<Node>>& nodes, bool showKeys) {
+  Table table(Terminal::ofOutput(), {{"KIND"}, {"ADDRESS"}, {"CLASS"}, {"TYPE"}, {"STATE"}, {"DETAILS"}});
+  std::vector<Table::Row> rows;
+  for (const auto& node : nodes) {
+    rows.push_back({kindOf(*node), hexadecimal(node->getAddress()),
+                    std::to_string(static_cast<std::uint32_t>(node->getNodeClass())), hexadecimal(node->getNodeType()),
+                    std::to_string(node->getState()), detailsOf(*node, showKeys)});
+    table.fit(rows.back());
+  }
+  std::cout << table.titles() << '\n';
+  for (const Table::Row& row : rows) std::cout << table.line(row) << '\n';
+}
+
 ExitStatus list(const Context& context, const Filter& filter) {
   Proxy::Node::Manager manager(context.zuv);
   manager.setConnection(context.openBus());
   const auto nodes = filter.nodeClass ? listFiltered(manager, context.zuv, filter) : manager.getNodes();
-  if (!context.json) std::cout << nodeTitles() << '\n';
-  for (const auto& node : nodes) {
-    if (context.json)
-      std::cout << Stack::Forms::writeNode(*node).dump() << '\n';
-    else
-      std::cout << nodeRow(*node, context.showKeys) << '\n';
+  if (context.json) {
+    for (const auto& node : nodes) std::cout << Stack::Forms::writeNode(*node).dump() << '\n';
+  } else {
+    printTable(nodes, context.showKeys);
   }
   std::cout << std::flush;
   return ExitStatus::DONE;

@@ -1,8 +1,6 @@
 // Notes statuses and counts them.
 #include <tools/Progress.h>
 
-#include <platform/core/time/Clock.h>
-
 namespace Quarnix::Hevra::Tools {
 
 Progress::Progress(const std::vector<Command>& commands) {
@@ -18,14 +16,11 @@ void Progress::note(std::uint32_t id, HvDetailedCommandStatus status) {
 void Progress::close() {
   MutexLock lock(mutex_);
   closed_ = true;
-  closing_.notifyAll();
 }
 
-bool Progress::awaitClose(const Time::Monotonic& deadline) {
+bool Progress::isClosed() const {
   MutexLock lock(mutex_);
-  while (!closed_)
-    if (!Time::Clock::get().wait(closing_, mutex_, deadline)) return closed_;
-  return true;
+  return closed_;
 }
 
 Progress::Outcome Progress::getOutcome() const {

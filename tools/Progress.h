@@ -7,12 +7,11 @@
 #include <vector>
 
 #include <platform/core/Mutex.h>
-#include <platform/core/time/Monotonic.h>
 #include <platform/hevra/Command.h>
 
 namespace Quarnix::Hevra::Tools {
 
-/// Notes the commands' statuses, and lets a thread wait until nothing more will come. Threads: any.
+/// Notes the commands' statuses. Threads: any.
 class Progress {
  public:
   struct Outcome {
@@ -27,13 +26,11 @@ class Progress {
   void note(std::uint32_t id, HvDetailedCommandStatus status);
   /// Nothing more will come.
   void close();
-  /// True once closed, false when `deadline` came first.
-  bool awaitClose(const Time::Monotonic& deadline);
+  bool isClosed() const;
   Outcome getOutcome() const;
 
  private:
   mutable Mutex mutex_;
-  ConditionVariable closing_;
   bool closed_ HEVRA_GUARDED_BY(mutex_) = false;
   std::size_t reports_ HEVRA_GUARDED_BY(mutex_) = 0;
   std::map<std::uint32_t, HvDetailedCommandStatus> statuses_ HEVRA_GUARDED_BY(mutex_);

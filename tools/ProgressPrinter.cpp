@@ -1,56 +1,44 @@
-// The two forms of a progress line.
+// The three forms of progress.
 #include <tools/ProgressPrinter.h>
 
-#include <unistd.h>
-
-#include <algorithm>
-#include <cinttypes>
 #include <cstdio>
-#include <cstdlib>
 #include <iostream>
+#include <iterator>
 
+#include <platform/core/time/Clock.h>
 #include <stack/forms/CommandForm.h>
-#include <stack/forms/Printable.h>
+#include <tools/NodeText.h>
 
 namespace Quarnix::Hevra::Tools {
 
 namespace {
 
-constexpr std::size_t STATUS_WIDTH = 11;
-constexpr std::size_t NODE_WIDTH = 10;
-constexpr std::size_t PARAMETER_WIDTH = 18;
-
-std::string pad(std::string text, std::size_t width) {
-  text.resize(std::max(text.size(), width), ' ');
-  return text + "  ";
-}
-
-std::string hexadecimal(std::uint64_t number) {
-  char digits[19];
-  const int length = std::snprintf(digits, sizeof digits, "0x%" PRIx64, number);
-  return std::string(digits, static_cast<std::size_t>(length));
-}
-
-std::string keyOf(const Group& group, std::uint32_t id) { return group.getId() + "_" + std::to_string(id); }
-
-/// The value as JSON has it, which leaves no control characters for the terminal.
 std::string describe(const Shared::Pointer<HvType>& value) {
-  constexpr std::size_t LONGEST = 60;
   const nlohmann::ordered_json form = Stack::Forms::writeValue(value);
-  if (form.is_null()) return "-";
-  std::string text = form["type"].get<std::string>() + " " + form["value"].dump();
-  if (text.size() > LONGEST) text = text.substr(0, LONGEST) + "...";
+  return form.is_null() ? "-" : form["type"].get<std::string>() + " " + form["value"].dump();
+}
+
+/// The error first, because it matters where the line is cut.
+std::string describe(const Command& command) {
+  std::string text;
+  const DetailedError& error = command.getDetailedError();
+  if (error.getErrorCode().getErrorType() != 0 || error.getErrorCode().getErrorId() != 0)
+    text += "error " + nlohmann::json(error.getErrorFieldsToString()).dump() + "  ";
+  text += describe(command.getValue());
+  if (!command.getLabel().empty()) text += "  " + nlohmann::json(command.getLabel()).dump();
   return text;
 }
 
-const char* colourOf(HvDetailedCommandStatus status) {
-  if (!Command::isFinalStatus(status)) return "\033[33m";
-  return status == HvDetailedCommandStatus::COMPLETED ? "\033[32m" : "\033[31m";
+std::string seconds(const Time::Elapsed& elapsed) {
+  char text[32];
+  const auto tenths = static_cast<long long>(elapsed.getNanoseconds() / 100'000'000);
+  std::snprintf(text, sizeof text, "%4lld.%lld s", tenths / 10, tenths % 10);
+  return text;
 }
 
-bool isColourWanted() {
-  const char* const refused = std::getenv("NO_COLOR");
-  return !(refused && *refused) && ::isatty(STDOUT_FILENO);
+Cell cellOf(HvDetailedCommandStatus status) {
+  const bool completed = status == HvDetailedCommandStatus::COMPLETED;
+  return {nameOf(status), !Command::isFinalStatus(status) ? YELLOW : completed ? GREEN : RED};
 }
 
 }  // namespace
@@ -63,36 +51,78 @@ std::string nameOf(HvDetailedCommandStatus status) {
 }
 
 ProgressPrinter::ProgressPrinter(bool json, const Group& group, const std::vector<Command>& commands)
-    : json_(json), coloured_(isColourWanted()), keyWidth_(std::char_traits<char>::length("COMMAND")) {
-  for (const Command& command : commands) keyWidth_ = std::max(keyWidth_, keyOf(group, command.getId()).size());
+    : json_(json),
+      group_(group),
+      began_(Time::Clock::get().now()),
+      table_(Terminal::ofOutput(), {{"COMMAND"}, {"STATUS", 11}, {"TIME", 8}, {"NODE"}, {"PARAMETER"}, {"VALUE"}}) {
+  const Terminal terminal = Terminal::ofOutput();
+  live_ = !json && !commands.empty() && commands.size() + 3 <= terminal.rows;  // titles, the summary, the cursor
+  for (const Command& command : commands) {
+    lines_.push_back({command, began_, Cell("sent")});
+    table_.fit(rowOf(lines_.back()));
+  }
+}
+
+Table::Row ProgressPrinter::rowOf(const Line& line) const {
+  const Command& command = line.command;
+  return {{group_.getId() + "_" + std::to_string(command.getId())},
+          line.state,
+          {seconds(line.changed - began_)},
+          {hexadecimal(command.getAddress())},
+          {hexadecimal(command.getParameterId())},
+          {describe(command)}};
+}
+
+/// Prints the titles, and the rows that are kept up to date.
+void ProgressPrinter::begin() {
+  if (begun_) return;
+  begun_ = true;
+  std::cout << table_.titles() << '\n';
+  for (const Line& line : lines_)
+    if (live_) std::cout << table_.line(rowOf(line)) << '\n';
+  std::cout << std::flush;
 }
 
 void ProgressPrinter::print(const Command& command, const Group& group, HomeAutomation::Command::Status status) {
-  if (!json_) return printRow(command, group);
-  const nlohmann::ordered_json line = {{"event", "progress"},
-                                       {"group", group.getId()},
-                                       {"status", static_cast<std::int32_t>(status)},
-                                       {"final", Command::isFinalStatus(command.getStatus())},
-                                       {"command", Stack::Forms::writeCommand(command)}};
-  std::cout << line.dump() << std::endl;
+  MutexLock lock(mutex_);
+  const bool final = Command::isFinalStatus(command.getStatus());
+  if (json_) {
+    const nlohmann::ordered_json line = {{"event", "progress"},
+                                         {"group", group.getId()},
+                                         {"status", static_cast<std::int32_t>(status)},
+                                         {"final", final},
+                                         {"command", Stack::Forms::writeCommand(command)}};
+    std::cout << line.dump() << std::endl;
+    return;
+  }
+  begin();
+  const Line now{command, Time::Clock::get().now(), cellOf(command.getStatus()), final};
+  if (!live_) {
+    std::cout << table_.line(rowOf(now)) << std::endl;
+    return;
+  }
+  for (std::size_t i = 0; i < lines_.size(); ++i) {
+    if (lines_[i].command.getId() != command.getId()) continue;
+    lines_[i] = now;
+    redraw(i);
+  }
 }
 
-void ProgressPrinter::printRow(const Command& command, const Group& group) {
-  if (!titled_) {
-    std::cout << pad("COMMAND", keyWidth_) << pad("STATUS", STATUS_WIDTH) << pad("NODE", NODE_WIDTH)
-              << pad("PARAMETER", PARAMETER_WIDTH) << "VALUE\n";
-    titled_ = true;
+void ProgressPrinter::refresh() {
+  MutexLock lock(mutex_);
+  if (!live_) return;
+  begin();
+  for (std::size_t i = 0; i < lines_.size(); ++i) {
+    if (lines_[i].ended) continue;
+    lines_[i].changed = Time::Clock::get().now();
+    redraw(i);
   }
-  std::string status = pad(nameOf(command.getStatus()), STATUS_WIDTH);
-  if (coloured_) status = colourOf(command.getStatus()) + status + "\033[0m";
-  std::string row = pad(Stack::Forms::printable(keyOf(group, command.getId())), keyWidth_) + status +
-                    pad(hexadecimal(command.getAddress()), NODE_WIDTH) +
-                    pad(hexadecimal(command.getParameterId()), PARAMETER_WIDTH) + describe(command.getValue());
-  if (!command.getLabel().empty()) row += "  " + nlohmann::json(command.getLabel()).dump();
-  const DetailedError& error = command.getDetailedError();
-  if (error.getErrorCode().getErrorType() != 0 || error.getErrorCode().getErrorId() != 0)
-    row += "  error " + nlohmann::json(error.getErrorFieldsToString()).dump();
-  std::cout << row << std::endl;
+}
+
+/// Goes up to the row, writes it anew and comes back, in one go.
+void ProgressPrinter::redraw(std::size_t index) {
+  const std::string rows = std::to_string(lines_.size() - index);
+  std::cout << "\033[" + rows + "A\r\033[K" + table_.line(rowOf(lines_[index])) + "\033[" + rows + "B\r" << std::flush;
 }
 
 }  // namespace Quarnix::Hevra::Tools

@@ -1,4 +1,5 @@
 // hevractl send: submits a group of commands and follows them to their ends.
+#include <algorithm>
 #include <iostream>
 #include <memory>
 #include <string>
@@ -10,6 +11,7 @@
 #include <stack/forms/Document.h>
 #include <stack/forms/Number.h>
 #include <tools/Commands.h>
+#include <tools/Interruption.h>
 #include <tools/Progress.h>
 #include <tools/ProgressPrinter.h>
 
@@ -28,8 +30,12 @@ struct Request {
 /// last one, or its time-out, destroys it: nothing more will come then.
 class Follower : public Interface::Command::Originator {
  public:
-  Follower(Progress& progress, const ProgressPrinter& printer) : progress_(progress), printer_(printer) {}
-  ~Follower() override { progress_.close(); }
+  Follower(Progress& progress, ProgressPrinter& printer, Interruption& interruption)
+      : progress_(progress), printer_(printer), interruption_(interruption) {}
+  ~Follower() override {
+    progress_.close();
+    interruption_.wake();
+  }
 
   void progress(const Command& command, const Group& group, const HomeAutomation::Command::Status& status) override {
     printer_.print(command, group, status);
@@ -38,35 +44,51 @@ class Follower : public Interface::Command::Originator {
 
  private:
   Progress& progress_;
-  ProgressPrinter printer_;
+  ProgressPrinter& printer_;
+  Interruption& interruption_;
 };
 
 std::string count(std::size_t number) { return std::to_string(number) + (number == 1 ? " command" : " commands"); }
 
-void complainOfUnfinished(const Progress::Outcome& outcome, const std::string& why) {
+/// "2 commands: 1, 2".
+std::string listOf(const std::vector<std::uint32_t>& unfinished) {
   constexpr std::size_t MOST = 5;
-  std::string text = count(outcome.unfinished.size()) + " without an end" + why + ":";
-  for (std::size_t i = 0; i < outcome.unfinished.size() && i < MOST; ++i)
-    text += (i ? ", " : " ") + std::to_string(outcome.unfinished[i]);
-  complain(text + (outcome.unfinished.size() > MOST ? ", ..." : ""));
+  std::string text = count(unfinished.size()) + ":";
+  for (std::size_t i = 0; i < unfinished.size() && i < MOST; ++i)
+    text += (i ? ", " : " ") + std::to_string(unfinished[i]);
+  return text + (unfinished.size() > MOST ? ", ..." : "");
+}
+
+/// Until nothing more will come, the time is over or a signal comes.
+void follow(const Progress& progress, ProgressPrinter& printer, Interruption& interruption,
+            const Time::Monotonic& deadline) {
+  const Time::Elapsed second(1, 0);
+  for (Time::Monotonic now = Time::Clock::get().now();
+       !progress.isClosed() && Interruption::getSignal() == 0 && now < deadline; now = Time::Clock::get().now()) {
+    printer.refresh();
+    interruption.wait(printer.isLive() ? std::min(deadline, now + second) : deadline);
+  }
 }
 
 ExitStatus send(const Context& context, const Request& request) {
   const Stack::Forms::Document document = Stack::Forms::readFile(request.file);
   const std::vector<Command> commands = Stack::Forms::readCommands(document.value, document.name);
   const Group group(request.group);
+  Interruption interruption;
   Progress progress(commands);
+  ProgressPrinter printer(context.json, group, commands);
   Proxy::Command::Manager manager(context.zuv, context.application);
   manager.setConnection(context.openBus());
   if (context.strict) manager.acceptProgressOnlyFromService();
   if (!request.noWait) manager.start(true);
   const Proxy::CommandContainerList list(commands.begin(), commands.end());
-  manager.add(Shared::make<Follower>(progress, ProgressPrinter(context.json, group, commands)), group, list);
+  manager.add(Shared::make<Follower>(progress, printer, interruption), group, list);
   if (request.noWait) {
     if (!context.json) std::cout << "Sent " << count(commands.size()) << '.' << std::endl;
     return ExitStatus::DONE;
   }
-  const bool closed = progress.awaitClose(Time::Clock::get().now() + Time::Elapsed(request.seconds, 0));
+  interruption.begin();
+  follow(progress, printer, interruption, Time::Clock::get().now() + Time::Elapsed(request.seconds, 0));
   // Waits for the hook that is under way, and with it until the answer to the last report is sent.
   manager.stop();
 
@@ -76,12 +98,15 @@ ExitStatus send(const Context& context, const Request& request) {
     if (outcome.failed) std::cout << ", " << outcome.failed << " ended otherwise";
     std::cout << '.' << std::endl;
   }
-  if (!outcome.unfinished.empty()) {
-    complainOfUnfinished(outcome,
-                         closed ? ", no more was heard of them" : " after " + std::to_string(request.seconds) + " s");
-    return ExitStatus::GAVE_UP;
+  if (outcome.unfinished.empty()) return outcome.failed ? ExitStatus::NO : ExitStatus::DONE;
+  const std::string unfinished = listOf(outcome.unfinished);
+  if (Interruption::getSignal() != 0) {
+    complain("interrupted, still under way are " + unfinished + "; hevractl cancel ends them");
+    Interruption::obey();
   }
-  return outcome.failed ? ExitStatus::NO : ExitStatus::DONE;
+  complain(progress.isClosed() ? "no more was heard of " + unfinished
+                               : "gave up after " + std::to_string(request.seconds) + " s on " + unfinished);
+  return ExitStatus::GAVE_UP;
 }
 
 }  // namespace

@@ -1,5 +1,4 @@
 // hevractl watch: prints what the stack service announces, until it is interrupted.
-#include <csignal>
 #include <string>
 #include <utility>
 
@@ -7,40 +6,54 @@
 #include <proxy/command/Manager.h>
 #include <proxy/node/Manager.h>
 #include <stack/forms/NodeForm.h>
-#include <stack/forms/Printable.h>
 #include <tools/Commands.h>
+#include <tools/Interruption.h>
 #include <tools/NodeText.h>
+#include <tools/Table.h>
 
 namespace Quarnix::Hevra::Tools {
 
 namespace {
 
-/// Prints one line at a time. Threads: any.
+/// Prints one line at a time, under the columns' titles. Threads: any.
 class Printer {
  public:
   explicit Printer(const Context& context) : context_(context) {}
 
-  void print(const nlohmann::ordered_json& value, const std::string& sentence) {
+  void begin() {
     MutexLock lock(mutex_);
-    context_.print(value, sentence);
+    context_.print({{"event", "ready"}}, "Watching; interrupt to end.\n" + table_.titles());
+  }
+
+  void print(const nlohmann::ordered_json& value, const Table::Row& row) {
+    MutexLock lock(mutex_);
+    context_.print(value, table_.line(row));
   }
   bool isKeyShown() const noexcept { return context_.showKeys; }
 
  private:
   const Context& context_;
+  // Wide enough for whatever may come.
+  const Table table_{Terminal::ofOutput(),
+                     {{"EVENT", 9}, {"ACTION", 8}, {"KIND", 10}, {"ADDRESS", 10}, {"STATE", 5}, {"DETAILS"}}};
   Mutex mutex_;
 };
 
-std::string nameOf(NodeAction action) {
-  static constexpr const char* NAMES[] = {"added", "modified", "removed"};
+Cell cellOf(NodeAction action) {
+  static const Cell CELLS[] = {{"added", GREEN}, {"modified"}, {"removed", RED}};
   const auto number = static_cast<std::uint32_t>(action);
-  return number < std::size(NAMES) ? NAMES[number] : "action " + std::to_string(number);
+  return number < std::size(CELLS) ? CELLS[number]
+                                   : Cell("action " + std::to_string(static_cast<std::int32_t>(action)));
+}
+
+Table::Row rowOf(const char* event, NodeAction action, const Node& node, const std::string& details) {
+  return {{event}, cellOf(action), kindOf(node), hexadecimal(node.getAddress()), std::to_string(node.getState()),
+          details};
 }
 
 std::string describe(const NodeLink& link) {
-  return "\"" + Stack::Forms::printable(link.getLinkId()) + "\" of type " +
-         std::to_string(static_cast<std::int32_t>(link.getLinkType())) + " to " +
-         std::to_string(link.getStackAddress()) + ", of";
+  return nlohmann::json(link.getLinkId()).dump() + " type " +
+         std::to_string(static_cast<std::int32_t>(link.getLinkType())) + " to " + hexadecimal(link.getStackAddress());
 }
 
 class NodeWatcher : public Proxy::Node::Manager {
@@ -51,14 +64,14 @@ class NodeWatcher : public Proxy::Node::Manager {
   void modified(const Node& node, NodeAction action) override {
     printer_.print(
         {{"event", "modified"}, {"action", static_cast<std::int32_t>(action)}, {"node", Stack::Forms::writeNode(node)}},
-        "node " + nameOf(action) + ": " + nodeRow(node, printer_.isKeyShown()));
+        rowOf("node", action, node, detailsOf(node, printer_.isKeyShown())));
   }
   void linkModified(const Node& node, const NodeLink& link, NodeAction action) override {
     printer_.print({{"event", "linkModified"},
                     {"action", static_cast<std::int32_t>(action)},
                     {"node", Stack::Forms::writeNode(node)},
                     {"link", Stack::Forms::writeLink(link)}},
-                   "link " + nameOf(action) + ": " + describe(link) + " " + nodeRow(node, printer_.isKeyShown()));
+                   rowOf("link", action, node, describe(link) + "  " + detailsOf(node, printer_.isKeyShown())));
   }
 
  private:
@@ -73,7 +86,7 @@ class ExceptionWatcher : public Proxy::Command::Manager {
 
  protected:
   void exception(std::string message) override {
-    printer_.print({{"event", "exception"}, {"message", message}}, "exception: " + Stack::Forms::printable(message));
+    printer_.print({{"event", "exception"}, {"message", message}}, {{"exception", YELLOW}, message});
   }
 
  private:
@@ -81,13 +94,8 @@ class ExceptionWatcher : public Proxy::Command::Manager {
 };
 
 ExitStatus watch(const Context& context) {
-  // Before any thread is made, so that all of them leave these signals to sigwait.
-  sigset_t ends;
-  sigemptyset(&ends);
-  sigaddset(&ends, SIGINT);
-  sigaddset(&ends, SIGTERM);
-  pthread_sigmask(SIG_BLOCK, &ends, nullptr);
-
+  Interruption interruption;
+  interruption.begin();
   const auto connection = context.openBus();
   Printer printer(context);
   NodeWatcher nodes(context.zuv, printer);
@@ -96,9 +104,8 @@ ExitStatus watch(const Context& context) {
   exceptions.setConnection(connection);
   nodes.start(true);
   exceptions.start(true);
-  printer.print({{"event", "ready"}}, "Watching; interrupt to end.");
-  int signal = 0;
-  sigwait(&ends, &signal);
+  printer.begin();
+  while (Interruption::getSignal() == 0) interruption.wait(Time::Monotonic::never());
   return ExitStatus::DONE;
 }
 

@@ -213,7 +213,8 @@ class ForeignNodeService(roles.Service):
             self.assertEqual((result.status, result.errors), (0, ""))
             watch = self.bus.run(*support.EMULATOR, support.PROGRAMS + "hevractl", "--bus", self.bus.address, *options,
                                  "watch")
-            watch.line()
+            for _ in "ready", "titles":
+                watch.line()
             self.tell("modified", NODE_RECORDS["stack"] + "y", values, 1)
             self.tell("linkModified", NODE_RECORDS["stack"] + LINK + "y", values, FULL_LINK, 1)
             for text in result.output, watch.line(), watch.line():

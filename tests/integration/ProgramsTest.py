@@ -3,7 +3,6 @@ nothing."""
 
 import json
 import signal
-import tempfile
 import unittest
 
 import support
@@ -122,11 +121,7 @@ class Programs(unittest.TestCase):
         return [(line["command"]["id"], line["command"]["status"]) for line in result.lines]
 
     def file(self, commands):
-        file = tempfile.NamedTemporaryFile("w", suffix=".json")
-        self.addCleanup(file.close)
-        json.dump(commands, file)
-        file.flush()
-        return file.name
+        return support.json_file(self, commands)
 
     def test_send_and_follow_every_value(self):
         self.stackd()

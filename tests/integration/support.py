@@ -164,6 +164,15 @@ def ctl(*arguments, commands=b"", **changes):
     return Result(ended.returncode, ended.stdout, ended.stderr)
 
 
+def json_file(test, value):
+    """The name of a file that holds the value until the test ends."""
+    file = tempfile.NamedTemporaryFile("w", suffix=".json")
+    test.addCleanup(file.close)
+    json.dump(value, file)
+    file.flush()
+    return file.name
+
+
 VALUES = [
     ("ay", b"\x00\xff\x80", "00ff80"), ("ay", b"", ""),
     ("y", 255, 255), ("q", 65535, 65535), ("n", -32768, -32768),
