@@ -9,6 +9,7 @@
 #include <stack/Service.h>
 #include <stack/forms/BusOption.h>
 #include <stack/forms/Document.h>
+#include <stack/forms/HelpFormatter.h>
 #include <stack/forms/Malformed.h>
 #include <stack/forms/NodeForm.h>
 #include <stack/forms/Number.h>
@@ -113,10 +114,10 @@ void serve(const CommandLine& line) {
 }  // namespace
 
 int main(int argc, char** argv) {
-  CLI::App app("The stack service without a radio: serves simulated commands, nodes and a daughter board on a bus.",
-               "hevra-stackd");
-  app.footer("Example: hevra-stackd --bus session --service hevra --nodes house.json --pace 50 --fail 0.1 --seed 7");
+  CLI::App app("The stack service without a radio: simulated commands, nodes, a daughter board.", "hevra-stackd");
+  app.footer("Example: hevra-stackd --bus session --nodes house.json --pace 50 --fail 0.1");
   CommandLine line;
+  Forms::layOutHelp(app);
   addOptions(app, line);
   try {
     app.parse(argc, argv);

@@ -11,7 +11,8 @@ CLI::App& addCommand(CLI::App& app, const char* name, const char* description, c
   CLI::App& command = *app.add_subcommand(name, description);
   addVersion(command);
   command.group("Commands");
-  command.footer(std::string("Example: ") + example);
+  command.footer(std::string("Example: ") + example +
+                 "\nOptions of all commands, as --bus and --json: hevractl --help");
   command.fallthrough();
   return command;
 }

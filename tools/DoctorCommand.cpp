@@ -8,6 +8,7 @@
 #include <optional>
 #include <vector>
 
+#include <platform/core/Mutex.h>
 #include <platform/core/time/Clock.h>
 #include <proxy/command/CommandContainerList.h>
 #include <proxy/command/Manager.h>
@@ -16,7 +17,6 @@
 #include <tools/Checkup.h>
 #include <tools/Commands.h>
 #include <tools/Peer.h>
-#include <tools/Progress.h>
 
 namespace Quarnix::Hevra::Tools {
 
@@ -153,28 +153,40 @@ std::string Doctor::findObject(const std::string& path, const std::string& inter
 /// The service calls the application back, which the bus may forbid. To see it, a command is submitted that reads,
 /// waits a minute before it would be sent, and is cancelled at once: nothing reaches the radio.
 std::string Doctor::callBack(Proxy::Command::Manager& manager) const {
-  class Listener : public Interface::Command::Originator {
+  class Listener : public Interface::Command::Originator, public Proxy::Command::OutcomeObserver {
    public:
-    explicit Listener(std::shared_ptr<Progress> progress) : progress_(std::move(progress)) {}
-    ~Listener() override { progress_->close(); }
-    void progress(const Command& command, const Group&, const HomeAutomation::Command::Status&) override {
-      progress_->note(command.getId(), command.getStatus());
+    void progress(const Command&, const Group&, const HomeAutomation::Command::Status&) override {
+      MutexLock lock(mutex_);
+      ++reports_;
+    }
+    void ended(const Group&, std::uint32_t, const Proxy::Command::Outcome&) override {
+      MutexLock lock(mutex_);
+      ended_ = true;
+      change_.notifyAll();
+    }
+    /// How many reports had come when the command ended, or at the deadline.
+    std::size_t await(const Time::Monotonic& deadline) {
+      MutexLock lock(mutex_);
+      while (!ended_ && Time::Clock::get().wait(change_, mutex_, deadline)) continue;
+      return reports_;
     }
 
    private:
-    const std::shared_ptr<Progress> progress_;
+    Mutex mutex_;
+    ConditionVariable change_;
+    bool ended_ HEVRA_GUARDED_BY(mutex_) = false;
+    std::size_t reports_ HEVRA_GUARDED_BY(mutex_) = 0;
   };
 
   Command command;
   command.setId(static_cast<std::uint32_t>(::getpid()));
   command.setDelay(60, 0);
   const Group group("hevractl-doctor");
-  const auto progress = std::make_shared<Progress>(std::vector{command});
-  manager.add(Shared::make<Listener>(progress), group, Proxy::CommandContainerList{command});
+  const auto listener = Shared::make<Listener>();
+  manager.submit(listener, group, Proxy::CommandContainerList{command}, listener);
   manager.cancel(group.getId() + "_" + std::to_string(command.getId()));
-  progress->awaitClose(Time::Clock::get().now() + Peer::TIMEOUT);
+  const std::size_t reports = listener->await(Time::Clock::get().now() + Peer::TIMEOUT);
   manager.stop();
-  const std::size_t reports = progress->getOutcome().reports;
   if (reports == 0) {
     throw Failure{
         "a command was taken, and no report of it came within " + std::to_string(Peer::TIMEOUT.getSeconds()) + " s",

@@ -53,8 +53,9 @@ void addLink(CLI::App& app, Context& context) {
     };
   };
 
-  CLI::App& setting = addCommand(link, "set", "Adds, modifies or removes a link",
-                                 "hevractl link set --node 0x123456 --stack 0x1000 --id hall --type 0 --action 0");
+  CLI::App& setting =
+      addCommand(link, "set", "Adds, modifies or removes a link",
+                 "hevractl link set --node 0x123456 --stack 0x1000 --id hall \\\n         --type 0 --action 0");
   addNumber(setting, "--node", request->node, "The address of the node");
   addNumber(setting, "--stack", request->stack, "The address of the stack node");
   setting.add_option("--id", request->id, "The link's identifier")->required()->type_name("TEXT");

@@ -81,8 +81,9 @@ void addNode(CLI::App& app, Context& context) {
     };
   };
 
-  CLI::App& setting = addCommand(node, "set", "Adds, modifies or removes a node",
-                                 "hevractl --json nodes --class 1 | head -1 | hevractl node set - --action 1");
+  CLI::App& setting =
+      addCommand(node, "set", "Adds, modifies or removes a node",
+                 "hevractl --json nodes --class 1 | head -1 |\n         hevractl node set - --action 1");
   setting.add_option("FILE", request->file, "A node as a JSON object; - for standard input")->required()->type_name("");
   addNumber(setting, "--action", request->action, "0 adds, 1 modifies, 2 removes the node");
   setting.callback(choose(set));

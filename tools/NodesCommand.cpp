@@ -64,7 +64,7 @@ ExitStatus list(const Context& context, const Filter& filter) {
 
 void addNodes(CLI::App& app, Context& context) {
   const auto filter = std::make_shared<Filter>();
-  CLI::App& command = addCommand(app, "nodes", "Lists the nodes: all, of a class, or of a class and a type",
+  CLI::App& command = addCommand(app, "nodes", "Lists the nodes: all, of a class, or of a class and type",
                                  "hevractl nodes --class 1 --type 0xfc5");
   const auto addFilter = [&command](const char* name, auto& target, const char* description) {
     return command

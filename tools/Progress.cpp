@@ -1,42 +1,36 @@
-// Notes statuses and counts them.
+// Notes how commands ended.
 #include <tools/Progress.h>
 
 namespace Quarnix::Hevra::Tools {
 
 Progress::Progress(const std::vector<Command>& commands) {
-  for (const Command& command : commands) statuses_[command.getId()] = HvDetailedCommandStatus::INITIALIZED;
+  for (const Command& command : commands) unfinished_.insert(command.getId());
 }
 
-void Progress::note(std::uint32_t id, HvDetailedCommandStatus status) {
+void Progress::end(std::uint32_t id, const Proxy::Command::Outcome& outcome) {
+  using Kind = Proxy::Command::Outcome::Kind;
   MutexLock lock(mutex_);
-  statuses_[id] = status;
-  ++reports_;
+  if (unfinished_.erase(id) == 0) return;
+  if (outcome.kind == Kind::SERVICE_LOST)
+    summary_.lost.push_back(id);
+  else if (outcome.kind == Kind::TIMED_OUT)
+    summary_.unheard.push_back(id);
+  else if (outcome.status == HvDetailedCommandStatus::COMPLETED)
+    ++summary_.completed;
+  else
+    ++summary_.failed;
 }
 
-void Progress::close() {
+bool Progress::isEnded() const {
   MutexLock lock(mutex_);
-  closed_ = true;
+  return unfinished_.empty();
 }
 
-bool Progress::isClosed() const {
+Progress::Summary Progress::getSummary() const {
   MutexLock lock(mutex_);
-  return closed_;
-}
-
-Progress::Outcome Progress::getOutcome() const {
-  MutexLock lock(mutex_);
-  Outcome outcome;
-  outcome.reports = reports_;
-  for (const auto& [id, status] : statuses_) {
-    if (!Command::isFinalStatus(status)) {
-      outcome.unfinished.push_back(id);
-    } else if (status == HvDetailedCommandStatus::COMPLETED) {
-      ++outcome.completed;
-    } else {
-      ++outcome.failed;
-    }
-  }
-  return outcome;
+  Summary summary = summary_;
+  summary.unfinished.assign(unfinished_.begin(), unfinished_.end());
+  return summary;
 }
 
 }  // namespace Quarnix::Hevra::Tools

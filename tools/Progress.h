@@ -3,37 +3,37 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <map>
+#include <set>
 #include <vector>
 
 #include <platform/core/Mutex.h>
 #include <platform/hevra/Command.h>
+#include <proxy/command/Outcome.h>
 
 namespace Quarnix::Hevra::Tools {
 
-/// Notes the commands' statuses. Threads: any.
+/// Counts how the commands ended. Threads: any.
 class Progress {
  public:
-  struct Outcome {
+  struct Summary {
     std::size_t completed = 0;
     std::size_t failed = 0;  // ended in any other status
-    std::vector<std::uint32_t> unfinished;
-    std::size_t reports = 0;  // heard, doubled ones too
+    std::vector<std::uint32_t> lost;
+    std::vector<std::uint32_t> unheard;     // forgotten, because no more was heard of them
+    std::vector<std::uint32_t> unfinished;  // by now
   };
 
   explicit Progress(const std::vector<Command>& commands);
 
-  void note(std::uint32_t id, HvDetailedCommandStatus status);
-  /// Nothing more will come.
-  void close();
-  bool isClosed() const;
-  Outcome getOutcome() const;
+  void end(std::uint32_t id, const Proxy::Command::Outcome& outcome);
+  /// Whether all have.
+  bool isEnded() const;
+  Summary getSummary() const;
 
  private:
   mutable Mutex mutex_;
-  bool closed_ HEVRA_GUARDED_BY(mutex_) = false;
-  std::size_t reports_ HEVRA_GUARDED_BY(mutex_) = 0;
-  std::map<std::uint32_t, HvDetailedCommandStatus> statuses_ HEVRA_GUARDED_BY(mutex_);
+  std::set<std::uint32_t> unfinished_ HEVRA_GUARDED_BY(mutex_);
+  Summary summary_ HEVRA_GUARDED_BY(mutex_);  // but for `unfinished`
 };
 
 }  // namespace Quarnix::Hevra::Tools

@@ -95,16 +95,25 @@ void ProgressPrinter::print(const Command& command, const Group& group, HomeAuto
     std::cout << line.dump() << std::endl;
     return;
   }
-  begin();
-  const Line now{command, Time::Clock::get().now(), cellOf(command.getStatus()), final};
-  if (!live_) {
-    std::cout << table_.line(rowOf(now)) << std::endl;
+  show({command, Time::Clock::get().now(), cellOf(command.getStatus()), final});
+}
+
+void ProgressPrinter::printEnd(std::uint32_t id, const std::string& how) {
+  MutexLock lock(mutex_);
+  for (const Line& line : lines_) {
+    if (line.command.getId() != id || json_) continue;
+    show({line.command, Time::Clock::get().now(), {how, RED}, true});
     return;
   }
+}
+
+void ProgressPrinter::show(const Line& line) {
+  begin();
+  if (!live_) std::cout << table_.line(rowOf(line)) << std::endl;
   for (std::size_t i = 0; i < lines_.size(); ++i) {
-    if (lines_[i].command.getId() != command.getId()) continue;
-    lines_[i] = now;
-    redraw(i);
+    if (lines_[i].command.getId() != line.command.getId()) continue;
+    lines_[i] = line;
+    if (live_) redraw(i);
   }
 }
 

@@ -26,20 +26,23 @@ struct Request {
   std::uint32_t seconds = 90;
 };
 
-/// Prints and notes each report. The manager holds one reference for each command in flight, so that the end of the
-/// last one, or its time-out, destroys it: nothing more will come then.
-class Follower : public Interface::Command::Originator {
+/// Prints each report and notes each end.
+class Follower : public Interface::Command::Originator, public Proxy::Command::OutcomeObserver {
  public:
   Follower(Progress& progress, ProgressPrinter& printer, Interruption& interruption)
       : progress_(progress), printer_(printer), interruption_(interruption) {}
-  ~Follower() override {
-    progress_.close();
-    interruption_.wake();
-  }
 
   void progress(const Command& command, const Group& group, const HomeAutomation::Command::Status& status) override {
     printer_.print(command, group, status);
-    progress_.note(command.getId(), command.getStatus());
+  }
+  void ended(const Group&, std::uint32_t id, const Proxy::Command::Outcome& outcome) override {
+    using Kind = Proxy::Command::Outcome::Kind;
+    // Of these two the caller knows: an error was raised, and it has given up.
+    if (outcome.kind == Kind::REFUSED || outcome.kind == Kind::ABANDONED) return;
+    if (outcome.kind != Kind::FINISHED)
+      printer_.printEnd(id, outcome.kind == Kind::SERVICE_LOST ? "lost" : "not heard of");
+    progress_.end(id, outcome);
+    interruption_.wake();
   }
 
  private:
@@ -51,20 +54,20 @@ class Follower : public Interface::Command::Originator {
 std::string count(std::size_t number) { return std::to_string(number) + (number == 1 ? " command" : " commands"); }
 
 /// "2 commands: 1, 2".
-std::string listOf(const std::vector<std::uint32_t>& unfinished) {
+std::string listOf(std::vector<std::uint32_t> ids) {
   constexpr std::size_t MOST = 5;
-  std::string text = count(unfinished.size()) + ":";
-  for (std::size_t i = 0; i < unfinished.size() && i < MOST; ++i)
-    text += (i ? ", " : " ") + std::to_string(unfinished[i]);
-  return text + (unfinished.size() > MOST ? ", ..." : "");
+  std::sort(ids.begin(), ids.end());
+  std::string text = count(ids.size()) + ":";
+  for (std::size_t i = 0; i < ids.size() && i < MOST; ++i) text += (i ? ", " : " ") + std::to_string(ids[i]);
+  return text + (ids.size() > MOST ? ", ..." : "");
 }
 
-/// Until nothing more will come, the time is over or a signal comes.
+/// Until every command has ended, the time is over or a signal comes.
 void follow(const Progress& progress, ProgressPrinter& printer, Interruption& interruption,
             const Time::Monotonic& deadline) {
   const Time::Elapsed second(1, 0);
   for (Time::Monotonic now = Time::Clock::get().now();
-       !progress.isClosed() && Interruption::getSignal() == 0 && now < deadline; now = Time::Clock::get().now()) {
+       !progress.isEnded() && Interruption::getSignal() == 0 && now < deadline; now = Time::Clock::get().now()) {
     printer.refresh();
     interruption.wait(printer.isLive() ? std::min(deadline, now + second) : deadline);
   }
@@ -82,41 +85,52 @@ ExitStatus send(const Context& context, const Request& request) {
   if (context.strict) manager.acceptProgressOnlyFromService();
   if (!request.noWait) manager.start(true);
   const Proxy::CommandContainerList list(commands.begin(), commands.end());
-  manager.add(Shared::make<Follower>(progress, printer, interruption), group, list);
+  const auto follower = Shared::make<Follower>(progress, printer, interruption);
   if (request.noWait) {
+    manager.add(follower, group, list);
     if (!context.json) std::cout << "Sent " << count(commands.size()) << '.' << std::endl;
     return ExitStatus::DONE;
   }
+  manager.submit(follower, group, list, follower);
   interruption.begin();
   follow(progress, printer, interruption, Time::Clock::get().now() + Time::Elapsed(request.seconds, 0));
   // Waits for the hook that is under way, and with it until the answer to the last report is sent.
   manager.stop();
 
-  const Progress::Outcome outcome = progress.getOutcome();
+  const Progress::Summary summary = progress.getSummary();
   if (!context.json) {
-    std::cout << outcome.completed << " of " << count(commands.size()) << " completed";
-    if (outcome.failed) std::cout << ", " << outcome.failed << " ended otherwise";
+    std::cout << summary.completed << " of " << count(commands.size()) << " completed";
+    if (summary.failed) std::cout << ", " << summary.failed << " ended otherwise";
     std::cout << '.' << std::endl;
   }
-  if (outcome.unfinished.empty()) return outcome.failed ? ExitStatus::NO : ExitStatus::DONE;
-  const std::string unfinished = listOf(outcome.unfinished);
-  if (Interruption::getSignal() != 0) {
-    complain("interrupted, still under way are " + unfinished + "; hevractl cancel ends them");
-    Interruption::obey();
+  if (!summary.lost.empty()) {
+    complain(manager.getHost() + " has gone, and with it " + listOf(summary.lost));
+    return ExitStatus::BUS_ERROR;
   }
-  complain(progress.isClosed() ? "no more was heard of " + unfinished
-                               : "gave up after " + std::to_string(request.seconds) + " s on " + unfinished);
-  return ExitStatus::GAVE_UP;
+  if (!summary.unfinished.empty()) {
+    if (Interruption::getSignal() != 0) {
+      complain("interrupted, still under way are " + listOf(summary.unfinished) + "; hevractl cancel ends them");
+      Interruption::obey();
+    }
+    complain("gave up after " + std::to_string(request.seconds) + " s on " + listOf(summary.unfinished));
+    return ExitStatus::GAVE_UP;
+  }
+  if (!summary.unheard.empty()) {
+    complain("no more was heard of " + listOf(summary.unheard));
+    return ExitStatus::GAVE_UP;
+  }
+  return summary.failed ? ExitStatus::NO : ExitStatus::DONE;
 }
 
 }  // namespace
 
 void addSend(CLI::App& app, Context& context) {
   const auto request = std::make_shared<Request>();
-  CLI::App& command = addCommand(
-      app, "send", "Submits the commands of a JSON array as one group and follows their progress",
-      "echo '[{\"id\": 7, \"address\": 1193046, \"write\": true, \"value\": {\"type\": \"u\", \"value\": 42}}]' |\n"
-      "         hevractl send --group g1 -");
+  CLI::App& command = addCommand(app, "send", "Sends a group of commands and follows their progress",
+                                 "hevractl send --group g1 - <<END\n"
+                                 "[{\"id\": 7, \"address\": 4097, \"write\": true,\n"
+                                 "  \"value\": {\"type\": \"b\", \"value\": true}}]\n"
+                                 "END");
   command.add_option("FILE", request->file, "A JSON array of commands; - for standard input")
       ->required()
       ->type_name("");

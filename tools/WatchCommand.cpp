@@ -112,8 +112,7 @@ ExitStatus watch(const Context& context) {
 }  // namespace
 
 void addWatch(CLI::App& app, Context& context) {
-  addCommand(app, "watch", "Prints changes of nodes and links, and exceptions, until interrupted",
-             "hevractl --json watch")
+  addCommand(app, "watch", "Prints changes of nodes and links until interrupted", "hevractl --json watch")
       .callback([&context] { context.chosen = watch; });
 }
 

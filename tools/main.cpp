@@ -6,6 +6,7 @@
 #include <CLI/CLI.hpp>
 
 #include <proxy/node/Manager.h>
+#include <stack/forms/HelpFormatter.h>
 #include <stack/forms/Malformed.h>
 #include <tools/Commands.h>
 
@@ -16,7 +17,7 @@ using namespace Quarnix::Hevra::Tools;
 using Hevra::Stack::Forms::Malformed;
 
 void addGlobalOptions(CLI::App& app, Context& context) {
-  app.get_formatter()->label("SUBCOMMAND", "COMMAND");
+  Hevra::Stack::Forms::layOutHelp(app);
   addVersion(app);
   app.add_option("--bus", context.bus, "system, session or a bus address [$HEVRA_BUS, else system]")
       ->type_name("WHERE");
@@ -28,7 +29,7 @@ void addGlobalOptions(CLI::App& app, Context& context) {
          },
          "Which variant of the service: hevra or zuv [hevra]")
       ->type_name("WHICH");
-  app.add_option("--app", context.application, "The application name that progress is sent to [hevractl]")
+  app.add_option("--app", context.application, "The application that progress is sent to [hevractl]")
       ->type_name("NAME");
   app.add_flag("--strict", context.strict, "Takes progress from nobody but the service");
   app.add_flag("--show-keys", context.showKeys, "Shows keys in tables and recordings; other JSON has them anyway");
@@ -69,10 +70,10 @@ int end(ExitStatus status, const std::string& text) {
 }  // namespace
 
 int main(int argc, char** argv) {
-  CLI::App app("Reaches the radio stack service: its nodes, links and commands, and its daughter board.", "hevractl");
+  CLI::App app("Reaches the radio stack service: its nodes, links, commands and daughter board.", "hevractl");
   app.footer(
       "Example: hevractl --bus session --json send --group g1 commands.json\n"
-      "Ends with 0 done, 1 answered no, 2 wrong input, 3 error of the bus or the service, 4 gave up waiting.");
+      "Ends with 0 done, 1 no, 2 wrong input, 3 error of bus or service, 4 gave up.");
   try {
     return static_cast<int>(run(argc, argv, app));
   } catch (const CLI::RequiredError& error) {

@@ -69,6 +69,31 @@ class People(unittest.TestCase):
         self.assertIn("interrupted", seen.lines[-1] + seen.lines[-2])
         self.assertNotIn("g_1", "\n".join(seen.lines[-2:]))
 
+    def test_hear_that_the_service_has_gone(self):
+        bus = support.Bus()
+        self.addCleanup(bus.close)
+        service = bus.stackd("--pace", "0")
+        sender = bus.run(*CTL, "--bus", bus.address, "send", "--group", "g",
+                         self.file([{"id": 1, "delay": 9}]))
+        while "DELAYED" not in sender.line():
+            pass
+        service.end(signal.SIGTERM)
+        status, errors = sender.end()
+        self.assertEqual((status, errors), (3, f"hevractl: {support.HOST} has gone, and with it 1 command: 1\n"))
+
+    def test_read_how_a_command_is_used_on_one_screen(self):
+        """The commands are those that the help of the level above lists."""
+        levels = [[]]
+        for command in levels:
+            with self.subTest(command):
+                text = support.ctl(*command, "--help").output
+                self.assertLess(text.count("\n"), 24, text)  # with the line for the next command
+                self.assertLess(max(map(len, text.split("\n"))), 80, text)
+                self.assertIn("Example: ", text)
+                listed = text.partition("Commands:\n")[2]
+                levels += [command + [name] for name in re.findall("^  ([a-z]+) ", listed, re.MULTILINE)]
+        self.assertGreater(len(levels), 12)
+
 
 if __name__ == "__main__":
     unittest.main(verbosity=2)
