@@ -1,5 +1,4 @@
-// The smallest client: sends a command and prints its progress to the end. Give it a bus in HEVRA_BUS, else it takes
-// the system bus.
+// The smallest client: sends a command and prints its progress to the end.
 #include <cstdio>
 #include <future>
 #include <platform/hevra/HvTypes.h>
@@ -10,7 +9,7 @@ using namespace Quarnix;
 struct Lamp : Hevra::Interface::Command::Originator {
   std::promise<void> done;
   void progress(const Hevra::Command& command, const Hevra::Group&, const HomeAutomation::Command::Status&) override {
-    std::printf("%s\n", command.toString().c_str());
+    std::puts(command.toString().c_str());
     if (Hevra::Command::isFinalStatus(command.getStatus())) done.set_value();
   }
 };
