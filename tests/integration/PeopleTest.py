@@ -1,13 +1,18 @@
 """hevractl for people: what stands on a terminal."""
 
+import os
 import re
+import shutil
 import signal
+import subprocess
+import tempfile
 import unittest
 
 import pyte
 import support
 from screen import Screen
 
+SOURCE = os.path.dirname(os.path.dirname(os.path.dirname(os.path.abspath(__file__))))
 CTL = [*support.EMULATOR, support.PROGRAMS + "hevractl"]
 
 
@@ -68,6 +73,28 @@ class People(unittest.TestCase):
         self.assertEqual(seen.lines[0][:7], "COMMAND")
         self.assertIn("interrupted", seen.lines[-1] + seen.lines[-2])
         self.assertNotIn("g_1", "\n".join(seen.lines[-2:]))
+
+    def test_complete_what_they_type(self):
+        self.addCleanup(shutil.rmtree, folder := tempfile.mkdtemp())
+        with open(folder + "/hevractl", "w", encoding="utf-8") as file:
+            file.write(f'#!/bin/sh\nexec {" ".join(CTL)} "$@"\n')
+        os.chmod(file.name, 0o755)
+        nodes = self.bus.ctl("--json", "nodes").lines
+        addresses = {hex(node["address"]) for node in nodes}
+        rows = [
+            ("s", {"send"}), ("link ", {"set", "id"}), ("--service ", {"hevra", "zuv"}), ("send --g", {"--group"}),
+            ("node remove ", addresses), ("--json node key 0x10", {a for a in addresses if a.startswith("0x10")}),
+            ("node key 0x1000 ", set()), ("link set --node ", addresses), ("link set --stack ", {"0x1000"}),
+            ("link id 1 --type ", {"-1", "0", "1", "2"}),
+            ("nodes --class 1 --type ", {hex(node["nodeType"]) for node in nodes}),
+            (f"send --group g {folder}/h", {file.name}), (f"--bus unix:path={folder}/h", {file.name}),
+            ("--bus unix:path=/nowhere node remove ", set()), ("send --group ", set()), ("--bus unix:pa", {"path="})]
+        for line, expected in rows:
+            script = (f"source {SOURCE}/tools/completion/hevractl.bash; COMP_LINE='hevractl {line}'\n"
+                      "COMP_POINT=${#COMP_LINE}; _hevractl hevractl; echo ${COMPREPLY[*]}")
+            environment = support.environment(PATH=f"{folder}:{os.environ['PATH']}", HEVRA_BUS=self.bus.address)
+            ended = subprocess.run(["bash", "--norc", "-c", script], capture_output=True, env=environment, check=False)
+            self.assertEqual((set(ended.stdout.decode().split()), ended.stderr), (expected, b""), line)
 
     def test_hear_that_the_service_has_gone(self):
         bus = support.Bus()
