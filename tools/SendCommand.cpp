@@ -96,9 +96,11 @@ ExitStatus send(const Context& context, const Request& request) {
   follow(progress, printer, interruption, Time::Clock::get().now() + Time::Elapsed(request.seconds, 0));
   // Waits for the hook that is under way, and with it until the answer to the last report is sent.
   manager.stop();
+  printer.refresh();
 
   const Progress::Summary summary = progress.getSummary();
   if (!context.json) {
+    if (printer.isLive()) std::cout << '\r';  // over the "^C" of an interrupt
     std::cout << summary.completed << " of " << count(commands.size()) << " completed";
     if (summary.failed) std::cout << ", " << summary.failed << " ended otherwise";
     std::cout << '.' << std::endl;
@@ -109,7 +111,7 @@ ExitStatus send(const Context& context, const Request& request) {
   }
   if (!summary.unfinished.empty()) {
     if (Interruption::getSignal() != 0) {
-      complain("interrupted, still under way are " + listOf(summary.unfinished) + "; hevractl cancel ends them");
+      complain("interrupted; hevractl cancel ends " + listOf(summary.unfinished));
       Interruption::obey();
     }
     complain("gave up after " + std::to_string(request.seconds) + " s on " + listOf(summary.unfinished));

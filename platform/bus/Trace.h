@@ -40,8 +40,8 @@ class HEVRA_EXPORT Trace {
   /// The message in one line for people. Secrets are "****", long texts and arrays are cut, and no character of it is a
   /// control character:
   ///
-  ///   -> call #7 to com.example.Service /path com.example.Interface.member(1, "text", [2, 3], <true>)
-  ///   <- return #5 of #7 from :1.4 (true)
+  ///       -> call #7 to com.example.Service /path com.example.Interface.member(1, "text", [2, 3], <true>)
+  ///       <- return #5 of #7 from :1.4 (true)
   static std::string describe(Direction direction, const Message::Any& message);
   /// The message's bytes with the secrets' bytes all zero.
   static std::vector<std::uint8_t> withoutSecrets(const Message::Any& message);

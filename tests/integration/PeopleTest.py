@@ -10,7 +10,7 @@ import unittest
 
 import pyte
 import support
-from screen import Screen
+from screen import Screen, interrupt
 
 SOURCE = os.path.dirname(os.path.dirname(os.path.dirname(os.path.abspath(__file__))))
 CTL = [*support.EMULATOR, support.PROGRAMS + "hevractl"]
@@ -68,7 +68,7 @@ class People(unittest.TestCase):
 
     def test_interrupt_what_is_sent(self):
         seen = self.see("send", "--group", "g", self.file([{"id": 1}, {"id": 2, "delay": 3600}]),
-                        interrupt_after=b"DELAYED")
+                        then=[(b"DELAYED", interrupt)])
         self.assertEqual(seen.status, -signal.SIGINT, seen.written)
         self.assertEqual(seen.lines[0][:7], "COMMAND")
         self.assertIn("interrupted", seen.lines[-1] + seen.lines[-2])

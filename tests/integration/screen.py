@@ -13,11 +13,15 @@ import pyte
 import support
 
 
-class Screen:
-    """Runs a program to its end, and interrupts it from the keyboard after it has written `interrupt_after`. `lines`
-    are those of the screen, `written` is everything."""
+def interrupt(keyboard):
+    os.write(keyboard, b"\x03")
 
-    def __init__(self, *command, columns=80, rows=24, interrupt_after=None, **changes):
+
+class Screen:
+    """Runs a program to its end. `then` are pairs of what it writes and a function to call afterwards, with the keyboard,
+    one after the other. `lines` are those of the screen, `written` is everything."""
+
+    def __init__(self, *command, columns=80, rows=24, then=(), **changes):
         own, its = pty.openpty()
         fcntl.ioctl(its, termios.TIOCSWINSZ, struct.pack("HHHH", rows, columns, 0, 0))
         variables = support.environment(**{"TERM": "xterm", "LANG": "C.UTF-8", **changes})
@@ -26,7 +30,7 @@ class Screen:
             preexec_fn=lambda: fcntl.ioctl(0, termios.TIOCSCTTY))
         os.close(its)
         self.screen = pyte.Screen(columns, rows)
-        self.written = b""
+        self.written, then = b"", list(then)
         stream, end = pyte.ByteStream(self.screen), time.monotonic() + support.DEADLINE
         while select.select([own], [], [], max(0, end - time.monotonic()))[0]:
             try:
@@ -35,9 +39,8 @@ class Screen:
                 break
             self.written += more
             stream.feed(more)
-            if interrupt_after and interrupt_after in self.written:
-                os.write(own, b"\x03")
-                interrupt_after = None
+            while then and then[0][0] in self.written:
+                then.pop(0)[1](own)
         os.close(own)
         try:
             self.status = child.wait(support.DEADLINE)
