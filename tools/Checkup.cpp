@@ -6,12 +6,13 @@
 
 #include <platform/bus/message/method/Return.h>
 #include <stack/forms/Printable.h>
+#include <tools/Table.h>
 
 namespace Quarnix::Hevra::Tools {
 
 namespace {
 
-constexpr std::size_t WIDTH = 80;
+constexpr std::size_t WIDTH = 79;
 constexpr std::size_t NAME = 8;
 constexpr std::size_t TEXT = 24;
 
@@ -74,7 +75,8 @@ bool Checkup::run(const char* name, const std::function<std::string()>& step, Ex
 void Checkup::print(const char* name, const nlohmann::ordered_json& ok, const std::string& found,
                     const std::string& advice) const {
   const std::string shown = Stack::Forms::printable(found);
-  std::string text = ok.is_null() ? "skipped" : ok == true ? "ok" : "FAILED";
+  const std::string verdict = ok.is_null() ? "skipped" : ok == true ? "ok" : "FAILED";
+  std::string text = verdict;
   padTo(text, NAME);
   text += name;
   padTo(text, TEXT);
@@ -83,6 +85,8 @@ void Checkup::print(const char* name, const nlohmann::ordered_json& ok, const st
     text += '\n' + std::string(TEXT - 3, ' ') + "-> ";
     append(text, advice);
   }
+  if (Terminal::ofOutput().coloured && !ok.is_null())
+    text.replace(0, verdict.size(), (ok == true ? GREEN : RED) + verdict + "\033[0m");
   context_.print({{"step", name}, {"ok", ok}, {"found", shown}, {"advice", advice}}, text);
 }
 

@@ -256,8 +256,7 @@ ExitStatus Doctor::examine() {
 }  // namespace
 
 void addDoctor(CLI::App& app, Context& context) {
-  addCommand(app, "doctor", "Checks the road to the service step by step, and says what to do where it is broken",
-             "hevractl doctor")
+  addCommand(app, "doctor", "Checks the road to the service and says what to do", "hevractl doctor")
       .callback([&context] { context.chosen = [](const Context& chosen) { return Doctor(chosen).examine(); }; });
 }
 

@@ -39,8 +39,8 @@ ExitStatus wait(const Context& context, const std::optional<std::uint32_t>& seco
 
 void addWait(CLI::App& app, Context& context) {
   const auto seconds = std::make_shared<std::optional<std::uint32_t>>();
-  CLI::App& command = addCommand(app, "wait", "Waits until the service is there, also for a bus that comes up later",
-                                 "hevractl wait --timeout 30 && hevractl nodes");
+  CLI::App& command =
+      addCommand(app, "wait", "Waits until the service is there", "hevractl wait --timeout 30 && hevractl nodes");
   command
       .add_option_function<std::string>(
           "--timeout",

@@ -3,6 +3,7 @@ nothing."""
 
 import json
 import signal
+import tempfile
 import unittest
 
 import support
