@@ -5,7 +5,8 @@
 
 namespace Quarnix::Hevra::Stack {
 
-/// The `<interface>` element of an interface, from dist/interfaces. Raises std::out_of_range for one that has none there.
+/// The `<interface>` element of an interface, from dist/interfaces. Raises std::out_of_range for one that has none
+/// there.
 std::string describeInterface(const std::string& interface);
 
 }  // namespace Quarnix::Hevra::Stack

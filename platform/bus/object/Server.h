@@ -19,8 +19,8 @@ class HEVRA_EXPORT Server : public Base {
   /// to everybody. Before `start`, which raises InvalidArgument for what is no bus name.
   void setCaller(const std::string& host) { caller_ = host; }
 
-  /// What "Introspect" tells beside the standard interfaces: the object's own `<interface>` elements. None at first. The
-  /// text is not copied and must stay as long as the object is started. Before `start`.
+  /// What "Introspect" tells beside the standard interfaces: the object's own `<interface>` elements. None at first.
+  /// The text is not copied and must stay as long as the object is started. Before `start`.
   void setDescription(const char* interfaces) noexcept { description_ = interfaces; }
 
   /// Sends the reply to a call, or a signal of this object.
