@@ -17,6 +17,7 @@
 #include <stack/forms/Malformed.h>
 #include <stack/forms/Recording.h>
 #include <tools/Commands.h>
+#include <tools/Interruption.h>
 
 namespace Quarnix::Hevra::Tools {
 
@@ -125,13 +126,8 @@ void listen(Bus::Connection& connection, const std::string& service) {
 }
 
 ExitStatus record(const Context& context, const std::string& file) {
-  // Before any thread is made, so that all of them leave these signals to sigwait.
-  sigset_t ends;
-  sigemptyset(&ends);
-  sigaddset(&ends, SIGINT);
-  sigaddset(&ends, SIGTERM);
-  pthread_sigmask(SIG_BLOCK, &ends, nullptr);
-
+  Interruption interruption;
+  interruption.begin();
   const auto recorder = Shared::make<Recorder>(file, context.showKeys);
   Bus::Trace::set(recorder);
   const auto connection = context.openBus();
@@ -140,8 +136,7 @@ ExitStatus record(const Context& context, const std::string& file) {
   link.start();
   listen(*connection, busNameOf(context.zuv ? Stack::Variant::ZUV : Stack::Variant::HEVRA));
   context.print({{"event", "ready"}}, "Recording to " + file + "; interrupt to end.");
-  int signal = 0;
-  sigwait(&ends, &signal);
+  while (Interruption::getSignal() == 0) interruption.wait(Time::Monotonic::never());
 
   const std::size_t count = recorder->finish(file);
   context.print({{"event", "recorded"}, {"messages", count}},
@@ -155,9 +150,8 @@ ExitStatus record(const Context& context, const std::string& file) {
 
 void addRecord(CLI::App& app, Context& context) {
   const auto file = std::make_shared<std::string>();
-  CLI::App& command = addCommand(
-      app, "record", "Keeps the traffic of the service in a file until interrupted, for hevra-stackd --replay",
-      "hevractl record evening.jsonl");
+  CLI::App& command = addCommand(app, "record", "Keeps the service's traffic in a file until interrupted",
+                                 "hevractl record evening.jsonl");
   command.add_option("FILE", *file, "Where to; what it has is replaced")->required()->type_name("");
   command.callback(
       [&context, file] { context.chosen = [file](const Context& chosen) { return record(chosen, *file); }; });

@@ -32,7 +32,7 @@ void addGlobalOptions(CLI::App& app, Context& context) {
   app.add_option("--app", context.application, "The application that progress is sent to [hevractl]")
       ->type_name("NAME");
   app.add_flag("--strict", context.strict, "Takes progress from nobody but the service");
-  app.add_flag("--show-keys", context.showKeys, "Shows keys in tables and recordings; other JSON has them anyway");
+  app.add_flag("--show-keys", context.showKeys, "Shows keys in tables and recordings; JSON has them");
   app.add_flag("--json", context.json, "Prints one JSON value a line");
 }
 

@@ -159,7 +159,7 @@ class Programs(unittest.TestCase):
             (["--fail", "1"], two[:1], [], 1, [(1, 1), (1, 2), (1, 4)], ""),
             (["--drop", "1"], two, ["--wait", "1"], 4, [], "hevractl: "),
             (["--refuse", "1"], two, [], 3, [], refusal),
-            (scenario("restart"), two[:1], ["--wait", "1"], 4, [(1, 1)], "hevractl: "),
+            (scenario("restart"), two[:1], [], 3, [(1, 1)], "hevractl: "),
             (scenario("silence"), two[:1], ["--wait", "1"], 4, [(1, 1)], "hevractl: "),
             (scenario("refusal"), two, [], 3, [], "com.example.Error.Busy: the radio is busy"),
             (scenario("slow"), two[:1], ["--wait", "1"], 4, None, "hevractl: "),
