@@ -1,11 +1,10 @@
-# What an installed HevraProxy is: headers, libraries, the CMake and the pkg-config packages, tools, and what there is of
-# documents, man pages, completion and D-Bus files.
+# What an installed HevraProxy is: headers, libraries, the CMake and the pkg-config packages, documents, examples, man
+# pages and completion. The programs are installed where they are built, what the bus must know in dist/.
 include(CMakePackageConfigHelpers)
 
 set(headers ${CMAKE_INSTALL_INCLUDEDIR}/hevraproxy)
-set(share ${CMAKE_INSTALL_DATADIR})
 
-# All headers but those that no public one includes and no application needs. examples/consumer includes every one that
+# All headers but those that no public one includes and no application needs. scripts/consume includes every one that
 # is installed, so that one too few does not go unseen.
 install(DIRECTORY ${HEVRA_LIBRARY_ROOMS} stack DESTINATION ${headers} FILES_MATCHING PATTERN "*.h"
   PATTERN stack/forms EXCLUDE
@@ -50,7 +49,7 @@ if(pages AND HEVRA_SCDOC)
     string(REGEX REPLACE ".*\\." "" section ${name})
     set(made ${PROJECT_BINARY_DIR}/man/${name})
     add_custom_command(OUTPUT ${made} DEPENDS ${page}
-      COMMAND ${CMAKE_COMMAND} -E make_directory man COMMAND ${HEVRA_SCDOC} <${page} >${made} VERBATIM)
+      COMMAND sh -c "mkdir -p man && '${HEVRA_SCDOC}' <'${page}' >'${made}'" VERBATIM)
     list(APPEND made_pages ${made})
     install(FILES ${made} DESTINATION ${CMAKE_INSTALL_MANDIR}/man${section})
   endforeach()
@@ -61,14 +60,6 @@ elseif(pages)
 endif()
 
 if(HEVRA_BUILD_TOOLS)
-  install(FILES tools/completion/hevractl.bash DESTINATION ${share}/bash-completion/completions RENAME hevractl OPTIONAL)
-  # What the system bus and systemd must know of the service.
-  file(GLOB policies CONFIGURE_DEPENDS dist/dbus/*.conf)
-  file(GLOB activations CONFIGURE_DEPENDS dist/dbus/*.service)
-  file(GLOB units CONFIGURE_DEPENDS dist/systemd/*.service)
-  file(GLOB interfaces CONFIGURE_DEPENDS dist/interfaces/*.xml)
-  install(FILES ${policies} DESTINATION ${share}/dbus-1/system.d)
-  install(FILES ${activations} DESTINATION ${share}/dbus-1/system-services)
-  install(FILES ${units} DESTINATION lib/systemd/system)
-  install(FILES ${interfaces} DESTINATION ${share}/dbus-1/interfaces)
+  install(FILES tools/completion/hevractl.bash OPTIONAL
+    DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions RENAME hevractl)
 endif()
