@@ -8,6 +8,9 @@ set(headers ${CMAKE_INSTALL_INCLUDEDIR}/hevraproxy)
 # is installed, so that one too few does not go unseen.
 install(DIRECTORY ${HEVRA_LIBRARY_ROOMS} stack DESTINATION ${headers} FILES_MATCHING PATTERN "*.h"
   PATTERN stack/forms EXCLUDE
+  PATTERN stack/replay EXCLUDE
+  PATTERN proxy/command/Presence.h EXCLUDE
+  PATTERN platform/core/log/WriteWhole.h EXCLUDE
   PATTERN platform/bus/connection EXCLUDE
   REGEX "/bus/(TypedValue|message/(Codec|Names|Rules|Signature))\\.h$" EXCLUDE
   REGEX "/core/(Activity|Boundary|Fork|Runner|Stalled|Thread|time/SteadyClock|timer/Queue)\\.h$" EXCLUDE)

@@ -2,10 +2,11 @@
 #include <stack/replay/Replay.h>
 
 #include <functional>
-#include <set>
+#include <map>
 #include <utility>
 
 #include <platform/core/log/Logger.h>
+#include <stack/Interfaces.h>
 #include <stack/forms/BodyForm.h>
 
 namespace Quarnix::Hevra::Stack {
@@ -18,9 +19,11 @@ using nlohmann::json;
 /// One object of the recorded service.
 class Replay::Stage : public Bus::Object::Server {
  public:
-  Stage(Replay& replay, const std::string& path) : replay_(replay) {
+  Stage(Replay& replay, const std::string& path, std::string description)
+      : replay_(replay), description_(std::move(description)) {
     setConnection(replay.connection_);
     setPath(path);
+    setDescription(description_.c_str());
   }
   ~Stage() override { retire(); }
 
@@ -30,19 +33,23 @@ class Replay::Stage : public Bus::Object::Server {
     return true;
   }
   Replay& replay_;
+  const std::string description_;
 };
 
 Replay::Replay(const std::vector<RecordedMessage>& recording, bool atOnce, std::vector<Variant> variants,
                Shared::Pointer<Bus::Connection> connection)
     : atOnce_(atOnce), variants_(std::move(variants)), connection_(std::move(connection)) {
-  std::set<std::string> paths = {"/com/quarnix/Application/HevraZuv/Manager/Command",
-                                 "/com/quarnix/Application/HevraZuv/Manager/DaughterBoard"};
-  for (const Variant variant : variants_) paths.insert(nodePathOf(variant));
+  const std::string managers = "/com/quarnix/Application/HevraZuv/Manager/";
+  std::map<std::string, std::string> paths = {{managers + "DaughterBoard", describeInterface(boardInterface())}};
+  for (const Variant variant : variants_) {
+    paths[managers + "Command"] += describeInterface(commandInterfaceOf(variant));
+    paths[nodePathOf(variant)] = describeInterface(nodeInterfaceOf(variant));
+  }
   for (Turn& turn : turnsOf(recording)) {
-    paths.insert(turn.call.path);
+    paths[turn.call.path];  // one that the service does not have was called all the same
     parts_.push_back({std::move(turn)});
   }
-  for (const std::string& path : paths) stages_.push_back(std::make_unique<Stage>(*this, path));
+  for (const auto& [path, description] : paths) stages_.push_back(std::make_unique<Stage>(*this, path, description));
 }
 
 Replay::~Replay() { stop(); }

@@ -1,18 +1,18 @@
 // How an observer hears, once, of each command's end.
 #include <future>
 
-#include <platform/core/time/SimulatedClock.h>
 #include <proxy/command/CommandContainerList.h>
 #include <proxy/command/Manager.h>
+#include <stack/FakeStack.h>
 #include <tests/proxy/Support.h>
 
 namespace Quarnix::Hevra::Proxy {
 namespace {
 
 using namespace Test;
+using namespace std::chrono_literals;
 using Command::Outcome;
-
-constexpr const char* SERVICE = "com.quarnix.Application.Hevra";
+using Stack::Effect;
 
 /// Keeps "g_1 FINISHED 3", with the reason behind REFUSED.
 class Ends : public Command::OutcomeObserver {
@@ -30,94 +30,73 @@ class Ends : public Command::OutcomeObserver {
 
 class OutcomeTest : public testing::Test {
  protected:
-  OutcomeTest() {
-    manager->setConnection(Bus::Connection::open("in-process"));
-    manager->start(true);
-  }
+  OutcomeTest() { manager->start(true); }
 
   void add(std::initializer_list<std::uint32_t> ids, const Shared::Pointer<Client>& client = Shared::make<Client>()) {
     CommandContainerList list;
-    for (const std::uint32_t id : ids) list.append(commandOf(id, 0));
+    for (const std::uint32_t id : ids) {
+      Hevra::Command command;
+      command.setId(id);
+      list.append(command);
+    }
     manager->submit(client, Group("g"), list, ends);
   }
-  static Hevra::Command commandOf(std::uint32_t id, std::uint32_t status) {
-    Hevra::Command command;
-    command.setId(id);
-    command.setStatus(static_cast<HvDetailedCommandStatus>(status));
-    return command;
-  }
-  void report(std::uint32_t id, std::uint32_t status) {
-    Call call;
-    call.setDestination(manager->getConnection()->getUniqueName());
-    call.setPath("/com/quarnix/Application/app/Hevra/Originator");
-    call.setInterface("com.quarnix.Application.HevraZuv.Originator.Command");
-    call.setMember("progress");
-    Call complete = reportOf(std::move(call), commandOf(id, status));
-    stack.getConnection()->call(complete);
-  }
-  Lines heard() {
-    clock.settle();
+  Lines heardAfter(std::chrono::seconds span) {
+    stack.advance(span);
     return ends->heard.take();
   }
-  void advance(std::int64_t seconds) { clock.advance(Time::Elapsed(seconds, 0)); }
 
   LoggedLines lines;
-  Time::SimulatedClock clock;
-  StackObject stack{SERVICE, "/com/quarnix/Application/HevraZuv/Manager/Command"};
+  Stack::FakeStack stack;
   std::unique_ptr<Command::Manager> manager = std::make_unique<Command::Manager>(false, "app");
   Shared::Pointer<Ends> ends = Shared::make<Ends>();
 };
 
 TEST_F(OutcomeTest, IsTheFirstOfWhatEndsACommand) {
+  stack.plan({{.on = "progress", .command = 1, .effect = Effect::duplicate()},
+              {.on = "progress", .command = 2, .nth = 3, .effect = Effect::error(ErrorCode(1, 1), "no")},
+              {.on = "progress", .command = 3, .nth = 3, .effect = Effect::late()}});
   add({1, 2, 3});
-  report(1, 2);
-  report(1, 3);
-  report(1, 3);
-  report(2, 4);
-  EXPECT_EQ(heard(), (Lines{"g_1 FINISHED 3", "g_2 FINISHED 4"}));
-  advance(60);
-  EXPECT_EQ(heard(), Lines{"g_3 TIMED_OUT"});
-  report(3, 3);
+  EXPECT_EQ(heardAfter(1s), (Lines{"g_1 FINISHED 3", "g_2 FINISHED 4"}));
+  EXPECT_EQ(heardAfter(100s), Lines{"g_3 TIMED_OUT"});
 
   add({1});
-  stack.answer = [](const Call& call) { return Return(call, "com.example.Busy", "not now"); };
+  stack.plan({{.on = "add", .times = 1, .effect = Effect::error("com.example.Busy", "not now")}});
   EXPECT_THROW(add({1, 2}), Return);
-  EXPECT_EQ(heard(), (Lines{"g_2 REFUSED com.example.Busy: not now", "g_1 REFUSED com.example.Busy: not now"}));
-  report(2, 3);
-  stack.answer = [](const Call& call) { return Return(call); };
+  EXPECT_EQ(heardAfter(0s), (Lines{"g_2 REFUSED com.example.Busy: not now", "g_1 REFUSED com.example.Busy: not now"}));
 
-  stack.getConnection()->releaseName(SERVICE);
-  EXPECT_EQ(heard(), Lines{"g_1 SERVICE_LOST"});
-  stack.getConnection()->requestName(SERVICE);
-  report(1, 3);
+  stack.restart();
+  EXPECT_EQ(heardAfter(0s), Lines{"g_1 SERVICE_LOST"});
   add({4});
-  EXPECT_EQ(heard(), Lines());
+  EXPECT_EQ(heardAfter(0s), Lines());
   manager.reset();
-  EXPECT_EQ(heard(), Lines{"g_4 ABANDONED"});
+  EXPECT_EQ(heardAfter(0s), Lines{"g_4 ABANDONED"});
 }
 
 TEST_F(OutcomeTest, OfACommandWhoseCallGotNoAnswerIsStillToCome) {
-  stack.answer = nullptr;
+  stack.serve({.pace = Time::Elapsed(20, 0)});
+  stack.plan(
+      {{.on = "add", .effect = Effect::silence()}, {.on = "progress", .command = 2, .effect = Effect::silence()}});
   auto adding = std::async(std::launch::async, [this] { add({1, 2}); });
-  clock.awaitWaiters(1);
-  advance(25);
+  stack.clock().awaitWaiters(1);
+  EXPECT_EQ(heardAfter(25s), Lines());
   EXPECT_THROW(adding.get(), Return);
-  report(1, 3);
-  EXPECT_EQ(heard(), Lines{"g_1 FINISHED 3"});
-  stack.getConnection()->releaseName(SERVICE);
-  EXPECT_EQ(heard(), Lines{"g_2 SERVICE_LOST"});
+  EXPECT_EQ(heardAfter(15s), Lines{"g_1 FINISHED 3"});
+  stack.restart();
+  EXPECT_EQ(heardAfter(0s), Lines{"g_2 SERVICE_LOST"});
 }
 
 TEST_F(OutcomeTest, IsToldForEachTimeThatAKeyWasSubmitted) {
+  // Of the reports of two commands only one end is heard.
+  stack.plan({{.on = "progress", .times = 4, .effect = Effect::silence()},
+              {.on = "progress", .nth = 6, .effect = Effect::silence()}});
   const auto client = Shared::make<Client>([this, again = true]() mutable {
     if (std::exchange(again, false)) add({1});
   });
   add({1}, client);
   add({1});
-  report(1, 3);
-  EXPECT_EQ(heard(), (Lines{"g_1 FINISHED 3", "g_1 FINISHED 3"}));
-  advance(60);
-  EXPECT_EQ(heard(), Lines{"g_1 TIMED_OUT"});
+  EXPECT_EQ(heardAfter(1s), (Lines{"g_1 FINISHED 3", "g_1 FINISHED 3"}));
+  EXPECT_EQ(heardAfter(60s), Lines{"g_1 TIMED_OUT"});
 }
 
 }  // namespace
