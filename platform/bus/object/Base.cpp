@@ -155,7 +155,8 @@ bool Base::settle(Life life) noexcept {
   MutexLock lock(queueMutex_);
   life_ = life;
   lifeChanged_.notifyAll();
-  return std::exchange(stopAsked_, false);
+  // Until it is stopped nothing more is delivered.
+  return life == Life::STOPPED ? std::exchange(stopAsked_, false) : stopAsked_;
 }
 
 void Base::beginDelivery() {
