@@ -22,11 +22,12 @@ class Examples(unittest.TestCase):
         self.bus.stackd("--pace", "0")
         for name, *lines in (
                 ("client", "TRANSMITTED", "IN_PROGRESS", "COMPLETED"), ("nodes", "reset: yes", "node 0x1000"),
-                ("outcome", "status 6", "status 6"), ("in_process", "serves the managers")):
+                ("outcome", "command 2: ended with 5", "command 1: ended with 3"), ("in_process", "serves the managers")):
             with self.subTest(name):
                 process = self.start(name)
                 for line in lines:
-                    self.assertIn(line, process.line())
+                    while line not in process.line():
+                        pass
                 self.assertEqual(process.end(), (0, ""))
 
     def test_watch_the_service_and_a_node(self):
