@@ -1,6 +1,7 @@
 // A span of time.
 #pragma once
 
+#include <compare>
 #include <cstdint>
 #include <limits>
 
