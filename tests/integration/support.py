@@ -101,7 +101,12 @@ class Bus(contextlib.ExitStack):
         for name, text in services.items():
             self.write(f"services/{name}.service", text.replace("--bus system", f"--bus {self.address}"))
         self.write("configuration", self.configuration(rules))
-        self.run("dbus-daemon", f"--config-file={self.folder}/configuration", "--nofork", "--print-address").line()
+        self.start()
+
+    def start(self):
+        self.daemon = self.run("dbus-daemon", f"--config-file={self.folder}/configuration", "--nofork",
+                               "--print-address")
+        self.daemon.line()
 
     def configuration(self, rules):
         return CONFIGURATION % (self.folder, self.folder, rules)
