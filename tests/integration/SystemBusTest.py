@@ -91,7 +91,6 @@ class SystemBus(unittest.TestCase):
                 self.assertIn("the bus can start it", service)
                 os.kill(int(re.search("process ([0-9]+)", service)[1]), signal.SIGTERM)
 
-
     def test_waits_for_a_service_on_a_bus_that_comes_later(self):
         with support.Bus() as bus:
             bus.daemon.kill()
