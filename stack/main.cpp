@@ -73,15 +73,15 @@ void addOptions(CLI::App& app, CommandLine& line) {
   };
   app.add_option("--scenario", line.scenario, "What happens to which calls and reports, a JSON array of rules")
       ->type_name("FILE");
-  app.add_option("--replay", line.replay,
-                 "Answers from what hevractl record has kept, at its pace; with --pace 0 at once")
-      ->type_name("FILE")
-      ->excludes("--nodes", "--scenario");
   addRate("--drop", options.drop, "Commands without any progress");
   addRate("--fail", options.fail, "Commands that end as FAILED");
   addRate("--refuse", options.refuse, "Calls that get an error reply and are not carried out");
   addRate("--silent", options.silent, "Calls that are carried out and get no reply");
   addRate("--duplicate", options.duplicate, "Progress reports that are sent twice");
+  app.add_option("--replay", line.replay,
+                 "Answers from what hevractl record has kept, at its pace; with --pace 0 at once")
+      ->type_name("FILE")
+      ->excludes("--nodes", "--scenario", "--seed", "--drop", "--fail", "--refuse", "--silent", "--duplicate");
 }
 
 ExitStatus fail(ExitStatus status, const std::string& text) {

@@ -23,18 +23,6 @@ TEST_F(Fault, SaysWhatABadCallWants) {
   EXPECT_EQ(stack.resets(), 0U);
 }
 
-TEST_F(Fault, RefusesCallsWithoutCarryingThemOut) {
-  Options options;
-  options.refuse = 1;
-  stack.serve(options);
-  EXPECT_STREQ(client.reset().getErrorName(), "org.freedesktop.DBus.Error.Failed");
-  const Return reply = client.add(originator, "g", commands(1));
-  EXPECT_STREQ(reply.getErrorText(), "The simulated stack refuses this add");
-  advance(1000);
-  EXPECT_EQ(stack.resets(), 0U);
-  EXPECT_EQ(originator.get("g_1"), "");
-}
-
 TEST_F(Fault, CarriesOutACallThatItDoesNotAnswer) {
   Options options;
   options.silent = 1;
