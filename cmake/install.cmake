@@ -37,9 +37,9 @@ foreach(name hevraproxy hevrastack)
   install(FILES ${PROJECT_BINARY_DIR}/${name}.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
 endforeach()
 
-file(GLOB documents CONFIGURE_DEPENDS docs/*.md docs/*.svg)
 install(FILES README.md NEWS.md SECURITY.md DESTINATION ${CMAKE_INSTALL_DOCDIR} OPTIONAL)
-install(FILES ${documents} DESTINATION ${CMAKE_INSTALL_DOCDIR}/docs)
+install(DIRECTORY docs DESTINATION ${CMAKE_INSTALL_DOCDIR} FILES_MATCHING PATTERN "*.md" PATTERN "*.svg"
+  PATTERN docs/man EXCLUDE PATTERN docs/api EXCLUDE PATTERN docs/abi EXCLUDE)
 install(DIRECTORY examples DESTINATION ${CMAKE_INSTALL_DOCDIR}
   REGEX "examples/(CMakeLists.txt|demo.sh)$" EXCLUDE)
 
