@@ -43,7 +43,7 @@ class Follower : public Interface::Command::Originator, public Proxy::Command::O
     // Of these two the caller knows: an error was raised, and it has given up.
     if (outcome.kind == Kind::REFUSED || outcome.kind == Kind::ABANDONED) return;
     if (outcome.kind != Kind::FINISHED)
-      printer_.printEnd(id, outcome.kind == Kind::SERVICE_LOST ? "lost" : "not heard of");
+      printer_.printEnd(id, outcome.kind == Kind::SERVICE_LOST ? "lost" : "no report");
     progress_.end(id, outcome);
     interruption_.wake();
   }
