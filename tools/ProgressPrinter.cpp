@@ -2,11 +2,13 @@
 #include <tools/ProgressPrinter.h>
 
 #include <cstdio>
+#include <cstdlib>
 #include <iostream>
 #include <iterator>
 
 #include <platform/core/time/Clock.h>
 #include <stack/forms/CommandForm.h>
+#include <stack/forms/Printable.h>
 #include <tools/NodeText.h>
 
 namespace Quarnix::Hevra::Tools {
@@ -56,7 +58,9 @@ ProgressPrinter::ProgressPrinter(bool json, const Group& group, const std::vecto
       began_(Time::Clock::get().now()),
       table_(Terminal::ofOutput(), {{"COMMAND"}, {"STATUS", 11}, {"TIME", 8}, {"NODE"}, {"PARAMETER"}, {"VALUE"}}) {
   const Terminal terminal = Terminal::ofOutput();
-  live_ = !json && !commands.empty() && commands.size() + 3 <= terminal.rows;  // titles, the summary, the cursor
+  const char* const trace = std::getenv("HEVRA_TRACE");  // whose lines come in between
+  live_ = !json && !(trace && *trace) && !commands.empty() &&
+          commands.size() + 3 <= terminal.rows;  // titles, the summary, the cursor
   for (const Command& command : commands) {
     lines_.push_back({command, began_, Cell("sent")});
     table_.fit(rowOf(lines_.back()));
@@ -78,8 +82,19 @@ void ProgressPrinter::begin() {
   if (begun_) return;
   begun_ = true;
   std::cout << table_.titles() << '\n';
-  for (const Line& line : lines_)
-    if (live_) std::cout << table_.line(rowOf(line)) << '\n';
+  if (live_) printRows();
+}
+
+void ProgressPrinter::printRows() {
+  for (const Line& line : lines_) std::cout << table_.line(rowOf(line)) << '\n';
+  std::cout << std::flush;
+}
+
+void ProgressPrinter::printAside(const std::string& text) {
+  MutexLock lock(mutex_);
+  if (begun_) std::cout << "\033[" + std::to_string(lines_.size()) + "A\r\033[J";
+  std::cout << Stack::Forms::printable(text) << '\n';
+  if (begun_) printRows();
   std::cout << std::flush;
 }
 

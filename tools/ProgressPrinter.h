@@ -25,6 +25,8 @@ class ProgressPrinter {
   void print(const Command& command, const Group& group, HomeAutomation::Command::Status status);
   /// A command has ended without a report of it.
   void printEnd(std::uint32_t id, const std::string& how);
+  /// Prints a line above the rows that are kept up to date.
+  void printAside(const std::string& text);
   /// Shows how long the commands take that have no end yet, where rows are kept up to date.
   void refresh();
   bool isLive() const noexcept { return live_; }
@@ -39,6 +41,7 @@ class ProgressPrinter {
 
   Table::Row rowOf(const Line& line) const;
   void begin() HEVRA_REQUIRES(mutex_);
+  void printRows() HEVRA_REQUIRES(mutex_);
   void show(const Line& line) HEVRA_REQUIRES(mutex_);
   void redraw(std::size_t index) HEVRA_REQUIRES(mutex_);
 

@@ -1,9 +1,12 @@
 // hevractl send: submits a group of commands and follows them to their ends.
+#include <unistd.h>
+
 #include <algorithm>
 #include <iostream>
 #include <memory>
 #include <string>
 
+#include <platform/core/log/Logger.h>
 #include <platform/core/time/Clock.h>
 #include <proxy/command/CommandContainerList.h>
 #include <proxy/command/Manager.h>
@@ -40,7 +43,7 @@ class Follower : public Interface::Command::Originator, public Proxy::Command::O
     // Of these two the caller knows: an error was raised, and it has given up.
     if (outcome.kind == Kind::REFUSED || outcome.kind == Kind::ABANDONED) return;
     if (outcome.kind != Kind::FINISHED)
-      printer_.printEnd(id, outcome.kind == Kind::SERVICE_LOST ? "lost" : "not heard of");
+      printer_.printEnd(id, outcome.kind == Kind::SERVICE_LOST ? "lost" : "no report");
     progress_.end(id, outcome);
     interruption_.wake();
   }
@@ -49,6 +52,33 @@ class Follower : public Interface::Command::Originator, public Proxy::Command::O
   Progress& progress_;
   ProgressPrinter& printer_;
   Interruption& interruption_;
+};
+
+/// Keeps what the library logs from the rows that are kept up to date, where both are on a terminal.
+class LoggingAside {
+ public:
+  explicit LoggingAside(ProgressPrinter& printer) {
+    if (printer.isLive() && ::isatty(STDERR_FILENO)) Log::Logger::set(Shared::make<Aside>(printer));
+  }
+  ~LoggingAside() { end(); }
+  LoggingAside(const LoggingAside&) = delete;
+  LoggingAside& operator=(const LoggingAside&) = delete;
+
+  void end() { Log::Logger::set(former_); }
+
+ private:
+  class Aside : public Log::Logger {
+   public:
+    explicit Aside(ProgressPrinter& printer) : printer_(printer) {}
+
+   protected:
+    void write(Log::Priority, const char* line) override { printer_.printAside(std::string("hevractl: ") + line); }
+
+   private:
+    ProgressPrinter& printer_;
+  };
+
+  const Shared::Pointer<Log::Logger> former_ = Log::Logger::get();
 };
 
 std::string count(std::size_t number) { return std::to_string(number) + (number == 1 ? " command" : " commands"); }
@@ -80,6 +110,7 @@ ExitStatus send(const Context& context, const Request& request) {
   Interruption interruption;
   Progress progress(commands);
   ProgressPrinter printer(context.json, group, commands);
+  LoggingAside logging(printer);
   Proxy::Command::Manager manager(context.zuv, context.application);
   manager.setConnection(context.openBus());
   if (context.strict) manager.acceptProgressOnlyFromService();
@@ -97,6 +128,7 @@ ExitStatus send(const Context& context, const Request& request) {
   // Waits for the hook that is under way, and with it until the answer to the last report is sent.
   manager.stop();
   printer.refresh();
+  logging.end();
 
   const Progress::Summary summary = progress.getSummary();
   if (!context.json) {

@@ -77,7 +77,8 @@ std::size_t widthOf(std::string_view text) {
 
 std::string cut(const std::string& text, std::size_t columns, const char* mark) {
   if (widthOf(text) <= columns) return text;
-  const std::size_t room = columns - std::min(columns, widthOf(mark));
+  if (widthOf(mark) > columns) mark = "";
+  const std::size_t room = columns - widthOf(mark);
   std::string_view rest = text;
   for (std::size_t width = 0, length = 0; !rest.empty(); rest.remove_prefix(length)) {
     width += widthOfFirst(rest, length);
