@@ -14,11 +14,6 @@ using Quarnix::Test::sensorText;
 using Quarnix::Test::stackText;
 using Quarnix::Test::textOf;
 
-std::string namesOf(const std::vector<Shared::Pointer<Hevra::Node>>& nodes) {
-  std::string names;
-  for (const auto& node : nodes) names += (names.empty() ? "" : ", ") + nameOf(*node);
-  return names;
-}
 std::string boolean(bool value) { return value ? "true" : "false"; }
 
 template <class Kind>

@@ -30,6 +30,12 @@ inline std::string nameOf(const Hevra::Node& node) {
   return kind + std::to_string(node.getAddress());
 }
 
+inline std::string namesOf(const std::vector<Shared::Pointer<Hevra::Node>>& nodes) {
+  std::string names;
+  for (const auto& node : nodes) names += (names.empty() ? "" : ", ") + nameOf(*node);
+  return names;
+}
+
 /// Keeps its notifications as "modified sensor 7 by 2", and then does what it is told to.
 class Watcher : public Proxy::Node::Manager {
  public:

@@ -7,7 +7,6 @@
 #include <bus/RemoteControllerNodeWrapper.h>
 #include <bus/RemoteSensorNodeWrapper.h>
 #include <bus/StackNodeWrapper.h>
-#include <proxy/command/Manager.h>
 #include <stack/Interfaces.h>
 #include <tests/stack/Support.h>
 
@@ -47,12 +46,10 @@ TEST_F(Interfaces, DescribeWhatTheMarshallersWriteAndRead) {
         StructWrapper<RemoteSensorNode>().signature(), StructWrapper<StackNode>().signature()})
     nodes.insert({"modify " + node + "i-> b", "modified " + node + "y", "linkModified " + node + link + "y"});
 
-  Hevra::Proxy::Command::Manager application(false, "app");
-  application.setConnection(client.connection);
-  application.start(true);
+  const auto connection = hevra.getConnection();
   const auto told = [&](const std::string& path, const std::string& interface, const std::string& host) {
     Bus::Object::Proxy proxy;
-    proxy.setConnection(client.connection);
+    proxy.setConnection(connection);
     proxy.setHost(host.c_str());
     proxy.setPath(path);
     return membersOf(proxy.introspect(), interface);
@@ -66,8 +63,7 @@ TEST_F(Interfaces, DescribeWhatTheMarshallersWriteAndRead) {
             Described({"hardreset -> b"}));
   const std::string progress = "com.quarnix.Application.HevraZuv.Originator.Command";
   const Described reports = {"progress " + command + "(s)i"};
-  EXPECT_EQ(told("/com/quarnix/Application/app/Hevra/Originator", progress, client.connection->getUniqueName()),
-            reports);
+  EXPECT_EQ(told("/com/quarnix/Application/app/Hevra/Originator", progress, connection->getUniqueName()), reports);
   EXPECT_EQ(membersOf(describeInterface(progress), progress), reports);
 }
 

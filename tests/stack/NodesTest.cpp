@@ -23,9 +23,6 @@ class Nodes : public StackTest {
     options.nodes = std::move(nodes);
     stack.serve(options);
   }
-  Return call(const char* member, const std::string& arguments = {}) const {
-    return client.call(nodePathOf(Variant::HEVRA), nodeInterfaceOf(Variant::HEVRA), member, arguments);
-  }
 };
 
 TEST_F(Nodes, AreListedInOneArrayAKindWhenTheRunsAreTooMany) {
@@ -34,26 +31,15 @@ TEST_F(Nodes, AreListedInOneArrayAKindWhenTheRunsAreTooMany) {
   for (std::uint32_t address = 0; address < 20; address += 2) {
     mixed.emplace_back(node<RemoteSensorNode>(address));
     mixed.emplace_back(node<RemoteControllerNode>(address + 1));
-    sensors += std::to_string(address) + " ";
-    controllers += std::to_string(address + 1) + " ";
+    sensors += "sensor " + std::to_string(address) + ", ";
+    controllers += ", controller " + std::to_string(address + 1);
   }
   serveNodes(mixed);
-  const Return reply = call("getnodes");
-  std::string lists;
-  for (Bus::Message::ConstIterator array = reply.begin(); array.type(); ++array) {
-    if (!lists.empty()) lists += "| ";
-    for (Bus::Message::ConstIterator element = array.begin(); element.type(); ++element) {
-      std::uint32_t address = 0;
-      element.begin().get(address);
-      lists += std::to_string(address) + " ";
-    }
-  }
-  EXPECT_EQ(lists, sensors + "| " + controllers);
+  EXPECT_EQ(namesOf(watcher.getNodes()), sensors + controllers.substr(2));
 }
 
 TEST_F(Nodes, TakeTheValueThatACommandWrites) {
   serveNodes({node<RemoteActuatorNode>(4)});
-  Listener listener(client, nodePathOf(Variant::HEVRA));
   const struct {
     bool write;
     Shared::Pointer<HvType> value;
@@ -69,10 +55,10 @@ TEST_F(Nodes, TakeTheValueThatACommandWrites) {
     command[0].setAddress(4);
     command[0].setWrite(row.write);
     command[0].setValue(row.value);
-    client.add(originator, "g", command);
+    add("g", command);
     advance(1000);
     EXPECT_EQ(stack.stateOf(4), row.state);
-    EXPECT_EQ(listener.take(), row.write ? "Hevra.Manager.Node modified 4 1; " : "");
+    EXPECT_EQ(watcher.notifications.take(), row.write ? Lines{"modified actuator 4 by 1"} : Lines());
   }
 }
 
@@ -86,36 +72,16 @@ TEST_F(Nodes, LoseTheirLinksBeforeTheyAreRemoved) {
   EXPECT_TRUE(stack.nodes().modify(link, NodeAction::ADDED));
   link.setNodeAddress(3);
   EXPECT_TRUE(stack.nodes().modify(link, NodeAction::ADDED));
-  Listener listener(client, nodePathOf(Variant::HEVRA));
-  EXPECT_FALSE(call("removeChildrenNodes", "u1").isException());
   stack.settle();
-  EXPECT_EQ(listener.take(),
-            "Hevra.Manager.Node linkModified 2 2 hall 2; Hevra.Manager.Node modified 2 2; "
-            "Hevra.Manager.Node modified 4 2; ");
+  watcher.notifications.take();
+  watcher.deleteNodes(1);
+  stack.settle();
+  EXPECT_EQ(watcher.notifications.take(),
+            (Lines{"linked sensor 2 hall by 2", "modified sensor 2 by 2", "modified actuator 4 by 2"}));
   EXPECT_TRUE(stack.nodes().modify(node<StackNode>(1), NodeAction::REMOVED));
   stack.settle();
-  EXPECT_EQ(listener.take(), "Hevra.Manager.Node linkModified 3 3 hall 2; Hevra.Manager.Node modified 1 2; ");
+  EXPECT_EQ(watcher.notifications.take(), (Lines{"linked controller 3 hall by 2", "modified stack 1 by 2"}));
   EXPECT_EQ(stack.nodes().getNodes().size(), 1U);
-}
-
-TEST_F(Nodes, SayWhatABadCallWants) {
-  serveNodes({node<StackNode>(1), node<RemoteActuatorNode>(2)});
-  const std::string controller = "(" + Quarnix::Test::headOf("y6") + ")",
-                    strange = "(" + Quarnix::Test::headOf("y1") + ")";
-  const std::tuple<const char*, std::string, const char*> rows[] = {
-      {"getnodes", "s'a'", "with the arguments s, expected none, a class (y) or a class and a type (yq)"},
-      {"modify", controller + " i3", "with the action 3, expected 0 (added), 1 (modified) or 2 (removed)"},
-      {"modify", strange + " i1", "with the class 1 of the node 1, expected one of its kind's record"},
-      {"changekey", "u1 ay0102030405060708090a0b0c0d0e0f", "with a key of 15 bytes, expected 16 that are not all zero"},
-      {"changekey", "u2 ay0102030405060708090a0b0c0d0e0f10", "for 2, which is no stack node's address"},
-  };
-  for (const auto& [member, arguments, text] : rows) {
-    const Return reply = call(member, arguments);
-    EXPECT_STREQ(reply.getErrorName(), "org.freedesktop.DBus.Error.InvalidArgs");
-    EXPECT_EQ(reply.getErrorText(), member + std::string(" was called ") + text);
-  }
-  EXPECT_STREQ(client.call(nodePathOf(Variant::ZUV), nodeInterfaceOf(Variant::HEVRA), "getnodes").getErrorName(),
-               "org.freedesktop.DBus.Error.UnknownMethod");
 }
 
 TEST_F(Nodes, RefuseATableThatCannotBeAnnounced) {
@@ -130,7 +96,6 @@ TEST_F(Nodes, RefuseATableThatCannotBeAnnounced) {
 
 TEST_F(Nodes, AnnounceChangesOfManyThreadsInTheirOrder) {
   serveNodes({});
-  Listener listener(client, nodePathOf(Variant::HEVRA));
   std::vector<std::thread> threads;
   for (std::uint32_t address = 0; address < 4; ++address) {
     threads.emplace_back([&, address] {
@@ -141,16 +106,12 @@ TEST_F(Nodes, AnnounceChangesOfManyThreadsInTheirOrder) {
   }
   for (std::thread& thread : threads) thread.join();
   stack.settle();
-  const std::string signals = listener.take();
-  for (std::uint32_t address = 0; address < 4; ++address) {
-    std::string actions;
-    const std::string head = "modified " + std::to_string(address) + " ";
-    for (auto found = signals.find(head); found != signals.npos; found = signals.find(head, found + 1))
-      actions += signals[found + head.size()];
-    std::string expected;
-    for (int round = 0; round < 50; ++round) expected += "02";
-    EXPECT_EQ(actions, expected);
-  }
+  std::map<std::string, std::string> actions;
+  for (const std::string& line : watcher.notifications.take()) actions[line.substr(0, 19)] += line.back();
+  std::string expected;
+  for (int round = 0; round < 50; ++round) expected += "02";
+  EXPECT_EQ(actions.size(), 4U);
+  for (const auto& [node, told] : actions) EXPECT_EQ(told, expected) << node;
 }
 
 }  // namespace

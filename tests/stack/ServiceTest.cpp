@@ -24,50 +24,52 @@ TEST_F(StackService, RefusesWrongOptions) {
   for (const auto& spoil : rows) {
     Options options;
     spoil(options);
-    EXPECT_THROW(Service(options, client.connection), std::invalid_argument);
+    EXPECT_THROW(Service(options, board.getConnection()), std::invalid_argument);
   }
 }
 
 TEST_F(StackService, CountsAndAnswersResets) {
-  for (const bool answer : {true, false}) {
-    stack.answerResets(answer);
-    const Return reply = client.reset();
-    bool answered = !answer;
-    reply.begin().get(answered);
-    EXPECT_EQ(answered, answer);
-  }
+  EXPECT_EQ(reset(), "true");
+  stack.answerResets(false);
+  EXPECT_EQ(reset(), "false");
   EXPECT_EQ(stack.resets(), 2U);
 }
 
 TEST_F(StackService, LeavesNothingWhenItCannotStart) {
+  const auto connection = Bus::Connection::open("in-process");
   stack.service().stop();
-  client.connection->requestName("com.quarnix.Application.Zuv");
+  connection->requestName("com.quarnix.Application.Zuv");
   Service second({}, Bus::Connection::open("in-process"));
   EXPECT_THROW(second.start(), Bus::StartFailed);
-  EXPECT_EQ(client.connection->getNameOwner("com.quarnix.Application.Hevra"), "");
-  client.connection->releaseName("com.quarnix.Application.Zuv");
+  EXPECT_EQ(connection->getNameOwner("com.quarnix.Application.Hevra"), "");
+  connection->releaseName("com.quarnix.Application.Zuv");
   second.start();
-  EXPECT_FALSE(client.reset().isException());
+  EXPECT_EQ(reset(), "true");
 }
 
-TEST_F(StackService, DropsItsCommandsWhenItStops) {
-  client.add(originator, "g", commands(1));
-  stack.settle();
-  stack.service().stop();
-  EXPECT_EQ(stack.commandsInFlight(), 0U);
-  EXPECT_STREQ(client.reset().getErrorName(), "org.freedesktop.DBus.Error.ServiceUnknown");
-  advance(1000);
-  EXPECT_EQ(originator.get("g_1"), "1/1@0");
-  stack.service().start();
-  client.add(originator, "h", commands(1));
-  advance(1000);
-  EXPECT_EQ(originator.get("h_1"), "1/1@1000 2/1@1200 3/2@1400");
+TEST_F(StackService, DropsItsCommandsWhenItGoesAndComesBack) {
+  const std::pair<std::function<void()>, std::function<void()>> rows[] = {
+      {[this] { stack.restart(std::chrono::seconds(1)); }, [] {}},
+      {[this] { stack.service().stop(); }, [this] { stack.service().start(); }}};
+  for (const auto& [go, comeBack] : rows) {
+    const auto client = add("g", commands(1));
+    stack.settle();
+    go();
+    EXPECT_EQ(stack.commandsInFlight(), 0U);
+    EXPECT_EQ(reset(), "org.freedesktop.DBus.Error.ServiceUnknown");
+    advance(1000);
+    EXPECT_EQ(client->reports["g_1"], "1/1@0");
+    comeBack();
+    const auto next = add("h", commands(1));
+    advance(100'000);
+    EXPECT_EQ(next->reports["h_1"], "1/1@0 2/1@200 3/2@400");
+  }
 }
 
 TEST_F(StackService, AnnouncesAnExceptionForEachVariant) {
-  Listener listener(client, "/com/quarnix/Application/HevraZuv/Manager/Command");
   stack.exception("radio lost");
-  EXPECT_EQ(listener.take(), "Hevra.Manager.Command exception radio lost; Zuv.Manager.Command exception radio lost; ");
+  EXPECT_EQ(hevra.exceptions.take(), Lines{"radio lost"});
+  EXPECT_EQ(zuv.exceptions.take(), Lines{"radio lost"});
   EXPECT_THROW(stack.exception("\xFF"), Bus::InvalidArgument);
 }
 
