@@ -100,7 +100,8 @@ void CommandRunner::entry() {
     inHand_ = waiting_.extract(waiting_.begin());
     Job& job = inHand_.mapped();
     Effect effect;
-    if (!std::exchange(job.held, false) || job.cancelled) {
+    const bool wasHeld = std::exchange(job.held, false);
+    if (!wasHeld || (job.cancelled && job.command.getStatus() != Status::CANCELLED)) {
       step(job);
       effect = faults_.next("progress", job.group, {&job.command, 1});
     }

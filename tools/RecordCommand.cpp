@@ -1,4 +1,5 @@
 // hevractl record: keeps the traffic of the stack service in a file, for hevra-stackd --replay.
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -37,6 +38,7 @@ void endProgram() { ::kill(::getpid(), SIGTERM); }
 class Recorder : public Bus::Trace {
  public:
   Recorder(const std::string& file, bool showKeys) : showKeys_(showKeys) {
+    ::umask(077);  // it may hold keys
     errno = 0;
     output_.open(file, std::ios::binary);
     if (!output_) throw Malformed(file + ": " + std::strerror(errno));

@@ -1,6 +1,7 @@
 """A session of hevractl is recorded and answered again from the recording: what hevractl prints is the same."""
 
 import json
+import os
 import signal
 import tempfile
 import unittest
@@ -91,6 +92,7 @@ class Record(unittest.TestCase):
         for process, file, keys in (recorder, self.file, 0), (shown, self.file + ".keys", 7):
             kept = self.end(process, file, lambda kept: len(kept) == 6)
             self.assertEqual(json.dumps(kept).count(KEY), keys)
+            self.assertEqual(os.stat(file).st_mode & 0o777, 0o600)
 
     def test_keeps_the_signals_where_the_bus_lets_nobody_listen(self):
         bus = self.bus('<deny send_interface="org.freedesktop.DBus.Monitoring"/>')

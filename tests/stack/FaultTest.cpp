@@ -121,6 +121,15 @@ TEST_F(Fault, BefallsTheReportsThatItIsPlannedFor) {
   }
 }
 
+TEST_F(Fault, DelaysTheEndOfACancelledCommandOnce) {
+  stack.plan({{.on = "progress", .effect = Effect::delay(milliseconds(300))}});
+  const auto client = add("g", commands(1));
+  advance(100);
+  hevra.cancel();
+  advance(10'000);
+  EXPECT_EQ(client->reports, (Reports{{"g_1", "5/3@400"}}));
+}
+
 TEST_F(Fault, BefallsTheCallsThatItIsFor) {
   const std::string failed = "org.freedesktop.DBus.Error.Failed", noReply = "org.freedesktop.DBus.Error.NoReply";
   const struct {
