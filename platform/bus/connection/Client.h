@@ -173,6 +173,7 @@ class Client : public std::enable_shared_from_this<Client> {
   void keepInBackground() HEVRA_REQUIRES(mutex_);
   void wakeBackground() noexcept HEVRA_REQUIRES(mutex_);
   bool background() HEVRA_EXCLUDES(mutex_);
+  bool isListenerNeeded() const HEVRA_REQUIRES(mutex_);
   void listen() HEVRA_EXCLUDES(mutex_);
   void readOnce(const std::shared_ptr<Transport>& transport) HEVRA_REQUIRES(mutex_);
   static void* backgroundThread(void* client);

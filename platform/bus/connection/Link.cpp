@@ -233,17 +233,24 @@ bool Client::background() {
   }
 }
 
+bool Client::isListenerNeeded() const {
+  return !closed_ && (monitors_ || awaitingOwners_ > 0 || !proxies_.empty() || !servers_.empty() || !names_.empty() ||
+                      !observers_.empty());
+}
+
 void Client::listen() {
   MutexLock lock(mutex_);
   Time::Elapsed pause = FIRST_PAUSE;
-  while (!closed_ && (monitors_ || awaitingOwners_ > 0 || !proxies_.empty() || !servers_.empty() || !names_.empty() ||
-                      !observers_.empty())) {
+  while (isListenerNeeded()) {
     if (!transport_) {
       if (!connect(Time::Clock::get().now() + SocketTransport::MAXIMUM_CONNECT_TIME)) {
         pause = FIRST_PAUSE;
         continue;
       }
-      Time::Clock::get().wait(backgroundChanged_, mutex_, Time::Clock::get().now() + withJitter(pause));
+      // What is started meanwhile does not shorten the pause.
+      const Time::Monotonic next = Time::Clock::get().now() + withJitter(pause);
+      while (isListenerNeeded() && !transport_ && Time::Clock::get().wait(backgroundChanged_, mutex_, next)) {
+      }
       pause = std::min(pause + pause, LAST_PAUSE);
       continue;
     }
