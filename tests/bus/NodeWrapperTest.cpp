@@ -102,17 +102,10 @@ TEST(StackNodeRecord, ReadsBothKeysThroughOneBuffer) {
   }
 }
 
-TEST(ByteBlock, SkipsSurplusBytesAndLeavesMissingOnes) {
-  const std::pair<const char*, const char*> rows[] = {
-      {"ay", "000102030405060708090a0b0c0d0e0f"},
-      {"ayf0f1f2", "f0f1f2030405060708090a0b0c0d0e0f"},
-      {"ayf0f1f2f3f4f5f6f7f8f9fafbfcfdfeffeeee", "f0f1f2f3f4f5f6f7f8f9fafbfcfdfeff"}};
-  for (const auto& [text, expected] : rows) {
-    unsigned char block[16] = {0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15};
-    read<KeyWrapper>(text, block);
-    EXPECT_EQ(hex(std::to_array(block)), expected);
-    EXPECT_EQ(written<KeyWrapper>(block), std::string("ay") + expected);
-  }
+TEST(ByteBlock, LeavesMissingBytes) {
+  unsigned char block[16] = {0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15};
+  read<KeyWrapper>("ayf0f1f2", block);
+  EXPECT_EQ(written<KeyWrapper>(block), "ayf0f1f2030405060708090a0b0c0d0e0f");
 }
 
 TEST(ByteVector, ComesBehindWhatWasThere) {

@@ -1,5 +1,6 @@
 // Another client of a real bus that pretends to be the service, or the bus: nothing of it reaches the application.
 #include <platform/bus/message/Codec.h>
+#include <platform/core/time/SimulatedClock.h>
 #include <proxy/command/CommandContainerList.h>
 #include <tests/harness/BusDaemon.h>
 #include <tests/harness/BusObjects.h>

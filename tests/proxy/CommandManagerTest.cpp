@@ -1,19 +1,16 @@
 // The command manager against a stack service in the same process, in simulated time.
 #include <future>
 
-#include <bus/CommandVectorWrapper.h>
 #include <platform/bus/Error.h>
 #include <platform/core/time/SimulatedClock.h>
 #include <proxy/command/CommandContainerList.h>
 #include <proxy/command/Manager.h>
-#include <tests/bus/NodeTexts.h>
 #include <tests/proxy/Support.h>
 
 namespace Quarnix::Hevra {
 namespace {
 
 using namespace Proxy::Test;
-using HomeAutomation::Command::Priority;
 using Proxy::CommandContainerList;
 using Ids = std::vector<std::uint32_t>;
 
@@ -89,19 +86,6 @@ TEST_F(CommandManager, SendsTheGroupOnceEveryCommandIsWaitedFor) {
   };
   add(client, {1, 2});
   EXPECT_EQ(client->reports.take(), Lines{"g_2 1/2"});
-
-  const Call call = stack.calls.all().at(0);
-  EXPECT_STREQ(call.getInterface(), INTERFACE);
-  EXPECT_STREQ(call.getMember(), "add");
-  EXPECT_STREQ(call.getSignature(), "(o)(s)a(utbuviiyisusuyy)");
-  Bus::Message::ConstIterator argument = call.begin();
-  EXPECT_EQ(argument.begin().getText(), "/com/quarnix/Application/app/Hevra/Originator");
-  EXPECT_EQ((++argument).begin().getText(), "g");
-  std::vector<Command> commands;
-  Bus::Type::Wrapper<std::vector<Command>>().deserialize(++argument, commands);
-  ASSERT_EQ(commands.size(), 2u);
-  EXPECT_EQ(commands[0].getId(), 1u);
-  EXPECT_EQ(commands[1].getId(), 2u);
   EXPECT_EQ(lines.take(), Lines());
 }
 
@@ -143,6 +127,7 @@ TEST_F(CommandManager, KeepsTheCommandsOfAFailedAddUntilTheirTimeIsOver) {
   stack.answer = [](const Call& call) { return Return(call, "test.Error", "no"); };
   const auto client = Shared::make<Client>();
   EXPECT_THROW(add(client, {1}), Return);
+  EXPECT_THROW(manager.cancel(), Return);
 
   struct Failing : CommandContainerList {
     using CommandContainerList::CommandContainerList;
@@ -152,7 +137,7 @@ TEST_F(CommandManager, KeepsTheCommandsOfAFailedAddUntilTheirTimeIsOver) {
     }
   };
   EXPECT_THROW(manager.add(client, Group("g"), Failing{commandOf(2), commandOf(3)}), CommandContainerList::BadUse);
-  EXPECT_EQ(stack.calls.all().size(), 1u);
+  EXPECT_EQ(stack.calls.all().size(), 2u);
   advance(59);
   EXPECT_EQ(client.useCount(), 3u);
   advance(1);
@@ -186,17 +171,6 @@ TEST_F(CommandManager, SettlesACommandWhoseOriginatorThrows) {
   EXPECT_EQ(lines.take(), Lines{timeoutOf("g_2")});
   advance(60);
   EXPECT_EQ(lines.take(), Lines()) << "1 and 3 were forgotten";
-}
-
-TEST_F(CommandManager, MayBeCalledByItsOriginators) {
-  const auto client = Shared::make<Client>([this] {
-    add(Shared::make<Client>(), {1, 2});
-    manager.cancel();
-  });
-  add(client, {1});
-  EXPECT_EQ(report(commandOf(1, 3)), "");
-  advance(60);
-  EXPECT_EQ(lines.take(), Lines{timeoutOf("g_2")});
 }
 
 /// Commands 1 to 3 expire while the event's task, which erases one at a time, is held at the end of an originator.
@@ -243,26 +217,6 @@ TEST_F(HeldCommandManager, SettlesOnlyTheEntryThatTheReportWasFor) {
   EXPECT_EQ(report(commandOf(2, 4)), "");
   EXPECT_EQ(client->reports.take(), Lines{"g_2 3/2"});
   EXPECT_EQ(successor->reports.take(), Lines{"g_2 4/2"});
-}
-
-TEST_F(CommandManager, CancelsWithoutForgetting) {
-  const auto client = Shared::make<Client>();
-  add(client, {1});
-  const std::pair<std::function<void()>, const char*> rows[] = {
-      {[this] { manager.cancel(); }, ""},
-      {[this] { manager.cancel("g_1"); }, "s'g_1'"},
-      {[this] { manager.cancel(Priority(4294967295)); }, "u4294967295"}};
-  for (const auto& [cancel, arguments] : rows) {
-    stack.answer = [](const Call& call) { return Return(call); };
-    cancel();
-    const Call sent = stack.calls.all().back();
-    EXPECT_STREQ(sent.getMember(), "cancel");
-    EXPECT_EQ(Quarnix::Test::textOf(sent.begin()), arguments);
-    stack.answer = [](const Call& call) { return Return(call, "test.Error", "no"); };
-    EXPECT_THROW(cancel(), Return);
-  }
-  report(commandOf(1, 5));
-  EXPECT_EQ(client->reports.take(), Lines{"g_1 5/2"});
 }
 
 TEST_F(CommandManager, HandsOnExceptionSignals) {

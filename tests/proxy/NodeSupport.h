@@ -1,15 +1,13 @@
-// What the tests of the node manager share: a simulated clock, a service that answers with what it is given, a manager
-// that keeps its notifications, and outcomes as texts.
+// What tests with a node manager share: one that keeps its notifications, and nodes and outcomes as texts.
 #pragma once
 
 #include <typeinfo>
 
 #include <platform/bus/Error.h>
-#include <platform/core/time/SimulatedClock.h>
-#include <platform/hevra/EmptyKeySet.h>
 #include <platform/hevra/RemoteActuatorNode.h>
 #include <platform/hevra/RemoteControllerNode.h>
 #include <platform/hevra/RemoteSensorNode.h>
+#include <platform/hevra/StackNode.h>
 #include <proxy/node/Manager.h>
 #include <tests/bus/NodeTexts.h>
 #include <tests/proxy/Support.h>
@@ -36,21 +34,19 @@ inline std::string namesOf(const std::vector<Shared::Pointer<Hevra::Node>>& node
   return names;
 }
 
-/// Keeps its notifications as "modified sensor 7 by 2", and then does what it is told to.
+/// Keeps its notifications as "modified sensor 7 by 2".
 class Watcher : public Proxy::Node::Manager {
  public:
   using Manager::Manager;
   ~Watcher() override { stop(); }
   void modified(const Hevra::Node& node, NodeAction action) override {
     notifications.add("modified " + nameOf(node) + " by " + std::to_string(static_cast<int>(action)));
-    if (then) then();
   }
   void linkModified(const Hevra::Node& node, const NodeLink& link, NodeAction action) override {
     notifications.add("linked " + nameOf(node) + " " + link.getLinkId() + " by " +
                       std::to_string(static_cast<int>(action)));
   }
   Texts notifications;
-  std::function<void()> then;
 };
 
 /// What a call gives, or the name of what it throws.
@@ -67,21 +63,5 @@ std::string outcomeOf(const Use& use) {
     return "bad_cast";
   }
 }
-
-class NodeManager : public testing::Test {
- protected:
-  NodeManager() { manager.setConnection(Bus::Connection::open("in-process")); }
-
-  /// Every call from now on is answered with these arguments.
-  void answerWith(std::string arguments) {
-    Quarnix::Test::signalOf(arguments);  // raises here, and not on the service's task, what is wrong with them
-    stack.answer = [arguments](const Call& call) { return Quarnix::Test::filled(Return(call), arguments); };
-  }
-
-  LoggedLines lines;
-  Time::SimulatedClock clock;
-  StackObject stack{NODE_SERVICE, NODE_PATH};
-  Watcher manager{false};
-};
 
 }  // namespace Quarnix::Hevra::Proxy::Test

@@ -74,14 +74,19 @@ TEST_F(Nodes, LoseTheirLinksBeforeTheyAreRemoved) {
   EXPECT_TRUE(stack.nodes().modify(link, NodeAction::ADDED));
   stack.settle();
   watcher.notifications.take();
-  watcher.deleteNodes(1);
+  Watcher other(true);
+  other.start(true);
+  other.deleteNodes(1);
   stack.settle();
+  EXPECT_EQ(other.notifications.take(), watcher.notifications.all());
   EXPECT_EQ(watcher.notifications.take(),
             (Lines{"linked sensor 2 hall by 2", "modified sensor 2 by 2", "modified actuator 4 by 2"}));
   EXPECT_TRUE(stack.nodes().modify(node<StackNode>(1), NodeAction::REMOVED));
   stack.settle();
   EXPECT_EQ(watcher.notifications.take(), (Lines{"linked controller 3 hall by 2", "modified stack 1 by 2"}));
   EXPECT_EQ(stack.nodes().getNodes().size(), 1U);
+  stack.serve({.variants = {Variant::ZUV}});
+  EXPECT_FALSE(other.getNodes().empty());
 }
 
 TEST_F(Nodes, RefuseATableThatCannotBeAnnounced) {

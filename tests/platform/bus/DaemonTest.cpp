@@ -34,50 +34,6 @@ TEST(Daemon, ThatIsNotThereIsAClearError) {
   EXPECT_EQ(proxy.ask("Echo", "now"), "now");
 }
 
-TEST(Daemon, IsReachedInTheBackgroundOnceItIsThere) {
-  Time::SimulatedClock clock;
-  BusDaemon daemon(BusDaemon::Begin::STOPPED);
-  const auto connection = Connection::open(daemon.address());
-  TestServer server(connection);
-  TestProxy proxy(connection, NAME);
-  server.start(false);
-  proxy.start(false);
-  for (int i = 0; i < 5; ++i) {
-    clock.awaitWaiters(1);
-    clock.advance(Time::Elapsed(1, 0));
-  }
-  clock.awaitWaiters(1);
-  daemon.start();
-  TestProxy observer(Connection::open(daemon.address()), "org.freedesktop.DBus", {}, "/org/freedesktop/DBus");
-  observer.start(true);
-  clock.advance(Time::Elapsed(5, 0));
-  ASSERT_TRUE(observer.signals.awaitAny([](const Signal& signal) { return textOf(signal) == ":1.1"; }));
-  connection->requestName(NAME);
-  Signal signal = signalOf("Rang", "here");
-  server.send(signal);
-  EXPECT_EQ(proxy.heard(1), std::vector<std::string>{"here"});
-  EXPECT_EQ(TestProxy(observer.getConnection(), NAME).ask("Echo", "there"), "there");
-}
-
-TEST(Daemon, ThatComesBackIsUsedOnAndBringsStartedObjectsBack) {
-  BusDaemon daemon;
-  const auto service = Connection::open(daemon.address());
-  TestServer server(service);
-  TestServer::serve(server, NAME);
-  const TestProxy idle(Connection::open(daemon.address()), NAME);
-  TestProxy listener(Connection::open(daemon.address()), NAME);
-  listener.start(true);
-  EXPECT_EQ(idle.ask("Echo", "before"), "before");
-  daemon.kill();
-  daemon.start();
-  EXPECT_EQ(service->getNameOwner(NAME), service->getUniqueName());
-  EXPECT_EQ(idle.ask("Echo", "after"), "after");
-  EXPECT_EQ(listener.ask("Echo", "after"), "after");
-  Signal signal = signalOf("Rang", "after");
-  server.send(signal);
-  EXPECT_EQ(listener.heard(1), std::vector<std::string>{"after"});
-}
-
 TEST(Daemon, RefusesWhatItsPolicyForbids) {
   BusDaemon daemon(
       BusDaemon::Begin::STARTED,

@@ -83,21 +83,6 @@ TEST_P(Serving, OwnsANameUntilItIsReleasedOrTheConnectionGoes) {
   EXPECT_NE(failureOf([&] { third->requestName(":1.1"); }).find("Cannot own the bus name :1.1"), std::string::npos);
 }
 
-TEST_P(Serving, GoesOnWithoutAReplyAfterAHookHasThrown) {
-  TestServer server(open(), [](TestServer& self, const Call& call) {
-    if (textOf(call) == "bad") throw std::runtime_error("hook failed");
-    return TestServer::echo(self, call);
-  });
-  TestServer::serve(server, NAME);
-  const TestProxy proxy(open(), NAME);
-  EXPECT_EQ(proxy.ask("Echo", "good"), "good");
-  Call bad = callTo("Echo", "bad");
-  bad.setTimeout(Time::Elapsed(0, 1));
-  EXPECT_EQ(textOf(proxy.send(bad)), error("NoReply"));
-  EXPECT_EQ(proxy.ask("Echo", "good"), "good");
-  EXPECT_EQ(logger_.count("hook failed"), 1u);
-}
-
 TEST_P(Serving, StopsWhenItsHookIsOverAndStartsAgain) {
   Gate inside, go;
   std::atomic<int> left{0};

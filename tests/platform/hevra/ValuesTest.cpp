@@ -21,7 +21,6 @@ TEST(Command, IsAtItsEndWithFiveStatuses) {
 
 TEST(Command, NamesItselfInOneLine) {
   Command command;
-  EXPECT_EQ(command.toString(), "command #0 (node = 0 / parameter = 0 / status = INITIALIZED)");
   command.setId(4294967295);
   command.setAddress(0xFEDCBA98);
   command.setParameterId(0xFEDCBA9876543210);
@@ -37,8 +36,6 @@ TEST(Acei, PacksThreeNumbersIntoAByte) {
   constexpr Command::Acei read(0xB6);
   static_assert(read.getPriorityLevel() == 5 && read.getPriorityServiceNumber() == 2 &&
                 read.getExtendedInformationNumber() == 6);
-  for (unsigned byte = 0; byte < 256; ++byte)
-    EXPECT_EQ(Command::Acei::isValid(static_cast<std::uint8_t>(byte)), byte % 8 <= 3) << byte;
   EXPECT_FALSE(Command::Acei::isValid(Command::Acei::UNKNOWN));
   EXPECT_THROW(Command::Acei(8, 0, 0), std::out_of_range);
   EXPECT_THROW(Command::Acei(0, 4, 0), std::out_of_range);

@@ -1,6 +1,8 @@
-// The calls of the node manager: what each sends, and what it makes of every kind of answer.
+// The node manager: what each call sends, what it makes of every kind of answer, and which signals are told.
 #include <future>
 
+#include <platform/core/time/SimulatedClock.h>
+#include <platform/hevra/EmptyKeySet.h>
 #include <tests/proxy/NodeSupport.h>
 
 namespace Quarnix::Hevra::Proxy {
@@ -82,6 +84,22 @@ const struct {
     {changeKey, "changekey", "u7 ay00000000000000000000000000000001", "", "done", "done"},
     {deleteNodes, "removeChildrenNodes", "u4294967295", "s'not looked at'", "done", "done"},
     {getLinkId, "getNodeLink", "u7 u4294967295", "s'link'", "link", nullptr},
+};
+
+class NodeManager : public testing::Test {
+ protected:
+  NodeManager() { manager.setConnection(Bus::Connection::open("in-process")); }
+
+  /// Every call from now on is answered with these arguments.
+  void answerWith(std::string arguments) {
+    Quarnix::Test::signalOf(arguments);  // raises here, and not on the service's task, what is wrong with them
+    stack.answer = [arguments](const Call& call) { return Quarnix::Test::filled(Return(call), arguments); };
+  }
+
+  LoggedLines lines;
+  Time::SimulatedClock clock;
+  StackObject stack{NODE_SERVICE, NODE_PATH};
+  Watcher manager{false};
 };
 
 TEST_F(NodeManager, SendsItsCalls) {
@@ -182,6 +200,44 @@ TEST_F(NodeManager, ReadsTheNodesOfAReplyInItsOrder) {
     for (const auto call : {getAll, getOfClass, getOfType})
       EXPECT_EQ(outcomeOf([&] { return call(manager); }), row.outcome) << row.answer;
   }
+}
+
+TEST_F(NodeManager, TellsWhatWasSignalled) {
+  manager.start(true);
+  const auto announce = [this](const char* member, const std::string& arguments, const char* interface) {
+    auto signal = Quarnix::Test::filled(Bus::Message::Signal(NODE_PATH, interface, member), arguments);
+    stack.send(signal);
+    clock.settle();
+  };
+  const std::string link = " (u1 u2 s'link' i0)";
+  const struct {
+    const char* member;
+    std::string arguments;
+    Lines told, logged;
+  } rows[] = {
+      {"modified", actuatorText() + " y2", {"modified actuator 1 by 2"}, {}},
+      {"modified", sensorText() + " y255", {"modified sensor 1 by 255"}, {}},
+      {"modified", stackText() + " y0", {"modified stack 1 by 0"}, {}},
+      {"modified", controllerText() + " y1", {"modified controller 1 by 1"}, {}},
+      {"modified", controllerText(), {}, {"NodeManager modified bad signature: (uyqyayayaytyuu)"}},
+      {"modified", controllerText() + " i1", {}, {"NodeManager modified bad signature: (uyqyayayaytyuu)i"}},
+      {"modified", controllerText() + " y1 y1", {}, {"NodeManager modified bad signature: (uyqyayayaytyuu)yy"}},
+      {"modified", "", {}, {"NodeManager modified bad signature: "}},
+      {"linkModified", actuatorText() + link + " y2", {"linked actuator 1 link by 2"}, {}},
+      {"linkModified", sensorText() + link + " y0", {"linked sensor 1 link by 0"}, {}},
+      {"linkModified", stackText() + link + " y1", {"linked stack 1 link by 1"}, {}},
+      {"linkModified", controllerText() + link + " y3", {"linked controller 1 link by 3"}, {}},
+      {"linkModified", controllerText() + " y1", {}, {"NodeManager link modified bad signature: (uyqyayayaytyuu)y"}},
+      {"other", sensorText() + " y1", {}, {"NodeManager signal unknown member: other"}},
+  };
+  for (const auto& row : rows) {
+    announce(row.member, row.arguments, NODE_INTERFACE);
+    EXPECT_EQ(manager.notifications.take(), row.told) << row.member << " " << row.arguments;
+    EXPECT_EQ(lines.take(), row.logged) << row.member << " " << row.arguments;
+  }
+  for (const char* member : {"modified", "linkModified", "other"})
+    announce(member, "", "com.quarnix.Application.Zuv.Manager.Node");
+  EXPECT_EQ(lines.take(), Lines()) << "another interface";
 }
 
 TEST(UnknownNodeClass, WritesItsNameAndItsNumber) {
