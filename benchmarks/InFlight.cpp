@@ -49,6 +49,10 @@ class Ignore : public Hevra::Interface::Command::Originator {
   void progress(const Hevra::Command&, const Hevra::Group&, const HomeAutomation::Command::Status&) override {}
 };
 
+class IgnoreEnds : public Hevra::Proxy::Command::OutcomeObserver {
+  void ended(const Hevra::Group&, std::uint32_t, const Hevra::Proxy::Command::Outcome&) override {}
+};
+
 std::size_t heapBytes() { return mallinfo2().uordblks; }
 
 /// Both ends on the in-process bus, under a clock that stands still.
@@ -62,10 +66,11 @@ struct House {
     }
   }
 
-  void add() {
+  /// Tells the observer of their ends if there is one.
+  void add(const Shared::Pointer<Hevra::Proxy::Command::OutcomeObserver>& observer = {}) {
     commands.reset();
     const std::size_t before = heapBytes();
-    manager.add(originator, Hevra::Group("g1"), commands);
+    manager.submit(originator, Hevra::Group("g1"), commands, observer);
     clock.settle();
     bytes = heapBytes() - before;
   }
@@ -82,14 +87,14 @@ struct House {
 
 void silence() { Log::Logger::set(Shared::Pointer<Log::Logger>(new SilentLogger)); }
 
-void addCommands(benchmark::State& state) {
+void add(benchmark::State& state, const Shared::Pointer<Hevra::Proxy::Command::OutcomeObserver>& observer) {
   silence();
   std::size_t bytes = 0;
   for (auto _ : state) {
     state.PauseTiming();
     auto house = std::make_unique<House>(state.range(0));
     state.ResumeTiming();
-    house->add();
+    house->add(observer);
     state.PauseTiming();
     bytes = house->bytes;
     house.reset();
@@ -98,7 +103,13 @@ void addCommands(benchmark::State& state) {
   state.SetItemsProcessed(static_cast<std::int64_t>(state.iterations()) * state.range(0));
   state.counters["bytes_each"] = static_cast<double>(bytes) / static_cast<double>(state.range(0));
 }
+
+void addCommands(benchmark::State& state) { add(state, {}); }
 BENCHMARK(addCommands)->Arg(1000)->Arg(10000)->Arg(100000)->Unit(benchmark::kMillisecond)->UseRealTime();
+
+/// Commands whose ends are to be told.
+void submitCommands(benchmark::State& state) { add(state, Shared::make<IgnoreEnds>()); }
+BENCHMARK(submitCommands)->Arg(10000)->Unit(benchmark::kMillisecond)->UseRealTime();
 
 void rearmCommands(benchmark::State& state) {
   silence();
