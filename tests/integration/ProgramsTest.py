@@ -173,7 +173,9 @@ class Programs(unittest.TestCase):
                 if statuses is not None:  # None: how many come in a second is the machine's affair
                     self.assertEqual(self.statuses(result), statuses)
                 self.assertIn(errors, result.errors)
-                self.assertEqual(result.errors.count("\n"), 1 if errors else 0, result)
+                # A copy of the last report may come before the program has ended, and is then of no command.
+                lines = [line for line in result.errors.splitlines() if "unknown originator" not in line]
+                self.assertEqual(len(lines), 1 if errors else 0, result)
                 if "--refuse" in faults:
                     for command in "reset", "cancel":
                         refused = self.bus.ctl(command)
