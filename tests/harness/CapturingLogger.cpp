@@ -9,11 +9,9 @@ CapturingLogger::Keeper::~Keeper() = default;
 
 void CapturingLogger::Keeper::write(Log::Priority priority, const char* line) {
   lines.add(std::to_string(static_cast<int>(priority)) + " " + line);
-  if (sink) sink(priority, line);
 }
 
-CapturingLogger::CapturingLogger(Sink sink)
-    : former_(Log::Logger::get()), logger_(Shared::make<Keeper>(std::move(sink))) {
+CapturingLogger::CapturingLogger() : former_(Log::Logger::get()), logger_(Shared::make<Keeper>()) {
   Log::Logger::set(logger_);
 }
 

@@ -1,9 +1,7 @@
 // The process's logger for the time of a test.
 #pragma once
 
-#include <functional>
 #include <string>
-#include <utility>
 #include <vector>
 
 #include <platform/core/log/Logger.h>
@@ -14,25 +12,22 @@ namespace Quarnix::Harness {
 /// Installs itself for its life, and keeps the lines as "<priority> <text>", such as "4 Lost the message bus".
 class CapturingLogger {
  public:
-  using Sink = std::function<void(Log::Priority, const char*)>;
-
-  /// `sink` gets each line too, on the thread that logs.
-  explicit CapturingLogger(Sink sink = {});
+  CapturingLogger();
   ~CapturingLogger();
   CapturingLogger(const CapturingLogger&) = delete;
   CapturingLogger& operator=(const CapturingLogger&) = delete;
 
   std::vector<std::string> get() const { return logger_->lines.all(); }
+  /// Those since the last `take`.
+  std::vector<std::string> take() { return logger_->lines.take(); }
   /// Until a line contains `text`; false at the deadline.
   bool waitFor(const std::string& text);
-  std::size_t count(const std::string& text) const;
+  std::size_t count(const std::string& text = {}) const;
 
  private:
   struct Keeper : Log::Logger {
-    explicit Keeper(Sink to) : sink(std::move(to)) {}
     ~Keeper() override;
     void write(Log::Priority priority, const char* line) override;
-    const Sink sink;
     Recorder<std::string> lines;
   };
   const Shared::Pointer<Log::Logger> former_;

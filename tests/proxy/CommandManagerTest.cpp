@@ -181,7 +181,7 @@ class HeldCommandManager : public CommandManager {
     add(second, {2});
     add(Shared::make<Client>(nullptr, std::move(atEndOfThird)), {3});
     advancing_ = std::async(std::launch::async, [this] { advance(60); });
-    ASSERT_TRUE(lines.await(timeoutOf("g_3")));
+    ASSERT_TRUE(lines.waitFor(timeoutOf("g_3")));
   }
   void release() { held_.set_value(); }
   void awaitIdle() { advancing_.get(); }
@@ -276,24 +276,6 @@ TEST_F(CommandManager, StartsWholeOrNotAtAll) {
   Proxy::Command::Manager nameless(false, "");
   nameless.setConnection(manager.getConnection());
   EXPECT_THROW(nameless.add({}, Group("g"), CommandContainerList()), Bus::InvalidArgument);
-}
-
-TEST_F(CommandManager, OfTheOtherVariantLetsEverythingGoWhenItIsDestroyed) {
-  StackObject zuv("com.quarnix.Application.Zuv", PATH);
-  const auto client = Shared::make<Client>();
-  {
-    Proxy::Command::Manager other(true, "other");
-    other.setConnection(Bus::Connection::open("in-process"));
-    other.start(true);
-    other.add(client, Group("g"), listOf({1, 2}));
-    EXPECT_EQ(client.useCount(), 3u);
-  }
-  EXPECT_EQ(client.useCount(), 1u);
-  advance(60);
-  EXPECT_EQ(lines.take(), Lines());
-  const Call call = zuv.calls.all().at(0);
-  EXPECT_STREQ(call.getInterface(), "com.quarnix.Application.Zuv.Manager.Command");
-  EXPECT_EQ(call.begin().begin().getText(), "/com/quarnix/Application/other/Zuv/Originator");
 }
 
 }  // namespace

@@ -152,6 +152,7 @@ TEST_F(NodeManager, SendsNothingThatItRefuses) {
     manager.changeStackNodeKey(7, StackNode().getKey().data());
     FAIL();
   } catch (const EmptyKeySet& error) {
+    EXPECT_STREQ(error.what(), "com.quarnix.Trellium.Application.Hevra.Node.EmptyKeySet");
     EXPECT_FALSE(error.getStackNode());
   }
   EXPECT_TRUE(stack.calls.all().empty());

@@ -102,7 +102,7 @@ TEST_F(Managers, ComeBackByThemselvesWhateverHasGone) {
   service.reset();
   clock.advance(Time::Elapsed(3630, 0));
   for (const char* key : {"2", "4", "6", "8"})
-    EXPECT_TRUE(lines.await(std::string("CommandManager command timeout, matching key: g_") + key));
+    EXPECT_TRUE(lines.waitFor(std::string("CommandManager command timeout, matching key: g_") + key));
   EXPECT_EQ(delayed.useCount(), 1u);
 }
 

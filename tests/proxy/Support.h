@@ -28,18 +28,17 @@ class Texts : public Harness::Recorder<std::string> {
   }
 };
 
-/// Is the process's logger for its life; the lines come without the prefix that the managers' lines share, and with
-/// their priority where it is not WARNING.
-class LoggedLines : public Texts {
- private:
-  void keep(Quarnix::Log::Priority priority, std::string text) {
-    const std::string prefix = "HV/ZUV proxy library> ";
-    if (text.compare(0, prefix.size(), prefix) == 0) text.erase(0, prefix.size());
-    if (priority != Quarnix::Log::Priority::WARNING) text += " at " + std::to_string(static_cast<int>(priority));
-    add(std::move(text));
+/// Takes the lines without the prefix that the managers' lines share, and with their priority only where it is not
+/// WARNING.
+class LoggedLines : public Harness::CapturingLogger {
+ public:
+  Lines take() {
+    Lines taken = CapturingLogger::take();
+    for (std::string& line : taken)
+      for (const char* prefix : {"4 ", "HV/ZUV proxy library> "})
+        if (line.starts_with(prefix)) line.erase(0, std::string(prefix).size());
+    return taken;
   }
-
-  Harness::CapturingLogger logger_{[this](auto priority, const char* line) { keep(priority, line); }};
 };
 
 /// One served object of a service of that name; answers with an empty return unless `answer` says otherwise,

@@ -62,7 +62,7 @@ TEST_F(Nodes, TakeTheValueThatACommandWrites) {
   }
 }
 
-TEST_F(Nodes, LoseTheirLinksBeforeTheyAreRemoved) {
+TEST_F(Nodes, OfBothVariantsLoseTheirLinksBeforeTheyAreRemoved) {
   serveNodes({node<StackNode>(1, 1), node<RemoteSensorNode>(2, 1), node<RemoteControllerNode>(3, 2),
               node<RemoteActuatorNode>(4, 1)});
   NodeLink link;
@@ -87,6 +87,7 @@ TEST_F(Nodes, LoseTheirLinksBeforeTheyAreRemoved) {
   EXPECT_EQ(stack.nodes().getNodes().size(), 1U);
   stack.serve({.variants = {Variant::ZUV}});
   EXPECT_FALSE(other.getNodes().empty());
+  zuv.cancel();
 }
 
 TEST_F(Nodes, RefuseATableThatCannotBeAnnounced) {

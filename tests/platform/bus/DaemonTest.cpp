@@ -34,31 +34,6 @@ TEST(Daemon, ThatIsNotThereIsAClearError) {
   EXPECT_EQ(proxy.ask("Echo", "now"), "now");
 }
 
-TEST(Daemon, RefusesWhatItsPolicyForbids) {
-  BusDaemon daemon(
-      BusDaemon::Begin::STARTED,
-      "<deny send_destination=\"com.example.Service\" send_interface=\"com.example.Test\" send_member=\"Forbidden\"/>"
-      "<deny own=\"com.example.Reserved\"/>");
-  const auto connection = Connection::open(daemon.address());
-  TestServer server(connection);
-  TestServer::serve(server, NAME);
-  const TestProxy proxy(connection, NAME);
-  EXPECT_EQ(proxy.ask("Forbidden"), error("AccessDenied"));
-  EXPECT_EQ(proxy.ask("Echo", "allowed"), "allowed");
-  const std::string failure = failureOf([&] { connection->requestName("com.example.Reserved"); });
-  EXPECT_TRUE(
-      failure.starts_with("Cannot own the bus name com.example.Reserved: org.freedesktop.DBus.Error.AccessDenied: "))
-      << failure;
-
-  BusDaemon closed(BusDaemon::Begin::STARTED, "<deny user=\"*\"/>");
-  const TestProxy refused(Connection::open(closed.address()), NAME);
-  Call call = callTo("Echo");
-  const auto reply = refused.send(call);
-  EXPECT_TRUE(
-      std::string(reply->getErrorText()).starts_with("Cannot connect to the message bus at " + closed.address()))
-      << reply->getErrorName() << ": " << reply->getErrorText();
-}
-
 // The child's end of the socket is the parent's: whatever the child does, the parent must not notice.
 TEST(Daemon, IsNotDisturbedByAForkedChild) {
   CapturingLogger logger;

@@ -5,9 +5,9 @@
 #include <gtest/gtest.h>
 
 #include <platform/hevra/Command.h>
-#include <platform/hevra/EmptyKeySet.h>
 #include <platform/hevra/Group.h>
 #include <platform/hevra/HvTypes.h>
+#include <platform/hevra/StackNode.h>
 
 namespace Quarnix::Hevra {
 namespace {
@@ -54,7 +54,6 @@ TEST(DetailedError, SaysItsCodeAndItsDetails) {
     std::vector<Shared::Pointer<ErrorField>> fields;
     const char *text, *whole;
   } rows[] = {
-      {0, 0, {}, "", "0/0"},
       {255, -2147483647 - 1, {}, "", "255/-2147483648"},
       {2, 7, {a, a}, "", "2/7: a, a"},
       {2, 7, {a}, "text", "2/7: text"},
@@ -103,12 +102,6 @@ TEST(StackNode, HasItsKeyAsThirdIdentity) {
     node.setKey(key.data());
     EXPECT_EQ(node.getThirdIdentity(), key);
   }
-}
-
-TEST(EmptyKeySet, NamesItselfAndItsStackNode) {
-  const auto node = Shared::make<StackNode>();
-  EXPECT_STREQ(EmptyKeySet(node).what(), "com.quarnix.Trellium.Application.Hevra.Node.EmptyKeySet");
-  EXPECT_EQ(EmptyKeySet(node).getStackNode(), node);
 }
 
 }  // namespace
