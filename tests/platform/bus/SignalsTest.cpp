@@ -38,27 +38,6 @@ TEST_P(Signals, CountOnlyFromTheOwnerOfTheNameAndFromTheObject) {
   EXPECT_STREQ(proxy.signals.all()[1].getInterface(), "com.example.Other");
 }
 
-TEST_P(Signals, FollowTheNameToAnotherConnection) {
-  TestProxy proxy(open(), NAME);
-  proxy.start(true);
-  auto first = open();
-  const auto second = open();
-  first->requestName(NAME);
-  emit(first, "of the first");
-  EXPECT_EQ(proxy.heard(1), Texts{"of the first"});
-  emit(second, "too early");
-  first.reset();
-  awaitNoOwner(second);
-  second->requestName(NAME);
-  emit(second, "of the second");
-  second->releaseName(NAME);
-  emit(second, "too late");
-  const auto third = open();
-  third->requestName(NAME);
-  emit(third, "of the third");
-  EXPECT_EQ(proxy.heard(3), (Texts{"of the first", "of the second", "of the third"}));
-}
-
 TEST_P(Signals, ReachEveryProxyOfTheObjectAndNoneThatIsStopped) {
   const auto service = open(), shared = open();
   service->requestName(NAME);
