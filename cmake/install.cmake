@@ -59,7 +59,7 @@ if(pages AND HEVRA_SCDOC)
   add_custom_target(hevra-man ALL DEPENDS ${made_pages})
   add_dependencies(hevra-installed hevra-man)
 elseif(pages)
-  message(WARNING "scdoc is not installed: no man pages")
+  message(STATUS "scdoc is not installed: no man pages")
 endif()
 
 if(HEVRA_BUILD_TOOLS)

@@ -66,10 +66,11 @@ class HEVRA_EXPORT Manager : public virtual Bus::Object::Proxy,
   void cancel(const HomeAutomation::Command::Priority& priority) override;
 
   /// Sends them as `add` does, and tells the observer how each of the commands ended, once for each time that it was
-  /// handed over: also where its key was in flight already. A command whose call got no answer in time may have reached
-  /// the service; it stays in flight and ends as any other. The first time, this starts a thread that hears of the
-  /// service's going, and from then on the connection is kept up as for a started object; raises Bus::StartFailed when
-  /// there is none, and otherwise what `add` raises. Without an observer it is `add`.
+  /// handed over: also where its key was in flight already. Of those that the container has not yielded before it
+  /// raised an error, nothing is told. A command whose call got no answer in time may have reached the service; it
+  /// stays in flight and ends as any other. The first time, this starts a thread that hears of the service's going, and
+  /// from then on the connection is kept up as for a started object; raises Bus::StartFailed when there is none, and
+  /// otherwise what `add` raises. Without an observer it is `add`.
   void submit(const Shared::Pointer<Interface::Command::Originator>& originator, const Group& group,
               const HomeAutomation::Container<Hevra::Command>& commands,
               const Shared::Pointer<OutcomeObserver>& observer);
