@@ -161,9 +161,10 @@ TEST_P(Calls, ThatMustNotBeSentAreErrorsThatNameTheValue) {
     outer.begin(Bus::Message::ARRAY, deepest.c_str());
   };
   // These texts are not read: there are no such bytes.
-  const auto text = [](auto& arguments) { arguments.append(std::string_view("", 1U << 27)); };
-  const auto sum = [](auto& arguments) {  // which 32 bits hold as 0x17
-    const std::string_view third("", 0x55555555);
+  const auto ofLength = [](std::size_t length) { return std::string_view("", length); };
+  const auto text = [&](auto& arguments) { arguments.append(ofLength(1U << 27)); };
+  const auto sum = [&](auto& arguments) {  // which 32 bits hold as 0x17
+    const std::string_view third = ofLength(0x55555555);
     arguments.append(third, third, third);
   };
   const auto blob = [](auto& arguments) { arguments.appendBytes(nullptr, 0x7FFFFFFF); };
