@@ -102,7 +102,7 @@ class HEVRA_EXPORT Manager : public virtual Bus::Object::Proxy,
   void setStackSize(unsigned int bytes) noexcept { Bus::Object::Proxy::setStackSize(bytes); }
 
  private:
-  /// What the commands of one `add` have in common that an observer is to hear of.
+  /// What the commands of one `submit` have in common.
   struct HEVRA_INTERNAL Submission {
     const Shared::Pointer<OutcomeObserver> observer;
     const Group group;
@@ -167,7 +167,7 @@ class HEVRA_EXPORT Manager : public virtual Bus::Object::Proxy,
   Mutex mutex_;
   std::once_flag connectionShared_;  // with the originator
   std::once_flag presenceObserved_;
-  std::unique_ptr<Presence> presence_;  // made by the first `add` with an observer
+  std::unique_ptr<Presence> presence_;  // made by the first `submit`
 };
 
 }  // namespace Quarnix::Hevra::Proxy::Command

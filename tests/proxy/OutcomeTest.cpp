@@ -4,6 +4,7 @@
 #include <proxy/command/CommandContainerList.h>
 #include <proxy/command/Manager.h>
 #include <stack/FakeStack.h>
+#include <tests/harness/BusDaemon.h>
 #include <tests/proxy/Support.h>
 
 namespace Quarnix::Hevra::Proxy {
@@ -84,6 +85,33 @@ TEST_F(OutcomeTest, OfACommandWhoseCallGotNoAnswerIsStillToCome) {
   EXPECT_EQ(heardAfter(15s), Lines{"g_1 FINISHED 3"});
   stack.restart();
   EXPECT_EQ(heardAfter(0s), Lines{"g_2 SERVICE_LOST"});
+}
+
+// Who owns the name is learnt while the call is out.
+TEST(FirstOutcome, IsNoLossOfAServiceThatOnlyDoesNotAnswer) {
+  const LoggedLines lines;
+  Time::SimulatedClock clock;
+  const Harness::BusDaemon daemon;
+  Stack::Options options;
+  Harness::Gate arrived;
+  options.silent = options.drop = 1;
+  options.submitted = [&](const Stack::Submission&) { arrived.open(); };
+  Stack::Service service(options, Bus::Connection::open(daemon.address()));
+  service.start();
+  Command::Manager manager(false, "app");
+  manager.setConnection(Bus::Connection::open(daemon.address()));
+  const auto ends = Shared::make<Ends>();
+  auto adding = std::async(std::launch::async, [&] {
+    manager.submit(Shared::make<Client>(), Group("g"), CommandContainerList{Hevra::Command()}, ends);
+  });
+  EXPECT_TRUE(arrived.await());
+  clock.awaitWaiters(1);
+  clock.advance(Time::Elapsed(25, 0));
+  EXPECT_THROW(adding.get(), Return);
+  clock.settle();
+  EXPECT_EQ(ends->heard.take(), Lines());
+  clock.advance(Time::Elapsed(35, 0));
+  EXPECT_EQ(ends->heard.take(), Lines{"g_0 TIMED_OUT"});
 }
 
 TEST_F(OutcomeTest, IsToldForEachTimeThatAKeyWasSubmitted) {

@@ -41,8 +41,8 @@ struct Host {
   std::string name;
   std::string owner;  // a unique name; empty when there is none or it is not known yet
   std::size_t users = 0;
-  bool known = false;         // the bus has said who owns it, on the link that is up
-  std::uint64_t changes = 0;  // of the owner
+  bool known = false;        // the bus has said who owns it, on the link that is up
+  std::uint64_t losses = 0;  // how often an owner gave it up, or the link was lost
 };
 
 /// One message on its way: waiting to be written, and for a call waiting for its reply. Shared between the waiting

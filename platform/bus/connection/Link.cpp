@@ -148,7 +148,7 @@ void Client::lose(std::string reason) noexcept {
   unsentAnswers_ = 0;
   for (auto& [name, host] : hosts_) {
     host.owner.clear();
-    ++host.changes;
+    ++host.losses;
   }
   notifyObservers();
   for (const Outgoing& entry : outgoing_)

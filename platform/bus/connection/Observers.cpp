@@ -74,7 +74,7 @@ Change Client::nextChange(const ConnectionObserver& observer) {
     return change;
   }
   for (Observing::Service& service : seen.services) {
-    const bool gone = service.told == Told::UP && service.changes != service.host->changes;
+    const bool gone = service.told == Told::UP && service.losses != service.host->losses;
     if (!gone && (service.told != Told::NOTHING || connected)) continue;
     Change change{Change::SERVICE_DOWN, service.host->name, {}};
     service.told = Told::DOWN;
@@ -93,7 +93,7 @@ Change Client::nextChange(const ConnectionObserver& observer) {
     if (now == service.told) continue;
     Change change{now == Told::UP ? Change::SERVICE_UP : Change::SERVICE_DOWN, host.name, host.owner};
     service.told = now;
-    service.changes = host.changes;
+    service.losses = host.losses;
     return change;
   }
   return {};

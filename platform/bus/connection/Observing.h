@@ -27,7 +27,7 @@ struct Observing {
   struct Service {
     Host* host;
     Told told = Told::NOTHING;
-    std::uint64_t changes = 0;  // the host's when it was told
+    std::uint64_t losses = 0;  // the host's when it was told
   };
 
   ConnectionObserver* observer;

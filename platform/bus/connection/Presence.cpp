@@ -16,7 +16,7 @@ void Client::ownerLearnt(Host& host, const std::string& owner) {
   // An answer that comes when nobody asks any more would be out of date by the time that somebody does.
   if (host.users == 0) return;
   if (!host.known || host.owner != owner) notifyObservers();
-  if (host.owner != owner) ++host.changes;
+  if (!host.owner.empty() && host.owner != owner) ++host.losses;
   host.known = true;
   host.owner = owner;
   // A call that was sent while the name had no owner belongs to the first one that is announced after it.
@@ -122,12 +122,12 @@ bool Client::awaitOwner(const Host& host, const Time::Monotonic& deadline) {
 
 std::uint64_t Client::tenure(const Host& host) {
   MutexLock lock(mutex_);
-  return host.changes + 1;
+  return host.losses + 1;
 }
 
 std::uint64_t Client::tenure(const Host& host, std::string_view owner) {
   MutexLock lock(mutex_);
-  return host.owner == owner ? host.changes + 1 : 0;
+  return host.owner == owner ? host.losses + 1 : 0;
 }
 
 }  // namespace Quarnix::Bus::Internal

@@ -53,8 +53,8 @@ class HEVRA_EXPORT Proxy : public Base {
   /// The hook: one signal of the object. Runs on the proxy's task.
   virtual void signal(const Message::Signal& signal);
 
-  /// The service's tenure of its name: a number that grows whenever the name goes to another connection or to nobody,
-  /// and when the bus is lost.
+  /// The service's tenure of its name: a number that grows whenever an owner gives the name up or loses it, and when
+  /// the bus is lost; not when the first one comes, or becomes known.
   std::uint64_t getTenure() const;
   /// The same if `owner`, a unique name, has the service's name now, otherwise 0, which is no tenure.
   std::uint64_t getTenureOf(std::string_view owner) const;
