@@ -33,6 +33,9 @@ class Stack : public Bus::Object::Server {
     setConnection(connection);
     setPath("/com/quarnix/Application/HevraZuv/Manager/Command");
     start(true);
+    // An "add" may carry 100,000 commands.
+    connection->setLargestMessage(std::size_t{64} << 20, Bus::Connection::LARGEST_REPLY);
+    setLargestQueue(MAXIMUM_QUEUED_MESSAGES, std::size_t{64} << 20);
     connection->requestName(SERVICE);
   }
   ~Stack() override { retire(); }

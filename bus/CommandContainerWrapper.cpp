@@ -2,22 +2,14 @@
 #include <bus/CommandContainerWrapper.h>
 
 #include <bus/CommandWrapper.h>
+#include <bus/RecordSignature.h>
 
 namespace Quarnix::Bus::Type {
-
-namespace {
-
-const std::string& elementSignature() {
-  static const std::string built = "(" + Wrapper<Hevra::Command>().signature() + ")";
-  return built;
-}
-
-}  // namespace
 
 void Wrapper<const HomeAutomation::Container<Hevra::Command>>::serialize(
     Message::Iterator& iterator, const HomeAutomation::Container<Hevra::Command>& commands) const {
   const Wrapper<Hevra::Command> record;
-  Message::Iterator array = iterator.begin(Message::ARRAY, elementSignature().c_str());
+  Message::Iterator array = iterator.begin(Message::ARRAY, RecordSignature::COMMAND_STRUCTURE.codes);
   while (commands.next()) {
     Message::Iterator structure = array.begin(Message::STRUCTURE);
     record.serialize(structure, commands.get());
@@ -30,8 +22,7 @@ void Wrapper<const HomeAutomation::Container<Hevra::Command>>::deserialize(
     Message::ConstIterator&, const HomeAutomation::Container<Hevra::Command>&) const {}
 
 std::string Wrapper<const HomeAutomation::Container<Hevra::Command>>::signature() const {
-  static const std::string built = "a" + elementSignature();
-  return built;
+  return std::string(RecordSignature::COMMANDS);
 }
 
 }  // namespace Quarnix::Bus::Type

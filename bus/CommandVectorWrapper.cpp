@@ -2,6 +2,7 @@
 #include <bus/CommandVectorWrapper.h>
 
 #include <bus/CommandWrapper.h>
+#include <bus/RecordSignature.h>
 
 namespace Quarnix::Bus::Type {
 
@@ -20,9 +21,6 @@ void Wrapper<std::vector<Hevra::Command>>::deserialize(Message::ConstIterator& i
   }
 }
 
-std::string Wrapper<std::vector<Hevra::Command>>::signature() const {
-  static const std::string built = "a(" + Wrapper<Hevra::Command>().signature() + ")";
-  return built;
-}
+std::string Wrapper<std::vector<Hevra::Command>>::signature() const { return std::string(RecordSignature::COMMANDS); }
 
 }  // namespace Quarnix::Bus::Type

@@ -2,6 +2,7 @@
 #include <bus/CommandWrapper.h>
 
 #include <bus/HvTypeVariantHandler.h>
+#include <bus/RecordSignature.h>
 #include <bus/TypedValue.h>
 #include <platform/bus/Error.h>
 #include <platform/bus/message/Names.h>
@@ -10,18 +11,6 @@
 namespace Quarnix::Bus::Type {
 
 namespace {
-
-template <class... T>
-constexpr bool areWrittenAs(std::string_view signature) {
-  const char codes[] = {Message::codeOf<T>()...};
-  return signature == std::string_view(codes, sizeof...(T));
-}
-
-constexpr std::string_view SIGNATURE = "utbuviiyisusuyy";
-static_assert(areWrittenAs<std::uint32_t, std::uint64_t, bool, std::uint32_t>(SIGNATURE.substr(0, 4)) &&
-              SIGNATURE[4] == Message::VARIANT &&
-              areWrittenAs<std::int32_t, std::int32_t, std::uint8_t, std::int32_t, std::string, std::uint32_t,
-                           std::string, std::uint32_t, std::uint8_t, std::uint8_t>(SIGNATURE.substr(5)));
 
 void appendValue(Message::Iterator& iterator, const Hevra::HvType* value) {
   TypedValue::visit<HvTypeVariantHandler::UnknownTypeForSignature>(value, [&iterator]<class T>(const T& content) {
@@ -35,11 +24,7 @@ void appendValue(Message::Iterator& iterator, const Hevra::HvType* value) {
 
 Shared::Pointer<Hevra::HvType> readValue(Message::ConstIterator& iterator) {
   Shared::Pointer<Hevra::HvType> value;
-  if (iterator.type() != Message::VARIANT) {
-    HvTypeVariantHandler handler;
-    Wrapper<VariantHandler>().deserialize(iterator, handler);
-  }
-  Message::ConstIterator content = iterator.begin();
+  Message::ConstIterator content = iterator.getVariant();
   if (TypedValue::read(content, content.signatureView(), value)) {
     iterator.leave(content);
   } else {
@@ -81,6 +66,9 @@ void Wrapper<Hevra::Command>::serialize(Message::Iterator& iterator, const Hevra
   } catch (const InvalidArgument&) {
     nameBadText(command, errorText);
     throw;
+  } catch (...) {
+    iterator.abandon();
+    throw;
   }
 }
 
@@ -110,17 +98,6 @@ void Wrapper<Hevra::Command>::deserialize(Message::ConstIterator& iterator, Hevr
   command.setAcei(acceptedAcei(acei, command));
 }
 
-std::string Wrapper<Hevra::Command>::signature() const {
-  static const std::string built = [] {
-    const std::string u = Wrapper<std::uint32_t>().signature(), t = Wrapper<std::uint64_t>().signature(),
-                      b = Wrapper<bool>().signature(), v = Wrapper<VariantHandler>().signature(),
-                      i = Wrapper<std::int32_t>().signature(), y = Wrapper<std::uint8_t>().signature(),
-                      s = Wrapper<std::string>().signature();
-    std::string all;
-    for (const std::string* one : {&u, &t, &b, &u, &v, &i, &i, &y, &i, &s, &u, &s, &u, &y, &y}) all += *one;
-    return all;
-  }();
-  return built;
-}
+std::string Wrapper<Hevra::Command>::signature() const { return std::string(RecordSignature::COMMAND); }
 
 }  // namespace Quarnix::Bus::Type

@@ -14,13 +14,13 @@ constexpr bool IS_BYTES = std::is_same_v<T, std::span<const std::uint8_t>>;
 
 HvTypeVariantHandler::UnknownTypeForSignature::~UnknownTypeForSignature() = default;
 
-const char* HvTypeVariantHandler::UnknownTypeForSignature::getId() const noexcept {
+const char* HvTypeVariantHandler::UnknownTypeForSignature::getId() const {
   return "com.quarnix.Trellium.Application.Hevra.HvType.UnknownTypeForSignature";
 }
 
 HvTypeVariantHandler::UnknownTypeForSerialization::~UnknownTypeForSerialization() = default;
 
-const char* HvTypeVariantHandler::UnknownTypeForSerialization::getId() const noexcept {
+const char* HvTypeVariantHandler::UnknownTypeForSerialization::getId() const {
   return "com.quarnix.Trellium.Application.Hevra.HvType.UnknownTypeForSerialization";
 }
 

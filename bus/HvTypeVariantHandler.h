@@ -22,7 +22,7 @@ class HEVRA_EXPORT HvTypeVariantHandler : public virtual VariantHandler {
    public:
     UnknownTypeForSignature() = default;
     ~UnknownTypeForSignature() override;
-    const char* getId() const noexcept override;
+    const char* getId() const override;
   };
 
   /// Raised by `serialize` for a value of another class than the twelve, before anything is written.
@@ -30,7 +30,7 @@ class HEVRA_EXPORT HvTypeVariantHandler : public virtual VariantHandler {
    public:
     UnknownTypeForSerialization() = default;
     ~UnknownTypeForSerialization() override;
-    const char* getId() const noexcept override;
+    const char* getId() const override;
   };
 
   HvTypeVariantHandler() = default;

@@ -2,15 +2,13 @@
 // and the byte blocks, and reading a record without walking it twice. No part of the public interface.
 #pragma once
 
-#include <algorithm>
+#include <array>
 #include <cstddef>
 #include <cstdint>
-#include <cstring>
 #include <string>
-#include <string_view>
 
-#include <platform/bus/message/ConstIterator.h>
-#include <platform/bus/message/Iterator.h>
+#include <bus/FixedSequenceContainerWrapper.h>
+#include <bus/RecordSignature.h>
 #include <platform/hevra/NodeLink.h>
 #include <platform/hevra/RemoteActuatorNode.h>
 #include <platform/hevra/RemoteControllerNode.h>
@@ -19,29 +17,10 @@
 
 namespace Quarnix::Bus::Type::NodeRecord {
 
-/// A signature that is put together while compiling.
-template <std::size_t N>
-struct Signature {
-  char codes[N + 1]{};
-
-  constexpr operator std::string_view() const noexcept { return {codes, N}; }
-  template <std::size_t M>
-  friend constexpr Signature<N + M> operator+(const Signature& first, const Signature<M>& second) noexcept {
-    Signature<N + M> both;
-    std::copy_n(first.codes, N, both.codes);
-    std::copy_n(second.codes, M, both.codes + N);
-    return both;
-  }
-};
-
-template <class... T>
-inline constexpr Signature<sizeof...(T)> OF{{Message::codeOf<T>()..., '\0'}};
-inline constexpr Signature<2> BYTES{{Message::ARRAY, Message::codeOf<std::uint8_t>(), '\0'}};
-
-template <std::size_t N>
-constexpr Signature<N + 2> structureOf(const Signature<N>& members) noexcept {
-  return Signature<1>{{'(', '\0'}} + members + Signature<1>{{')', '\0'}};
-}
+using RecordSignature::BYTES;
+using RecordSignature::OF;
+using RecordSignature::Signature;
+using RecordSignature::structureOf;
 
 inline constexpr auto HEAD = OF<std::uint32_t, std::uint8_t, std::uint16_t, std::uint8_t> + BYTES + BYTES + BYTES +
                              OF<std::uint64_t, std::uint8_t, std::uint32_t, std::uint32_t>;
@@ -63,30 +42,19 @@ template <class Kind>
 inline constexpr auto OF_KIND = structureOf(HEAD + MEMBERS<Kind>);
 inline constexpr auto LINK = structureOf(OF<std::uint32_t, std::uint32_t, std::string, std::int32_t>);
 
-/// Fills a block of N bytes from the array at the iterator, which stays on it: surplus elements are skipped, missing
-/// ones leave the rest of the block as it was. Without an array it raises what is being handled again.
 template <std::size_t N>
-void readBlock(const Message::ConstIterator& iterator, std::uint8_t* block) {
-  if (iterator.type() != Message::ARRAY) throw;
-  const auto bytes = iterator.getBytes();
-  if (bytes.size() >= N) [[likely]] {
-    std::memcpy(block, bytes.data(), N);
-  } else {
-    std::copy(bytes.begin(), bytes.end(), block);
-  }
+using Block = FixedSequenceContainerWrapper<unsigned char, Wrapper, N>;
+
+template <std::size_t... N>
+void appendBlocks(Message::Iterator& iterator, const std::array<std::uint8_t, N>&... blocks) {
+  (Block<N>().serialize(iterator, blocks), ...);
 }
 
-/// What a block that holds `before` becomes by it; steps behind the array.
+/// Reads the array at the iterator into the block, and steps behind it.
 template <std::size_t N>
-std::array<std::uint8_t, N> readBlock(Message::ConstIterator& iterator, std::array<std::uint8_t, N> before) {
-  readBlock<N>(iterator, before.data());
+void readBlock(Message::ConstIterator& iterator, std::array<std::uint8_t, N>& block) {
+  Block<N>().deserialize(iterator, block);
   ++iterator;
-  return before;
-}
-
-template <std::size_t N>
-void appendBlock(Message::Iterator& iterator, const std::array<std::uint8_t, N>& block) {
-  iterator.appendBytes(block.data(), N);
 }
 
 /// Reads the record at the iterator into a node of its kind, and returns the position behind the record's last value,

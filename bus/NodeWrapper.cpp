@@ -8,9 +8,7 @@ namespace Quarnix::Bus::Type {
 void Wrapper<Hevra::Node>::serialize(Message::Iterator& iterator, const Hevra::Node& node) const {
   iterator.append(node.getAddress(), static_cast<std::uint8_t>(node.getNodeClass()), node.getNodeType(),
                   node.getManufacturerId());
-  NodeRecord::appendBlock(iterator, node.getFirstIdentity());
-  NodeRecord::appendBlock(iterator, node.getSecondIdentity());
-  NodeRecord::appendBlock(iterator, node.getThirdIdentity());
+  NodeRecord::appendBlocks(iterator, node.getFirstIdentity(), node.getSecondIdentity(), node.getThirdIdentity());
   iterator.append(node.getStamp(), static_cast<std::uint8_t>(node.getState()), node.getExtra(),
                   node.getBackboneAddress());
 }
@@ -25,9 +23,15 @@ void Wrapper<Hevra::Node>::deserialize(Message::ConstIterator& iterator, Hevra::
   node.setNodeClass(static_cast<Hevra::NodeClass>(nodeClass));
   node.setNodeType(nodeType);
   node.setManufacturerId(manufacturerId);
-  node.setFirstIdentity(NodeRecord::readBlock(iterator, node.getFirstIdentity()).data());
-  node.setSecondIdentity(NodeRecord::readBlock(iterator, node.getSecondIdentity()).data());
-  node.setThirdIdentity(NodeRecord::readBlock(iterator, node.getThirdIdentity()).data());
+  auto first = node.getFirstIdentity();
+  NodeRecord::readBlock(iterator, first);
+  node.setFirstIdentity(first.data());
+  auto second = node.getSecondIdentity();
+  NodeRecord::readBlock(iterator, second);
+  node.setSecondIdentity(second.data());
+  auto third = node.getThirdIdentity();
+  NodeRecord::readBlock(iterator, third);
+  node.setThirdIdentity(third.data());
   iterator.read(stamp, state, extra);
   iterator.get(backboneAddress);
   node.setStamp(stamp);

@@ -15,12 +15,16 @@ Message::ConstIterator NodeRecord::read(const Message::ConstIterator& record, He
   ++field;
   // One buffer serves both keys: what is missing of the old one is taken from the key, what is missing of the key is 0.
   Hevra::StackNode::Key buffer{};
-  buffer = NodeRecord::readBlock(field, buffer);
+  NodeRecord::readBlock(field, buffer);
   node.setKey(buffer.data());
-  buffer = NodeRecord::readBlock(field, buffer);
+  NodeRecord::readBlock(field, buffer);
   node.setOldKey(buffer.data());
-  node.setShortBlock(NodeRecord::readBlock(field, node.getShortBlock()).data());
-  node.setLongBlock(NodeRecord::readBlock(field, node.getLongBlock()).data());
+  auto shortBlock = node.getShortBlock();
+  NodeRecord::readBlock(field, shortBlock);
+  node.setShortBlock(shortBlock.data());
+  auto longBlock = node.getLongBlock();
+  NodeRecord::readBlock(field, longBlock);
+  node.setLongBlock(longBlock.data());
   std::string_view label;
   field.read(label);
   node.setLabel(std::string(label));
@@ -48,10 +52,7 @@ void StructWrapper<Hevra::StackNode>::serialize(Message::Iterator& iterator, con
   Message::require(Message::checkText(node.getLabel()), "label of the stack node", node.getLabel());
   Message::Iterator structure = iterator.begin(Message::STRUCTURE);
   Wrapper<Hevra::Node>().serialize(structure, node);
-  NodeRecord::appendBlock(structure, node.getKey());
-  NodeRecord::appendBlock(structure, node.getOldKey());
-  NodeRecord::appendBlock(structure, node.getShortBlock());
-  NodeRecord::appendBlock(structure, node.getLongBlock());
+  NodeRecord::appendBlocks(structure, node.getKey(), node.getOldKey(), node.getShortBlock(), node.getLongBlock());
   structure.append(node.getLabel());
   iterator.end(structure);
 }

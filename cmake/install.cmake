@@ -1,5 +1,5 @@
 # What an installed HevraProxy is: headers, libraries, the CMake and the pkg-config packages, documents, examples, man
-# pages and completion. The programs are installed where they are built, what the bus must know in dist/.
+# pages, programs and completion. What the bus must know is installed in dist/.
 include(CMakePackageConfigHelpers)
 
 set(headers ${CMAKE_INSTALL_INCLUDEDIR}/hevraproxy)
@@ -9,11 +9,14 @@ set(headers ${CMAKE_INSTALL_INCLUDEDIR}/hevraproxy)
 install(DIRECTORY ${HEVRA_LIBRARY_ROOMS} stack DESTINATION ${headers} FILES_MATCHING PATTERN "*.h"
   PATTERN stack/forms EXCLUDE
   PATTERN stack/replay EXCLUDE
-  PATTERN proxy/command/Presence.h EXCLUDE
-  PATTERN platform/core/log/WriteWhole.h EXCLUDE
+  REGEX "/proxy/command/(Outcomes|Presence)\\.h$" EXCLUDE
+  REGEX "/core/log/(Character|Limit|WriteWhole)\\.h$" EXCLUDE
   PATTERN platform/bus/connection EXCLUDE
-  REGEX "/bus/(TypedValue|message/(Codec|Names|Rules|Signature))\\.h$" EXCLUDE
-  REGEX "/core/(Activity|Boundary|Fork|Runner|Stalled|Thread|time/SteadyClock|timer/Queue)\\.h$" EXCLUDE)
+  REGEX "/bus/(NodeRecord|RecordSignature|TypedValue|message/(Check|Names|Rules|Signature))\\.h$" EXCLUDE
+  REGEX "/core/(Activity|Boundary|Descriptor|Environment|Fork|Hexadecimal|Runner|Stalled|Thread|time/SteadyClock|timer/Queue)\\.h$" EXCLUDE)
+# The interfaces of a connection that bus objects and observers derive from.
+install(FILES platform/bus/connection/Receiver.h platform/bus/connection/ObserverTask.h
+  DESTINATION ${headers}/platform/bus/connection)
 
 # Builds all that is installed, and nothing else.
 add_custom_target(hevra-installed DEPENDS HevraProxy HevraProxyStatic HevraStack
@@ -63,6 +66,7 @@ elseif(pages)
 endif()
 
 if(HEVRA_BUILD_TOOLS)
+  install(TARGETS hevractl hevra-stackd)
   install(FILES tools/completion/hevractl.bash OPTIONAL
     DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions RENAME hevractl)
 endif()

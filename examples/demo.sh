@@ -8,7 +8,7 @@ if [[ $# != 1 || ! -x $1/bin/hevractl ]]; then
   exit 2
 fi
 build=$(readlink -f "$1")
-scratch=$(mktemp -d)
+scratch=$(mktemp -d -p /tmp)  # the path of a socket is short
 pids=()
 
 clean_up() {

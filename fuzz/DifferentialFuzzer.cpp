@@ -7,7 +7,7 @@
 #include <dbus/dbus.h>
 
 #include <fuzz/Finding.h>
-#include <platform/bus/message/Codec.h>
+#include <platform/bus/message/Check.h>
 #include <platform/bus/message/ConstIterator.h>
 #include <platform/bus/message/Limits.h>
 #include <platform/bus/message/Rules.h>

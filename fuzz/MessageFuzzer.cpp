@@ -2,7 +2,7 @@
 #include <cstring>
 
 #include <fuzz/Finding.h>
-#include <platform/bus/message/Codec.h>
+#include <platform/bus/message/Check.h>
 #include <platform/bus/message/ConstIterator.h>
 #include <platform/bus/message/Iterator.h>
 #include <platform/bus/message/method/Call.h>

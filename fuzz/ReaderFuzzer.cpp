@@ -1,6 +1,8 @@
-// Each marshaller's reader, on bodies of its signature that have passed the check. What was read can be written again,
-// and comes back the same, except for commands, whose error text grows by it.
+// Each marshaller's reader, on bodies of its signature and of any other that have passed the check. What was read can
+// be written again, and comes back the same, except for commands, whose error text grows by it. No reader leaves the
+// body.
 #include <algorithm>
+#include <cstring>
 #include <iterator>
 #include <string>
 #include <vector>
@@ -18,7 +20,9 @@
 #include <bus/StackNodeWrapper.h>
 #include <fuzz/Finding.h>
 #include <fuzz/Repair.h>
-#include <platform/bus/message/Codec.h>
+#include <platform/bus/Error.h>
+#include <platform/bus/message/Check.h>
+#include <platform/bus/message/Signature.h>
 #include <platform/bus/message/method/Call.h>
 #include <platform/core/log/Logger.h>
 
@@ -53,6 +57,10 @@ struct Body {
   ConstIterator iterator(bool isSwapped) const {
     return {bytes.data() + begin, bytes.data() + bytes.size(), reinterpret_cast<const char*>(bytes.data()) + FIXED + 5,
             isSwapped};
+  }
+  ConstIterator end() const {
+    const std::uint8_t* const at = bytes.data() + bytes.size();
+    return {at, at, "", false};
   }
   bool isValid() const {
     Message::Header header;
@@ -194,14 +202,60 @@ class SilentLogger : public Log::Logger {
   void write(Log::Priority, const char*) override {}
 };
 
+constexpr std::uint8_t BIG = 128, FOREIGN = 64;
+
+/// The first byte is the reader's number, with BIG for the byte order and FOREIGN where a signature of any kind, with
+/// its length in front, precedes the body. Otherwise the body has the reader's own.
 struct Input {
   Input(const std::uint8_t* data, std::size_t length)
-      : reader(readers()[data[0] % 128 % readers().size()]), isBig(data[0] & 128), body(data + 1), size(length - 1) {}
+      : reader(readers()[data[0] % FOREIGN % readers().size()]), isBig(data[0] & BIG), isForeign(data[0] & FOREIGN) {
+    if (isForeign) {
+      const std::size_t typesLength = length > 1 ? std::min<std::size_t>(data[1], length - 2) : 0;
+      signature.assign(reinterpret_cast<const char*>(data) + 2, typesLength);
+      begin = std::min(2 + typesLength, length);
+    } else {
+      signature = reader.signature;
+    }
+  }
   const Reader& reader;
-  bool isBig;
-  const std::uint8_t* body;
-  std::size_t size;
+  bool isBig, isForeign;
+  std::string signature;
+  std::size_t begin = 1;  // where the body stands
 };
+
+/// Reads under a signature that may be another than the reader's. Where it needs a container that does not stand there,
+/// it raises again what is being handled; every other error is the bus library's.
+void readForeign(const Reader& reader, ConstIterator& iterator) {
+  struct InHand {};
+  try {
+    throw InHand();
+  } catch (const InHand&) {
+    try {
+      reader.read(iterator);
+    } catch (const InHand&) {
+    } catch (const Error&) {
+    }
+  }
+}
+
+/// The signature with one of its types removed, replaced or with another in front of it.
+std::string changed(std::string signature, Random& random) {
+  const std::size_t place = random() % (signature.size() + 1);
+  const std::size_t removed = std::min<std::size_t>(random() % 2, signature.size() - place);
+  return signature.replace(place, removed, random() % 3 ? randomType(random) : std::string());
+}
+
+/// Gives a foreign input a signature near to its own or to the reader's; the size that it has now.
+std::size_t changeSignature(std::uint8_t* data, std::size_t size, std::size_t room, Random& random) {
+  const Input input(data, size);
+  const std::string signature = changed(random() % 4 ? input.signature : input.reader.signature, random);
+  const std::size_t body = size - input.begin, begin = 2 + signature.size();
+  if (Message::checkSignature(signature) || begin + body > room) return size;
+  std::memmove(data + begin, data + input.begin, body);
+  data[1] = static_cast<std::uint8_t>(signature.size());
+  signature.copy(reinterpret_cast<char*>(data) + 2, signature.size());
+  return begin + body;
+}
 
 }  // namespace
 }  // namespace Quarnix::Fuzz
@@ -213,14 +267,18 @@ extern "C" int LLVMFuzzerInitialize(int*, char***) {
   return 0;
 }
 
-/// The input: the reader's number, with 128 added for the big-endian order, and the body.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   if (size == 0) return 0;
   const Input input(data, size);
-  const Body body(input.reader.signature, input.isBig, input.body, input.size);
+  const Body body(input.signature, input.isBig, data + input.begin, size - input.begin);
   if (!body.isValid()) return 0;
   ConstIterator iterator = body.iterator(input.isBig != IS_BIG);
-  input.reader.read(iterator);
+  if (input.isForeign)
+    readForeign(input.reader, iterator);
+  else
+    input.reader.read(iterator);
+  while (iterator.type()) ++iterator;
+  require(iterator == body.end(), "behind what was read, the values end where the body does");
   return 0;
 }
 
@@ -228,8 +286,11 @@ extern "C" std::size_t LLVMFuzzerCustomMutator(std::uint8_t* data, std::size_t s
   room = std::min<std::size_t>(room, std::max<std::size_t>(size, 1024));  // longer ones cost time and say no more
   size = LLVMFuzzerMutate(data, size, room);
   if (size == 0 || seed % 8 == 0) return size;
-  const Input input(data, size);
   Random random(seed);
-  const std::size_t body = Repair(data + 1, size - 1, room - 1, random).body(input.reader.signature, input.isBig);
-  return body ? body + 1 : size;
+  if (data[0] & FOREIGN && seed % 4 == 1) size = changeSignature(data, size, room, random);
+  const Input input(data, size);
+  if (Message::checkSignature(input.signature)) return size;
+  Repair repair(data + input.begin, size - input.begin, room - input.begin, random);
+  const std::size_t body = repair.body(input.signature, input.isBig);
+  return body ? input.begin + body : size;
 }

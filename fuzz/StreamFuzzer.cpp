@@ -79,6 +79,12 @@ class ScriptedBus : public Time::Clock {
   std::size_t piece_ = 0, filler_ = 0;
 };
 
+/// Messages of all sizes.
+struct All : Bus::Internal::Admission {
+  std::size_t largest(const Bus::Message::Header&) override { return SIZE_MAX; }
+  void countDropped() noexcept override {}
+};
+
 struct Outcome {
   bool connected = false;
   std::string messages;
@@ -89,8 +95,9 @@ Outcome receive(ScriptedBus& bus, std::string_view stream, std::basic_string_vie
                 std::size_t filler) {
   Outcome outcome;
   bus.play(stream, pieces, filler);
+  All all;
   try {
-    const auto transport = SocketTransport::connect(bus.addresses(), {});
+    const auto transport = SocketTransport::connect(bus.addresses(), {}, all);
     outcome.connected = true;
     std::vector<Received> messages;
     do bus.send();

@@ -5,7 +5,7 @@ namespace Quarnix::Hevra::Proxy {
 
 BadSignatureOnBus::~BadSignatureOnBus() = default;
 
-const char* BadSignatureOnBus::getId() const noexcept {
+const char* BadSignatureOnBus::getId() const {
   return "com.quarnix.Trellium.Application.Hevra.Manager.State.Error.BadSignatureOnBus";
 }
 

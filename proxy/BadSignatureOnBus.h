@@ -10,7 +10,7 @@ class HEVRA_EXPORT BadSignatureOnBus : public Quarnix::Exception {
  public:
   BadSignatureOnBus() = default;
   ~BadSignatureOnBus() override;
-  const char* getId() const noexcept override;
+  const char* getId() const override;
 };
 
 }  // namespace Quarnix::Hevra::Proxy

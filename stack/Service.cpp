@@ -42,6 +42,8 @@ Service::Service(const Options& options, Shared::Pointer<Bus::Connection> connec
              }),
       commands_(connection_, options_, nodes_, faults_),
       board_(connection_, options_, faults_) {
+  connection_->setLargestMessage(LARGEST_CALL, Bus::Connection::LARGEST_REPLY);
+  commands_.setLargestQueue(Bus::Object::Base::MAXIMUM_QUEUED_MESSAGES, LARGEST_CALL);
   for (const Variant variant : options_.variants)
     nodeManagers_.push_back(std::make_unique<NodeManager>(connection_, options_, variant, nodes_, faults_));
 }

@@ -24,7 +24,11 @@ namespace Quarnix::Hevra::Stack {
 /// Threads: `start`, `stop` and the destructor from one thread, which is no task's; everything else from any.
 class Service {
  public:
-  /// Give the service a connection of its own: a bus tells clients by their connections. Raises std::invalid_argument
+  /// The largest call that is taken, in bytes: an "add" may carry 100,000 commands.
+  static constexpr std::size_t LARGEST_CALL = std::size_t{64} << 20;
+
+  /// Give the service a connection of its own, whose largest message it sets: a bus tells clients by their connections.
+  /// Raises std::invalid_argument
   /// for a rate outside 0 to 1, a pace below zero, no variant or one named twice, a rule that `check` refuses, and
   /// nodes that NodeTable does not take.
   Service(const Options& options, Shared::Pointer<Bus::Connection> connection);

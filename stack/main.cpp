@@ -1,4 +1,7 @@
 // hevra-stackd: the simulated stack service on a bus, for application developers, integration tests and demonstrations.
+#include <sys/time.h>
+#include <unistd.h>
+
 #include <csignal>
 #include <iostream>
 #include <string>
@@ -13,6 +16,7 @@
 #include <stack/forms/Malformed.h>
 #include <stack/forms/NodeForm.h>
 #include <stack/forms/Number.h>
+#include <stack/forms/Output.h>
 #include <stack/forms/PlanForm.h>
 #include <stack/forms/Printable.h>
 #include <stack/replay/Replay.h>
@@ -89,6 +93,14 @@ ExitStatus fail(ExitStatus status, const std::string& text) {
   return status;
 }
 
+/// Whatever is not done within half a second is left: an originator that does not answer its report would be waited
+/// for.
+void endSoon() {
+  std::signal(SIGALRM, [](int) { ::_exit(DONE); });
+  const itimerval half{{}, {0, 500'000}};
+  ::setitimer(ITIMER_REAL, &half, nullptr);
+}
+
 void serve(const CommandLine& line) {
   // Before any thread is made, so that all of them leave these signals to sigwait.
   sigset_t ends;
@@ -102,6 +114,7 @@ void serve(const CommandLine& line) {
     std::cout << "ready" << std::endl;
     int signal = 0;
     sigwait(&ends, &signal);
+    endSoon();
     service.stop();
   };
   const Options& options = line.options;
@@ -114,6 +127,7 @@ void serve(const CommandLine& line) {
 }  // namespace
 
 int main(int argc, char** argv) {
+  const Forms::Output output("hevra-stackd");
   CLI::App app("The stack service without a radio: simulated commands, nodes, a daughter board.", "hevra-stackd");
   app.footer("Example: hevra-stackd --bus session --nodes house.json --pace 50 --fail 0.1");
   CommandLine line;

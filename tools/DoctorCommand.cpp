@@ -227,10 +227,10 @@ ExitStatus Doctor::examine() {
     return false;
   };
   const bool bus = examineBus();
-  const bool service = step(
-      bus, "service", "the bus", [&] { return findService(); }, ExitStatus::BUS_ERROR);
-  const bool access = step(
-      service, "access", "the service", [&] { return findAnswer(); }, ExitStatus::BUS_ERROR);
+  const auto serviceStep = [&] { return findService(); };
+  const auto answerStep = [&] { return findAnswer(); };
+  const bool service = step(bus, "service", "the bus", serviceStep, ExitStatus::BUS_ERROR);
+  const bool access = step(service, "access", "the service", answerStep, ExitStatus::BUS_ERROR);
 
   const auto object = [&](const char* name, const std::string& path, const std::string& interface) {
     return step(access, name, "access", [&] { return findObject(path, interface); });

@@ -12,6 +12,7 @@
 #include <system_error>
 
 #include <platform/core/time/Clock.h>
+#include <stack/forms/Output.h>
 
 namespace Quarnix::Hevra::Tools {
 
@@ -36,7 +37,7 @@ void note(int number) {
 }
 
 void handle(void (*handler)(int)) {
-  struct sigaction action {};
+  struct sigaction action = {};
   action.sa_handler = handler;
   action.sa_flags = SA_RESTART;
   for (const int number : SIGNALS) ::sigaction(number, &action, nullptr);
@@ -59,10 +60,11 @@ void Interruption::begin() { handle(note); }
 int Interruption::getSignal() noexcept { return received; }
 
 void Interruption::wait(const Time::Monotonic& deadline) {
-  pollfd descriptors[2] = {{counter, POLLIN, 0}, {}};
+  pollfd descriptors[3] = {{counter, POLLIN, 0}, {STDOUT_FILENO, 0, 0}, {}};
+  if (Time::Clock::get().poll(descriptors, 2, deadline) <= 0) return;
+  if (descriptors[1].revents & (POLLERR | POLLHUP)) Stack::Forms::Output::fail("hevractl", EPIPE);
   std::uint64_t count = 0;
-  if (Time::Clock::get().poll(descriptors, 1, deadline) > 0) [[maybe_unused]]
-    const ssize_t got = ::read(counter, &count, sizeof count);
+  [[maybe_unused]] const ssize_t got = ::read(counter, &count, sizeof count);
 }
 
 void Interruption::wake() noexcept { raiseCounter(); }

@@ -16,7 +16,8 @@ class Interruption {
   void begin();
   /// The signal that has come, 0 while none has.
   static int getSignal() noexcept;
-  /// Returns at a signal, after `wake`, at the deadline, and at times for no reason.
+  /// Returns at a signal, after `wake`, at the deadline, and at times for no reason. Ends the process when the reader
+  /// of standard output goes.
   void wait(const Time::Monotonic& deadline);
   /// Any thread.
   void wake() noexcept;

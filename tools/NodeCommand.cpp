@@ -49,13 +49,16 @@ ExitStatus remove(const Context& context, const Request& request) {
 }
 
 /// What is wrong with a key is said without repeating it.
-std::vector<std::uint8_t> readKey(const std::string& text) {
+std::vector<std::uint8_t> readKey(const std::string& argument) {
   constexpr const char* EXPECTED = "32 hexadecimal digits that are not all zero";
+  using Stack::Forms::Malformed;
+  auto [text, where] = argument == "-" ? Stack::Forms::readText(argument) : Stack::Forms::Text{argument, "HEX"};
+  if (argument == "-") text.erase(text.find_last_not_of("\r\n") + 1);
   const auto key = Stack::Forms::bytesOf(text);
   if (text.size() != 2 * std::tuple_size_v<StackNode::Key>)
-    throw Stack::Forms::Malformed("HEX", "a text of " + std::to_string(text.size()) + " characters", EXPECTED);
-  if (!key) throw Stack::Forms::Malformed("HEX", "a text of other characters", EXPECTED);
-  if (StackNode::isKeyEmpty(key->data())) throw Stack::Forms::Malformed("HEX", "an empty key", EXPECTED);
+    throw Malformed(where, "a text of " + std::to_string(text.size()) + " characters", EXPECTED);
+  if (!key) throw Malformed(where, "a text of other characters", EXPECTED);
+  if (StackNode::isKeyEmpty(key->data())) throw Malformed(where, "an empty key", EXPECTED);
   return *key;
 }
 
@@ -92,10 +95,11 @@ void addNode(CLI::App& app, Context& context) {
   addNumber(removal, "ADDRESS", request->address, "The address of the node, whose children go");
   removal.callback(choose(remove));
 
-  CLI::App& key = addCommand(node, "key", "Changes the key of a stack node",
-                             "hevractl node key 0x1000 000102030405060708090a0b0c0d0e0f");
+  CLI::App& key = addCommand(node, "key", "Changes the key of a stack node", "hevractl node key 0x1000 - <key.txt");
   addNumber(key, "ADDRESS", request->address, "The address of the stack node");
-  key.add_option("HEX", request->key, "The new key, 32 hexadecimal digits")->required()->type_name("");
+  key.add_option("HEX", request->key, "The new key, 32 hexadecimal digits; - for standard input")
+      ->required()
+      ->type_name("");
   key.callback(choose(changeKey));
 }
 

@@ -5,7 +5,6 @@
 #include <vector>
 
 #include <proxy/node/Manager.h>
-#include <stack/Variant.h>
 #include <stack/forms/NodeForm.h>
 #include <tools/Commands.h>
 #include <tools/NodeText.h>
@@ -20,18 +19,10 @@ struct Filter {
   std::optional<std::uint16_t> nodeType;
 };
 
-/// The manager's own filtered queries do not look for an error reply, and would take one without a text for no nodes.
-std::vector<Shared::Pointer<Node>> listFiltered(const Proxy::Node::Manager& manager, bool zuv, const Filter& filter) {
-  Bus::Message::Method::Call call;
-  call.setInterface(Stack::nodeInterfaceOf(zuv ? Stack::Variant::ZUV : Stack::Variant::HEVRA).c_str());
-  call.setMember("getnodes");
-  call.setTimeout(Time::Elapsed(20, 0));
-  Bus::Message::Iterator arguments = call.begin();
-  arguments.append(*filter.nodeClass);
-  if (filter.nodeType) arguments.append(*filter.nodeType);
-  const Bus::Message::SendReturn reply = manager.send(call);
-  if (reply->isException()) throw Bus::Message::Method::Return(*reply);
-  return Proxy::Node::Manager::parseBusReply(reply);
+std::vector<Shared::Pointer<Node>> query(const Proxy::Node::Manager& manager, const Filter& filter) {
+  if (!filter.nodeClass) return manager.getNodes();
+  const auto nodeClass = static_cast<NodeClass>(*filter.nodeClass);
+  return filter.nodeType ? manager.getNodes(nodeClass, *filter.nodeType) : manager.getNodes(nodeClass);
 }
 
 void printTable(const std::vector<Shared::Pointer<Node>>& nodes, bool showKeys) {
@@ -50,7 +41,7 @@ void printTable(const std::vector<Shared::Pointer<Node>>& nodes, bool showKeys) 
 ExitStatus list(const Context& context, const Filter& filter) {
   Proxy::Node::Manager manager(context.zuv);
   manager.setConnection(context.openBus());
-  const auto nodes = filter.nodeClass ? listFiltered(manager, context.zuv, filter) : manager.getNodes();
+  const auto nodes = query(manager, filter);
   if (context.json) {
     for (const auto& node : nodes) std::cout << Stack::Forms::writeNode(*node).dump() << '\n';
   } else {

@@ -1,17 +1,18 @@
 // hevractl record: keeps the traffic of the stack service in a file, for hevra-stackd --replay.
+#include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
 #include <csignal>
 #include <cstring>
-#include <fstream>
 #include <memory>
 #include <string>
 
 #include <platform/bus/ConnectionObserver.h>
 #include <platform/bus/Trace.h>
 #include <platform/core/Mutex.h>
+#include <platform/core/log/WriteWhole.h>
 #include <platform/core/time/Clock.h>
 #include <stack/Variant.h>
 #include <stack/forms/BodyForm.h>
@@ -34,15 +35,28 @@ constexpr const char* BUS = "org.freedesktop.DBus";
 /// Ends the wait for a signal from outside.
 void endProgram() { ::kill(::getpid(), SIGTERM); }
 
+/// The file, emptied; the program ends where it is refused. One that is to hold keys is this user's alone, or is not
+/// touched.
+int openFile(const std::string& file, bool holdsKeys) {
+  ::umask(077);
+  const int descriptor = ::open(file.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC | (holdsKeys ? O_NOFOLLOW : 0), 0600);
+  if (descriptor < 0 && errno == ELOOP && holdsKeys)
+    throw Malformed(file, "a symbolic link", "a file, since keys are recorded");
+  struct stat found {};
+  if (descriptor < 0 || ::fstat(descriptor, &found) != 0) throw Malformed(file + ": " + std::strerror(errno));
+  const bool isFile = S_ISREG(found.st_mode);
+  if (holdsKeys && (!isFile || found.st_uid != ::geteuid() || (found.st_mode & 077) != 0))
+    throw Malformed(file, "a file that others may use",
+                    "one of this user's alone (chmod 600), since keys are recorded");
+  if (isFile && ::ftruncate(descriptor, 0) != 0) throw Malformed(file + ": " + std::strerror(errno));
+  return descriptor;
+}
+
 /// Writes down what arrives, but for what the bus itself has to say.
 class Recorder : public Bus::Trace {
  public:
-  Recorder(const std::string& file, bool showKeys) : showKeys_(showKeys) {
-    ::umask(077);  // it may hold keys
-    errno = 0;
-    output_.open(file, std::ios::binary);
-    if (!output_) throw Malformed(file + ": " + std::strerror(errno));
-  }
+  Recorder(const std::string& file, bool showKeys) : showKeys_(showKeys), output_(openFile(file, showKeys)) {}
+  ~Recorder() override { ::close(output_); }
 
   void message(Direction direction, const Bus::Message::Any& message) override {
     constexpr const char* TYPES[] = {"", "call", "return", "error", "signal"};
@@ -64,24 +78,29 @@ class Recorder : public Bus::Trace {
     MutexLock lock(mutex_);
     if (finished_) return;
     recorded.time = Time::Clock::get().now() - began_;
-    output_ << writeMessage(recorded) << std::endl;
-    ++count_;
-    if (!output_) endProgram();
+    if (failure_ != 0) return;
+    if (Log::writeWhole(output_, writeMessage(recorded) + "\n").empty()) {
+      ++count_;
+    } else {
+      failure_ = errno;
+      endProgram();
+    }
   }
 
   /// Writes nothing more; how many it has written. Raises Malformed when it could not.
   std::size_t finish(const std::string& file) {
     MutexLock lock(mutex_);
     finished_ = true;
-    if (!output_) throw Malformed(file + ": cannot be written");
+    if (failure_ != 0) throw Malformed(file + ": " + std::strerror(failure_));
     return count_;
   }
 
  private:
   const bool showKeys_;
   const Time::Monotonic began_ = Time::Clock::get().now();
+  const int output_;
   Mutex mutex_;
-  std::ofstream output_ HEVRA_GUARDED_BY(mutex_);
+  int failure_ HEVRA_GUARDED_BY(mutex_) = 0;  // why a message could not be written
   std::size_t count_ HEVRA_GUARDED_BY(mutex_) = 0;
   bool finished_ HEVRA_GUARDED_BY(mutex_) = false;
 };

@@ -116,12 +116,12 @@ ExitStatus send(const Context& context, const Request& request) {
   if (context.strict) manager.acceptProgressOnlyFromService();
   if (!request.noWait) manager.start(true);
   const Proxy::CommandContainerList list(commands.begin(), commands.end());
-  const auto follower = Shared::make<Follower>(progress, printer, interruption);
   if (request.noWait) {
-    manager.add(follower, group, list);
+    manager.add({}, group, list);  // nobody is to hear of them
     if (!context.json) std::cout << "Sent " << count(commands.size()) << '.' << std::endl;
     return ExitStatus::DONE;
   }
+  const auto follower = Shared::make<Follower>(progress, printer, interruption);
   manager.submit(follower, group, list, follower);
   interruption.begin();
   follow(progress, printer, interruption, Time::Clock::get().now() + Time::Elapsed(request.seconds, 0));

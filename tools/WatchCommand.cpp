@@ -102,6 +102,7 @@ ExitStatus watch(const Context& context) {
   ExceptionWatcher exceptions(context.zuv, context.application, printer);
   nodes.setConnection(connection);
   exceptions.setConnection(connection);
+  if (context.strict) exceptions.acceptProgressOnlyFromService();
   nodes.start(true);
   exceptions.start(true);
   printer.begin();

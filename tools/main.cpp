@@ -8,6 +8,7 @@
 #include <proxy/node/Manager.h>
 #include <stack/forms/HelpFormatter.h>
 #include <stack/forms/Malformed.h>
+#include <stack/forms/Output.h>
 #include <tools/Commands.h>
 
 namespace {
@@ -15,6 +16,7 @@ namespace {
 using namespace Quarnix;
 using namespace Quarnix::Hevra::Tools;
 using Hevra::Stack::Forms::Malformed;
+using Hevra::Stack::Forms::Output;
 
 void addGlobalOptions(CLI::App& app, Context& context) {
   Hevra::Stack::Forms::layOutHelp(app);
@@ -43,7 +45,7 @@ void checkApplication(const std::string& name) {
     throw Malformed("--app", "'" + name + "'", "letters, digits and '_'");
 }
 
-ExitStatus run(int argc, char** argv, CLI::App& app) {
+ExitStatus run(int argc, char** argv, CLI::App& app, Output& output) {
   Context context;
   addGlobalOptions(app, context);
   addReset(app, context);
@@ -59,6 +61,7 @@ ExitStatus run(int argc, char** argv, CLI::App& app) {
   app.require_subcommand(1);
   app.parse(argc, argv);
   checkApplication(context.application);
+  if (context.json) output.beginJson();
   return context.chosen(context);
 }
 
@@ -70,12 +73,13 @@ int end(ExitStatus status, const std::string& text) {
 }  // namespace
 
 int main(int argc, char** argv) {
+  Output output("hevractl");
   CLI::App app("Reaches the radio stack service: its nodes, links, commands and daughter board.", "hevractl");
   app.footer(
       "Example: hevractl --bus session --json send --group g1 commands.json\n"
       "Ends with 0 done, 1 no, 2 wrong input, 3 error of bus or service, 4 gave up.");
   try {
-    return static_cast<int>(run(argc, argv, app));
+    return static_cast<int>(run(argc, argv, app, output));
   } catch (const CLI::RequiredError& error) {
     // Where a command is missing there may be a word that is none.
     const std::vector<std::string> words = app.remaining(true);

@@ -1,12 +1,12 @@
 // The public face of a connection; everything is done by Internal::Client.
 #include <platform/bus/Connection.h>
 
-#include <cstdlib>
 #include <cstring>
 
 #include <platform/bus/connection/Client.h>
 #include <platform/bus/connection/Driver.h>
 #include <platform/bus/message/Names.h>
+#include <platform/core/Environment.h>
 #include <platform/core/Mutex.h>
 
 namespace Quarnix::Bus {
@@ -41,8 +41,8 @@ Shared::Pointer<Connection> Connection::getDefault() {
   Default& state = processDefault();
   MutexLock lock(state.mutex);
   if (!state.connection) {
-    const char* where = std::getenv("HEVRA_BUS");
-    state.connection = open(where && *where ? where : "system");
+    const char* const where = environmentValue("HEVRA_BUS");
+    state.connection = open(where ? where : "system");
   }
   return state.connection;
 }
@@ -59,6 +59,14 @@ void Connection::setDefault(Shared::Pointer<Connection> connection) {
 Connection::Connection(std::shared_ptr<Internal::Client> client) noexcept : client_(std::move(client)) {}
 
 Connection::~Connection() { client_->close(); }
+
+void Connection::setLargestMessage(std::size_t callsAndSignals, std::size_t replies) {
+  for (const std::size_t size : {callsAndSignals, replies})
+    if (size < LEAST_LARGEST_MESSAGE)
+      throw InvalidArgument("Largest message of " + std::to_string(size) + " bytes: expected at least " +
+                            std::to_string(LEAST_LARGEST_MESSAGE));
+  client_->setLargestMessage(callsAndSignals, replies);
+}
 
 Message::SendReturn Connection::call(Message::Method::Call& call) {
   const std::string destination = call.getDestination();
@@ -78,6 +86,8 @@ Message::SendReturn Connection::call(Message::Method::Call& call) {
 void Connection::send(Message::Signal& signal) { client_->send(signal); }
 
 void Connection::send(Message::Method::Return& reply) { client_->send(reply); }
+
+void Connection::expectCalls() { client_->expectCalls(); }
 
 void Connection::requestName(const std::string& name) { client_->requestName(name); }
 
@@ -103,7 +113,7 @@ std::string Connection::getNameOwner(const std::string& name) {
     throw reply;
   }
   std::string owner;
-  static_cast<const Message::Base&>(reply).begin().get(owner);
+  reply.begin().get(owner);
   return owner;
 }
 

@@ -1,11 +1,13 @@
 // A client of one message bus.
 #pragma once
 
+#include <cstddef>
 #include <memory>
 #include <string>
 #include <vector>
 
 #include <platform/bus/Error.h>
+#include <platform/bus/message/Limits.h>
 #include <platform/bus/message/SendReturn.h>
 #include <platform/bus/message/Signal.h>
 #include <platform/bus/message/method/Call.h>
@@ -25,6 +27,10 @@ class Client;
 /// "org.freedesktop.DBus.Error.Disconnected" at once; the next use connects again, and while an object is started that
 /// happens in the background with growing pauses. Nothing is replayed.
 ///
+/// Once an object was served, a name owned or `expectCalls` called, the connection answers calls until it goes: those
+/// to a path where nothing is started get the error "org.freedesktop.DBus.Error.UnknownObject". It also comes back in
+/// the background from then on.
+///
 /// Threads: every operation may be called from any thread, from hooks of bus objects too. In a forked child every
 /// operation refuses with an error.
 /// Ownership: shared by the bus objects that use it; goes with the last of them.
@@ -35,7 +41,9 @@ class HEVRA_EXPORT Connection {
   /// "unix:abstract=name"; several addresses behind ';' are tried in turn. Raises InvalidArgument for anything else.
   static Shared::Pointer<Connection> open(const std::string& where);
   /// The connection of every bus object that was given none: what `setDefault` set, else the one that the environment
-  /// variable HEVRA_BUS names, else the system bus. Raises InvalidArgument when HEVRA_BUS is no such place.
+  /// variable HEVRA_BUS names, else the system bus. Raises InvalidArgument when HEVRA_BUS is no such place. In a
+  /// process whose privileges were raised when it was started (set-user-ID, set-group-ID, file capabilities) the
+  /// environment names no bus: HEVRA_BUS, DBUS_SYSTEM_BUS_ADDRESS and DBUS_SESSION_BUS_ADDRESS are ignored there.
   static Shared::Pointer<Connection> getDefault();
   static void setDefault(Shared::Pointer<Connection> connection);
 
@@ -45,6 +53,18 @@ class HEVRA_EXPORT Connection {
   Connection(const Connection&) = delete;
   Connection& operator=(const Connection&) = delete;
 
+  /// The largest message that is stored, in bytes with its header, unless `setLargestMessage` says otherwise.
+  static constexpr std::size_t LARGEST_CALL = Message::LARGEST_CALL;
+  static constexpr std::size_t LARGEST_REPLY = Message::LARGEST_REPLY;
+  static constexpr std::size_t LEAST_LARGEST_MESSAGE = Message::LEAST_LARGEST_MESSAGE;
+
+  /// How large messages from the bus may be, in bytes with their header: calls and signals, and replies to calls of
+  /// this connection's own. Replies that no call waits for count as calls. What is larger, or what there is no memory
+  /// for, is read and discarded: a call is answered, and a call of our own ends, with the error
+  /// "org.freedesktop.DBus.Error.LimitsExceeded", a signal is counted in a log line, at most one a second. Raises
+  /// InvalidArgument for less than LEAST_LARGEST_MESSAGE. A monitor takes messages of any size.
+  void setLargestMessage(std::size_t callsAndSignals, std::size_t replies);
+
   /// Sends the call to its own path and destination and waits for the reply or the call's time-out. Whatever goes wrong
   /// on the way is an error reply; what must not be sent raises InvalidArgument or UnusableMessage. A call that expects
   /// no reply returns an empty one as soon as it is sent.
@@ -52,6 +72,11 @@ class HEVRA_EXPORT Connection {
   /// Sends a signal, or a reply; returns when it is on its way. A failure is logged.
   void send(Message::Signal& signal);
   void send(Message::Method::Return& reply);
+
+  /// To be called before a message leaves that tells a peer to call an object on this connection: from now on calls are
+  /// answered, also while nothing is started, as they are once an object was served or a name owned. Where there is no
+  /// thread for that, a warning is logged, and calls are answered only while a call of this connection's own waits.
+  void expectCalls();
 
   /// Owns the bus name from now on, also after reconnecting; where another connection has taken it meanwhile, that is
   /// logged, and it comes back after that one. Start the served objects first. Raises StartFailed when

@@ -24,11 +24,11 @@ void ConnectionObserver::start() {
     throw StartFailed(std::string("Cannot start the observer of a connection: ") + error.what());
   }
   enable();
-  connection_->client().start(*this, services_);
+  connection_->client().observe(*this, services_);
 }
 
 void ConnectionObserver::stop() {
-  connection_->client().stop(*this);
+  connection_->client().unobserve(*this);
   disable();
 }
 

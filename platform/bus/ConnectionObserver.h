@@ -6,6 +6,7 @@
 #include <vector>
 
 #include <platform/bus/Connection.h>
+#include <platform/bus/connection/ObserverTask.h>
 #include <platform/core/Task.h>
 
 namespace Quarnix::Bus {
@@ -39,7 +40,7 @@ class Proxy;
 /// they hold up neither calls nor what arrives, and may use the bus. What leaves them as an exception is logged there.
 /// Ownership: shares the connection.
 /// Retiring: a class that overrides a hook calls `retire` as the first act of its own destructor.
-class HEVRA_EXPORT ConnectionObserver : public Task {
+class HEVRA_EXPORT ConnectionObserver : public Task, private Internal::ObserverTask {
  public:
   /// `services`: the well-known bus names to tell of.
   explicit ConnectionObserver(Shared::Pointer<Connection> connection, std::vector<std::string> services = {});
@@ -71,7 +72,7 @@ class HEVRA_EXPORT ConnectionObserver : public Task {
   void entry() override;
 
  private:
-  friend class Internal::Client;
+  void stateChanged() noexcept override { schedule(); }
 
   const Shared::Pointer<Connection> connection_;
   const std::vector<std::string> services_;

@@ -11,11 +11,11 @@ EndOfContainer::~EndOfContainer() = default;
 UnusableMessage::~UnusableMessage() = default;
 StartFailed::~StartFailed() = default;
 
-const char* InvalidArgument::getId() const noexcept { return "com.quarnix.Framework.Bus.InvalidArgument"; }
-const char* TypeMismatch::getId() const noexcept { return "com.quarnix.Framework.Bus.TypeMismatch"; }
-const char* NotAContainer::getId() const noexcept { return "com.quarnix.Framework.Bus.NotAContainer"; }
-const char* EndOfContainer::getId() const noexcept { return "com.quarnix.Framework.Bus.EndOfContainer"; }
-const char* UnusableMessage::getId() const noexcept { return "com.quarnix.Framework.Bus.UnusableMessage"; }
-const char* StartFailed::getId() const noexcept { return "com.quarnix.Framework.Bus.StartFailed"; }
+const char* InvalidArgument::getId() const { return "com.quarnix.Framework.Bus.InvalidArgument"; }
+const char* TypeMismatch::getId() const { return "com.quarnix.Framework.Bus.TypeMismatch"; }
+const char* NotAContainer::getId() const { return "com.quarnix.Framework.Bus.NotAContainer"; }
+const char* EndOfContainer::getId() const { return "com.quarnix.Framework.Bus.EndOfContainer"; }
+const char* UnusableMessage::getId() const { return "com.quarnix.Framework.Bus.UnusableMessage"; }
+const char* StartFailed::getId() const { return "com.quarnix.Framework.Bus.StartFailed"; }
 
 }  // namespace Quarnix::Bus

@@ -19,7 +19,7 @@ class HEVRA_EXPORT InvalidArgument : public Error {
  public:
   using Error::Error;
   ~InvalidArgument() override;
-  const char* getId() const noexcept override;
+  const char* getId() const override;
 };
 
 /// A value of one type was written or read where another stands; the message names both.
@@ -27,7 +27,7 @@ class HEVRA_EXPORT TypeMismatch : public Error {
  public:
   using Error::Error;
   ~TypeMismatch() override;
-  const char* getId() const noexcept override;
+  const char* getId() const override;
 };
 
 /// What was to be entered is not a container.
@@ -35,7 +35,7 @@ class HEVRA_EXPORT NotAContainer : public Error {
  public:
   using Error::Error;
   ~NotAContainer() override;
-  const char* getId() const noexcept override;
+  const char* getId() const override;
 };
 
 /// Reading or stepping past the last value.
@@ -43,7 +43,7 @@ class HEVRA_EXPORT EndOfContainer : public Error {
  public:
   using Error::Error;
   ~EndOfContainer() override;
-  const char* getId() const noexcept override;
+  const char* getId() const override;
 };
 
 /// A message that must not be sent or read on: an earlier error left it half written, or a container is still open.
@@ -51,7 +51,7 @@ class HEVRA_EXPORT UnusableMessage : public Error {
  public:
   using Error::Error;
   ~UnusableMessage() override;
-  const char* getId() const noexcept override;
+  const char* getId() const override;
 };
 
 /// Starting an object, or asking for a name, failed: the bus is not there, the path or the name is taken.
@@ -59,7 +59,7 @@ class HEVRA_EXPORT StartFailed : public Error {
  public:
   using Error::Error;
   ~StartFailed() override;
-  const char* getId() const noexcept override;
+  const char* getId() const override;
 };
 
 }  // namespace Quarnix::Bus

@@ -5,12 +5,15 @@
 #include <cerrno>
 #include <charconv>
 #include <cstdio>
-#include <cstdlib>
 #include <cstring>
 
 #include <fcntl.h>
 
 #include <platform/bus/connection/Tracing.h>
+#include <platform/bus/message/Names.h>
+#include <platform/core/Descriptor.h>
+#include <platform/core/Environment.h>
+#include <platform/core/Hexadecimal.h>
 #include <platform/core/Mutex.h>
 #include <platform/core/log/Logger.h>
 #include <platform/core/log/WriteWhole.h>
@@ -42,11 +45,11 @@ class Lines : public Trace {
   }
 
   static Shared::Pointer<Trace> fromEnvironment() {
-    const char* where = std::getenv("HEVRA_TRACE");
-    if (!where || !*where || std::strcmp(where, "0") == 0) return {};
+    const char* const where = environmentValue("HEVRA_TRACE");
+    if (!where || std::strcmp(where, "0") == 0) return {};
     int descriptor = STDERR_FILENO;
     if (std::strcmp(where, "1") != 0) {
-      descriptor = ::open(where, O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0600);
+      descriptor = aboveStandard(::open(where, O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0600));
       if (descriptor < 0) {
         Log::printQuietly(Log::Priority::WARNING, "HEVRA_TRACE: cannot write %s: %s", where, std::strerror(errno));
         return {};
@@ -75,7 +78,7 @@ class Walk {
   Walk(const Any& message, std::string* shown, std::uint8_t* cleared) noexcept
       : message_(message), shown_(shown), cleared_(cleared), redactor_(redactor.load(std::memory_order_acquire)) {}
 
-  void arguments() { members(static_cast<const Message::Base&>(message_).begin(), {}); }
+  void arguments() { members(message_.begin(), {}); }
 
  private:
   static constexpr std::size_t MOST_ELEMENTS = 16, MOST_BYTES = 64, MOST_TEXT = 240;
@@ -122,34 +125,31 @@ class Walk {
     }
     if (!shown_) return;
     show("0x");
-    for (const std::uint8_t byte : block.first(std::min(block.size(), MOST_BYTES))) {
-      constexpr const char* DIGITS = "0123456789abcdef";
-      *shown_ += {DIGITS[byte >> 4], DIGITS[byte & 15]};
-    }
+    appendHexadecimal(*shown_, block.first(std::min(block.size(), MOST_BYTES)));
     if (block.size() > MOST_BYTES) more(block.size() - MOST_BYTES, " bytes");
   }
 
   void text(std::string_view whole) {
     if (!shown_) return;
-    std::size_t length = std::min(whole.size(), MOST_TEXT);
-    while (length < whole.size() && (static_cast<std::uint8_t>(whole[length]) & 0xC0) == 0x80) --length;
     show("\"");
-    std::uint8_t before = 0;
-    for (const char c : whole.substr(0, length)) {
-      const auto byte = static_cast<std::uint8_t>(c);
-      if (byte < 0x20 || byte == 0x7F || (before == 0xC2 && byte < 0xA0)) {
-        if (before == 0xC2) shown_->pop_back();  // the first byte of a control character that has two
+    std::size_t at = 0;
+    for (std::size_t length = 0; at < whole.size(); at += length) {
+      length = Message::characterLength(whole.substr(at));
+      if (at + length > MOST_TEXT) break;
+      const std::string_view character = whole.substr(at, length);
+      // The control characters: of those that have two bytes, the second one is the number.
+      const auto last = static_cast<std::uint8_t>(character.back());
+      if (length == 1 ? last < 0x20 || last == 0x7F : character[0] == '\xC2' && last < 0xA0) {
         char code[16];
-        std::snprintf(code, sizeof code, "\\u%04x", unsigned{byte});
+        std::snprintf(code, sizeof code, "\\u%04x", unsigned{last});
         show(code);
       } else {
-        if (c == '"' || c == '\\') show("\\");
-        *shown_ += c;
+        if (character == "\"" || character == "\\") show("\\");
+        show(character);
       }
-      before = byte;
     }
     show("\"");
-    if (length < whole.size()) more(whole.size() - length, " bytes");
+    if (at < whole.size()) more(whole.size() - at, " bytes");
   }
 
   void value(const ConstIterator& at, std::string_view structure, unsigned field) {

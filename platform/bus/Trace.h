@@ -15,9 +15,11 @@ namespace Quarnix::Bus {
 ///
 /// Without one, the environment variable HEVRA_TRACE decides when the first connection is opened: with "1" each message
 /// is a line on standard error, with a path a line at the end of that file; unset, empty or "0", and as long as nothing
-/// is set, messages cost nothing more.
+/// is set, messages cost nothing more. Where the process's privileges were raised when it was started, HEVRA_TRACE is
+/// ignored: it would let its user choose a file that is written with them.
 ///
-/// On the in-process bus a message is seen once, where it is sent. What a link does to come up is not seen.
+/// A message that is too large to be stored is not seen. On the in-process bus a message is seen once, where it is
+/// sent. What a link does to come up is not seen.
 class HEVRA_EXPORT Trace {
  public:
   enum class Direction : std::uint8_t { OUT, IN };

@@ -1,11 +1,8 @@
 // Counting sends until the event's task takes them.
 #include <platform/core/Event.h>
 
-#include <platform/core/ThreadSafety.h>
-
 namespace Quarnix {
 
-Event::Event() noexcept = default;
 Event::~Event() = default;
 
 void Event::send() noexcept {
@@ -13,8 +10,11 @@ void Event::send() noexcept {
   schedule();
 }
 
-HEVRA_HOOK_OUTLIVES_DERIVED void Event::entry() {
-  if (const std::uint32_t count = sent_.exchange(0)) receive(count);
+void Event::entry() { run(*this); }
+
+void Event::run(Task& task) {
+  auto& event = static_cast<Event&>(task);
+  if (const std::uint32_t count = event.sent_.exchange(0)) event.receive_(event, count);
 }
 
 }  // namespace Quarnix

@@ -11,7 +11,7 @@ namespace Quarnix {
 /// `receive` has not begun are delivered together, with their number.
 class HEVRA_EXPORT Event : public Task {
  public:
-  Event() noexcept;
+  Event() noexcept : Event([](Event& event, unsigned long long count) { event.receive(count); }) {}
   Event(const Event&) = delete;
   Event& operator=(const Event&) = delete;
   ~Event() override;
@@ -19,12 +19,20 @@ class HEVRA_EXPORT Event : public Task {
   void send() noexcept;
 
  protected:
+  /// What takes the sends.
+  using Receive = void (*)(Event& event, unsigned long long count);
+  /// An event that calls `hook` instead of `receive`, as a task that is made with a body, see Task.
+  explicit Event(Receive hook) noexcept : Task(&run), receive_(hook) {}
+
   /// The hook; `count` sends since the last time. Retire the event first in the destructor of the overriding class.
   virtual void receive(unsigned long long count) = 0;
 
   void entry() override;
 
  private:
+  static void run(Task& task);
+
+  const Receive receive_;
   std::atomic<std::uint32_t> sent_{0};
 };
 

@@ -19,7 +19,7 @@ class HEVRA_EXPORT Exception : public std::exception {
 
   const char* what() const noexcept override;
   /// The error name, such as "com.quarnix.Framework.Core.Shared.Nil"; lives as long as the process.
-  virtual const char* getId() const noexcept = 0;
+  virtual const char* getId() const = 0;
 
  private:
   std::string message_;

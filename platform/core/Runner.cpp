@@ -39,7 +39,7 @@ void Task::Runner::run() noexcept {
     pending_ = false;
     running_ = true;
     lock.unlock();
-    const bool returned = runAtBoundary("task", [this]() HEVRA_HOOK_OUTLIVES_DERIVED { task_.entry(); });
+    const bool returned = runAtBoundary("task", [this] { task_.body_(task_); });
     lock.lock();
     running_ = false;
     ++runs_;

@@ -91,9 +91,15 @@ void Task::prepare() {
   }
 }
 
+void Task::reserve() {
+  if (!runner()) throw std::bad_alloc();
+}
+
 void Task::retire() noexcept {
   if (isOwnThread()) {
-    Log::printQuietly(Log::Priority::CRITICAL, "libCore> a task is destroyed from its own hook");
+    Log::printQuietly(Log::Priority::WARNING,
+                      "libCore> a task is destroyed from its own hook: the hook has dropped the last reference to what "
+                      "owns it, such as an originator that owns its command manager");
     std::abort();
   }
   state_.fetch_or(RETIRED);

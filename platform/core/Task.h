@@ -31,6 +31,12 @@ class HEVRA_EXPORT Task {
   virtual void disable();
 
  protected:
+  /// What the task's thread calls.
+  using Body = void (*)(Task& task);
+  /// A task that runs `body` instead of `entry`. For a class that goes on running while the destructor of a class
+  /// derived further changes the table of virtual operations, which `body` must not look into.
+  explicit Task(Body body) noexcept : body_(body) {}
+
   /// The body: does all that there is to do and returns. An exception that leaves it is logged and the body runs again
   /// for what is left.
   virtual void entry();
@@ -48,6 +54,8 @@ class HEVRA_EXPORT Task {
   void schedule() noexcept;
   /// Makes the thread now, so that a failure reaches the caller: raises std::system_error.
   void prepare();
+  /// Makes all that `schedule` needs memory for, so that none is missing then: raises std::bad_alloc.
+  void reserve();
   /// Ends the task for good: no hook is inside when it returns and none will enter. Called on the task's own thread it
   /// says so and ends the process, because the object would go under its own feet.
   void retire() noexcept;
@@ -61,6 +69,7 @@ class HEVRA_EXPORT Task {
   Runner* runner() noexcept;
 
   std::atomic<Runner*> runner_{nullptr};
+  Body body_ = [](Task& task) { task.entry(); };
   unsigned int stackSize_ = 0;
   std::atomic<std::uint8_t> state_{0};
 };

@@ -17,7 +17,3 @@
 #define HEVRA_RELEASE(...) HEVRA_THREAD_ATTRIBUTE(release_capability(__VA_ARGS__))
 #define HEVRA_EXCLUDES(...) HEVRA_THREAD_ATTRIBUTE(locks_excluded(__VA_ARGS__))
 #define HEVRA_NO_THREAD_SAFETY_ANALYSIS HEVRA_THREAD_ATTRIBUTE(no_thread_safety_analysis)
-
-// For a function that calls a virtual hook while the destructor of a class derived further may be under way, which has
-// no hooks of its own left: it changes the table that the call goes through, not the entry that the call takes.
-#define HEVRA_HOOK_OUTLIVES_DERIVED __attribute__((no_sanitize("thread")))

@@ -18,8 +18,8 @@ std::string Command::toString() const {
   const auto status = static_cast<std::uint32_t>(status_);
   std::string name = status < std::size(STATUS_NAMES) ? STATUS_NAMES[status] : std::to_string(status);
   char text[128];
-  std::snprintf(text, sizeof text, "command #%" PRIu32 " (node = %" PRIx32 " / parameter = %" PRIx64 " / status = %s)",
-                id_, address_, parameterId_, name.c_str());
+  std::snprintf(text, sizeof text, "#%" PRIu32 " (node = %" PRIx32 " / parameter = %" PRIx64 " / status = %s)", id_,
+                address_, parameterId_, name.c_str());
   return text;
 }
 

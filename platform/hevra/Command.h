@@ -112,7 +112,7 @@ class HEVRA_EXPORT Command {
     }
   }
 
-  /// One line for logs: "command #7 (node = 1a / parameter = 100000001 / status = COMPLETED)", node and parameter in
+  /// One line for logs: "#7 (node = 1a / parameter = 100000001 / status = COMPLETED)", node and parameter in
   /// hexadecimal, a status without a name as a number.
   std::string toString() const;
 

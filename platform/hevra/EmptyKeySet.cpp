@@ -5,6 +5,6 @@ namespace Quarnix::Hevra {
 
 EmptyKeySet::~EmptyKeySet() = default;
 
-const char* EmptyKeySet::getId() const noexcept { return "com.quarnix.Trellium.Application.Hevra.Node.EmptyKeySet"; }
+const char* EmptyKeySet::getId() const { return "com.quarnix.Trellium.Application.Hevra.Node.EmptyKeySet"; }
 
 }  // namespace Quarnix::Hevra

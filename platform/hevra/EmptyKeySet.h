@@ -12,7 +12,7 @@ class HEVRA_EXPORT EmptyKeySet : public ApplicationException {
  public:
   explicit EmptyKeySet(const Shared::Pointer<StackNode>& stackNode) : ApplicationException(0), stackNode_(stackNode) {}
   ~EmptyKeySet() override;
-  const char* getId() const noexcept override;
+  const char* getId() const override;
 
   /// The stack node that was to get the key; empty where only its address is known, as at a proxy.
   const Shared::Pointer<StackNode>& getStackNode() const noexcept { return stackNode_; }

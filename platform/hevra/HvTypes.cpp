@@ -4,6 +4,8 @@
 
 #include <charconv>
 
+#include <platform/core/Hexadecimal.h>
+
 namespace Quarnix::Hevra {
 
 namespace {
@@ -44,13 +46,8 @@ std::string HvString::toString() const { return getValue(); }
 std::string HvNull::toString() const { return "null"; }
 
 std::string HvBlob::toString() const {
-  static constexpr char DIGITS[] = "0123456789abcdef";
   std::string text;
-  text.reserve(getValue().size() * 2);
-  for (const std::uint8_t byte : getValue()) {
-    text += DIGITS[byte >> 4];
-    text += DIGITS[byte & 15];
-  }
+  appendHexadecimal(text, getValue());
   return text;
 }
 

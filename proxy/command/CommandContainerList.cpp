@@ -5,7 +5,7 @@ namespace Quarnix::Hevra::Proxy {
 
 CommandContainerList::BadUse::~BadUse() = default;
 
-const char* CommandContainerList::BadUse::getId() const noexcept {
+const char* CommandContainerList::BadUse::getId() const {
   return "com.quarnix.Trellium.Application.Hevra.Proxy.Command.Container.BadUse";
 }
 

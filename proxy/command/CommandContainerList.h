@@ -23,7 +23,7 @@ class HEVRA_EXPORT CommandContainerList : public HomeAutomation::Container<Hevra
    public:
     BadUse() = default;
     ~BadUse() override;
-    const char* getId() const noexcept override;
+    const char* getId() const override;
   };
 
   CommandContainerList() : elements_(1) {}

@@ -1,4 +1,9 @@
-// The command manager's endpoints and life, and what its verbs share.
+// The command manager's endpoints and life, cancelling, and the service's "exception" signal.
+#include <platform/bus/Error.h>
+#include <platform/bus/message/Names.h>
+#include <platform/core/Fork.h>
+#include <platform/core/log/Logger.h>
+#include <proxy/command/Outcomes.h>
 #include <proxy/command/Presence.h>
 
 #include <charconv>
@@ -7,7 +12,11 @@
 
 namespace Quarnix::Hevra::Proxy::Command {
 
-Manager::Manager(bool zuv, const std::string& applicationName) : originator(this) {
+// The event's task calls `receive` itself and not through the table of virtual operations: it runs while stopped, and
+// then the destructor of a derived class may be changing that table.
+Manager::Manager(bool zuv, const std::string& applicationName)
+    : Event([](Event& self, unsigned long long count) { static_cast<Manager&>(self).Manager::receive(count); }),
+      originator(this) {
   Bus::Object::Proxy::setStackSize(static_cast<unsigned int>(::getpagesize()) * 4);
   interfaceName = zuv ? "com.quarnix.Application.Zuv.Manager.Command" : "com.quarnix.Application.Hevra.Manager.Command";
   // Both variants serve it at the same path.
@@ -23,25 +32,39 @@ Manager::~Manager() {
   originator.retire();
   presence_.reset();
   std::map<std::string, Timer> forgotten;
-  {
+  std::multimap<std::string, Timer> all;
+  if (!isSameProcess()) {
+    // A thread that is not there may have been changing them: they stay as they are, for ever.
+    new auto(std::move(timers));
+    new auto(std::move(replaced_));
+    new auto(std::move(expiredKeys));
+  } else {
     MutexLock lock(mutex_);
     expiredKeys.clear();
     forgotten.swap(timers);
+    all.swap(replaced_);
   }
+  all.merge(forgotten);
   Watches abandoned;
-  for (auto& [key, timer] : forgotten) abandoned.splice_after(abandoned.before_begin(), timer.watches);
-  forgotten.clear();
+  for (auto& [key, timer] : all) abandoned.take(timer.watches);
+  all.clear();
   Event::retire();
-  tell(abandoned, {Outcome::Kind::ABANDONED, {}, "the command manager was destroyed"});
+  tell(abandoned, Outcomes::get().abandoned);
 }
 
 void Manager::start(bool wait) {
+  requireSameProcess();
   // Once, because reports may be under way on it when a started manager is started again.
   std::call_once(connectionShared_, [this] { originator.setConnection(getConnection()); });
   Bus::Object::Proxy::start(wait);
+  if (Presence* const made = presence()) made->start();
 }
 
-void Manager::stop() { Bus::Object::Proxy::stop(); }
+void Manager::stop() {
+  if (!isSameProcess()) return;
+  Bus::Object::Proxy::stop();
+  if (Presence* const made = presence()) made->stop();
+}
 
 void Manager::attach(bool wait) {
   Bus::Object::Proxy::attach(wait);
@@ -51,9 +74,11 @@ void Manager::attach(bool wait) {
     Bus::Object::Proxy::detach();
     throw;
   }
+  hearing_ = Hearing::REPORTS;
 }
 
 void Manager::detach() {
+  hearing_ = Hearing::NOTHING;
   originator.stop();
   Bus::Object::Proxy::detach();
 }
@@ -68,6 +93,17 @@ std::string Manager::keyOf(const Group& group, const Hevra::Command& command) {
   return key.append(digits, end);
 }
 
+/// Before any lock, because in a forked child a thread that is not there may hold the mutex.
+void Manager::requireSameProcess() const {
+  unsigned first = NEVER;
+  usedIn_.compare_exchange_strong(first, forkCount());
+  if (!isSameProcess())
+    throw Bus::UnusableMessage("The command manager of " + getHost() +
+                               " was used before this process was forked: expected another");
+}
+
+bool Manager::isSameProcess() const noexcept { return usedIn_ == NEVER || usedIn_ == forkCount(); }
+
 Bus::Message::Method::Call Manager::callOf(const char* member) const {
   Bus::Message::Method::Call call;
   call.setInterface(interfaceName.c_str());
@@ -76,19 +112,63 @@ Bus::Message::Method::Call Manager::callOf(const char* member) const {
 }
 
 void Manager::request(Bus::Message::Method::Call& call) const {
+  requireSameProcess();
   const Bus::Message::SendReturn reply = send(call);
   if (reply->isException()) throw Bus::Message::Method::Return(*reply);
 }
+
+// The three cancellations share one member; the service tells them apart by their signatures.
+
+void Manager::cancel() {
+  Bus::Message::Method::Call call = callOf("cancel");
+  request(call);
+}
+
+void Manager::cancel(const std::string& key) {
+  Bus::Message::require(Bus::Message::checkText(key), "key to cancel", key);
+  Bus::Message::Method::Call call = callOf("cancel");
+  call.begin().append(key);
+  request(call);
+}
+
+void Manager::cancel(const HomeAutomation::Command::Priority& priority) {
+  Bus::Message::Method::Call call = callOf("cancel");
+  call.begin().append(priority.getValue());
+  request(call);
+}
+
+void Manager::signal(const Bus::Message::Signal& signal) {
+  if (interfaceName != signal.getInterface()) return;
+  if (std::string_view(signal.getMember()) != "exception") {
+    Log::Logger::get()->print(Log::Priority::WARNING,
+                              "HV/ZUV proxy library> CommandManager exception unknown member: %s", signal.getMember());
+    return;
+  }
+  if (Bus::Type::Wrapper<std::string>().signature() != signal.getSignature()) {
+    Log::Logger::get()->print(Log::Priority::WARNING,
+                              "HV/ZUV proxy library> CommandManager exception bad signature: %s",
+                              signal.getSignature());
+    return;
+  }
+  std::string message;
+  signal.begin().get(message);
+  exception(std::move(message));
+}
+
+void Manager::exception(std::string) {}
 
 Manager::Timer::Timer(Manager* owner, Shared::Pointer<Interface::Command::Originator> client, std::string entryKey,
                       unsigned int seconds)
     : Quarnix::Timer::Monotonic(Time::Monotonic(Time::Elapsed(seconds, 0)), true),
       manager(owner),
       key(std::move(entryKey)),
-      originator(std::move(client)) {
+      originator(std::move(client)),
+      expiredKey{key} {
   setStackSize(static_cast<unsigned int>(::getpagesize()) * 4);
 }
 
 Manager::Timer::~Timer() { retire(); }
+
+void Manager::Timer::expired(const Time::Monotonic&) { manager->timeout(*this); }
 
 }  // namespace Quarnix::Hevra::Proxy::Command

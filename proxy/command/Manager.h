@@ -1,8 +1,9 @@
 // The local stand-in for the stack service's command manager.
 #pragma once
 
+#include <atomic>
+#include <climits>
 #include <cstdint>
-#include <forward_list>
 #include <list>
 #include <map>
 #include <memory>
@@ -16,6 +17,7 @@
 #include <platform/hevra/interface/command/Manager.h>
 #include <proxy/command/Originator.h>
 #include <proxy/command/Outcome.h>
+#include <proxy/command/Watches.h>
 
 namespace Quarnix::Hevra::Proxy::Command {
 
@@ -25,15 +27,22 @@ namespace Quarnix::Hevra::Proxy::Command {
 /// A command in flight is known by its key, the group's identifier, "_" and the command's identifier in decimal
 /// ("g1_7"). It is forgotten when it reports a final status, or, with nothing but a log line, when no report has come
 /// for 60 seconds; for a delayed command (status 6) that is its delay and 30 seconds, or 4 hours when it names none.
-/// Without `start` commands can be sent but no progress is heard.
+/// A command that is handed over again while it waits keeps its originator and begins waiting anew; once its time is
+/// over, or while its final report is told, the hand-over begins another command under the same key.
+/// Without `start` commands can be sent but no progress is heard: reports are answered with
+/// "org.freedesktop.DBus.Error.UnknownObject", which is logged once if there is an originator or an observer to hear of
+/// them.
 ///
 /// Threads: every operation from any thread, also from the originators' `progress` and from `exception`. Nothing is
 /// locked while the bus or the application's code runs. `progress` of the originators runs on the task of the served
 /// object, `exception` on the proxy's.
+/// Forking: once the manager has been used, its operations raise Bus::UnusableMessage in a forked child, where `stop`
+/// does nothing and the manager may be destroyed.
 /// Ownership: each command in flight holds one reference to its originator. The originator's object is served on the
-/// manager's own connection.
-/// Destroying: no other thread may still call it, nor may it be destroyed in one of its own hooks. It needs no `stop`;
-/// a class derived from it that overrides `exception` calls `stop` before its own part goes.
+/// manager's own connection. An originator must not own its manager: the last reference to it goes on the manager's own
+/// task, where destroying the manager ends the process.
+/// Destroying: see Bus::Object::Base. No other thread may still call it, nor may it be destroyed in one of its own
+/// hooks.
 class HEVRA_EXPORT Manager : public virtual Bus::Object::Proxy,
                              public virtual Interface::Command::Manager,
                              private Interface::Command::Originator,
@@ -51,9 +60,10 @@ class HEVRA_EXPORT Manager : public virtual Bus::Object::Proxy,
                 const HomeAutomation::Command::Status& status) override;
 
  public:
-  /// Sends the commands that the container's cursor yields and rewinds it in between, because they are walked twice: it
-  /// stands at its end afterwards. Each command's waiting begins before the call leaves. A key that is in flight
-  /// already keeps its first originator and begins waiting anew.
+  /// Sends the commands. The container is walked twice: first its cursor, from where it stands, yields the commands
+  /// whose waiting begins; then it is rewound, and the whole list is sent. The cursor stands at its end afterwards, and
+  /// a list that is added again from there is sent with nothing waiting for its reports: call its `reset` before.
+  /// Each command's waiting begins before the call leaves.
   ///
   /// Throws an error reply as a Bus::Message::Method::Return, what the container raises, and the bus's errors for what
   /// cannot be sent. The commands walked until then stay in flight, until their time is over.
@@ -65,12 +75,12 @@ class HEVRA_EXPORT Manager : public virtual Bus::Object::Proxy,
   void cancel(const std::string& key) override;
   void cancel(const HomeAutomation::Command::Priority& priority) override;
 
-  /// Sends them as `add` does, and tells the observer how each of the commands ended, once for each time that it was
-  /// handed over: also where its key was in flight already. Of those that the container has not yielded before it
-  /// raised an error, nothing is told. A command whose call got no answer in time may have reached the service; it
-  /// stays in flight and ends as any other. The first time, this starts a thread that hears of the service's going, and
-  /// from then on the connection is kept up as for a started object; raises Bus::StartFailed when there is none, and
-  /// otherwise what `add` raises. Without an observer it is `add`.
+  /// Rewinds the container, sends the commands as `add` does, and tells the observer how each of them ended, once for
+  /// each time that it was handed over: also where its key was in flight already. Of those that the container has not
+  /// yielded before it raised an error, nothing is told. A command whose call got no answer in time may have reached
+  /// the service; it stays in flight and ends as any other. This starts a thread that hears of the service's going, and
+  /// from then on, until `stop`, the connection is kept up as for a started object. Raises Bus::StartFailed when there
+  /// is no thread, and otherwise what `add` raises. Without an observer it is `add` of the rewound container.
   void submit(const Shared::Pointer<Interface::Command::Originator>& originator, const Group& group,
               const HomeAutomation::Container<Hevra::Command>& commands,
               const Shared::Pointer<OutcomeObserver>& observer);
@@ -83,7 +93,9 @@ class HEVRA_EXPORT Manager : public virtual Bus::Object::Proxy,
   /// Starts the proxy and then the originator's server, see Bus::Object::Base::start. If the second fails, the first is
   /// stopped again.
   void start(bool wait) override;
-  /// Stops the server and then the proxy. Commands in flight go on waiting.
+  /// Stops the server and then the proxy, and hearing of the service's going, until the next `start` or `submit`.
+  /// Commands in flight go on waiting: those that report nothing in time are forgotten, and their observers told, on a
+  /// task that calls none of this object's virtual operations. So a class derived from this may be destroyed meanwhile.
   void stop() override;
 
  protected:
@@ -102,18 +114,23 @@ class HEVRA_EXPORT Manager : public virtual Bus::Object::Proxy,
   void setStackSize(unsigned int bytes) noexcept { Bus::Object::Proxy::setStackSize(bytes); }
 
  private:
-  /// What the commands of one `submit` have in common.
-  struct HEVRA_INTERNAL Submission {
-    const Shared::Pointer<OutcomeObserver> observer;
-    const Group group;
-    std::uint64_t tenure = 0;  // of the service that has taken them; 0 until then. Guarded by the manager's mutex.
-  };
-  /// One command whose end is still to be told.
-  struct HEVRA_INTERNAL Watch {
-    std::shared_ptr<Submission> submission;
-    std::uint32_t commandId;
-  };
-  using Watches = std::forward_list<Watch>;
+  /// How far an entry of `timers` is. One whose time is over stays until the event's task takes it out, because a timer
+  /// must not be destroyed in its own hook. It is nobody's command any more: a new hand-over of its key puts it into
+  /// `replaced_` and begins another entry.
+  ///
+  ///                 add, submit: new
+  ///                        |
+  ///                        v     report
+  ///   add, submit -----> WAITING ------> REPORTED   the originator is being told
+  ///   of the same key      ^ |  <------     |       of one that is not final
+  ///                          |    told      |
+  ///             time is over |              | final report
+  ///                          v              v
+  ///                       EXPIRED ------> FINISHED  out of `timers`; gone when it is told
+  ///                          |   final
+  ///                          v   report
+  ///                        gone, on the event's task
+  enum class Life : std::uint8_t { WAITING, REPORTED, EXPIRED, FINISHED };
 
   /// The wait of one command in flight.
   class HEVRA_INTERNAL Timer : public Quarnix::Timer::Monotonic {
@@ -132,11 +149,18 @@ class HEVRA_EXPORT Manager : public virtual Bus::Object::Proxy,
     Manager* manager;
     std::string key;
     Shared::Pointer<Interface::Command::Originator> originator;
+    // Guarded by the manager's mutex.
+    std::list<std::string> expiredKey;  // the key once more, to be moved to `expiredKeys` without needing memory
     Watches watches;
+    Life life = Life::WAITING;
   };
+  using Entry = std::map<std::string, Timer>::node_type;
   class HEVRA_INTERNAL Presence;
+  enum class Hearing : std::uint8_t { NOTHING, NOTHING_AS_LOGGED, REPORTS };
 
   static std::string keyOf(const Group& group, const Hevra::Command& command);
+  void requireSameProcess() const;
+  bool isSameProcess() const noexcept;
   Bus::Message::Method::Call callOf(const char* member) const;
   void request(Bus::Message::Method::Call& call) const;
 
@@ -144,16 +168,16 @@ class HEVRA_EXPORT Manager : public virtual Bus::Object::Proxy,
                                     const HomeAutomation::Container<Hevra::Command>& commands,
                                     const std::shared_ptr<Submission>& submission);
   void arm(const Shared::Pointer<Interface::Command::Originator>& client, const std::string& key, Watches watches);
-  void settle(const std::string& key, std::uint64_t identity, const Hevra::Command& command);
-  void timeout(std::string key);
-  void queueExpired(std::string key);
+  void waitAnew(const std::string& key, const Hevra::Command& command);
+  void timeout(Timer& timer);
+  void queueExpired(Timer& timer);
+  Entry takeExpired(const std::string& key) HEVRA_REQUIRES(mutex_);
 
-  // Outcomes, see ManagerOutcome.cpp.
-  template <class Chosen>
-  Watches take(Chosen chosen);
-  static void tell(const Watches& watches, const Outcome& outcome) noexcept;
-  void accept(Submission& submission, std::uint64_t tenure);
-  void giveUp(const Submission& submission, Outcome::Kind kind, const std::string& reason);
+  // How commands end, for their observers.
+  Presence* presence();
+  void observePresence();
+  void accept(Submission& submission, std::uint64_t generation);
+  void giveUp(const Submission& submission, const Outcome& outcome);
   void serviceChanged();
 
   std::string interfaceName;  // constant after construction
@@ -165,9 +189,12 @@ class HEVRA_EXPORT Manager : public virtual Bus::Object::Proxy,
   /// calling an originator or logging, nor while an entry, and with it a reference to an originator, is made or
   /// destroyed.
   Mutex mutex_;
-  std::once_flag connectionShared_;  // with the originator
-  std::once_flag presenceObserved_;
-  std::unique_ptr<Presence> presence_;  // made by the first `submit`
+  std::multimap<std::string, Timer> replaced_ HEVRA_GUARDED_BY(mutex_);  // EXPIRED, with others under their keys
+  std::unique_ptr<Presence> presence_ HEVRA_GUARDED_BY(mutex_);          // made by the first `submit`, then constant
+  std::once_flag connectionShared_;                                      // with the originator
+  std::atomic<Hearing> hearing_{Hearing::NOTHING};
+  static constexpr unsigned NEVER = UINT_MAX;
+  mutable std::atomic<unsigned> usedIn_{NEVER};  // the process, by its forkCount
 };
 
 }  // namespace Quarnix::Hevra::Proxy::Command

@@ -1,6 +1,7 @@
-// Routing progress reports to those who asked for the commands.
+// What happens to commands in flight: routing their progress reports, and forgetting those that report nothing in time.
 #include <platform/core/log/Logger.h>
 #include <proxy/command/Manager.h>
+#include <proxy/command/Outcomes.h>
 
 namespace Quarnix::Hevra::Proxy::Command {
 
@@ -17,20 +18,24 @@ std::int64_t secondsUntilNextReport(const Hevra::Command& command) {
 void Manager::progress(const Hevra::Command& command, const Group& group,
                        const HomeAutomation::Command::Status& status) {
   const std::string key = keyOf(group, command);
-  Shared::Pointer<Interface::Command::Originator> client;
-  std::uint64_t identity = 0;
-  bool known = false;
-  Watches ended;
   const Outcome outcome{Outcome::Kind::FINISHED, command.getStatus()};
+  Shared::Pointer<Interface::Command::Originator> client;
+  Entry finished;
+  bool known = false;
   {
     MutexLock lock(mutex_);
     if (const auto entry = timers.find(key); entry != timers.end()) {
-      entry->second.stop();
-      client = entry->second.originator;
-      identity = entry->second.getIdentity();
       known = true;
-      // The originator may submit the key again while it hears of its end: that command's end is another.
-      if (Hevra::Command::isFinalStatus(outcome.status)) ended.swap(entry->second.watches);
+      Timer& timer = entry->second;
+      timer.stop();
+      client = timer.originator;
+      if (Hevra::Command::isFinalStatus(outcome.status)) {
+        // Out of the map before the originator runs: it may hand the key over again.
+        timer.life = Life::FINISHED;
+        finished = timers.extract(entry);
+      } else if (timer.life == Life::WAITING) {
+        timer.life = Life::REPORTED;
+      }
     }
   }
   if (!known) {
@@ -42,32 +47,94 @@ void Manager::progress(const Hevra::Command& command, const Group& group,
                               static_cast<unsigned long long>(command.getParameterId()));
     return;
   }
+  const auto settle = [&] {
+    if (!finished) return waitAnew(key, command);
+    Watches ended;
+    ended.take(finished.mapped().watches);
+    finished = {};
+    tell(ended, outcome);
+  };
   try {
     client->progress(command, group, status);
   } catch (...) {
-    settle(key, identity, command);
-    tell(ended, outcome);
+    settle();
     throw;
   }
-  settle(key, identity, command);
-  tell(ended, outcome);
+  settle();
 }
 
-/// Forgets the entry or has it wait for the next report, if it is still the one that the report was for: the originator
-/// may have submitted the same key again, and another thread may have forgotten it.
-void Manager::settle(const std::string& key, std::uint64_t identity, const Hevra::Command& command) {
-  std::map<std::string, Timer>::node_type forgotten;  // goes after the mutex is released
+/// After a report that is not final. Only the entry that it was for is REPORTED: one report comes at a time, and in
+/// that state the entry is neither forgotten nor replaced.
+void Manager::waitAnew(const std::string& key, const Hevra::Command& command) {
   MutexLock lock(mutex_);
   const auto entry = timers.find(key);
-  if (entry == timers.end() || entry->second.getIdentity() != identity) return;
-  if (Hevra::Command::isFinalStatus(command.getStatus())) {
-    // Submitted again meanwhile, by somebody who is to hear of that command's end.
-    if (!entry->second.watches.empty()) return;
-    forgotten = timers.extract(entry);
-    return;
-  }
+  if (entry == timers.end() || entry->second.life != Life::REPORTED) return;
+  entry->second.life = Life::WAITING;
   entry->second.setTime(Time::Monotonic(Time::Elapsed(secondsUntilNextReport(command), 0)), true);
   entry->second.start();
+}
+
+/// On the timers' thread. From here to the end of the entry nothing needs memory.
+void Manager::timeout(Timer& timer) {
+  {
+    MutexLock lock(mutex_);
+    // A report, or the key handed over again, may have come between the deadline and this.
+    if (timer.life != Life::WAITING || timer.isRunning()) return;
+    timer.life = Life::EXPIRED;
+  }
+  try {
+    Log::Logger::get()->print(Log::Priority::WARNING,
+                              "HV/ZUV proxy library> CommandManager command timeout, matching key: %s",
+                              timer.key.c_str());
+  } catch (...) {
+    queueExpired(timer);
+    throw;
+  }
+  queueExpired(timer);
+}
+
+void Manager::queueExpired(Timer& timer) {
+  {
+    MutexLock lock(mutex_);
+    expiredKeys.splice(expiredKeys.end(), timer.expiredKey);
+  }
+  Event::send();
+}
+
+void Manager::receive(unsigned long long) {
+  // One key at a time, and looked at anew each time: more may be appended meanwhile.
+  for (;;) {
+    std::list<std::string> key;
+    Entry forgotten;
+    {
+      MutexLock lock(mutex_);
+      if (expiredKeys.empty()) return;
+      key.splice(key.end(), expiredKeys, expiredKeys.begin());
+      forgotten = takeExpired(key.front());
+    }
+    if (forgotten) {
+      tell(forgotten.mapped().watches, Outcomes::get().timedOut);
+      continue;
+    }
+    try {
+      Log::Logger::get()->print(
+          Log::Priority::WARNING,
+          "HV/ZUV proxy library> CommandManager unable to clean command, unknown originator for key %s",
+          key.front().c_str());
+    } catch (...) {
+      // The keys behind this one must not wait for the next expiry.
+      Event::send();
+      throw;
+    }
+  }
+}
+
+/// Empty where a final report has overtaken the expiry.
+Manager::Entry Manager::takeExpired(const std::string& key) {
+  if (const auto older = replaced_.find(key); older != replaced_.end()) return replaced_.extract(older);
+  const auto entry = timers.find(key);
+  if (entry == timers.end() || entry->second.life != Life::EXPIRED) return {};
+  return timers.extract(entry);
 }
 
 }  // namespace Quarnix::Hevra::Proxy::Command

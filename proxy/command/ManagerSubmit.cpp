@@ -1,7 +1,9 @@
-// Submitting commands.
+// Submitting commands, and following what becomes of the call and of the service that has taken it.
 #include <bus/CommandContainerWrapper.h>
 #include <platform/bus/message/Names.h>
-#include <proxy/command/Manager.h>
+#include <platform/core/log/Logger.h>
+#include <proxy/command/Outcomes.h>
+#include <proxy/command/Presence.h>
 
 namespace Quarnix::Hevra::Proxy::Command {
 
@@ -17,17 +19,61 @@ void Manager::add(const Shared::Pointer<Interface::Command::Originator>& client,
   if (reply->isException()) throw Bus::Message::Method::Return(*reply);
 }
 
+void Manager::submit(const Shared::Pointer<Interface::Command::Originator>& client, const Group& group,
+                     const HomeAutomation::Container<Hevra::Command>& commands,
+                     const Shared::Pointer<OutcomeObserver>& observer) {
+  requireSameProcess();
+  commands.reset();
+  if (!observer) return add(client, group, commands);
+  observePresence();
+  const std::uint64_t before = getGeneration();
+  const auto submission = std::make_shared<Submission>(Submission{observer, group});
+  try {
+    const Bus::Message::SendReturn reply = transmit(client, group, commands, submission);
+    if (!reply->isException()) return accept(*submission, getGenerationOf(reply->getSender()));
+    throw Bus::Message::Method::Return(*reply);
+  } catch (const Bus::Message::Method::Return& error) {
+    const std::string name = error.getErrorName();
+    if (name == "org.freedesktop.DBus.Error.NoReply") {
+      accept(*submission, before);  // it may have arrived
+    } else {
+      const bool lost =
+          name == "org.freedesktop.DBus.Error.Disconnected" || name == "org.freedesktop.DBus.Error.NameHasNoOwner";
+      giveUp(*submission,
+             {lost ? Outcome::Kind::SERVICE_LOST : Outcome::Kind::REFUSED, {}, name + ": " + error.getErrorText()});
+    }
+    throw;
+  } catch (const std::exception& error) {
+    giveUp(*submission, {Outcome::Kind::REFUSED, {}, error.what()});
+    throw;
+  } catch (...) {
+    giveUp(*submission, {Outcome::Kind::REFUSED, {}, "the commands' container raised an error"});
+    throw;
+  }
+}
+
 Bus::Message::SendReturn Manager::transmit(const Shared::Pointer<Interface::Command::Originator>& client,
                                            const Group& group,
                                            const HomeAutomation::Container<Hevra::Command>& commands,
                                            const std::shared_ptr<Submission>& submission) {
+  requireSameProcess();
+  Hearing nothing = Hearing::NOTHING;
+  if ((client || submission) && hearing_.compare_exchange_strong(nothing, Hearing::NOTHING_AS_LOGGED)) {
+    Log::printQuietly(
+        Log::Priority::WARNING,
+        "HV/ZUV proxy library> CommandManager is not started: commands are sent, but no progress is heard");
+  }
+  // The memory that the end of a command needs is there before it waits.
+  Event::reserve();
+  Outcomes::get();
+
   Bus::Message::Method::Call call = callOf("add");
   Bus::Message::Iterator arguments = call.begin();
 
   // A report may come before `send` returns, so that every command is known before the call leaves.
   while (commands.next()) {
     const Hevra::Command& command = commands.get();
-    arm(client, keyOf(group, command), submission ? Watches{{submission, command.getId()}} : Watches());
+    arm(client, keyOf(group, command), submission ? Watches(submission, command.getId()) : Watches());
   }
   commands.reset();
 
@@ -40,6 +86,8 @@ Bus::Message::SendReturn Manager::transmit(const Shared::Pointer<Interface::Comm
   arguments.end(identifier);
   Bus::Type::Wrapper<const HomeAutomation::Container<Hevra::Command>>().serialize(arguments, commands);
 
+  // A manager that is not started, too, has told the service where to call it back.
+  getConnection()->expectCalls();
   return send(call);
 }
 
@@ -49,18 +97,69 @@ void Manager::arm(const Shared::Pointer<Interface::Command::Originator>& client,
   // `unwanted` is declared first.
   std::map<std::string, Timer> made;
   made.try_emplace(key, this, client, key, FIRST_REPORT_SECONDS);
-  std::map<std::string, Timer>::node_type unwanted;
+  Entry unwanted;
   MutexLock lock(mutex_);
+  const auto present = timers.find(key);
+  if (present != timers.end() && present->second.life == Life::EXPIRED) replaced_.insert(timers.extract(present));
   auto inserted = timers.insert(made.extract(made.begin()));
   unwanted = std::move(inserted.node);
+  Timer& timer = inserted.position->second;
   try {
-    inserted.position->second.start();
+    timer.start();
   } catch (...) {
-    // An entry that cannot expire would stay for ever.
-    if (inserted.inserted) unwanted = timers.extract(inserted.position);
+    // An entry that cannot expire would stay for ever. One that was there has started before, and does not fail.
+    unwanted = timers.extract(inserted.position);
     throw;
   }
-  inserted.position->second.watches.splice_after(inserted.position->second.watches.before_begin(), watches);
+  timer.watches.take(watches);
+}
+
+Manager::Presence* Manager::presence() {
+  MutexLock lock(mutex_);
+  return presence_.get();
+}
+
+void Manager::observePresence() {
+  Presence* present = presence();
+  if (!present) {
+    auto made = std::make_unique<Presence>(*this);
+    MutexLock lock(mutex_);
+    if (!presence_) presence_.swap(made);
+    present = presence_.get();
+  }
+  present->start();
+}
+
+/// The commands are with the service of that generation, which may be over by now.
+void Manager::accept(Submission& submission, std::uint64_t generation) {
+  {
+    MutexLock lock(mutex_);
+    submission.generation = generation;
+  }
+  if (generation == 0) return giveUp(submission, Outcomes::get().serviceLost);
+  if (generation < getGeneration()) serviceChanged();
+}
+
+void Manager::giveUp(const Submission& submission, const Outcome& outcome) {
+  Watches given;
+  {
+    MutexLock lock(mutex_);
+    for (auto& [key, timer] : timers)
+      given.take(timer.watches, [&](const Submission& one) { return &one == &submission; });
+  }
+  tell(given, outcome);
+}
+
+/// Tells of the commands of earlier generations.
+void Manager::serviceChanged() {
+  const std::uint64_t now = getGeneration();
+  Watches lost;
+  {
+    MutexLock lock(mutex_);
+    for (auto& [key, timer] : timers)
+      lost.take(timer.watches, [=](const Submission& one) { return one.generation != 0 && one.generation < now; });
+  }
+  tell(lost, Outcomes::get().serviceLost);
 }
 
 }  // namespace Quarnix::Hevra::Proxy::Command

@@ -1,4 +1,4 @@
-// What lets a command manager hear that the service has gone, for the commands whose ends are observed. Internal.
+// Tells a command manager that the service has gone, for the commands whose ends are observed. Internal.
 #pragma once
 
 #include <platform/bus/ConnectionObserver.h>

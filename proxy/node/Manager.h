@@ -20,8 +20,8 @@ namespace Quarnix::Hevra::Proxy::Node {
 ///     void modified(const Hevra::Node& node, NodeAction action) override;
 ///   };
 ///
-/// A CLASS DERIVED FROM THIS ONE CALLS `stop` IN ITS OWN DESTRUCTOR: otherwise a notification may still run, or begin,
-/// when its part of the object is gone.
+/// A CLASS DERIVED FROM THIS ONE CALLS `stop` IN ITS OWN DESTRUCTOR, see Bus::Object::Base: otherwise a notification
+/// may still run, or begin, when its part of the object is gone.
 ///
 /// Calls need no `start`; notifications come between `start` and `stop` only, also from a service that was started
 /// anew. Each call waits 20 seconds at most for its reply; failures on the way are error replies too.
@@ -35,7 +35,7 @@ class HEVRA_EXPORT Manager : public Bus::Object::Proxy, public Interface::Node::
    public:
     explicit UnknownNodeClass(unsigned short nodeClass) : ApplicationException(9), nodeClass_(nodeClass) {}
     ~UnknownNodeClass() override;
-    const char* getId() const noexcept override;
+    const char* getId() const override;
     /// Writes "name : class" into a buffer of `size` bytes, cut to fit and ended with a NUL, and returns the length of
     /// the text that stands there; -1 when it cannot be written. A size of 0 leaves the buffer's text as it is.
     virtual int serialize(char* buffer, unsigned short size) const;
@@ -55,7 +55,8 @@ class HEVRA_EXPORT Manager : public Bus::Object::Proxy, public Interface::Node::
   /// they raise see `parseBusReply`.
   std::vector<Shared::Pointer<Hevra::Node>> getNodes() const override;
   /// Those of a class, and of a class and a node type. Only the class's low byte is sent. An error reply is not looked
-  /// for but read like any other: one with a text ends in Bus::NotAContainer, one without in no nodes.
+  /// for but read like any other: one with a text ends in Bus::NotAContainer, which names the reply's error and text;
+  /// one without ends in no nodes.
   std::vector<Shared::Pointer<Hevra::Node>> getNodes(const NodeClass& nodeClass) const override;
   std::vector<Shared::Pointer<Hevra::Node>> getNodes(const NodeClass& nodeClass,
                                                      unsigned short nodeType) const override;
@@ -86,10 +87,9 @@ class HEVRA_EXPORT Manager : public Bus::Object::Proxy, public Interface::Node::
 
  private:
   Bus::Message::Method::Call callOf(const char* member) const;
-  /// Each reads its signal and calls its notification; false, with nothing done, when the signature is none of its
-  /// four.
-  bool modifiedHandler(const Bus::Message::Signal& signal);
-  bool linkModifiedHandler(const Bus::Message::Signal& signal);
+  /// Each reads its signal, whose signature `signal` has compared, and calls its notification.
+  void modifiedHandler(const Bus::Message::Signal& signal);
+  void linkModifiedHandler(const Bus::Message::Signal& signal);
 
   std::string interfaceName;  // constant after construction
 };

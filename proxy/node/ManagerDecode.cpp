@@ -1,5 +1,6 @@
 // The reply to a query: node records, each recognised by its signature, in containers.
 #include <bus/NodeRecord.h>
+#include <platform/bus/Error.h>
 #include <proxy/BadSignatureOnBus.h>
 #include <proxy/node/Manager.h>
 
@@ -27,12 +28,24 @@ ReadElement recognise(std::string_view signature) {
   throw BadSignatureOnBus();
 }
 
+/// Enters a list of nodes. The text of an error reply is none: the error that this ends in names the reply's.
+Bus::Message::ConstIterator enter(const Bus::Message::ConstIterator& argument,
+                                  const Bus::Message::Method::Return& reply) {
+  try {
+    return argument.begin();
+  } catch (const Bus::NotAContainer& error) {
+    if (!reply.isException()) throw;
+    throw Bus::NotAContainer(std::string(reply.getErrorName()) + ": " + reply.getErrorText() + " (" + error.what() +
+                             ": expected lists of nodes)");
+  }
+}
+
 }  // namespace
 
 Nodes Manager::parseBusReply(const Bus::Message::SendReturn& reply) {
   Nodes nodes;
   for (Bus::Message::ConstIterator argument = reply->begin(); argument.type();) {
-    Bus::Message::ConstIterator element = argument.begin();
+    Bus::Message::ConstIterator element = enter(argument, *reply);
     // The elements of an array share one signature; those of any other container are looked at one by one.
     const bool alike = argument.type() == Bus::Message::ARRAY;
     ReadElement read = nullptr;

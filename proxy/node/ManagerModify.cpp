@@ -1,4 +1,7 @@
 // The modifications: changing nodes, links and keys, and asking for a link's identifier.
+#include <algorithm>
+
+#include <bus/FixedSequenceContainerWrapper.h>
 #include <bus/NodeLinkWrapper.h>
 #include <bus/RemoteActuatorNodeWrapper.h>
 #include <bus/RemoteControllerNodeWrapper.h>
@@ -80,7 +83,10 @@ void Manager::changeStackNodeKey(const unsigned int& address, const unsigned cha
   Bus::Message::Method::Call call = callOf("changekey");
   Bus::Message::Iterator arguments = call.begin();
   arguments.append(address);
-  arguments.appendBytes(key, std::tuple_size_v<StackNode::Key>);
+  StackNode::Key block;
+  std::copy_n(key, block.size(), block.begin());
+  Bus::Type::FixedSequenceContainerWrapper<unsigned char, Bus::Type::Wrapper, std::tuple_size_v<StackNode::Key>>()
+      .serialize(arguments, block);
   send(call);
 }
 

@@ -14,12 +14,23 @@ namespace NodeRecord = Bus::Type::NodeRecord;
 constexpr auto ACTION = NodeRecord::OF<std::uint8_t>;
 constexpr auto LINK_AND_ACTION = NodeRecord::LINK + ACTION;
 
-/// When the signal is Kind's record with `REST` behind it, reads the node and hands it to `use`, with the iterator at
-/// what follows; otherwise false.
+/// Whether the signal is Kind's record with `REST` behind it.
+template <class Kind, const auto& REST>
+bool isOf(const Bus::Message::Signal& signal) {
+  static constexpr auto EXPECTED = NodeRecord::OF_KIND<Kind> + REST;
+  return std::string_view(signal.getSignature()) == EXPECTED;
+}
+
+template <const auto& REST>
+bool isNodeWith(const Bus::Message::Signal& signal) {
+  return isOf<RemoteActuatorNode, REST>(signal) || isOf<RemoteSensorNode, REST>(signal) ||
+         isOf<StackNode, REST>(signal) || isOf<RemoteControllerNode, REST>(signal);
+}
+
+/// When the signal is Kind's, reads the node and hands it to `use`, with the iterator at what follows; otherwise false.
 template <class Kind, const auto& REST, class Use>
 bool useNodeOf(const Bus::Message::Signal& signal, const Use& use) {
-  static constexpr auto EXPECTED = NodeRecord::OF_KIND<Kind> + REST;
-  if (std::string_view(signal.getSignature()) != EXPECTED) return false;
+  if (!isOf<Kind, REST>(signal)) return false;
   Kind node;
   Bus::Message::ConstIterator argument = signal.begin();
   argument.leave(NodeRecord::read(argument, node));
@@ -27,10 +38,12 @@ bool useNodeOf(const Bus::Message::Signal& signal, const Use& use) {
   return true;
 }
 
+/// Does nothing for a signal that is none of the four kinds'.
 template <const auto& REST, class Use>
-bool useNode(const Bus::Message::Signal& signal, const Use& use) {
-  return useNodeOf<RemoteActuatorNode, REST>(signal, use) || useNodeOf<RemoteSensorNode, REST>(signal, use) ||
-         useNodeOf<StackNode, REST>(signal, use) || useNodeOf<RemoteControllerNode, REST>(signal, use);
+void useNode(const Bus::Message::Signal& signal, const Use& use) {
+  static_cast<void>(useNodeOf<RemoteActuatorNode, REST>(signal, use) ||
+                    useNodeOf<RemoteSensorNode, REST>(signal, use) || useNodeOf<StackNode, REST>(signal, use) ||
+                    useNodeOf<RemoteControllerNode, REST>(signal, use));
 }
 
 NodeAction readAction(const Bus::Message::ConstIterator& argument) {
@@ -45,11 +58,11 @@ void Manager::signal(const Bus::Message::Signal& signal) {
   if (interfaceName != signal.getInterface()) return;
   const std::string_view member = signal.getMember();
   if (member == "modified") {
-    if (modifiedHandler(signal)) return;
+    if (isNodeWith<ACTION>(signal)) return modifiedHandler(signal);
     Log::Logger::get()->print(Log::Priority::WARNING, "HV/ZUV proxy library> NodeManager modified bad signature: %s",
                               signal.getSignature());
   } else if (member == "linkModified") {
-    if (linkModifiedHandler(signal)) return;
+    if (isNodeWith<LINK_AND_ACTION>(signal)) return linkModifiedHandler(signal);
     Log::Logger::get()->print(Log::Priority::WARNING,
                               "HV/ZUV proxy library> NodeManager link modified bad signature: %s",
                               signal.getSignature());
@@ -59,14 +72,14 @@ void Manager::signal(const Bus::Message::Signal& signal) {
   }
 }
 
-bool Manager::modifiedHandler(const Bus::Message::Signal& signal) {
-  return useNode<ACTION>(signal, [this](const Hevra::Node& node, const Bus::Message::ConstIterator& argument) {
+void Manager::modifiedHandler(const Bus::Message::Signal& signal) {
+  useNode<ACTION>(signal, [this](const Hevra::Node& node, const Bus::Message::ConstIterator& argument) {
     modified(node, readAction(argument));
   });
 }
 
-bool Manager::linkModifiedHandler(const Bus::Message::Signal& signal) {
-  return useNode<LINK_AND_ACTION>(signal, [this](const Hevra::Node& node, Bus::Message::ConstIterator& argument) {
+void Manager::linkModifiedHandler(const Bus::Message::Signal& signal) {
+  useNode<LINK_AND_ACTION>(signal, [this](const Hevra::Node& node, Bus::Message::ConstIterator& argument) {
     NodeLink link;
     Bus::Type::StructWrapper<NodeLink>().deserialize(argument, link);
     ++argument;

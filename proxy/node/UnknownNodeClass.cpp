@@ -8,7 +8,7 @@ namespace Quarnix::Hevra::Proxy::Node {
 
 Manager::UnknownNodeClass::~UnknownNodeClass() = default;
 
-const char* Manager::UnknownNodeClass::getId() const noexcept {
+const char* Manager::UnknownNodeClass::getId() const {
   return "com.quarnix.Trellium.Application.Hevra.Proxy.Node.Manager.UnknownNodeClass";
 }
 

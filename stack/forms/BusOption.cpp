@@ -8,7 +8,7 @@
 namespace Quarnix::Hevra::Stack::Forms {
 
 Shared::Pointer<Bus::Connection> openBus(const std::string& where) {
-  const char* const environment = std::getenv("HEVRA_BUS");
+  const char* const environment = ::secure_getenv("HEVRA_BUS");
   const std::string place = !where.empty() ? where : environment && *environment ? environment : "system";
   try {
     return Bus::Connection::open(place);

@@ -1,15 +1,18 @@
-// Parses documents, with an eye on keys that come twice.
+// Reads files whole, and builds documents while the parser goes through the text.
 #include <stack/forms/Document.h>
 
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
-#include <fstream>
-#include <iostream>
-#include <set>
-#include <string_view>
+#include <new>
 #include <utility>
 #include <vector>
 
+#include <platform/core/log/Character.h>
 #include <stack/forms/Malformed.h>
 #include <stack/forms/ObjectReader.h>
 
@@ -19,96 +22,163 @@ using nlohmann::json;
 
 namespace {
 
-/// Follows the parser through the document and raises Malformed at a key that its object has already.
-class KeyWatch {
+/// Takes what the parser finds. What is wrong is said without the parser's words, which change with its versions and
+/// repeat what may be a key.
+class Builder : public json::json_sax_t {
  public:
-  explicit KeyWatch(const std::string& name) : name_(name) {}
+  Builder(std::string_view text, const std::string& name) : text_(text), name_(name) {}
 
-  void note(json::parse_event_t event, const json& parsed) {
-    using Event = json::parse_event_t;
-    switch (event) {
-      case Event::object_start:
-      case Event::array_start:
-        enterValue();
-        levels_.push_back({event == Event::array_start, 0, {}, {}});
-        break;
-      case Event::object_end:
-      case Event::array_end:
-        levels_.pop_back();
-        break;
-      case Event::key:
-        noteKey(parsed);
-        break;
-      case Event::value:
-        enterValue();
-        break;
+  bool null() override { return add(nullptr); }
+  bool boolean(bool value) override { return add(value); }
+  bool number_integer(number_integer_t value) override { return add(value); }
+  bool number_unsigned(number_unsigned_t value) override { return add(value); }
+  bool number_float(number_float_t value, const string_t&) override { return add(value); }
+  bool string(string_t& value) override { return add(std::move(value)); }
+  bool binary(binary_t&) override { return false; }  // JSON has none
+  bool start_object(std::size_t) override { return enter(json::object()); }
+  bool start_array(std::size_t) override { return enter(json::array()); }
+  bool end_object() override { return leave(); }
+  bool end_array() override { return leave(); }
+
+  bool key(string_t& key) override {
+    json& object = *levels_.back().container;
+    if (object.contains(key)) {
+      levels_.pop_back();
+      throw Malformed(place(), "the key " + excerptOf(key) + " twice", "each key once");
     }
+    levels_.back().key = std::move(key);
+    return true;
   }
+
+  bool parse_error(std::size_t position, const std::string& token, const json::exception& error) override {
+    if (dynamic_cast<const json::out_of_range*>(&error)) {
+      step();
+      throw Malformed(place(), token, "a number that a double holds");
+    }
+    // The position counts from one, and is behind the text where more was expected.
+    refuse(std::min(text_.size(), position - std::min<std::size_t>(position, 1)));
+  }
+
+  [[noreturn]] void refuse(std::size_t offset) const {
+    const std::string_view before = text_.substr(0, offset);
+    const std::size_t lineBegin = before.rfind('\n') + 1;  // 0 where there is none
+    const std::string where = name_ + ": line " + std::to_string(1 + std::count(before.begin(), before.end(), '\n')) +
+                              ", column " + std::to_string(offset - lineBegin + 1);
+    if (offset == text_.size()) throw Malformed(where, "the end", "more of a JSON text");
+    const Log::Character found = Log::firstOf(text_.substr(offset));
+    const std::string shown(text_.substr(offset, found.length));
+    throw Malformed(where, found.isPrintable ? "'" + shown + "'" : "the byte " + std::to_string(found.code),
+                    "JSON in UTF-8");
+  }
+
+  json take() { return std::move(document_); }
 
  private:
   struct Level {
-    bool array;
-    std::size_t elements;
-    std::string key;
-    std::set<std::string> keys;
+    json* container;
+    std::string key;  // of the member that is read, in an object
   };
 
-  void enterValue() {
-    if (!levels_.empty() && levels_.back().array) ++levels_.back().elements;
+  /// Where the next value goes.
+  json& step() {
+    if (levels_.empty()) return document_;
+    json& container = *levels_.back().container;
+    return container.is_array() ? container.emplace_back() : container[levels_.back().key];
   }
-  void noteKey(const json& parsed) {
-    Level& object = levels_.back();
-    object.key = parsed.get<std::string>();
-    if (object.keys.insert(object.key).second) return;
-    std::string place;
-    for (std::size_t i = 0; i + 1 < levels_.size(); ++i) {
-      const Level& level = levels_[i];
-      place += level.array ? "[" + std::to_string(level.elements - 1) + "]" : "." + level.key;
+  template <class Value>
+  bool add(Value&& value) {
+    step() = std::forward<Value>(value);
+    return true;
+  }
+  bool enter(json&& container) {
+    if (levels_.size() == MOST_LEVELS) {
+      throw Malformed(name_, "arrays and objects more than " + std::to_string(MOST_LEVELS) + " deep in each other",
+                      "at most so many");
     }
-    throw Malformed(place.empty() ? name_ : name_ + ": " + place, "the key " + excerptOf(parsed) + " twice",
-                    "each key once");
+    json& place = step();
+    place = std::move(container);
+    levels_.push_back({&place, {}});
+    return true;
+  }
+  bool leave() {
+    levels_.pop_back();
+    return true;
   }
 
+  /// Of the value that was begun last.
+  std::string place() const {
+    std::string place;
+    for (const Level& level : levels_) {
+      const json& container = *level.container;
+      place += container.is_array() ? "[" + std::to_string(container.size() - 1) + "]" : "." + level.key;
+    }
+    return place.empty() ? name_ : name_ + ": " + place;
+  }
+
+  const std::string_view text_;
   const std::string& name_;
+  json document_;
   std::vector<Level> levels_;
 };
 
-}  // namespace
+class File {
+ public:
+  explicit File(const std::string& name) : descriptor_(::open(name.c_str(), O_RDONLY | O_CLOEXEC)) {}
+  ~File() {
+    if (descriptor_ >= 0) ::close(descriptor_);
+  }
+  File(const File&) = delete;
+  File& operator=(const File&) = delete;
+  int get() const noexcept { return descriptor_; }
 
-json readDocument(std::istream& input, const std::string& name) {
-  KeyWatch watch(name);
-  try {
-    return json::parse(input, [&](int, json::parse_event_t event, const json& parsed) {
-      watch.note(event, parsed);
-      return true;
-    });
-  } catch (const json::exception& error) {
-    // "[json.exception.parse_error.101] parse error at line 1, column 2: ..."
-    std::string text = error.what();
-    for (const std::string_view head : {"] ", "parse error at "})
-      if (const auto found = text.find(head); found != text.npos) text.erase(0, found + head.size());
-    // What was read last may be a key.
-    if (const auto found = text.find("; last read: '"); found != text.npos) {
-      const auto rest = text.rfind("'; expected ");
-      text.erase(found, rest == text.npos || rest < found ? text.npos : rest + 1 - found);
-    }
-    throw Malformed(name + ": " + text);
+ private:
+  const int descriptor_;
+};
+
+std::string readAll(int descriptor, const std::string& name) {
+  struct stat found {};
+  if (descriptor < 0 || ::fstat(descriptor, &found) != 0) throw Malformed(name + ": " + std::strerror(errno));
+  std::string text;
+  std::vector<char> part(64 << 10);
+  for (;;) {
+    if (text.size() > MOST_BYTES || (S_ISREG(found.st_mode) && found.st_size > static_cast<off_t>(MOST_BYTES)))
+      throw Malformed(name, "more than " + std::to_string(MOST_BYTES) + " bytes", "at most so many");
+    const ssize_t got = ::read(descriptor, part.data(), part.size());
+    if (got < 0 && errno == EINTR) continue;
+    if (got < 0) throw Malformed(name + ": " + std::strerror(errno));
+    if (got == 0) return text;
+    text.append(part.data(), static_cast<std::size_t>(got));
   }
 }
 
-std::ifstream openFile(const std::string& file) {
-  errno = 0;
-  std::ifstream input(file, std::ios::binary);
-  // A folder can be opened, and says what it is when it is read.
-  if (input) input.peek();
-  if (errno) throw Malformed(file + ": " + std::strerror(errno));
-  return input;
+}  // namespace
+
+json readDocument(std::string_view text, const std::string& name) {
+  try {
+    Builder builder(text, name);
+    // The parser takes a NUL for the end.
+    if (const auto found = text.find('\0'); found != text.npos) builder.refuse(found);
+    json::sax_parse(text, &builder);
+    return builder.take();
+  } catch (const std::bad_alloc&) {
+    throw Malformed(name, "more than fits into the memory", "a smaller text");
+  }
+}
+
+Text readText(const std::string& file) {
+  const std::string name = file == "-" ? "standard input" : file;
+  try {
+    if (file == "-") return {readAll(STDIN_FILENO, name), name};
+    const File opened(file);
+    return {readAll(opened.get(), name), name};
+  } catch (const std::bad_alloc&) {
+    throw Malformed(name, "more than fits into the memory", "a smaller file");
+  }
 }
 
 Document readFile(const std::string& file) {
-  if (file == "-") return {readDocument(std::cin, "standard input"), "standard input"};
-  std::ifstream input = openFile(file);
-  return {readDocument(input, file), file};
+  const Text text = readText(file);
+  return {readDocument(text.text, text.name), text.name};
 }
 
 }  // namespace Quarnix::Hevra::Stack::Forms

@@ -1,10 +1,9 @@
 // Messages as JSON objects.
 #include <stack/forms/Recording.h>
 
+#include <algorithm>
 #include <cstdio>
-#include <fstream>
-#include <iostream>
-#include <sstream>
+#include <string_view>
 
 #include <platform/bus/Error.h>
 #include <platform/bus/message/Signal.h>
@@ -22,7 +21,7 @@ namespace {
 
 constexpr struct {
   const char* key;
-  std::string RecordedMessage::*text;
+  decltype(&RecordedMessage::sender) text;
 } TEXTS[] = {
     {"sender", &RecordedMessage::sender},       {"destination", &RecordedMessage::destination},
     {"path", &RecordedMessage::path},           {"interface", &RecordedMessage::interface},
@@ -30,13 +29,17 @@ constexpr struct {
     {"signature", &RecordedMessage::signature},
 };
 
+constexpr double MOST_SECONDS = 1e9;
+
 RecordedMessage readMessage(const json& form, const std::string& place) {
   const ObjectReader reader(form, place,
                             {"time", "type", "serial", "replySerial", "sender", "destination", "path", "interface",
                              "member", "error", "signature", "body"});
   RecordedMessage message;
   message.place = place;
-  message.time = Time::Elapsed::ofNanoseconds(static_cast<std::int64_t>(reader.number("time") * 1e9));
+  const double time = reader.number("time");
+  if (!(time >= 0 && time <= MOST_SECONDS)) reader.refuse("time", "seconds from 0 to 1000000000");
+  message.time = Time::Elapsed::ofNanoseconds(static_cast<std::int64_t>(time * 1e9));
   message.type = reader.text("type");
   if (message.type != "call" && message.type != "return" && message.type != "error" && message.type != "signal")
     reader.refuse("type", "call, return, error or signal");
@@ -69,20 +72,14 @@ std::string writeMessage(const RecordedMessage& message) {
 }
 
 std::vector<RecordedMessage> readRecording(const std::string& file) {
-  std::ifstream opened;
-  std::istream* input = &std::cin;
-  const std::string name = file == "-" ? "standard input" : file;
-  if (file != "-") {
-    opened = openFile(file);
-    input = &opened;
-  }
+  const Text text = readText(file);
   std::vector<RecordedMessage> messages;
   std::size_t number = 0;
-  for (std::string line; std::getline(*input, line);) {
-    const std::string place = name + ": line " + std::to_string(++number);
-    if (line.empty()) continue;
-    std::istringstream text(line);
-    messages.push_back(readMessage(readDocument(text, place), place));
+  for (std::string_view rest = text.text; !rest.empty();) {
+    const std::string_view line = rest.substr(0, rest.find('\n'));
+    rest.remove_prefix(std::min(rest.size(), line.size() + 1));
+    const std::string place = text.name + ": line " + std::to_string(++number);
+    if (!line.empty()) messages.push_back(readMessage(readDocument(line, place), place));
   }
   return messages;
 }

@@ -7,6 +7,7 @@
 
 #include <platform/core/log/Logger.h>
 #include <stack/Interfaces.h>
+#include <stack/Service.h>
 #include <stack/forms/BodyForm.h>
 
 namespace Quarnix::Hevra::Stack {
@@ -24,6 +25,7 @@ class Replay::Stage : public Bus::Object::Server {
     setConnection(replay.connection_);
     setPath(path);
     setDescription(description_.c_str());
+    setLargestQueue(MAXIMUM_QUEUED_MESSAGES, Service::LARGEST_CALL);
   }
   ~Stage() override { retire(); }
 
@@ -39,6 +41,7 @@ class Replay::Stage : public Bus::Object::Server {
 Replay::Replay(const std::vector<RecordedMessage>& recording, bool atOnce, std::vector<Variant> variants,
                Shared::Pointer<Bus::Connection> connection)
     : atOnce_(atOnce), variants_(std::move(variants)), connection_(std::move(connection)) {
+  connection_->setLargestMessage(Service::LARGEST_CALL, Bus::Connection::LARGEST_REPLY);
   const std::string managers = "/com/quarnix/Application/HevraZuv/Manager/";
   std::map<std::string, std::string> paths = {{managers + "DaughterBoard", describeInterface(boardInterface())}};
   for (const Variant variant : variants_) {

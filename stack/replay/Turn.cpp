@@ -21,7 +21,7 @@ bool isProgress(const RecordedMessage& message) {
 bool reportsOf(const RecordedMessage& progress, const RecordedMessage& call) {
   if (call.member != "add" || call.signature != ADD_SIGNATURE || call.sender != progress.destination) return false;
   const AddArguments add(call.body);
-  return add.originator == progress.path && add.group == progress.body[1][0] &&
+  return add.originator == progress.path && add.group == progress.body[1][0].get_ref<const std::string&>() &&
          add.positionOf(progress.body[0][0].get<std::uint32_t>()) < add.ids.size();
 }
 

@@ -56,30 +56,44 @@ TEST(CommandWrapper, ReplacesAnInvalidAceiAndLogsIt) {
     EXPECT_EQ(commandOf(recordOf(byte)).getAcei().getValue(), taken ? byte : 0xE3) << byte;
     EXPECT_EQ(lines.get().size(), invalid += !taken) << byte;
   }
-  EXPECT_EQ(lines.get()[4],
-            "4 Command bus wrapper: invalid acei 0x0c detected on command command #1 (node = 4 / parameter = "
-            "200000002 / status = DELAYED)");
+  EXPECT_EQ(
+      lines.get()[4],
+      "4 Command bus wrapper: invalid acei 0x0c detected on command #1 (node = 4 / parameter = 200000002 / status = "
+      "DELAYED)");
   Log::Logger::set({});
   EXPECT_THROW(commandOf(recordOf(0x0C)), Shared::Exception::Nil);
 }
 
 TEST(CommandWrapper, KeepsWhatItReadBeforeAnError) {
-  for (const std::string bad : {"u1 t2 b1 u4 s'no variant'", "u1 t2 b1 u4 vu5 s''"}) {
+  const auto expect = [](auto error, const std::string& bad) {
     const Message::Signal message = signalOf(bad);
     Message::ConstIterator read = message.begin();
     Command command;
-    EXPECT_THROW(Wrapper<Command>().deserialize(read, command), TypeMismatch) << bad;
+    EXPECT_THROW(Wrapper<Command>().deserialize(read, command), decltype(error)) << bad;
     EXPECT_EQ(command.getAddress(), 4u);
-  }
+  };
+  expect(TypeMismatch(), "u1 t2 b1 u4 s'no variant'");
+  expect(TypeMismatch(), "u1 t2 b1 u4 vu5 s''");
+  expect(EndOfContainer(), "u1 t2 b1 u4");
+  expect(EndOfContainer(), "u1 t2 b1 u4 vu5");
 }
 
-/// How many commands the list has.
-std::size_t countIn(const Message::Signal& message) {
+std::vector<Command> commandsIn(const Message::Signal& message) {
   std::vector<Command> commands;
   Message::ConstIterator read = message.begin();
   Wrapper<std::vector<Command>>().deserialize(read, commands);
   EXPECT_EQ(read, message.begin());
-  return commands.size();
+  return commands;
+}
+
+TEST(CommandList, StepsOverWhatItsRecordsHaveBehindACommand) {
+  const std::pair<std::string, std::string> rows[] = {{"t", " t9"}, {"ys", " y1 s'more'"}};
+  for (const auto& [types, values] : rows) {
+    const std::string record = '(' + recordOf(0) + values + ')';
+    const auto commands = commandsIn(signalOf("a(utbuviiyisusuyy" + types + ")[" + record + ' ' + record + ']'));
+    ASSERT_EQ(commands.size(), 2u) << types;
+    EXPECT_EQ(commands[1].getTag(), 13u) << types;
+  }
 }
 
 TEST(CommandList, IsEmptyWhenWrittenAgainWithoutRewindingAndNeverReadIntoAContainer) {
@@ -88,7 +102,7 @@ TEST(CommandList, IsEmptyWhenWrittenAgainWithoutRewindingAndNeverReadIntoAContai
     Message::Signal message = signalOf("");
     Message::Iterator append = message.begin();
     Wrapper<Container>().serialize(append, commands);
-    EXPECT_EQ(countIn(message), count);
+    EXPECT_EQ(commandsIn(message).size(), count);
     if (count == 0) commands.reset();
 
     const CommandContainerList unread;
@@ -100,7 +114,7 @@ TEST(CommandList, IsEmptyWhenWrittenAgainWithoutRewindingAndNeverReadIntoAContai
 }
 
 TEST(CommandListDeathTest, RaisesWhatIsBeingHandledWhereNoListStands) {
-  for (const char* text : {"s'no list'", "au[u1]"}) expectRaisesWhatIsHandled([&] { countIn(signalOf(text)); });
+  for (const char* text : {"s'no list'", "au[u1]"}) expectRaisesWhatIsHandled([&] { commandsIn(signalOf(text)); });
 }
 
 TEST(HvTypeVariantHandler, RefusesADerivedClass) {
@@ -119,7 +133,9 @@ TEST(HvTypeVariantHandler, RefusesADerivedClass) {
     EXPECT_THROW(written<Wrapper<VariantHandler>>(handler), HvTypeVariantHandler::UnknownTypeForSignature);
     Command command;
     command.setValue(value);
-    EXPECT_THROW(written<Wrapper<Command>>(command), HvTypeVariantHandler::UnknownTypeForSignature);
+    EXPECT_NO_THROW(message.seal(1, {}));
+    EXPECT_THROW(Wrapper<Command>().serialize(append, command), HvTypeVariantHandler::UnknownTypeForSignature);
+    EXPECT_THROW(message.seal(1, {}), UnusableMessage) << "half a record";
   }
 }
 

@@ -13,7 +13,7 @@
 #include <bus/HvTypeVariantHandler.h>
 #include <bus/NodeLinkWrapper.h>
 #include <bus/SequenceContainerWrapper.h>
-#include <platform/bus/message/Codec.h>
+#include <platform/bus/message/Check.h>
 #include <platform/bus/message/Signal.h>
 #include <platform/bus/message/method/Call.h>
 #include <proxy/command/CommandContainerList.h>

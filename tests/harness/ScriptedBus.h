@@ -7,7 +7,7 @@
 #include <string>
 #include <utility>
 
-#include <platform/bus/message/Codec.h>
+#include <platform/bus/message/Check.h>
 #include <tests/harness/BusObjects.h>
 
 namespace Quarnix::Harness {

@@ -191,7 +191,7 @@ class ForeignNodeService(roles.Service):
              [TABLE[3][1][1]], ""),
             ([], "", (), (), "", 0, [], ""), ([], "", (), ([],), lists("stack"), 0, [], ""),
             ([], "", (), late, "", 3, [], "hevractl: test.Error.Late: tomorrow, 家\n"),
-            (["--class", "1"], "y", (1,), late, "", 3, [], "hevractl: "),
+            (["--class", "1"], "y", (1,), late, "", 3, [], "test.Error.Late: tomorrow, 家"),
             (["--class", "1"], "y", (1,), PeerError("test.Error.Empty"), "", 3, [], "hevractl: "),
             ([], "", (), odd, lists("stack") + "a" + LINK, 3, [], "BadSignatureOnBus"),
             ([], "", (), ("text",), "s", 3, [], "hevractl: "),
@@ -324,9 +324,13 @@ class ForeignNodeService(roles.Service):
                 self.assertEqual(watch.end(how), (0, ""))
 
     def test_is_not_believed_when_it_tells_something_else(self):
-        watch = self.watch()
+        watch = self.watch("--strict")
         stranger = self.Peer(self.bus.address)
         self.addCleanup(stranger.close)
+        watchers = set(self.peer.ask_bus("ListNames", "")) - {self.peer.name, stranger.name}
+        with self.assertRaisesRegex(PeerError, "AccessDenied"):
+            stranger.call(next(name for name in watchers if name[0] == ":"),
+                          "/com/quarnix/Application/hevractl/Hevra/Originator", support.ORIGINATOR, "progress")
         values, form = TABLE[3][1]
         record = NODE_RECORDS["sensor"]
         self.tell("modified", record + "y", values, 1, peer=stranger)

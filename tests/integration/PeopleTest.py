@@ -92,7 +92,8 @@ class People(unittest.TestCase):
         for line, expected in rows:
             script = (f"source {SOURCE}/tools/completion/hevractl.bash; COMP_LINE='hevractl {line}'\n"
                       "COMP_POINT=${#COMP_LINE}; _hevractl hevractl; echo ${COMPREPLY[*]}")
-            environment = support.environment(PATH=f"{folder}:{os.environ['PATH']}", HEVRA_BUS=self.bus.address)
+            environment = support.environment(HEVRA_BUS=self.bus.address)
+            environment["PATH"] = f"{folder}:{environment['PATH']}"
             ended = subprocess.run(["bash", "--norc", "-c", script], capture_output=True, env=environment, check=False)
             self.assertEqual((set(ended.stdout.decode().split()), ended.stderr), (expected, b""), line)
 

@@ -2,13 +2,15 @@
 nothing."""
 
 import json
+import os
 import signal
+import subprocess
 import tempfile
 import unittest
 
 import support
 from dbus.lowlevel import MethodCallMessage
-from peers import DBusPython
+from peers import DBusPython, PeerError, wait
 from support import HOST, Process, ctl
 
 NAMES = "org.freedesktop.DBus.Error."
@@ -34,7 +36,7 @@ WRONG_COMMANDS = [
     (second(address=2**32), "4294967296"), (second(parameterId=2**64), "[1].parameterId"), (second(delay=-1), "-1"),
     (second(status=256), "[1].status"), (second(acei=4), "[1].acei"), (second(label="a\0b"), "[1].label"),
     (second(error={"type": 256}), "[1].error.type"), (second(value=7), "[1].value"), (typed("v", 7), '"v"'),
-    (typed("n", -32769), "-32769"), (typed("t", 2**64), VALUE), (typed("s", "a\0"), VALUE), (typed("ay", "FF"), '"FF"')]
+    (b"[" * 60000, "deep"), (b"[]\0x", "line 1"), (typed("n", -32769), "-32769"), (typed("t", 2**64), VALUE), (typed("s", "a\0"), VALUE), (typed("ay", "FF"), '"FF"')]
 WRONG_LINES = [
     ([], ""), (["dance"], "dance"), (["--bright", "reset"], "bright"), (["reset", "now"], "now"),
     (["send", "-"], "group"), (SEND, "FILE"), (SEND + ["/nonexistent.json"], "/nonexistent.json"), (SEND + ["/"], "/"),
@@ -56,14 +58,16 @@ def rule(**changes):
     return [{"on": "add", "do": "silence"}, {"on": "add", "do": "delay", "ms": 1} | changes]
 
 
+NESTED = json.loads("[" * 200 + "]" * 200)
 WRONG_SCENARIOS = [
-    ({}, "array"), ([{"do": "late"}], "[0].on"), (rule(on="dance"), "[1]: a rule for 'dance'"),
+    ({}, "array"), (NESTED, "deep"), ([{"do": "late"}], "[0].on"), (rule(on="dance"), "[1]: a rule for 'dance'"),
     (rule(do="sleep"), '[1].do: "sleep"'), (rule(ms=-1), "[1].ms"), (rule(do="late"), '"ms"'),
     (rule(on="getnodes", group="g"), "[1]: a group"), (rule(nth=0), "[1]: nth 0"), (rule(times=0), "[1]: times 0"),
     (rule(colour=1), '"colour"'), ([{"on": "add", "do": "error", "name": "busy"}], "'busy'"),
     ([{"on": "progress", "do": "error", "name": "a.b"}], '"name"')]
 WRONG_RECORDINGS = [
-    ({"time": 0, "type": "noise"}, "line 1.type"), ({"time": 0, "type": "call", "colour": 1}, '"colour"')] + [
+    (NESTED, "deep"), ({"time": 1e300, "type": "call"}, "line 1.time: 1e+300"),
+    ({"time": -1, "type": "call"}, "line 1.time"), ({"time": 0, "type": "noise"}, "line 1.type"), ({"time": 0, "type": "call", "colour": 1}, '"colour"')] + [
     ({"time": 0, "type": "call", "signature": signature, "body": body}, "line 1") for signature, body in [
         ("u", ["x"]), ("u", [2**32]), ("u", []), ("u", [1, 2]), ("(u", [[1]]), ("ay", ["0"]), ("a{sv}", [[["x", 1]]]),
         ("v", [{"type": "uu", "value": 1}]), ("d", ["x"]), ("o", ["x"]), ("", 1), ("z", [1]), ("s", ["\0"])]]
@@ -78,7 +82,7 @@ def changed(kind, /, **changes):
 SECRET = "5ec2e7" * 5 + "00"
 SET, LINK = ["node", "set", "-", "--action", "1"], ["link", "set", "--node", "1", "--stack", "2", "--type", "0"]
 WRONG_NODES = [
-    (b"", ""), ([changed("sensor")], ""), (b'{"kind": "stack",\n"key": "%s' % SECRET.encode(), "line 2"),
+    (b"", ""), (b"[" * 1000000, "deep"), ([changed("sensor")], ""), (b'{"kind": "stack",\n"key": "%s' % SECRET.encode(), "line 2"),
     (changed("sensor", kind=None), "kind"), (changed("sensor", kind="beacon"), "beacon"),
     (changed("sensor", listening=None), "listening"), (changed("sensor", listening=1), "listening"),
     (changed("sensor", timeStamp=1), "timeStamp"), (changed("sensor", nodeClass=2), "nodeClass"),
@@ -96,7 +100,8 @@ WRONG_NODE_LINES = [
     (SET[:4] + ["modify"], "modify"), (SET[:4] + ["2147483648"], "2147483648"),
     (["node", "set", "/nonexistent.json", "--action", "1"], "/nonexistent.json"), (["node", "remove"], "ADDRESS"),
     (["node", "remove", "0x100000000"], "0x100000000"), (["node", "key", "1", SECRET[1:]], "32"),
-    (["node", "key", "1", SECRET[1:] + "g"], "32"), (["node", "key", "1", "0" * 32], ""), (["node", "key", "1"], "HEX"),
+    (["node", "key", "1", SECRET[1:] + "g"], "32"), (["node", "key", "1", "0" * 32], ""),
+    (["node", "key", "1", "-"], "standard input"), (["node", "key", "1"], "HEX"),
     (["node", "key", "-1", SECRET], "-1"), (["nodes", "--class", "256"], "256"), (["nodes", "--type", "1"], "--class"),
     (["nodes", "--class", "1", "--type", "65536"], "65536"), (["link"], ""), (LINK + ["--action", "1"], "--id"),
     (LINK + ["--id", b"\xff", "--action", "1"], "id"), (LINK + ["--id", "x", "--action", "-2147483649"], "-2147483649"),
@@ -130,6 +135,7 @@ class Programs(unittest.TestCase):
         nothing = [{"id": 100, "value": None}, {"id": 101, "value": {"type": "null"}}, {"id": 102}]
         result = self.send(forms + nothing)
         self.assertEqual((result.status, result.errors), (0, ""), result)
+        self.assertNotRegex(result.output, "[\x7f-\x9f\u202e]")
         last = {line["command"]["id"]: line for line in result.lines}
         for form in forms:
             self.assertEqual(last[form["id"]]["command"]["error"].pop("text").split(":")[0], form["error"].pop("text"))
@@ -322,6 +328,50 @@ class Programs(unittest.TestCase):
             self.assertIn("stack" if option == "--help" else "hevra-stackd", process.line())
             self.assertEqual(process.end(), (0, ""))
 
+    def test_end_when_nobody_takes_what_they_print(self):
+        self.stackd()
+        file = self.file([{"id": 1}])
+        rows = [["--help"], ["send", "--help"], ["--version"], ["watch"], ["record", file + ".record"], ["wait"],
+                ["send", "--group", "g", file], ["send", "--group", "g", file, "--no-wait"], ["link", "id", "1", "--type", "0"],
+                ["node", "remove", "0x1000"], ["reset"], ["cancel"], ["nodes"], ["doctor"]]
+        error = "standard output cannot be written: No space left on device\n"
+        with open("/dev/full", "wb") as full:
+            for arguments in rows + [["--json", *row] for row in rows if "--no-wait" not in row]:
+                with self.subTest(arguments):
+                    result = self.bus.ctl(*arguments, output=full)
+                    self.assertEqual((result.status, result.errors), (2, "hevractl: " + error))
+            bus = support.Bus()
+            self.addCleanup(bus.close)
+            for options in ["--help"], ["--bus", bus.address]:
+                ended = subprocess.run([*support.EMULATOR, support.PROGRAMS + "hevra-stackd", *options], stdout=full,
+                                       stderr=subprocess.PIPE, env=support.environment(), timeout=support.DEADLINE,
+                                       check=False)
+                self.assertEqual((ended.returncode, ended.stderr.decode()), (2, "hevra-stackd: " + error))
+        for arguments in ["watch"], ["send", "--group", "g", self.file(delayed(1))]:
+            process = self.bus.run(*support.EMULATOR, support.PROGRAMS + "hevractl", "--bus", self.bus.address, *arguments)
+            process.line()
+            process.child.stdout.close()
+            self.assertEqual(process.child.wait(support.DEADLINE), -signal.SIGPIPE)
+
+    def test_the_service_escapes_what_it_logs_and_leaves_who_does_not_answer(self):
+        service = self.stackd()
+        peer = DBusPython(self.bus.address)
+        self.addCleanup(peer.close)
+        reports = []
+
+        def progress(*_):
+            reports.append(1)
+            if len(reports) == 1:
+                raise PeerError("test.Error.Evil", "\x1b[2J\x9b")
+
+        peer.serve("/client", support.ORIGINATOR, {"progress": (support.PROGRESS, "")}, progress)
+        peer.call(HOST, support.MANAGER_PATH, HOST + support.MANAGER, "add", support.ADD,
+                  (("/client",), ("g",), [support.full_command(7)[0]]))
+        wait(lambda: len(reports) == 2, "the report that is not answered")
+        status, log = service.end(signal.SIGTERM)
+        self.assertEqual(status, 0)
+        self.assertRegex(log, r"^<4>[^\n]*test\.Error\.Evil: \\x1b\[2J\\xc2\\x9b\n$")
+
     def test_the_service_ends_cleanly(self):
         for how in signal.SIGTERM, signal.SIGINT:
             service = self.stackd()
@@ -339,6 +389,9 @@ class Programs(unittest.TestCase):
             (["--bus", deny.address], 3, HOST), (["--bus", "nonsense"], 2, "nonsense"), (["--fail", "2"], 2, "--fail"),
             (["--pace", "slow"], 2, "slow"), (["--service", "none"], 2, "none"), (["--unknown"], 2, "unknown"),
         ]
+        os.truncate(long := self.file([]), 2**30)
+        rows += [(["--nodes", self.file(NESTED)], 2, "deep"), (["--replay", "/"], 2, "directory"),
+                 (["--replay", long], 2, "more than 268435456 bytes")]
         rows += [(["--scenario", self.file(document)], 2, text) for document, text in WRONG_SCENARIOS]
         rows += [(["--replay", self.file(document)], 2, text) for document, text in WRONG_RECORDINGS]
         for options, status, text in rows:

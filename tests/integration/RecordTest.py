@@ -46,7 +46,7 @@ class Record(unittest.TestCase):
         said = []
         for arguments, given in [
                 (["nodes"], b""), (["nodes", "--class", "4"], b""), (["nodes"], b""),
-                (["node", "key", "0x1000", KEY], b""), (["node", "set", "-", "--action", "0"],
+                (["node", "key", "0x1000", "-"], KEY.encode() + b"\n"), (["node", "set", "-", "--action", "0"],
                                                         support.full_node("sensor", 7)[1]),
                 (["link", "set", "--node", "7", "--stack", "0x1000", "--type", "0", "--id", "hall", "--action", "0"], b""),
                 (["link", "id", "7", "--type", "0"], b""), (["nodes"], b""),
@@ -93,6 +93,18 @@ class Record(unittest.TestCase):
             kept = self.end(process, file, lambda kept: len(kept) == 6)
             self.assertEqual(json.dumps(kept).count(KEY), keys)
             self.assertEqual(os.stat(file).st_mode & 0o777, 0o600)
+
+    def test_keeps_keys_where_nobody_else_reads_them(self):
+        os.symlink(self.file, self.file + ".link")
+        with open(self.file, "w", encoding="utf-8") as file:
+            file.write("kept")
+        for name, mode, text in (".link", 0o600, "a symbolic link"), ("", 0o640, "others"), ("", 0o602, "others"):
+            os.chmod(self.file, mode)
+            result = support.ctl("--bus", "unix:path=/nowhere", "--show-keys", "record", self.file + name)
+            self.assertEqual(result.status, 2, result)
+            self.assertRegex(result.errors, f"^hevractl: {self.file}{name}: .*{text}.*\n$")
+            with open(self.file, encoding="utf-8") as file:
+                self.assertEqual(file.read(), "kept")
 
     def test_keeps_the_signals_where_the_bus_lets_nobody_listen(self):
         bus = self.bus('<deny send_interface="org.freedesktop.DBus.Monitoring"/>')

@@ -24,7 +24,7 @@ class Screen:
     def __init__(self, *command, columns=80, rows=24, then=(), **changes):
         own, its = pty.openpty()
         fcntl.ioctl(its, termios.TIOCSWINSZ, struct.pack("HHHH", rows, columns, 0, 0))
-        variables = support.environment(**{"TERM": "xterm", "LANG": "C.UTF-8", **changes})
+        variables = support.environment(**{"TERM": "xterm", **changes})
         child = subprocess.Popen(
             command, stdin=its, stdout=its, stderr=its, env=variables, start_new_session=True,
             preexec_fn=lambda: fcntl.ioctl(0, termios.TIOCSCTTY))

@@ -49,9 +49,9 @@ CONFIGURATION = """<!DOCTYPE busconfig PUBLIC "-//freedesktop//DTD D-Bus Bus Con
 
 
 def environment(**changes):
-    """The environment of a program: nothing of the caller's points to a bus."""
-    kept = {k: v for k, v in os.environ.items() if not k.startswith(("DBUS_", "HEVRA_"))}
-    return kept | changes
+    """The environment of a program: the caller's has only told where programs are, and the sanitizers what to do."""
+    kept = {k: v for k, v in os.environ.items() if k in ("PATH", "LD_LIBRARY_PATH") or k.endswith("SAN_OPTIONS")}
+    return {"PATH": os.defpath, "LANG": "C.UTF-8"} | kept | changes
 
 
 class Process:
@@ -95,7 +95,7 @@ class Bus(contextlib.ExitStack):
 
     def __init__(self, rules="", **services):
         super().__init__()
-        self.folder = self.enter_context(tempfile.TemporaryDirectory())
+        self.folder = self.enter_context(tempfile.TemporaryDirectory(dir="/tmp"))  # a socket's path is short
         self.address = f"unix:path={self.folder}/bus"
         os.mkdir(self.folder + "/services")
         for name, text in services.items():
@@ -160,13 +160,15 @@ class Result:
         return f"status {self.status}, output {self.output!r}, errors {self.errors!r}"
 
 
-def ctl(*arguments, commands=b"", **changes):
-    """Runs hevractl to its end; `commands`, bytes or what becomes JSON, is its standard input."""
+def ctl(*arguments, commands=b"", output=None, **changes):
+    """Runs hevractl to its end; `commands`, bytes or what becomes JSON, is its standard input, `output` a file that takes
+    its standard output."""
     given = commands if isinstance(commands, bytes) else json.dumps(commands).encode()
     ended = subprocess.run(
         [*EMULATOR, PROGRAMS + "hevractl", *arguments],
-        input=given, capture_output=True, env=environment(**changes), timeout=DEADLINE, check=False)
-    return Result(ended.returncode, ended.stdout, ended.stderr)
+        input=given, stdout=output or subprocess.PIPE, stderr=subprocess.PIPE, env=environment(**changes),
+        timeout=DEADLINE, check=False)
+    return Result(ended.returncode, ended.stdout or b"", ended.stderr)
 
 
 def json_file(test, value):
@@ -183,7 +185,7 @@ VALUES = [
     ("y", 255, 255), ("q", 65535, 65535), ("n", -32768, -32768),
     ("u", 4294967295, 4294967295), ("i", -2147483648, -2147483648),
     ("t", 18446744073709551615, 18446744073709551615), ("x", -9223372036854775808, -9223372036854775808),
-    ("s", "Grüße, 家", "Grüße, 家"), ("s", "", ""), ("d", 0.1, 0.1), ("d", -5e-324, -5e-324),
+    ("s", "Grüße, 家", "Grüße, 家"), ("s", "\x7f\x9b\u202e", "\x7f\x9b\u202e"), ("d", 0.1, 0.1), ("d", -5e-324, -5e-324),
     ("b", True, True), ("b", False, False)]
 """Values on the bus, and in JSON."""
 

@@ -1,5 +1,6 @@
 // Running out of memory at each allocation of an operation in turn, once and for good: the caller learns of it or has
 // what was asked for, what was used works again once there is memory, and nothing is lost for ever.
+#include <atomic>
 #include <functional>
 #include <memory>
 #include <thread>
@@ -9,6 +10,8 @@
 #include <bus/CommandContainerWrapper.h>
 #include <bus/CommandVectorWrapper.h>
 #include <bus/CommandWrapper.h>
+#include <platform/core/time/SimulatedClock.h>
+#include <platform/core/timer/Monotonic.h>
 #include <platform/hevra/HvTypes.h>
 #include <proxy/command/CommandContainerList.h>
 #include <proxy/command/Manager.h>
@@ -112,7 +115,17 @@ const Operation OPERATIONS[] = {
        Call call = callTo("Add", "text");
        Bus::Message::Iterator arguments = call.begin();
        world.list.reset();
-       Bus::Type::Wrapper<const HomeAutomation::Container<Command>>().serialize(arguments, world.list);
+       try {
+         arguments.append(std::uint8_t{1}, std::uint8_t{2});
+         for (const char* contents : {"y", "(utbuviiyisusuyyutbuviiyisusuyyutbuviiyisusuyy)"}) {
+           Bus::Message::Iterator array = arguments.begin(Bus::Message::ARRAY, contents);
+           arguments.end(array);
+         }
+         Bus::Type::Wrapper<const HomeAutomation::Container<Command>>().serialize(arguments, world.list);
+       } catch (const std::bad_alloc&) {
+         EXPECT_ANY_THROW(call.seal(1, {MANAGER, SERVICE, {}})) << "half written";
+         throw;
+       }
        call.seal(1, {MANAGER, SERVICE, {}});
        return true;
      }},
@@ -202,6 +215,82 @@ class Memory : public testing::TestWithParam<Kind> {
 TEST_P(Memory, MayFailAtAnyAllocation) {
   for (const Operation& operation : OPERATIONS)
     for (const bool lasting : {false, true}) fail(operation, lasting, FailingAllocation::Where::HERE);
+}
+
+// The key could not be queued, or the outcome not be written: the command stayed for ever, and nobody was told.
+TEST(MemoryAtAnExpiry, IsNotNeeded) {
+  struct Ends : Hevra::Proxy::Command::OutcomeObserver {
+    void ended(const Hevra::Group&, std::uint32_t, const Hevra::Proxy::Command::Outcome&) override { ++count; }
+    std::atomic<int> count{0};
+  };
+  Log::Logger::set(Shared::make<Silent>());
+  Time::SimulatedClock clock;
+  World world("in-process");
+  const auto ends = Shared::make<Ends>();
+  int submitted = 0;
+  for (const bool lasting : {false, true}) {
+    bool happened = true;
+    for (unsigned number = 1; happened; ++number) {
+      world.manager->submit(world.originator, Hevra::Group("a group of commands"), world.list, ends);
+      submitted += 2;
+      {
+        const FailingAllocation failing(number, lasting, FailingAllocation::Where::ELSEWHERE);
+        clock.advance(Time::Elapsed(60, 0));
+        happened = failing.happened();
+      }
+      ASSERT_EQ(ends->count, submitted) << "allocation " << number;
+      ASSERT_EQ(world.originator.useCount(), 2u);
+    }
+  }
+}
+
+// A report stops the timer of its command, and could not start it again.
+TEST(MemoryOfATimer, IsNotNeededToStartAgain) {
+  struct Idle : Timer::Monotonic {
+    Idle() : Monotonic(Time::Monotonic(Time::Elapsed(3600, 0)), true) {}
+    ~Idle() override { retire(); }
+    void expired(const Time::Monotonic&) override {}
+  };
+  Idle timer, others[40];
+  timer.start();
+  for (Idle& other : others) {
+    timer.stop();
+    other.start();
+    const FailingAllocation failing(1, true);
+    EXPECT_NO_THROW(timer.start());
+  }
+}
+
+// A message that could not be stored ended the link.
+TEST_P(Memory, ThatIsShortForAMessageCostsNoLink) {
+  World world(where());
+  EXPECT_TRUE(world.ask());
+  const std::string name = world.client->getUniqueName();
+  bool happened = true;
+  for (unsigned number = 1; happened; ++number) {
+    {
+      const FailingAllocation failing(number, false);
+      try {
+        world.ask();
+      } catch (const std::bad_alloc&) {
+      }
+      happened = failing.happened();
+    }
+    EXPECT_EQ(world.client->getUniqueName(), name) << "allocation " << number;
+  }
+}
+
+// Each name took memory until the connection went.
+TEST_P(Memory, IsNotKeptForNamesThatNobodyUses) {
+  const auto connection = Connection::open(where());
+  std::size_t before = 0;
+  for (int number = 0; number < 110; ++number) {
+    EXPECT_EQ(TestProxy(connection, "com.example.Nobody" + std::to_string(number)).ask("Echo"),
+              error("ServiceUnknown"));
+    connection->getNameOwner(SERVICE);
+    if (number == 9) before = FailingAllocation::blocks();
+  }
+  EXPECT_LT(FailingAllocation::blocks(), before + 10);
 }
 
 INSTANTIATE_TEST_SUITE_P(Bus, Memory, testing::Values(Kind::DAEMON), testing::PrintToStringParamName());

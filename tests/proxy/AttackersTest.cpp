@@ -1,5 +1,13 @@
 // Another client of a real bus that pretends to be the service, or the bus: nothing of it reaches the application.
-#include <platform/bus/message/Codec.h>
+#include <csignal>
+#include <cstdlib>
+#include <fstream>
+
+#include <sys/resource.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <platform/bus/message/Check.h>
 #include <platform/core/time/SimulatedClock.h>
 #include <proxy/command/CommandContainerList.h>
 #include <tests/harness/BusDaemon.h>
@@ -61,9 +69,9 @@ class Attackers : public testing::Test {
     }
   }
   /// The error that it gets, empty for a return.
-  std::string report(const Shared::Pointer<Bus::Connection>& from) {
+  std::string report(const Shared::Pointer<Bus::Connection>& from, const Shared::Pointer<Bus::Connection>& to) {
     Call call;
-    call.setDestination(victim->getUniqueName());
+    call.setDestination(to->getUniqueName());
     call.setPath("/com/quarnix/Application/app/Hevra/Originator");
     call.setInterface("com.quarnix.Application.HevraZuv.Originator.Command");
     call.setMember("progress");
@@ -126,7 +134,7 @@ TEST_F(Attackers, ReachNothingBeforeDuringAndAfterTheServiceOwnsItsName) {
       {"signals after the change", [&] { announce(attacker, to); }},
       {"replies", [&] { replyToEverything(nullptr); }},
       {"error replies", [&] { replyToEverything("test.Error.Forged"); }},
-      {"progress", [&] { EXPECT_EQ(report(attacker), denied); }},
+      {"progress", [&] { EXPECT_EQ(report(attacker, victim), denied); }},
   };
   EXPECT_EQ(heard(), (Lines{"connected", "down"}));
   EXPECT_THROW(commands.add(client, Group("g"), CommandContainerList{command}), Return);
@@ -150,11 +158,74 @@ TEST_F(Attackers, ReachNothingBeforeDuringAndAfterTheServiceOwnsItsName) {
     }
     if (answer != "genuine") continue;
     announce(service, to);
-    EXPECT_EQ(report(service), "");
+    EXPECT_EQ(report(service, victim), "");
     EXPECT_EQ(heard(), (Lines{"text", "modified sensor 1 by 1", "linked sensor 1 link by 1", "g_0 0/2"}));
   }
+  // A manager that was never started has told the service where to report.
+  Listening idle(false, "idle");
+  const auto another = Bus::Connection::open(daemon.address());
+  idle.setConnection(another);
+  EXPECT_THROW(idle.add(client, Group("g"), CommandContainerList{command}), Return);
+  EXPECT_EQ(report(service, another), "org.freedesktop.DBus.Error.UnknownObject");
   EXPECT_EQ(daemon.log().find("Rejected"), std::string::npos) << "the bus kept it back: " << daemon.log();
-  EXPECT_EQ(lines.count(), 1u) << "one warning a second";
+  EXPECT_EQ(lines.count(), 2u) << "one warning a second, and one of the manager that was never started";
+}
+
+/// A figure of a process in kB, such as its greatest resident size.
+long sizeOf(pid_t process, const std::string& figure) {
+  std::ifstream status("/proc/" + std::to_string(process) + "/status");
+  for (std::string line; std::getline(status, line);)
+    if (line.starts_with(figure + ":")) return std::atol(line.c_str() + figure.size() + 1);
+  return 0;
+}
+
+// Four calls took 250 MB, and a message that did not fit cost the link.
+TEST(Floods, OfLargeMessagesCostNeitherMemoryNorTheLink) {
+  constexpr long ENOUGH = 40 * 1024;
+  const Harness::BusDaemon daemon;
+  int names[2];
+  ASSERT_EQ(::pipe(names), 0);
+  const pid_t victim = ::fork();
+  if (victim == 0) {
+    const auto connection = Bus::Connection::open(daemon.address());
+    Listening commands(false, "app");
+    commands.setConnection(connection);
+    commands.start(true);
+#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__) && !defined(__clang__)
+    const auto most = static_cast<rlim_t>(sizeOf(::getpid(), "VmSize") + ENOUGH) * 1024;
+    const rlimit limit{most, most};
+    if (::setrlimit(RLIMIT_AS, &limit) != 0) ::_exit(1);
+#endif
+    const std::string name = connection->getUniqueName();
+    if (::write(names[1], name.c_str(), name.size() + 1) < 0) ::_exit(1);
+    for (;;) ::pause();
+  }
+  ::close(names[1]);
+  char name[32] = {};
+  ASSERT_GT(::read(names[0], name, sizeof name - 1), 0);
+  ::close(names[0]);
+  const long before = sizeOf(victim, "VmRSS");
+  const auto attacker = Bus::Connection::open(daemon.address());
+  for (const std::size_t size : {std::size_t{31} << 20, std::size_t{1'000'000}}) {
+    for (int i = 0; i < 12; ++i) {
+      Signal signal(COMMAND_PATH, COMMAND_INTERFACE, "exception");
+      signal.setDestination(name);
+      signal.begin().append(std::string(size / (i < 4 ? 1 : 10), 'x'));
+      attacker->send(signal);
+      if (i >= 4) continue;
+      Call call = Harness::callTo("progress", std::string(size, 'x'));
+      call.setPath("/com/quarnix/Application/app/Hevra/Originator");
+      call.setDestination(name);
+      const std::string outcome = Harness::textOf(attacker->call(call));
+      EXPECT_EQ(outcome, Harness::error(size > Bus::Connection::LARGEST_CALL ? "LimitsExceeded" : "UnknownMethod"));
+    }
+  }
+  EXPECT_EQ(attacker->getNameOwner(name), name) << "the link was lost";
+  const long grown = sizeOf(victim, "VmHWM") - before;
+  RecordProperty("kB", std::to_string(grown));
+  EXPECT_LT(grown, ENOUGH);
+  ::kill(victim, SIGKILL);
+  ::waitpid(victim, nullptr, 0);
 }
 
 }  // namespace

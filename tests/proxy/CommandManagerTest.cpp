@@ -1,6 +1,9 @@
 // The command manager against a stack service in the same process, in simulated time.
 #include <future>
 
+#include <sys/wait.h>
+#include <unistd.h>
+
 #include <platform/bus/Error.h>
 #include <platform/core/time/SimulatedClock.h>
 #include <proxy/command/CommandContainerList.h>
@@ -202,21 +205,66 @@ TEST_F(HeldCommandManager, LogsAnExpiryThatAFinalReportOvertook) {
   EXPECT_EQ(client->reports.take(), Lines{"g_2 3/2"});
 }
 
-// A report was once settled by its key alone, and so forgot the successor that was submitted under the key meanwhile.
-TEST_F(HeldCommandManager, SettlesOnlyTheEntryThatTheReportWasFor) {
-  std::promise<void> erased;
-  const auto successor = Shared::make<Client>();
-  const auto client = Shared::make<Client>([&] {
-    release();
-    erased.get_future().wait();  // the third entry has gone, so the second has too
-    add(successor, {2});
-  });
-  expireAndHold(client, [&erased] { erased.set_value(); });
-  EXPECT_EQ(report(commandOf(2, 3)), "");
+// An expiry was once about its key alone, and so forgot the command that was added under the key meanwhile.
+TEST_F(HeldCommandManager, BeginsAnotherCommandUnderAKeyWhoseTimeIsOver) {
+  const auto expired = Shared::make<Client>(), successor = Shared::make<Client>();
+  expireAndHold(expired, nullptr);
+  add(successor, {2});
+  release();
   awaitIdle();
-  EXPECT_EQ(report(commandOf(2, 4)), "");
-  EXPECT_EQ(client->reports.take(), Lines{"g_2 3/2"});
-  EXPECT_EQ(successor->reports.take(), Lines{"g_2 4/2"});
+  EXPECT_EQ(expired.useCount(), 1u);
+  EXPECT_EQ(report(commandOf(2, 3)), "");
+  EXPECT_EQ(successor->reports.take(), Lines{"g_2 3/2"});
+  EXPECT_EQ(lines.take(), (Lines{timeoutOf("g_1"), timeoutOf("g_2"), timeoutOf("g_3")}));
+}
+
+// So was a final report, which forgot what the originator added under the key when it was told.
+TEST_F(CommandManager, BeginsAnotherCommandUnderAKeyWhoseFinalReportIsTold) {
+  const auto second = Shared::make<Client>();
+  const auto first = Shared::make<Client>([&] { add(second, {1}); });
+  add(first, {1});
+  EXPECT_EQ(report(commandOf(1, 4)), "");
+  EXPECT_EQ(report(commandOf(1, 3)), "");
+  EXPECT_EQ(first->reports.take(), Lines{"g_1 4/2"});
+  EXPECT_EQ(second->reports.take(), Lines{"g_1 3/2"});
+}
+
+/// Access rules do not apply to explicit instantiation.
+Mutex& mutexOf(Proxy::Command::Manager& manager);
+template <auto Member>
+struct Reached {
+  friend Mutex& mutexOf(Proxy::Command::Manager& manager) { return manager.*Member; }
+};
+template struct Reached<&Proxy::Command::Manager::mutex_>;
+
+// The child waited for ever for a mutex that a thread of the parent had held.
+TEST_F(CommandManager, RefusesInAForkedChild) {
+  auto used = std::make_unique<Proxy::Command::Manager>(false, "used");
+  used->setConnection(manager.getConnection());
+  used->submit(Shared::make<Client>(), Group("g"), listOf({1}), {});
+  mutexOf(*used).lock();
+  const pid_t child = ::fork();
+  if (child == 0) {
+    ::alarm(60);
+    const std::function<void()> uses[] = {[&] { used->add({}, Group("g"), listOf({2})); },
+                                          [&] { used->submit({}, Group("g"), listOf({2}), {}); },
+                                          [&] { used->cancel(); }, [&] { used->start(true); }};
+    int refused = 0;
+    for (const auto& use : uses) {
+      try {
+        use();
+      } catch (const Bus::UnusableMessage&) {
+        ++refused;
+      }
+    }
+    used->stop();
+    used.reset();
+    ::_exit(refused);
+  }
+  mutexOf(*used).unlock();
+  int status = 0;
+  ASSERT_EQ(::waitpid(child, &status, 0), child);
+  EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 4) << status;
 }
 
 TEST_F(CommandManager, HandsOnExceptionSignals) {
@@ -275,7 +323,13 @@ TEST_F(CommandManager, StartsWholeOrNotAtAll) {
   }
   Proxy::Command::Manager nameless(false, "");
   nameless.setConnection(manager.getConnection());
-  EXPECT_THROW(nameless.add({}, Group("g"), CommandContainerList()), Bus::InvalidArgument);
+  lines.take();
+  for (const std::size_t hearers : {0U, 1U, 1U}) {
+    const auto client = hearers ? Shared::make<Client>() : Shared::Pointer<Client>();
+    EXPECT_THROW(nameless.add(client, Group("g"), CommandContainerList()), Bus::InvalidArgument);
+    EXPECT_EQ(lines.count(), hearers);
+  }
+  EXPECT_EQ(lines.take(), Lines{"CommandManager is not started: commands are sent, but no progress is heard"});
 }
 
 }  // namespace

@@ -129,6 +129,14 @@ TEST_F(NodeManager, ThrowsErrorRepliesWhereTheyAreLookedFor) {
   }
   EXPECT_EQ(stack.calls.all().size(), 2 * std::size(CALLS));
   EXPECT_EQ(lines.take(), Lines());
+  // The error that the filtered queries end in once hid the reply's.
+  stack.answer = [](const Call& call) { return Return(call, "test.Error", "no"); };
+  try {
+    getOfClass(manager);
+    FAIL();
+  } catch (const Bus::NotAContainer& error) {
+    EXPECT_TRUE(std::string_view(error.what()).starts_with("test.Error: no (")) << error.what();
+  }
 }
 
 TEST_F(NodeManager, SendsNothingThatItRefuses) {

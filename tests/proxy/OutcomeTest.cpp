@@ -1,10 +1,13 @@
 // How an observer hears, once, of each command's end.
+#include <atomic>
 #include <future>
+#include <thread>
 
 #include <proxy/command/CommandContainerList.h>
 #include <proxy/command/Manager.h>
 #include <stack/FakeStack.h>
 #include <tests/harness/BusDaemon.h>
+#include <tests/platform/core/Support.h>
 #include <tests/proxy/Support.h>
 
 namespace Quarnix::Hevra::Proxy {
@@ -125,6 +128,71 @@ TEST_F(OutcomeTest, IsToldForEachTimeThatAKeyWasSubmitted) {
   add({1});
   EXPECT_EQ(heardAfter(1s), (Lines{"g_1 FINISHED 3", "g_1 FINISHED 3"}));
   EXPECT_EQ(heardAfter(60s), Lines{"g_1 TIMED_OUT"});
+}
+
+// Each was forgotten with the command that came before it under the key, right after it was handed over; and the list,
+// whose cursor stood at its end, was sent without anything waiting for it.
+TEST_F(OutcomeTest, OfAKeyThatIsHandedOverAgainAtItsDeadlineIsItsOwn) {
+  stack.plan({{.on = "progress", .effect = Effect::silence()}});
+  const CommandContainerList list{Hevra::Command()};
+  const auto submit = [&] { manager->submit(Shared::make<Client>(), Group("g"), list, ends); };
+  Quarnix::Test::TestTimer application(Time::Elapsed(60, 0), [&](auto&, const auto&) { submit(); });
+  const std::string timedOut = "g_0 TIMED_OUT";
+  // Expires after the command, and before it.
+  submit();
+  application.start();
+  EXPECT_EQ(heardAfter(60s), Lines{timedOut});
+  EXPECT_EQ(heardAfter(59s), Lines());
+  EXPECT_EQ(heardAfter(1s), Lines{timedOut});
+  application.start();
+  submit();
+  EXPECT_EQ(heardAfter(119s), Lines());
+  EXPECT_EQ(heardAfter(1s), (Lines{timedOut, timedOut}));
+}
+
+TEST_F(OutcomeTest, OfAStoppedManagerIsATimeOut) {
+  stack.plan({{.on = "progress", .effect = Effect::silence()}});
+  add({1});
+  manager->stop();
+  stack.restart();
+  EXPECT_EQ(heardAfter(59s), Lines());
+  EXPECT_EQ(heardAfter(1s), Lines{"g_1 TIMED_OUT"});
+  lines.take();
+  add({2});
+  EXPECT_EQ(lines.count(), 1u) << "that no progress is heard";
+  stack.restart();
+  EXPECT_EQ(heardAfter(0s), Lines{"g_2 SERVICE_LOST"});
+}
+
+// For the thread sanitizer: a command ended on a task that looked into the table of virtual operations, while the
+// destructor of the derived class changed it. What waits for the end is relaxed, so as to order nothing else.
+TEST_F(OutcomeTest, MayComeWhileADerivedManagerThatIsStoppedIsDestroyed) {
+  struct Derived : Command::Manager {
+    ~Derived() override {
+      stop();
+      stopped.open();
+      while (!ended.load(std::memory_order_relaxed)) std::this_thread::yield();
+    }
+    Harness::Gate& stopped;
+    std::atomic<bool>& ended;
+    Derived(Harness::Gate& gate, std::atomic<bool>& flag) : Manager(false, "other"), stopped(gate), ended(flag) {}
+  };
+  struct Flag : Command::OutcomeObserver {
+    explicit Flag(std::atomic<bool>& flag) : ended_(flag) {}
+    void ended(const Group&, std::uint32_t, const Outcome&) override { ended_.store(true, std::memory_order_relaxed); }
+    std::atomic<bool>& ended_;
+  };
+  Harness::Gate stopped;
+  std::atomic<bool> ended{false};
+  stack.plan({{.on = "progress", .effect = Effect::silence()}});
+  auto derived = std::make_unique<Derived>(stopped, ended);
+  derived->submit(Shared::make<Client>(), Group("g"), CommandContainerList{Hevra::Command()},
+                  Shared::make<Flag>(ended));
+  auto destroying = std::async(std::launch::async, [&] { derived.reset(); });
+  EXPECT_TRUE(stopped.await());
+  stack.advance(60s);
+  destroying.get();
+  EXPECT_TRUE(ended);
 }
 
 }  // namespace

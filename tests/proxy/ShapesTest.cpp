@@ -3,6 +3,7 @@
 // access rules do not apply, and by looking into pointers to members.
 #include <algorithm>
 #include <cstring>
+#include <list>
 #include <map>
 #include <vector>
 
@@ -34,10 +35,12 @@ template <class Base, class Derived>
 constexpr bool IS_PUBLIC_BASE = std::is_convertible_v<Derived*, Base*>;
 template <class Base, class Derived>
 constexpr bool IS_PRIVATE_BASE = std::is_base_of_v<Base, Derived> && !IS_PUBLIC_BASE<Base, Derived>;
+template <class Base, class Derived, class = Derived*>
+constexpr bool CASTS_DOWN = false;
 template <class Base, class Derived>
-constexpr bool IS_VIRTUAL_BASE = IS_PUBLIC_BASE<Base, Derived> && !requires(Base * base) {
-  static_cast<Derived*>(base);
-};
+constexpr bool CASTS_DOWN<Base, Derived, decltype(static_cast<Derived*>(std::declval<Base*>()))> = true;
+template <class Base, class Derived>
+constexpr bool IS_VIRTUAL_BASE = IS_PUBLIC_BASE<Base, Derived> && !CASTS_DOWN<Base, Derived>;
 
 static_assert(IS_VIRTUAL_BASE<Bus::Object::Proxy, Command::Manager>);
 static_assert(IS_VIRTUAL_BASE<Interface::Command::Manager, Command::Manager>);
@@ -107,6 +110,12 @@ template struct Fields<&M::interfaceName, &M::originator, &M::timers, &M::expire
 template struct HasType<&M::interfaceName, std::string>;
 template struct HasType<&M::originator, Command::Originator>;
 template struct HasType<&M::timers, std::map<std::string, M::Timer>>;
+template struct HasType<&M::expiredKeys, std::list<std::string>>;
+template <auto... Handlers>
+struct Handle {
+  static_assert((std::is_same_v<decltype(Handlers), void (N::*)(const Bus::Message::Signal&)> && ...));
+};
+template struct Handle<&N::modifiedHandler, &N::linkModifiedHandler>;
 
 template struct Slots<2, &M::Timer::enable, &M::Timer::disable, &M::Timer::entry, &M::Timer::save, &M::Timer::restore,
                       &M::Timer::expired>;
@@ -160,6 +169,8 @@ TEST(Shapes, KeepTheNamesOfErrors) {
   expectName(H::UnknownTypeForSerialization(), "HvType.UnknownTypeForSerialization");
   expectName(C::BadUse(), "Proxy.Command.Container.BadUse");
   expectName(BadSignatureOnBus(), "Manager.State.Error.BadSignatureOnBus");
+  // An application may override it as it is declared, without `noexcept`.
+  static_assert(!noexcept(std::declval<Exception>().getId())&& noexcept(std::declval<Exception>().what()));
 }
 
 }  // namespace

@@ -1,5 +1,4 @@
 // Commands and nodes in JSON: what is accepted and how it is printed, what is refused and in which words.
-#include <sstream>
 #include <string>
 
 #include <gtest/gtest.h>
@@ -16,10 +15,7 @@ namespace {
 
 using nlohmann::json;
 
-json parsed(const std::string& text, const char* name) {
-  std::istringstream input(text);
-  return readDocument(input, name);
-}
+json parsed(const std::string& text, const char* name) { return readDocument(text, name); }
 std::vector<Command> read(const std::string& text) {
   return readCommands(parsed(text, "commands.json"), "commands.json");
 }
@@ -60,9 +56,14 @@ TEST(CommandForm, SaysWhatIsWrongAndWhere) {
     std::string text;
     std::string refusal;
   } rows[] = {
-      {"",
-       "line 1, column 1: syntax error while parsing value - unexpected end of input; expected '[', '{', or a "
-       "literal"},
+      {"", "line 1, column 1: the end given, expected more of a JSON text"},
+      {"[{\"id\":1}\n,]", "line 2, column 2: ']' given, expected JSON in UTF-8"},
+      {std::string("[]\0garbage", 10), "line 1, column 3: the byte 0 given, expected JSON in UTF-8"},
+      {"[{\"id\":1,\"label\":\"\xFF\"}]", "line 1, column 19: the byte 255 given, expected JSON in UTF-8"},
+      {std::string(1'000'000, '['),
+       "arrays and objects more than 128 deep in each other given, expected at most so many"},
+      {R"([{"id":1,"value":{"type":"d","value":1e999}}])",
+       "[0].value.value: 1e999 given, expected a number that a double holds"},
       {"[[]]", "[0]: [] given, expected an object"},
       {"[{}]", "[0].id: nothing given" + u32},
       {R"([{"id":1},{"id":2,"colour":3}])",
@@ -85,9 +86,6 @@ TEST(CommandForm, SaysWhatIsWrongAndWhere) {
       {R"([{"id":1,"value":{"type":"null","value":0}}])", "[0].value.value: 0 given, expected null"},
   };
   for (const auto& row : rows) EXPECT_EQ(refusalOfCommands(row.text), "commands.json: " + row.refusal) << row.text;
-  EXPECT_TRUE(refusalOfCommands("[{\"id\":1,\"label\":\"\xFF\"}]").starts_with("commands.json: line 1, column 19: "));
-  EXPECT_TRUE(
-      refusalOfCommands(R"([{"id":1,"value":{"type":"d","value":1e999}}])").starts_with("commands.json: number over"));
 }
 
 constexpr std::size_t STACK = 0, SENSOR = 4, CONTROLLER = 5;  // places in the house
@@ -129,7 +127,7 @@ TEST(NodeForm, SaysWhatIsWrongAndWhere) {
             "node.json: the key \"key\" twice given, expected each key once");
   // A key that is half written stays out of the error.
   EXPECT_EQ(refusalOf([] { parsed("{\"key\":\"a0a1", "node.json"); }),
-            "node.json: line 1, column 13: syntax error while parsing value - invalid string: missing closing quote");
+            "node.json: line 1, column 13: the end given, expected more of a JSON text");
 }
 
 TEST(NodeForm, RefusesATableThatIsNone) {

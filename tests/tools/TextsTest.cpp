@@ -42,8 +42,10 @@ TEST(Printable, EscapesWhatATerminalWouldActOn) {
       {"\xFF \xC3", "\\xff \\xc3"},                           // no UTF-8, and cut
       {"\xC0\x80\xED\xA0\x80", "\\xc0\\x80\\xed\\xa0\\x80"},  // overlong, surrogate
       {"\xE5\xAE", "\\xe5\\xae"},
+      {"\u2028\u202e\u2069\u2070", "\\xe2\\x80\\xa8\\xe2\\x80\\xae\\xe2\\x81\\xa9\u2070"},
   };
   for (const auto& [text, line] : rows) EXPECT_EQ(printable(text), line);
+  EXPECT_EQ(printableJson("\"\u009b\x7f\u202e\u00e4\"\n"), "\"\\u009b\\u007f\\u202e\u00e4\"\n");
 }
 
 }  // namespace

@@ -4,9 +4,8 @@
 #include <sys/socket.h>
 #include <sys/un.h>
 
-#include <cstdlib>
-
 #include <platform/bus/Error.h>
+#include <platform/core/Environment.h>
 
 namespace Quarnix::Bus::Internal {
 
@@ -41,7 +40,7 @@ std::string unescape(std::string_view whole, std::string_view value) {
   return result;
 }
 
-/// One entry behind "unix:"; its keys are path or abstract, and others (such as guid) are passed over.
+/// One entry behind "unix:"; its keys are path or abstract, and guid; others are passed over.
 Address parseUnix(std::string_view whole, std::string_view keys) {
   Address address;
   while (!keys.empty()) {
@@ -50,6 +49,7 @@ Address parseUnix(std::string_view whole, std::string_view keys) {
     const std::size_t equals = entry.find('=');
     if (equals == std::string_view::npos) fail(whole, "expected KEY=VALUE, such as path=/run/dbus/system_bus_socket");
     const std::string_view key = entry.substr(0, equals);
+    if (key == "guid") address.guid = unescape(whole, entry.substr(equals + 1));
     if (key != "path" && key != "abstract") continue;
     if (!address.path.empty()) fail(whole, "expected only one of path= and abstract=");
     const std::string value = unescape(whole, entry.substr(equals + 1));
@@ -80,12 +80,12 @@ std::vector<Address> parseAddresses(std::string_view text) {
 }
 
 std::vector<Address> systemBusAddresses() {
-  const char* given = std::getenv("DBUS_SYSTEM_BUS_ADDRESS");
-  return parseAddresses(given && *given ? given : STANDARD_SYSTEM_BUS);
+  const char* const given = environmentValue("DBUS_SYSTEM_BUS_ADDRESS");
+  return parseAddresses(given ? given : STANDARD_SYSTEM_BUS);
 }
 
 std::vector<Address> sessionBusAddresses() {
-  if (const char* given = std::getenv("DBUS_SESSION_BUS_ADDRESS"); given && *given) return parseAddresses(given);
+  if (const char* const given = environmentValue("DBUS_SESSION_BUS_ADDRESS")) return parseAddresses(given);
   throw InvalidArgument("Bus \"session\": expected its address in DBUS_SESSION_BUS_ADDRESS, which is not set");
 }
 

@@ -1,18 +1,18 @@
 // The authentication dialogue.
 #include <platform/bus/connection/Authentication.h>
 
+#include <algorithm>
 #include <string_view>
+
+#include <platform/core/Hexadecimal.h>
 
 namespace Quarnix::Bus::Internal {
 
-Authentication::Authentication(std::uint32_t userId) {
-  static constexpr char DIGITS[] = "0123456789abcdef";
-  std::string hexadecimal;
-  for (const char c : std::to_string(userId)) {
-    hexadecimal += DIGITS[static_cast<unsigned char>(c) >> 4];
-    hexadecimal += DIGITS[static_cast<unsigned char>(c) & 15];
-  }
-  output_ = std::string(1, '\0') + "AUTH EXTERNAL " + hexadecimal + "\r\n";
+Authentication::Authentication(std::uint32_t userId, std::string guid) : guid_(std::move(guid)) {
+  const std::string digits = std::to_string(userId);
+  output_ = std::string(1, '\0') + "AUTH EXTERNAL ";
+  appendHexadecimal(output_, {reinterpret_cast<const std::uint8_t*>(digits.data()), digits.size()});
+  output_ += "\r\n";
 }
 
 std::size_t Authentication::feed(const char* bytes, std::size_t count) {
@@ -34,16 +34,23 @@ std::size_t Authentication::feed(const char* bytes, std::size_t count) {
 void Authentication::line() {
   const std::string_view line(line_);
   if (line == "OK" || line.starts_with("OK ")) {
+    const std::string_view guid = line.substr(std::min<std::size_t>(line.size(), 3));
+    if (!guid_.empty() && guid != guid_)
+      return refuse("The bus is not the one that is expected, with the guid " + guid_ + ": ", line);
     output_ += "BEGIN\r\n";
     state_ = State::DONE;
   } else if (line == "REJECTED" || line.starts_with("REJECTED ")) {
-    state_ = State::REFUSED;
-    reason_ = "The bus refused the authentication of this user: ";
-    // An error's text is UTF-8, a line may be anything.
-    for (const char character : line_) reason_ += character >= ' ' && character <= '~' ? character : '?';
+    refuse("The bus refused the authentication of this user: ", line);
   } else {
     output_ += "ERROR\r\n";
   }
+}
+
+void Authentication::refuse(const std::string& why, std::string_view line) {
+  state_ = State::REFUSED;
+  reason_ = why;
+  // An error's text is UTF-8, a line may be anything.
+  for (const char character : line) reason_ += character >= ' ' && character <= '~' ? character : '?';
 }
 
 }  // namespace Quarnix::Bus::Internal

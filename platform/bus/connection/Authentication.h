@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <string>
+#include <string_view>
 #include <utility>
 
 namespace Quarnix::Bus::Internal {
@@ -17,7 +18,8 @@ class Authentication {
 
   enum class State { WAITING, DONE, REFUSED };
 
-  explicit Authentication(std::uint32_t userId);
+  /// `guid`: what the bus must call itself when it agrees; anything where it is empty.
+  explicit Authentication(std::uint32_t userId, std::string guid = {});
 
   /// Takes bytes up to the end of the dialogue; how many were taken. What is behind them belongs to messages.
   std::size_t feed(const char* bytes, std::size_t count);
@@ -30,7 +32,9 @@ class Authentication {
 
  private:
   void line();
+  void refuse(const std::string& why, std::string_view line);
 
+  const std::string guid_;
   State state_ = State::WAITING;
   std::string line_;
   std::string output_;

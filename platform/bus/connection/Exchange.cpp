@@ -1,311 +1,345 @@
-// Sending and waiting: calls, the queue of outgoing messages, and the roles of reader and writer.
-#include <poll.h>
-#include <sys/epoll.h>
-#include <sys/eventfd.h>
+// The road of a message: queued, written, awaited, read and handed on.
+#include <platform/bus/connection/Exchange.h>
 
-#include <algorithm>
+#include <sys/epoll.h>
+
 #include <cerrno>
+#include <charconv>
+#include <cstring>
 #include <new>
 #include <utility>
 
-#include <platform/bus/connection/Client.h>
-#include <platform/bus/connection/Driver.h>
+#include <platform/bus/Error.h>
+#include <platform/bus/connection/InProcessBus.h>
 #include <platform/bus/connection/MutexUnlock.h>
-#include <platform/core/log/Logger.h>
+#include <platform/bus/connection/Owners.h>
+#include <platform/bus/connection/SocketTransport.h>
+#include <platform/bus/message/Limits.h>
+#include <platform/core/Fork.h>
 #include <platform/core/time/Clock.h>
 
 namespace Quarnix::Bus::Internal {
 
+using Message::Field;
 using Message::Method::Call;
 using Message::Method::Return;
+using State = Transaction::State;
 
 namespace {
 
 std::string seconds(const Time::Elapsed& span) {
-  std::string text = std::to_string(span.getNanoseconds() / 1'000'000 % 1000);
-  text.insert(0, 3 - text.size(), '0');
-  text = std::to_string(span.getSeconds()) + "." + text;
-  while (text.back() == '0') text.pop_back();
-  if (text.back() == '.') text.pop_back();
-  return text;
+  char digits[32];
+  const double value = static_cast<double>(span.getNanoseconds()) / 1e9;
+  const auto end = std::to_chars(digits, digits + sizeof digits, value, std::chars_format::fixed).ptr;
+  return std::string(digits, end) + " s";
 }
 
 }  // namespace
 
-std::uint32_t Client::nextSerial() noexcept {
-  // 0 is no serial, and one that is still waited for is not used again.
-  do {
-    ++serial_;
-  } while (serial_ == 0 || (!pending_.empty() && pending_.count(serial_)));
-  return serial_;
+Exchange::Exchange(std::vector<Address> addresses)
+    : link_(*this), calls_(reader_), addresses_(std::move(addresses)), forks_(forkCount()), outgoing_(calls_) {}
+
+Exchange::~Exchange() = default;
+
+bool Exchange::isSameProcess() const noexcept { return forkCount() == forks_; }
+
+void Exchange::requireSameProcess() const {
+  if (!isSameProcess())
+    throw UnusableMessage("The connection was opened before this process was forked: expected one of its own");
 }
 
-void Client::submit(Message::Base& message, const Message::Base::Route& route,
-                    const std::shared_ptr<Pending>& pending) {
-  const std::uint32_t serial = nextSerial();
-  Message::Base::Route complete = route;
+Return Exchange::timeOut(const Call& call, const Host* host) {
+  constexpr const char* NO_REPLY = "org.freedesktop.DBus.Error.NoReply";
+  const std::string member = call.getMember();
+  const std::string span = seconds(call.getTimeout());
+  if (call.getTimeout() <= Time::Elapsed())
+    return Return(NO_REPLY, "The call of " + member + " was not sent: its time-out of " + span + " is over");
+  return Return(NO_REPLY,
+                "No reply to " + member + " from " + (host ? host->name : call.getDestination()) + " within " + span);
+}
+
+Return Exchange::transact(const Request& request, const Time::Monotonic& deadline) {
+  for (;;) {
+    if (!request.reconnects && !link_.isUp()) return link_.lossError();
+    if (std::optional<Return> failure = connect(deadline)) return std::move(*failure);
+    const std::shared_ptr<Transaction> transaction = submit(request);
+    // The reply is not to wake the listener, so this comes before the message leaves.
+    if (transaction->replyExpected && reader_.isFree()) listener_.arm(0);
+    if (outgoing_.isWaiting()) flush();
+    await(*transaction, deadline);
+    switch (transaction->state) {
+      case State::ANSWERED:
+        return std::move(*transaction->reply);
+      case State::LOST:
+        return link_.lossError();
+      case State::UNSENT:
+        if (!request.reconnects) return link_.lossError();
+        if (Time::Clock::get().now() < deadline) continue;
+        break;
+      case State::SENT:
+        if (transaction->isOver()) return Return(Call());
+        break;
+      case State::QUEUED:
+      case State::LEAVING:
+      case State::GIVEN_UP:
+        break;
+    }
+    outgoing_.giveUp(*transaction);
+    calls_.giveUp(*transaction);
+    if (request.call) return timeOut(*request.call, request.host);
+    return Return("org.freedesktop.DBus.Error.NoReply", "the bus does not take it");
+  }
+}
+
+std::shared_ptr<Transaction> Exchange::submit(const Request& request) {
+  const Host* const host = request.host;
+  auto transaction = std::make_shared<Transaction>();
+  transaction->replyExpected = request.call && request.call->isReplyExpected();
+  transaction->host = request.host;
+  transaction->owner = host ? host->owner : request.message.getDestination();
+  transaction->serial = calls_.nextSerial();
   // A bus daemon names the sender itself; the in-process bus passes our bytes on as they are.
-  if (addresses_.empty()) complete.sender = uniqueName_;
-  Message::Frame frame = message.seal(serial, complete);
-  pending->serial = serial;
-  outgoing_.push_back({std::move(frame), pending});
-  if (!pending->replyExpected) return;
+  const Message::Base::Route route{request.path, host ? std::string_view(host->name) : std::string_view(),
+                                   isInProcess() ? std::string_view(link_.uniqueName()) : std::string_view()};
+  Message::Frame frame = request.message.seal(transaction->serial, route);
+  if (transaction->replyExpected) calls_.add(transaction);
   try {
-    pending_.emplace(serial, pending);
+    outgoing_.push(std::move(frame), transaction);
   } catch (...) {
-    outgoing_.pop_back();
+    calls_.giveUp(*transaction);
     throw;
   }
+  return transaction;
 }
 
-Return Client::call(Call& call, std::string_view path, Host* host) {
-  requireSameProcess();
-  const Time::Monotonic deadline = Time::Clock::get().now() + call.getTimeout();
-  MutexLock lock(mutex_);
-  for (;;) {
-    if (std::optional<Return> failure = connect(deadline)) return std::move(*failure);
-    if (pending_.size() >= MAXIMUM_OUTSTANDING_CALLS)
-      return Return("org.freedesktop.DBus.Error.LimitsExceeded",
-                    "More than " + std::to_string(MAXIMUM_OUTSTANDING_CALLS) + " calls wait for a reply");
+void Exchange::post(Call call, ReplyHandler handler) {
+  if (!link_.isUp()) return;
+  submit({call, &call})->handler = std::move(handler);
+}
 
-    auto pending = std::make_shared<Pending>();
-    pending->replyExpected = call.isReplyExpected();
-    pending->host = host;
-    pending->owner = host ? host->owner : std::string(call.getDestination());
-    submit(call, {path, host ? std::string_view(host->name) : std::string_view(), {}}, pending);
-    exchange(*pending, deadline);
-    if (pending->retry && Time::Clock::get().now() < deadline) continue;
-    if (pending->lost) return lossError();
-    if (pending->reply) return std::move(*pending->reply);
-    // A call that expects no reply is done when it is sent.
-    if (pending->done && !pending->retry) return Return(Call());
+void Exchange::answer(Return reply) {
+  Message::Base::Route route;
+  if (isInProcess()) route.sender = link_.uniqueName();
+  if (!outgoing_.pushAnswer(reply.seal(calls_.nextSerial(), route))) reports_.countDropped();
+}
 
-    withdraw(pending);
-    return Return("org.freedesktop.DBus.Error.NoReply", "No reply to " + std::string(call.getMember()) + " from " +
-                                                            (host ? host->name : call.getDestination()) + " within " +
-                                                            seconds(call.getTimeout()) + " s");
+void Exchange::flush() {
+  switch (outgoing_.write(mutex_, link_.transport(), reader_)) {
+    case OutgoingQueue::Result::EMPTY:
+      return;
+    case OutgoingQueue::Result::BROKEN:
+      return link_.lose("write failed");  // so short that it needs no memory
+    case OutgoingQueue::Result::BLOCKED:
+      // The thread that reads also waits for the link to take the rest.
+      reader_.wakeToWrite();
+      if (reader_.isFree()) listener_.arm(EPOLLIN | EPOLLOUT);
   }
 }
 
-/// Empty when the message is on its way, otherwise what prevented it.
-std::string Client::sendAndWait(Message::Base& message, bool reconnect) {
-  requireSameProcess();
-  const Time::Monotonic deadline = Time::Clock::get().now() + Call::DEFAULT_TIMEOUT;
-  MutexLock lock(mutex_);
-  for (;;) {
-    if (!reconnect && !transport_) return "the connection to the message bus was lost";
-    if (const std::optional<Return> failure = connect(deadline)) return failure->getErrorText();
-    auto pending = std::make_shared<Pending>();
-    submit(message, {}, pending);
-    exchange(*pending, deadline);
-    if (pending->retry && Time::Clock::get().now() < deadline) continue;
-    if (pending->lost) return lossError().getErrorText();
-    if (pending->done && !pending->retry) return {};
-    withdraw(pending);
-    return "the bus does not take it";
-  }
-}
-
-void Client::send(Message::Signal& signal) {
-  if (const std::string failure = sendAndWait(signal, true); !failure.empty())
-    Log::printQuietly(Log::Priority::WARNING, "Signal %s of %s was not sent: %s", signal.getMember(), signal.getPath(),
-                      failure.c_str());
-}
-
-void Client::send(Return& reply) {
-  // A bus refuses a reply that nobody waits for, and says so in its log.
-  if (!reply.isExpected()) return;
-  if (const std::string failure = sendAndWait(reply, false); !failure.empty())
-    Log::printQuietly(Log::Priority::WARNING, "Reply to %s was not sent: %s", reply.getDestination(), failure.c_str());
-}
-
-void Client::finish(Pending& pending) {
-  pending.done = true;
-  if (pending.waiting) pending.changed.notifyOne();
-  if (reader_ == &pending) wakeReader();
-}
-
-/// Takes a message that is given up out of all lists. One of which a part has left stays queued: its rest must follow.
-void Client::withdraw(const std::shared_ptr<Pending>& pending) {
-  pending_.erase(pending->serial);
-  if (pending->accepted || pending->writing) return;
-  const auto found =
-      std::find_if(outgoing_.begin(), outgoing_.end(), [&](const Outgoing& entry) { return entry.pending == pending; });
-  if (found != outgoing_.end()) outgoing_.erase(found);
-}
-
-/// Writes what is queued until the link takes no more. Whoever comes while somebody writes only queues.
-void Client::flush() {
-  constexpr std::size_t BATCH = 8;
-  writing_ = true;
-  while (transport_ && !outgoing_.empty()) {
-    std::shared_ptr<Transport> transport = transport_;
-    // References of our own: while the mutex is not held the queue may be emptied by a loss of the link.
-    Message::Frame frames[BATCH];
-    std::shared_ptr<Pending> batch[BATCH];
-    const std::size_t count = std::min(BATCH, outgoing_.size());
-    for (std::size_t i = 0; i < count; ++i) {
-      frames[i] = outgoing_[i].frame;
-      batch[i] = outgoing_[i].pending;
-      if (batch[i]) batch[i]->writing = true;
-    }
-    const std::size_t offset = outgoingOffset_;
-    std::ptrdiff_t written = 0;
-    {
-      MutexUnlock unlock(mutex_);
-      written = transport->write(frames, count, offset);
-    }
-    std::size_t left = written > 0 ? static_cast<std::size_t>(written) + offset : offset;
-    std::size_t before = 0;
-    for (std::size_t i = 0; i < count; before += frames[i++].size()) {
-      if (!batch[i]) continue;
-      batch[i]->writing = false;
-      batch[i]->accepted = left > before;
-      // The link went meanwhile and left it to us, who know how much had left.
-      if (batch[i]->lost) loseOne(*batch[i]);
-    }
-    if (transport_ != transport) {
-      // The link has gone, and its queue with it: what is queued now is for the next one. Whoever is the last to let a
-      // link go leaves the in-process bus, whose mutex comes before ours.
-      MutexUnlock unlock(mutex_);
-      transport.reset();
+void Exchange::await(Transaction& transaction, const Time::Monotonic& deadline) {
+  while (!transaction.isOver()) {
+    if (!reader_.isFree() || !link_.isReadable()) {
+      if (!reader_.wait(mutex_, transaction, deadline)) return;
       continue;
     }
-
-    std::size_t complete = 0;
-    for (; complete < count && left >= frames[complete].size(); ++complete) {
-      left -= frames[complete].size();
-      outgoing_.pop_front();
-      if (!batch[complete]) {
-        unsentAnswers_ -= frames[complete].size();
-      } else if (!batch[complete]->replyExpected) {
-        finish(*batch[complete]);
-      } else {
-        // What is pushed comes in order. Otherwise the read under way and the one after it may still bring what was
-        // there before.
-        batch[complete]->settledAt = transport->descriptor() < 0 ? reads_ : reads_ + 2;
-      }
-    }
-    outgoingOffset_ = left;
-    if (written < 0) {
-      lose("the bus does not take messages any more");
-      break;
-    }
-    if (complete < count) break;
-  }
-  writing_ = false;
-  if (!transport_ || outgoing_.empty()) return;
-  // Whoever reads also waits for the link to take the rest.
-  if (reader_ && !readerWrites_) wakeReader();
-  if (!reading_) arm(EPOLLIN | EPOLLOUT);
-}
-
-/// Sends what is queued and waits until the message is done or the deadline has come.
-void Client::exchange(Pending& pending, const Time::Monotonic& deadline) {
-  // Before the message leaves, so that its reply does not wake the background thread.
-  if (pending.replyExpected && !reading_) arm(0);
-  if (!writing_) flush();
-  await(pending, deadline);
-}
-
-void Client::await(Pending& pending, const Time::Monotonic& deadline) {
-  while (!pending.done) {
-    if (!reading_ && transport_ && transport_->descriptor() >= 0) {
-      readUntil(pending, deadline);
-      if (!pending.done && Time::Clock::get().now() >= deadline) break;
-      continue;
-    }
-    pending.waiting = true;
-    pending.nextWaiter = std::exchange(waiters_, &pending);
-    const bool inTime = Time::Clock::get().wait(pending.changed, mutex_, deadline);
-    pending.waiting = false;
-    Pending** link = &waiters_;
-    while (*link != &pending) link = &(*link)->nextWaiter;
-    *link = pending.nextWaiter;
-    if (!inTime) break;
-  }
-  // Whoever leaves hands on the roles that it held or was woken for.
-  passOn();
-  reportUnlocked();
-}
-
-/// The reader's role: polls the socket until the awaited message is done, reads for everybody, and writes what is left.
-void Client::readUntil(Pending& pending, const Time::Monotonic& deadline) {
-  const std::shared_ptr<Transport> transport = transport_;
-  reading_ = true;
-  arm(0);
-  std::string reason;
-  while (!pending.done && transport_ == transport) {
-    if (!transport->isMoreThere()) ++reads_;
-    const bool unsent = !outgoing_.empty() && !writing_;
-    pollfd descriptors[3] = {{transport->descriptor(), static_cast<short>(unsent ? POLLIN | POLLOUT : POLLIN), 0},
-                             {readerWake_, POLLIN, 0},
-                             {}};
-    int ready = 0;
-    bool alive = true;
-    reader_ = &pending;
-    readerWrites_ = unsent;
-    {
-      MutexUnlock unlock(mutex_);
-      ready = Time::Clock::get().poll(descriptors, 2, deadline);
-      if (ready > 0 && (descriptors[0].revents & ~POLLOUT)) alive = read(*transport, reason);
-    }
-    reader_ = nullptr;
-    if (ready > 0 && descriptors[1].revents) {
-      eventfd_t ignored = 0;
-      ::eventfd_read(readerWake_, &ignored);
-    }
-    if (ready == 0 || (ready < 0 && errno != EINTR)) break;
-    if (transport_ != transport) {
-      arrived_.clear();
-      break;
-    }
-    dispatchAll(arrived_);
-    if (transport_ != transport) break;
-    if (!alive) {
-      lose(std::move(reason));
-      break;
-    }
-    if (!outgoing_.empty() && !writing_ && (!unsent || (descriptors[0].revents & POLLOUT))) flush();
+    readUntil(transaction, deadline);
     // Also when messages for others never cease, the deadline is the deadline.
-    if (!pending.done && Time::Clock::get().now() >= deadline) break;
+    if (!transaction.isOver() && Time::Clock::get().now() >= deadline) return;
   }
-  reading_ = false;
 }
 
-/// Appends to what has arrived. False when the link is broken.
-bool Client::read(Transport& transport, std::string& reason) noexcept {
+/// The reader's role, until the transaction is over, the link is lost or the deadline has come.
+void Exchange::readUntil(const Transaction& transaction, const Time::Monotonic& deadline) {
+  const std::shared_ptr<Transport> link = link_.transport();
+  reader_.take();
+  listener_.arm(0);
+  while (!transaction.isOver() && link_.transport() == link) {
+    const ReaderRole::Turn turn = reader_.waitAndRead(mutex_, *link, transaction, outgoing_.isWaiting(), deadline);
+    if (turn.outcome == ReaderRole::Outcome::TIMED_OUT || !finishRead(link, turn.outcome)) break;
+    if (outgoing_.isWaiting() && turn.mayWrite) flush();
+    if (!transaction.isOver() && Time::Clock::get().now() >= deadline) break;
+  }
+  reader_.release();
+}
+
+/// Hands on what was read. False when the link is not that link any more.
+bool Exchange::finishRead(const std::shared_ptr<Transport>& link, ReaderRole::Outcome outcome) {
+  std::vector<Received>& arrived = reader_.arrived();
+  if (link_.transport() == link)
+    for (Received& message : arrived) dispatch(message);
+  arrived.clear();
+  if (std::shared_ptr<Transaction> answered = calls_.takeToWake()) {
+    MutexUnlock unlock(mutex_);
+    Calls::wake(std::move(answered));
+  }
+  if (link_.transport() == link && outcome == ReaderRole::Outcome::BROKEN) link_.lose(reader_.takeReason());
+  return link_.transport() == link;
+}
+
+void Exchange::dispatch(Received& message) {
+  const auto type = static_cast<Message::Type>(message.header.type);
   try {
-    return transport.read(arrived_, reason);
+    switch (type) {
+      case Message::Type::METHOD_RETURN:
+      case Message::Type::ERROR:
+        return replyArrived(message, type == Message::Type::ERROR);
+      case Message::Type::SIGNAL:
+        if (message.discarded) return reports_.countDropped();
+        return signalArrived(message);
+      case Message::Type::METHOD_CALL:
+        return callArrived(std::move(message));
+      default:
+        return;  // unknown types are ignored
+    }
   } catch (const std::bad_alloc&) {
-    // What does not fit into memory cannot be skipped: the stream would be out of step.
-    reason = "no memory";  // so short that it needs none itself
+    reports_.countDropped();
+  }
+}
+
+void Exchange::replyArrived(Received& reply, bool isError) {
+  const auto call = calls_.find(reply.header.replySerial, reply.text(Field::SENDER), isError);
+  if (!call) return;
+  calls_.answer(call, reply.discarded ? Return(LIMITS_EXCEEDED, describeDiscarded(reply))
+                                      : Return(std::move(reply.frame), reply.header));
+}
+
+void Exchange::setLargestMessage(std::size_t calls, std::size_t replies) {
+  requireSameProcess();
+  Lock lock(*this);
+  largestCall_ = calls;
+  largestReply_ = replies;
+}
+
+std::size_t Exchange::largest(const Message::Header& header) {
+  MutexLock lock(mutex_);
+  return largestOf(header);
+}
+
+// Who may answer a call is not known yet while a message is read: the owner of the service's name may stand before it.
+std::size_t Exchange::largestOf(const Message::Header& header) const {
+  if (isMonitor()) return Message::MAXIMUM_MESSAGE_SIZE;
+  return header.replySerial && calls_.isInFlight(header.replySerial) ? largestReply_ : largestCall_;
+}
+
+std::string Exchange::describeDiscarded(const Received& message) const {
+  const std::size_t limit = largestOf(message.header);
+  return "A message of " + std::to_string(message.discarded) + " bytes was discarded: " +
+         (message.discarded > limit ? "expected at most " + std::to_string(limit) : "no memory for it");
+}
+
+void Exchange::countDropped() noexcept {
+  MutexLock lock(mutex_);
+  reports_.countDropped();
+}
+
+void Exchange::settle() noexcept {
+  if (link_.isUp() && outgoing_.isWaiting()) flush();
+  if (link_.isReadable() && reader_.isFree() && !reader_.passToWaiter() && !listener_.unpark())
+    listener_.arm(outgoing_.isWaiting() ? EPOLLIN | EPOLLOUT : EPOLLIN);
+  listener_.update(isListenerNeeded(), link_.generation());
+
+  std::shared_ptr<Transaction> answered = calls_.takeToWake();
+  if (!answered && !reports_.isDue(link_.isClosed())) return;
+  const Reports reports = reports_.take(link_.lossReason(), link_.isClosed());
+  MutexUnlock unlock(mutex_);
+  Calls::wake(std::move(answered));
+  reports.log();
+}
+
+std::shared_ptr<Transport> Exchange::openLink(const Time::Monotonic& deadline) {
+  if (isInProcess()) return InProcessBus::get().attach(shared_from_this());
+  const Time::Monotonic limit = Time::Clock::get().now() + SocketTransport::MAXIMUM_CONNECT_TIME;
+  return SocketTransport::connect(addresses_, std::min(deadline, limit), *this);
+}
+
+std::optional<Return> Exchange::connect(const Time::Monotonic& deadline) {
+  if (link_.isUp()) return std::nullopt;
+  if (!isInProcess() && !reader_.prepare())
+    return Return(LIMITS_EXCEEDED, std::string("Cannot connect to the message bus: ") + std::strerror(errno));
+  return link_.connect(mutex_, deadline);
+}
+
+/// Every message on its way ends here. Nothing of this needs memory: where there is none, the calls must end all the
+/// same.
+void Exchange::linkLost() noexcept {
+  listener_.forget(link_.transport().get());
+  if (!link_.isClosed()) reports_.noteLoss();
+  outgoing_.loseAll();
+  calls_.loseAll();
+}
+
+void Exchange::close() noexcept {
+  if (!isSameProcess()) return;
+  // The last reference to a link of the in-process bus takes the bus's mutex, which comes before this one.
+  std::shared_ptr<Transport> last;
+  Lock lock(*this);
+  last = link_.transport();
+  link_.close();
+}
+
+void Exchange::startListener() {
+  if (!isInProcess()) listener_.start(std::shared_ptr<Listener::Body>(shared_from_this(), this));
+}
+
+/// Without memory it goes on a little later.
+bool Exchange::listen() {
+  Lock lock(*this);
+  try {
+    listenWhileNeeded();
+    listener_.end();
+    return true;
+  } catch (const std::bad_alloc&) {
+    listener_.pause(mutex_, Time::Clock::get().now() + Link::FIRST_PAUSE);
     return false;
   }
 }
 
-/// Has the reader look again: its message is done, or there is something to write.
-void Client::wakeReader() noexcept { ::eventfd_write(readerWake_, 1); }
-
-void Client::passOn() {
-  if (!transport_ || transport_->descriptor() < 0 || reading_) return;
-  if (waiters_) {
-    waiters_->changed.notifyOne();
-  } else if (backgroundParked_) {
-    backgroundChanged_.notifyAll();
-  } else {
-    arm(!outgoing_.empty() && !writing_ ? EPOLLIN | EPOLLOUT : EPOLLIN);
+void Exchange::listenWhileNeeded() {
+  while (isListenerNeeded()) {
+    settle();
+    if (!link_.isUp()) {
+      if (!connect(Time::Clock::get().now() + SocketTransport::MAXIMUM_CONNECT_TIME)) continue;
+      // What is started meanwhile does not shorten the pause.
+      const Time::Monotonic next = link_.nextAttempt();
+      while (isListenerNeeded() && !link_.isUp() && listener_.pause(mutex_, next)) {
+      }
+    } else if (!reader_.isFree()) {
+      listener_.park(mutex_);
+    } else {
+      const std::shared_ptr<Transport> link = link_.transport();
+      const bool isReady = listener_.sleep(mutex_, *link, outgoing_.isWaiting() ? EPOLLIN | EPOLLOUT : EPOLLIN);
+      if (!isReady || link_.transport() != link || !reader_.isFree()) continue;
+      reader_.take();
+      finishRead(link, reader_.read(mutex_, *link));
+      reader_.release();
+    }
   }
 }
 
-/// Sets what wakes the background thread. Callers that read switch it off, so that it sleeps through their traffic.
-void Client::arm(std::uint32_t events) noexcept {
-  if (!backgroundRuns_ || armed_ == events || watched_.lock() != transport_) return;
-  epoll_event event{};
-  event.events = events;
-  event.data.u64 = 1;
-  ::epoll_ctl(epoll_, EPOLL_CTL_MOD, transport_->descriptor(), &event);
-  armed_ = events;
+void Exchange::incoming(Received message) {
+  std::shared_ptr<Transaction> answered;
+  {
+    MutexLock lock(mutex_);
+    if (!link_.isUp()) return;
+    const std::size_t size = message.frame.size();
+    if (size > ALWAYS && size > largestOf(message.header)) message.discarded = size;
+    dispatch(message);
+    answered = calls_.takeToWake();
+  }
+  Calls::wake(std::move(answered));
 }
+
+void Exchange::peerVanished(const std::string& uniqueName) {
+  std::shared_ptr<Transaction> answered;
+  {
+    MutexLock lock(mutex_);
+    calls_.failThoseHeldBy(uniqueName, nullptr, "org.freedesktop.DBus.Error.NoReply",
+                           "The service left the bus without replying");
+    answered = calls_.takeToWake();
+  }
+  Calls::wake(std::move(answered));
+}
+
+void Exchange::flushAnswers() { Lock lock(*this); }
 
 }  // namespace Quarnix::Bus::Internal

@@ -4,9 +4,9 @@
 #include <algorithm>
 #include <cstring>
 
-#include <platform/bus/connection/Client.h>
 #include <platform/bus/connection/Driver.h>
-#include <platform/bus/message/Codec.h>
+#include <platform/bus/connection/Exchange.h>
+#include <platform/bus/message/Check.h>
 #include <platform/bus/message/Names.h>
 #include <platform/core/Fork.h>
 #include <platform/core/log/Logger.h>
@@ -25,12 +25,22 @@ Received received(const Message::Frame& frame) {
   return message;
 }
 
-std::string textOf(const Received& message, Field field) {
-  const Message::Header::Text& place = message.header.text(field);
-  return {reinterpret_cast<const char*>(message.frame.data() + place.offset), place.length};
-}
-
 }  // namespace
+
+/// A call to the bus itself.
+struct InProcessBus::Question {
+  const std::string& sender;
+  const Call& call;
+  std::string text;  // the first argument, if it is one
+  Recipients& recipients;
+};
+
+template <class T>
+InProcessBus::Return InProcessBus::answerWith(const Question& question, const T& value) {
+  Return answer(question.call);
+  answer.begin().append(value);
+  return answer;
+}
 
 /// One client's end of the bus.
 class InProcessBus::Link : public Transport {
@@ -45,7 +55,7 @@ class InProcessBus::Link : public Transport {
       try {
         bus_.route(uniqueName_, frames[i]);
       } catch (const std::exception& error) {
-        Log::printQuietly(Log::Priority::ERROR, "In-process bus: a message was dropped: %s", error.what());
+        Log::printQuietly(Log::Priority::WARNING, "In-process bus: a message was dropped: %s", error.what());
       }
       written += frames[i].size();
     }
@@ -73,22 +83,22 @@ InProcessBus& InProcessBus::get() {
   return bus;
 }
 
-std::shared_ptr<Transport> InProcessBus::attach(const std::shared_ptr<Client>& client) {
-  Touched touched;
+std::shared_ptr<Transport> InProcessBus::attach(const std::shared_ptr<Exchange>& client) {
+  Recipients recipients;
   std::shared_ptr<Link> link;  // takes the member away again when what follows fails, with the mutex free
   {
     MutexLock lock(mutex_);
     const std::string name = ":1." + std::to_string(next_++);
     link = std::make_shared<Link>(*this, name);
     members_.emplace(name, Member{client, {}, {}});
-    announceOwner(name, {}, name, touched);
+    announceOwner(name, {}, name, recipients);
   }
-  for (const auto& other : touched) other->flushAnswers();
+  for (const auto& other : recipients) other->flushAnswers();
   return link;
 }
 
 void InProcessBus::detach(const std::string& uniqueName) {
-  Touched touched;
+  Recipients recipients;
   {
     MutexLock lock(mutex_);
     const auto found = members_.find(uniqueName);
@@ -97,41 +107,41 @@ void InProcessBus::detach(const std::string& uniqueName) {
     members_.erase(found);
     for (const std::string& name : member.names) {
       owners_.erase(name);
-      announceOwner(name, uniqueName, {}, touched);
+      announceOwner(name, uniqueName, {}, recipients);
     }
-    announceOwner(uniqueName, uniqueName, {}, touched);
+    announceOwner(uniqueName, uniqueName, {}, recipients);
     // As a daemon does: whoever waits for a reply from the one that has gone is told at once.
     for (auto& [name, other] : members_)
-      if (const std::shared_ptr<Client> client = other.client.lock()) {
+      if (const std::shared_ptr<Exchange> client = other.client.lock()) {
         client->peerVanished(uniqueName);
-        touched.push_back(client);
+        recipients.push_back(client);
       }
   }
-  for (const auto& client : touched) client->flushAnswers();
+  for (const auto& client : recipients) client->flushAnswers();
 }
 
 void InProcessBus::route(const std::string& sender, const Message::Frame& frame) {
-  Touched touched;
+  Recipients recipients;
   {
     MutexLock lock(mutex_);
     if (!members_.count(sender)) return;
     const Received message = received(frame);
-    const std::string destination = textOf(message, Field::DESTINATION);
+    const std::string destination(message.text(Field::DESTINATION));
     const std::string* owner = ownerOf(destination);
     if (destination == DRIVER_NAME) {
-      drive(sender, message, touched);
+      drive(sender, message, recipients);
     } else if (destination.empty()) {
-      broadcast(sender, message, touched);
-    } else if (!owner || !handTo(*owner, message, touched)) {
+      broadcast(sender, message, recipients);
+    } else if (!owner || !handTo(*owner, message, recipients)) {
       if (message.header.type == static_cast<std::uint8_t>(Message::Type::METHOD_CALL) &&
           !(message.header.flags & Message::FLAG_NO_REPLY_EXPECTED))
         reply(sender,
               Return(Call(message.frame, message.header), "org.freedesktop.DBus.Error.ServiceUnknown",
                      "The name " + destination + " has no owner on the in-process bus"),
-              touched);
+              recipients);
     }
   }
-  for (const auto& client : touched) client->flushAnswers();
+  for (const auto& client : recipients) client->flushAnswers();
 }
 
 const std::string* InProcessBus::ownerOf(const std::string& name) const {
@@ -140,16 +150,16 @@ const std::string* InProcessBus::ownerOf(const std::string& name) const {
   return owner == owners_.end() ? nullptr : &owner->second;
 }
 
-bool InProcessBus::handTo(const std::string& uniqueName, const Received& message, Touched& touched) {
+bool InProcessBus::handTo(const std::string& uniqueName, const Received& message, Recipients& recipients) {
   const auto member = members_.find(uniqueName);
-  const std::shared_ptr<Client> client = member == members_.end() ? nullptr : member->second.client.lock();
+  const std::shared_ptr<Exchange> client = member == members_.end() ? nullptr : member->second.client.lock();
   if (!client) return false;
   client->incoming(message);
-  touched.push_back(client);
+  recipients.push_back(client);
   return true;
 }
 
-void InProcessBus::broadcast(const std::string& sender, const Received& message, Touched& touched) {
+void InProcessBus::broadcast(const std::string& sender, const Received& message, Recipients& recipients) {
   if (message.header.type != static_cast<std::uint8_t>(Message::Type::SIGNAL)) return;
   const Message::Signal signal(message.frame, message.header);
   for (auto& [name, member] : members_) {
@@ -158,95 +168,119 @@ void InProcessBus::broadcast(const std::string& sender, const Received& message,
       const std::string* owner = rule.sender.empty() || rule.sender == sender ? &sender : ownerOf(rule.sender);
       wanted = wanted || rule.matches(signal, owner && *owner == sender);
     }
-    if (wanted) handTo(name, message, touched);
+    if (wanted) handTo(name, message, recipients);
   }
 }
 
 void InProcessBus::announceOwner(const std::string& name, const std::string& before, const std::string& now,
-                                 Touched& touched) {
+                                 Recipients& recipients) {
   Message::Signal signal(DRIVER_PATH, DRIVER_INTERFACE, "NameOwnerChanged");
   signal.begin().append(name, before, now);
-  broadcast(DRIVER_NAME, received(signal.seal(++serial_, {{}, {}, DRIVER_NAME})), touched);
+  broadcast(DRIVER_NAME, received(signal.seal(++serial_, {{}, {}, DRIVER_NAME})), recipients);
 }
 
-void InProcessBus::reply(const std::string& to, Return&& answer, Touched& touched) {
-  handTo(to, received(answer.seal(++serial_, {{}, to, DRIVER_NAME})), touched);
+void InProcessBus::reply(const std::string& to, Return&& answer, Recipients& recipients) {
+  handTo(to, received(answer.seal(++serial_, {{}, to, DRIVER_NAME})), recipients);
 }
 
-void InProcessBus::drive(const std::string& sender, const Received& message, Touched& touched) {
+void InProcessBus::drive(const std::string& sender, const Received& message, Recipients& recipients) {
   if (message.header.type != static_cast<std::uint8_t>(Message::Type::METHOD_CALL)) return;
   const Call call(message.frame, message.header);
-  Return answer = answerCall(sender, call, touched);
-  if (call.isReplyExpected()) reply(sender, std::move(answer), touched);
+  Return answer = answerCall(sender, call, recipients);
+  if (call.isReplyExpected()) reply(sender, std::move(answer), recipients);
 }
 
-InProcessBus::Return InProcessBus::answerCall(const std::string& sender, const Call& call, Touched& touched) {
-  const std::string_view member = call.getMember();
-  Member& self = members_.find(sender)->second;
-  Return answer(call);
-  std::string name;
-  Message::ConstIterator argument = static_cast<const Message::Base&>(call).begin();
-  if (argument.type() == 's') argument.read(name);
+InProcessBus::Return InProcessBus::answerCall(const std::string& sender, const Call& call, Recipients& recipients) {
+  struct Method {
+    std::string_view name;
+    Return (InProcessBus::*answer)(const Question&);
+  };
+  static constexpr Method METHODS[] = {{"Hello", &InProcessBus::hello},
+                                       {"Ping", &InProcessBus::ping},
+                                       {"ListNames", &InProcessBus::listNames},
+                                       {"NameHasOwner", &InProcessBus::nameHasOwner},
+                                       {"GetNameOwner", &InProcessBus::getNameOwner},
+                                       {"RequestName", &InProcessBus::requestName},
+                                       {"ReleaseName", &InProcessBus::releaseName},
+                                       {"AddMatch", &InProcessBus::addMatch},
+                                       {"RemoveMatch", &InProcessBus::removeMatch}};
+  Question question{sender, call, {}, recipients};
+  Message::ConstIterator argument = call.begin();
+  if (argument.type() == 's') argument.read(question.text);
+  for (const Method& method : METHODS)
+    if (method.name == call.getMember()) return (this->*method.answer)(question);
+  return Return(call, "org.freedesktop.DBus.Error.UnknownMethod",
+                "The in-process bus has no method " + std::string(call.getMember()));
+}
 
-  if (member == "Ping") return answer;
-  if (member == "Hello") {
-    answer.begin().append(sender);
-  } else if (member == "ListNames") {
-    Message::Iterator arguments = answer.begin();
-    Message::Iterator names = arguments.begin(Message::ARRAY, "s");
-    names.append(DRIVER_NAME);
-    for (const auto& [unique, ignored] : members_) names.append(unique);
-    for (const auto& [owned, ignored] : owners_) names.append(owned);
-    arguments.end(names);
-  } else if (member == "NameHasOwner") {
-    answer.begin().append(name == DRIVER_NAME || ownerOf(name) != nullptr);
-  } else if (member == "GetNameOwner") {
-    const std::string* owner = ownerOf(name);
-    if (name != DRIVER_NAME && !owner)
-      return Return(call, "org.freedesktop.DBus.Error.NameHasNoOwner", "The name " + name + " has no owner");
-    answer.begin().append(owner ? *owner : name);
-  } else if (member == "RequestName") {
-    return requestName(sender, call, name, touched);
-  } else if (member == "ReleaseName") {
-    const auto owner = owners_.find(name);
-    std::uint32_t result = owner == owners_.end() ? 2 : owner->second == sender ? 1 : 3;
-    if (result == 1) {
-      owners_.erase(owner);
-      self.names.erase(std::remove(self.names.begin(), self.names.end(), name), self.names.end());
-      announceOwner(name, sender, {}, touched);
-    }
-    answer.begin().append(result);
-  } else if (member == "AddMatch") {
-    std::string problem;
-    std::optional<MatchRule> rule = MatchRule::parse(name, problem);
-    if (!rule) return Return(call, "org.freedesktop.DBus.Error.MatchRuleInvalid", problem);
-    self.rules.push_back(std::move(*rule));
-  } else if (member == "RemoveMatch") {
-    const auto rule =
-        std::find_if(self.rules.begin(), self.rules.end(), [&](const MatchRule& entry) { return entry.text == name; });
-    if (rule == self.rules.end())
-      return Return(call, "org.freedesktop.DBus.Error.MatchRuleNotFound", "There is no match rule " + name);
-    self.rules.erase(rule);
-  } else {
-    return Return(call, "org.freedesktop.DBus.Error.UnknownMethod",
-                  "The in-process bus has no method " + std::string(member));
-  }
+InProcessBus::Return InProcessBus::hello(const Question& question) { return answerWith(question, question.sender); }
+
+InProcessBus::Return InProcessBus::ping(const Question& question) { return Return(question.call); }
+
+InProcessBus::Return InProcessBus::listNames(const Question& question) {
+  Return answer(question.call);
+  Message::Iterator arguments = answer.begin();
+  Message::Iterator names = arguments.begin(Message::ARRAY, "s");
+  names.append(DRIVER_NAME);
+  for (const auto& [unique, ignored] : members_) names.append(unique);
+  for (const auto& [owned, ignored] : owners_) names.append(owned);
+  arguments.end(names);
   return answer;
 }
 
-/// Names are not queued for: whoever asks for one that is owned is told so.
-InProcessBus::Return InProcessBus::requestName(const std::string& sender, const Call& call, const std::string& name,
-                                               Touched& touched) {
-  if (const char* rule = Message::checkBusName(name); rule || name.starts_with(':'))
-    return Return(call, INVALID_ARGUMENTS, "Bus name \"" + name + "\": expected a name that can be owned");
-  const auto [owner, isNew] = owners_.try_emplace(name, sender);
-  Return answer(call);
-  answer.begin().append(std::uint32_t{isNew ? 1u : owner->second == sender ? 4u : 3u});
+InProcessBus::Return InProcessBus::nameHasOwner(const Question& question) {
+  return answerWith(question, question.text == DRIVER_NAME || ownerOf(question.text) != nullptr);
+}
+
+InProcessBus::Return InProcessBus::getNameOwner(const Question& question) {
+  const std::string* owner = ownerOf(question.text);
+  if (question.text != DRIVER_NAME && !owner)
+    return Return(question.call, "org.freedesktop.DBus.Error.NameHasNoOwner",
+                  "The name " + question.text + " has no owner");
+  return answerWith(question, owner ? *owner : question.text);
+}
+
+/// A name that is owned is not queued for: the answer says that it is.
+InProcessBus::Return InProcessBus::requestName(const Question& question) {
+  const std::string& name = question.text;
+  if (Message::checkBusName(name) || name.starts_with(':'))
+    return Return(question.call, INVALID_ARGUMENTS, "Bus name \"" + name + "\": expected a name that can be owned");
+  const auto [owner, isNew] = owners_.try_emplace(name, question.sender);
   if (isNew) {
-    members_.find(sender)->second.names.push_back(name);
-    announceOwner(name, {}, sender, touched);
+    members_.find(question.sender)->second.names.push_back(name);
+    announceOwner(name, {}, question.sender, question.recipients);
   }
-  return answer;
+  return answerWith(question, std::uint32_t{isNew ? 1u : owner->second == question.sender ? 4u : 3u});
+}
+
+InProcessBus::Return InProcessBus::releaseName(const Question& question) {
+  const auto owner = owners_.find(question.text);
+  if (owner == owners_.end()) return answerWith(question, std::uint32_t{2});
+  if (owner->second != question.sender) return answerWith(question, std::uint32_t{3});
+  owners_.erase(owner);
+  std::vector<std::string>& names = members_.find(question.sender)->second.names;
+  names.erase(std::remove(names.begin(), names.end(), question.text), names.end());
+  announceOwner(question.text, question.sender, {}, question.recipients);
+  return answerWith(question, std::uint32_t{1});
+}
+
+InProcessBus::Return InProcessBus::addMatch(const Question& question) {
+  std::string problem;
+  std::optional<MatchRule> rule = MatchRule::parse(question.text, problem);
+  if (!rule) return Return(question.call, "org.freedesktop.DBus.Error.MatchRuleInvalid", problem);
+  members_.find(question.sender)->second.rules.push_back(std::move(*rule));
+  return Return(question.call);
+}
+
+InProcessBus::Return InProcessBus::removeMatch(const Question& question) {
+  std::vector<MatchRule>& rules = members_.find(question.sender)->second.rules;
+  const auto rule =
+      std::find_if(rules.begin(), rules.end(), [&](const MatchRule& entry) { return entry.text == question.text; });
+  if (rule == rules.end())
+    return Return(question.call, "org.freedesktop.DBus.Error.MatchRuleNotFound",
+                  "There is no match rule " + question.text);
+  rules.erase(rule);
+  return Return(question.call);
 }
 
 }  // namespace Quarnix::Bus::Internal

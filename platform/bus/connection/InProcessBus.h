@@ -16,7 +16,7 @@
 
 namespace Quarnix::Bus::Internal {
 
-class Client;
+class Exchange;
 
 /// Routes as a bus daemon does, and answers the calls to "org.freedesktop.DBus" that a connection makes. There is one
 /// in the process, made on first use and never destroyed.
@@ -28,7 +28,7 @@ class InProcessBus {
   static InProcessBus& get();
 
   /// A link for the client, under a unique name of its own.
-  std::shared_ptr<Transport> attach(const std::shared_ptr<Client>& client) HEVRA_EXCLUDES(mutex_);
+  std::shared_ptr<Transport> attach(const std::shared_ptr<Exchange>& client) HEVRA_EXCLUDES(mutex_);
 
  private:
   class Link;
@@ -36,25 +36,37 @@ class InProcessBus {
   using Call = Message::Method::Call;
 
   struct Member {
-    std::weak_ptr<Client> client;
+    std::weak_ptr<Exchange> client;
     std::vector<MatchRule> rules;
     std::vector<std::string> names;
   };
-  /// Clients that have been handed something and may have answers to send, once the mutex is free.
-  using Touched = std::vector<std::shared_ptr<Client>>;
+  /// Clients that were handed something, and may have answers to send when the mutex is free.
+  using Recipients = std::vector<std::shared_ptr<Exchange>>;
 
   void detach(const std::string& uniqueName) HEVRA_EXCLUDES(mutex_);
   void route(const std::string& sender, const Message::Frame& frame) HEVRA_EXCLUDES(mutex_);
 
-  void broadcast(const std::string& sender, const Received& message, Touched& touched) HEVRA_REQUIRES(mutex_);
-  bool handTo(const std::string& uniqueName, const Received& message, Touched& touched) HEVRA_REQUIRES(mutex_);
-  void reply(const std::string& to, Return&& answer, Touched& touched) HEVRA_REQUIRES(mutex_);
-  void announceOwner(const std::string& name, const std::string& before, const std::string& now, Touched& touched)
+  void broadcast(const std::string& sender, const Received& message, Recipients& recipients) HEVRA_REQUIRES(mutex_);
+  bool handTo(const std::string& uniqueName, const Received& message, Recipients& recipients) HEVRA_REQUIRES(mutex_);
+  void reply(const std::string& to, Return&& answer, Recipients& recipients) HEVRA_REQUIRES(mutex_);
+  void announceOwner(const std::string& name, const std::string& before, const std::string& now, Recipients& recipients)
       HEVRA_REQUIRES(mutex_);
-  void drive(const std::string& sender, const Received& message, Touched& touched) HEVRA_REQUIRES(mutex_);
-  Return answerCall(const std::string& sender, const Call& call, Touched& touched) HEVRA_REQUIRES(mutex_);
-  Return requestName(const std::string& sender, const Call& call, const std::string& name, Touched& touched)
-      HEVRA_REQUIRES(mutex_);
+  void drive(const std::string& sender, const Received& message, Recipients& recipients) HEVRA_REQUIRES(mutex_);
+  Return answerCall(const std::string& sender, const Call& call, Recipients& recipients) HEVRA_REQUIRES(mutex_);
+  // The methods of the bus itself.
+  struct Question;
+  template <class T>
+  static Return answerWith(const Question& question, const T& value);
+  Return hello(const Question& question) HEVRA_REQUIRES(mutex_);
+  Return ping(const Question& question) HEVRA_REQUIRES(mutex_);
+  Return listNames(const Question& question) HEVRA_REQUIRES(mutex_);
+  Return nameHasOwner(const Question& question) HEVRA_REQUIRES(mutex_);
+  Return getNameOwner(const Question& question) HEVRA_REQUIRES(mutex_);
+  Return requestName(const Question& question) HEVRA_REQUIRES(mutex_);
+  Return releaseName(const Question& question) HEVRA_REQUIRES(mutex_);
+  Return addMatch(const Question& question) HEVRA_REQUIRES(mutex_);
+  Return removeMatch(const Question& question) HEVRA_REQUIRES(mutex_);
+
   const std::string* ownerOf(const std::string& name) const HEVRA_REQUIRES(mutex_);
 
   Mutex mutex_;

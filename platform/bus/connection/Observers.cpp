@@ -1,99 +1,80 @@
-// Observers of the connection: which there are, and what each is to be told next.
-#include <algorithm>
+// Comparing what each observer was told with the state of the link and of the services.
+#include <platform/bus/connection/Observers.h>
 
-#include <platform/bus/ConnectionObserver.h>
-#include <platform/bus/Error.h>
-#include <platform/bus/connection/Client.h>
-#include <platform/bus/connection/Driver.h>
-#include <platform/core/time/Clock.h>
+#include <algorithm>
+#include <utility>
+
+#include <platform/bus/connection/Link.h>
+#include <platform/bus/connection/Owners.h>
 
 namespace Quarnix::Bus::Internal {
 
-using Told = Observing::Told;
+namespace {
 
-std::vector<Observing>::iterator Client::find(const ConnectionObserver& observer) {
-  return std::find_if(observers_.begin(), observers_.end(),
-                      [&](const Observing& entry) { return entry.observer == &observer; });
+template <class Entries>
+auto findIn(Entries& entries, const ObserverTask& observer) {
+  return std::find_if(entries.begin(), entries.end(), [&](const auto& entry) { return entry.observer == &observer; });
 }
 
-void Client::start(ConnectionObserver& observer, const std::vector<std::string>& services) {
-  requireSameProcess();
-  for (const std::string& name : services)
-    if (name.starts_with(':') || name == DRIVER_NAME)
-      throw InvalidArgument("Name of a service to observe: '" + name + "' given, expected one that a service can own");
-  const Time::Monotonic deadline = Time::Clock::get().now() + Message::Method::Call::DEFAULT_TIMEOUT;
-  MutexLock lock(mutex_);
-  if (find(observer) != observers_.end()) return;
-  observers_.push_back({&observer});
-  try {
-    observers_.back().services.reserve(services.size());
-    for (const std::string& name : services) observers_.back().services.push_back({&acquire(name)});
-    keepInBackground();
-  } catch (...) {
-    forget(find(observer));
-    throw;
-  }
-  if (addresses_.empty()) static_cast<void>(connect(deadline));
-  if (!outgoing_.empty() && !writing_) flush();
-  wakeBackground();
-  observer.schedule();
+}  // namespace
+
+void Observers::add(ObserverTask& observer, std::size_t services) {
+  Entry entry{&observer, {}};
+  entry.services.reserve(services);
+  observers_.push_back(std::move(entry));
 }
 
-void Client::stop(ConnectionObserver& observer) {
-  if (!isSameProcess()) return;
-  MutexLock lock(mutex_);
-  const auto found = find(observer);
-  if (found == observers_.end()) return;
-  forget(found);
-  if (!outgoing_.empty() && !writing_) flush();
-  wakeBackground();
+void Observers::addService(const ObserverTask& observer, Host& host) noexcept {
+  findIn(observers_, observer)->services.push_back({&host});
 }
 
-void Client::forget(std::vector<Observing>::iterator entry) {
-  for (const Observing::Service& service : entry->services) release(*service.host);
-  observers_.erase(entry);
+void Observers::remove(const ObserverTask& observer, Owners& owners) noexcept {
+  const auto found = findIn(observers_, observer);
+  for (const Service& service : found->services) owners.release(*service.host);
+  observers_.erase(found);
 }
 
-void Client::notifyObservers() noexcept {
-  if (awaitingOwners_) ownersChanged_.notifyAll();
-  for (const Observing& entry : observers_) entry.observer->schedule();
+bool Observers::contains(const ObserverTask& observer) const noexcept {
+  return findIn(observers_, observer) != observers_.end();
 }
 
-/// A loss of the link comes first, then what went with it, the link's return, and what came with that. The change is
-/// made before it counts as told, so that without memory it is tried again.
-Change Client::nextChange(const ConnectionObserver& observer) {
-  MutexLock lock(mutex_);
-  const auto found = find(observer);
+void Observers::notify() noexcept {
+  for (const Entry& entry : observers_) entry.observer->stateChanged();
+}
+
+// A change counts as told once it is made: without memory it is tried again.
+Change Observers::next(const ObserverTask& observer, const Link& link) {
+  const auto found = findIn(observers_, observer);
   if (found == observers_.end()) return {};
-  Observing& seen = *found;
-  const bool connected = transport_ != nullptr;
+  Entry& entry = *found;
 
-  if (seen.told == Told::UP ? seen.links != links_ || !connected : seen.told == Told::NOTHING && !connected) {
-    Change change{Change::LOST, {}, lossReason_};
-    seen.told = Told::DOWN;
+  const bool isLost = entry.link == Known::UP && (!link.isUp() || entry.generation != link.generation());
+  if (isLost || (entry.link == Known::NOTHING && !link.isUp())) {
+    Change change{Change::LOST, {}, link.lossReason()};
+    entry.link = Known::DOWN;
     return change;
   }
-  for (Observing::Service& service : seen.services) {
-    const bool gone = service.told == Told::UP && service.losses != service.host->losses;
-    if (!gone && (service.told != Told::NOTHING || connected)) continue;
+  for (Service& service : entry.services) {
+    const bool hasGone = service.known == Known::UP && service.generation != service.host->generation;
+    if (!hasGone && (service.known != Known::NOTHING || link.isUp())) continue;
     Change change{Change::SERVICE_DOWN, service.host->name, {}};
-    service.told = Told::DOWN;
+    service.known = Known::DOWN;
     return change;
   }
-  if (!connected) return {};
-  if (seen.told != Told::UP) {
-    Change change{Change::CONNECTED, {}, uniqueName_};
-    seen.told = Told::UP;
-    seen.links = links_;
+  if (!link.isUp()) return {};
+  if (entry.link != Known::UP) {
+    Change change{Change::CONNECTED, {}, link.uniqueName()};
+    entry.link = Known::UP;
+    entry.generation = link.generation();
     return change;
   }
-  for (Observing::Service& service : seen.services) {
+  for (Service& service : entry.services) {
     const Host& host = *service.host;
-    const Told now = !host.known ? service.told : host.owner.empty() ? Told::DOWN : Told::UP;
-    if (now == service.told) continue;
-    Change change{now == Told::UP ? Change::SERVICE_UP : Change::SERVICE_DOWN, host.name, host.owner};
-    service.told = now;
-    service.losses = host.losses;
+    const Known now = !host.isKnown ? service.known : host.owner.empty() ? Known::DOWN : Known::UP;
+    if (now == service.known) continue;
+    Change change{now == Known::UP ? Change::SERVICE_UP : Change::SERVICE_DOWN, host.name, host.owner};
+    service.known = now;
+    service.generation = host.generation;
     return change;
   }
   return {};

@@ -12,14 +12,16 @@
 #include <cerrno>
 #include <cstddef>
 #include <cstring>
+#include <new>
 #include <optional>
 
 #include <platform/bus/connection/Authentication.h>
 #include <platform/bus/connection/Driver.h>
-#include <platform/bus/message/Codec.h>
 #include <platform/bus/message/Limits.h>
+#include <platform/bus/message/Names.h>
 #include <platform/bus/message/method/Call.h>
 #include <platform/bus/message/method/Return.h>
+#include <platform/core/Descriptor.h>
 #include <platform/core/time/Clock.h>
 
 namespace Quarnix::Bus::Internal {
@@ -51,7 +53,7 @@ const char* errorNameOf(int error) noexcept {
 }
 
 int openSocket(const Address& address, const Time::Monotonic& deadline) {
-  const int descriptor = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
+  const int descriptor = aboveStandard(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
   if (descriptor < 0) return -1;
   sockaddr_un name{};
   name.sun_family = AF_UNIX;
@@ -74,10 +76,20 @@ int openSocket(const Address& address, const Time::Monotonic& deadline) {
   return descriptor;
 }
 
+/// Closes the descriptor when there is no memory.
+std::shared_ptr<SocketTransport> make(int descriptor, Admission& admission) {
+  try {
+    return std::make_shared<SocketTransport>(descriptor, admission);
+  } catch (const std::bad_alloc&) {
+    ::close(descriptor);
+    throw;
+  }
+}
+
 }  // namespace
 
 std::shared_ptr<SocketTransport> SocketTransport::connect(const std::vector<Address>& addresses,
-                                                          const Time::Monotonic& deadline) {
+                                                          const Time::Monotonic& deadline, Admission& admission) {
   std::optional<Return> failure;
   for (const Address& address : addresses) {
     const int descriptor = openSocket(address, deadline);
@@ -89,9 +101,9 @@ std::shared_ptr<SocketTransport> SocketTransport::connect(const std::vector<Addr
       continue;
     }
     try {
-      auto transport = std::make_shared<SocketTransport>(descriptor);
-      transport->authenticate(deadline);
-      transport->greet(deadline);
+      auto transport = make(descriptor, admission);
+      const std::size_t early = transport->authenticate(address.guid, deadline);
+      transport->greet(early, deadline);
       return transport;
     } catch (const Return& error) {
       if (!failure)
@@ -102,14 +114,7 @@ std::shared_ptr<SocketTransport> SocketTransport::connect(const std::vector<Addr
   throw *failure;
 }
 
-SocketTransport::SocketTransport(int descriptor) : descriptor_(descriptor) {
-  try {
-    buffer_.reset(new std::uint8_t[BUFFER_SIZE]);
-  } catch (...) {
-    ::close(descriptor);
-    throw;
-  }
-}
+SocketTransport::SocketTransport(int descriptor, Admission& admission) : descriptor_(descriptor), reader_(admission) {}
 
 SocketTransport::~SocketTransport() { ::close(descriptor_); }
 
@@ -139,31 +144,35 @@ void SocketTransport::writeAll(const char* bytes, std::size_t count, const Time:
   }
 }
 
-void SocketTransport::authenticate(const Time::Monotonic& deadline) {
-  Authentication authentication(static_cast<std::uint32_t>(::geteuid()));
+/// How many bytes of messages have come with the end of the dialogue and stand in the reader's room.
+std::size_t SocketTransport::authenticate(const std::string& guid, const Time::Monotonic& deadline) {
+  Authentication authentication(static_cast<std::uint32_t>(::geteuid()), guid);
+  std::size_t early = 0;
   for (;;) {
     const std::string output = authentication.takeOutput();
     writeAll(output.data(), output.size(), deadline);
-    if (authentication.state() == Authentication::State::DONE) return;
+    if (authentication.state() == Authentication::State::DONE) return early;
     if (authentication.state() == Authentication::State::REFUSED)
       throw Return("org.freedesktop.DBus.Error.AuthFailed", authentication.reason());
 
     awaitReady(POLLIN, deadline);
-    const ssize_t count = ::recv(descriptor_, buffer_.get() + end_, BUFFER_SIZE - end_, MSG_DONTWAIT);
+    char piece[Authentication::MAXIMUM_LINE];
+    const ssize_t count = ::recv(descriptor_, piece, sizeof piece, MSG_DONTWAIT);
     if (count == 0)
       throw Return("org.freedesktop.DBus.Error.AuthFailed", "The bus closed the connection during authentication");
     if (count < 0) {
       if (errno == EINTR || errno == EAGAIN || errno == EWOULDBLOCK) continue;
       throw Return("org.freedesktop.DBus.Error.Disconnected", std::strerror(errno));
     }
-    end_ += static_cast<std::size_t>(count);
-    // Whatever stands behind the dialogue's last line already belongs to messages and stays in the buffer.
-    begin_ += authentication.feed(reinterpret_cast<const char*>(buffer_.get()) + begin_, end_ - begin_);
-    if (begin_ == end_) begin_ = end_ = 0;
+    const auto size = static_cast<std::size_t>(count);
+    const std::size_t used = authentication.feed(piece, size);
+    // What stands behind the dialogue's last line already belongs to messages.
+    std::memcpy(reader_.room().at, piece + used, size - used);
+    early = size - used;
   }
 }
 
-void SocketTransport::greet(const Time::Monotonic& deadline) {
+void SocketTransport::greet(std::size_t early, const Time::Monotonic& deadline) {
   Message::Method::Call hello = driverCall("Hello");
   const Message::Frame frame = hello.seal(1, {});
   writeAll(reinterpret_cast<const char*>(frame.data()), frame.size(), deadline);
@@ -172,7 +181,7 @@ void SocketTransport::greet(const Time::Monotonic& deadline) {
   std::vector<Received> messages;
   std::string reason;
   // It may already stand behind the last line of the authentication.
-  bool intact = parse(messages, reason);
+  bool intact = reader_.take(early, messages, reason);
   while (intact && messages.empty()) {
     awaitReady(POLLIN, deadline);
     intact = read(messages, reason);
@@ -188,6 +197,10 @@ void SocketTransport::greet(const Time::Monotonic& deadline) {
   if (std::strcmp(answer.getSignature(), "s") != 0)
     throw Return("org.freedesktop.DBus.Error.Failed", "The bus answered the greeting without a name");
   static_cast<const Message::Base&>(answer).begin().get(uniqueName_);
+  if (Message::checkBusName(uniqueName_) || uniqueName_[0] != ':')
+    throw Return("org.freedesktop.DBus.Error.Failed", "The bus gave this connection the name '" +
+                                                          uniqueName_.substr(0, Message::MAXIMUM_NAME_LENGTH) +
+                                                          "': expected a unique name, such as :1.7");
   early_.assign(std::make_move_iterator(messages.begin() + 1), std::make_move_iterator(messages.end()));
 }
 
@@ -214,17 +227,12 @@ std::ptrdiff_t SocketTransport::write(const Message::Frame* frames, std::size_t 
 bool SocketTransport::read(std::vector<Received>& messages, std::string& reason) {
   std::move(early_.begin(), early_.end(), std::back_inserter(messages));
   early_.clear();
-  std::uint8_t* into = buffer_.get() + end_;
-  std::size_t room = BUFFER_SIZE - end_;
-  if (large_) {
-    into = large_.data() + largeFilled_;
-    room = largeSize_ - largeFilled_;
-  }
+  const MessageReader::Room room = reader_.room();
   ssize_t count = 0;
   do {
-    count = ::recv(descriptor_, into, room, MSG_DONTWAIT);
+    count = ::recv(descriptor_, room.at, room.size, MSG_DONTWAIT);
   } while (count < 0 && errno == EINTR);
-  moreThere_ = count == static_cast<ssize_t>(room);
+  moreThere_ = count == static_cast<ssize_t>(room.size);
   if (count == 0) {
     reason = "the bus closed the connection";
     return false;
@@ -234,62 +242,7 @@ bool SocketTransport::read(std::vector<Received>& messages, std::string& reason)
     reason = std::strerror(errno);
     return false;
   }
-  if (large_) {
-    largeFilled_ += static_cast<std::size_t>(count);
-    if (largeFilled_ < largeSize_) return true;
-    return accept(std::exchange(large_, {}), largeSize_, messages, reason);
-  }
-  end_ += static_cast<std::size_t>(count);
-  return parse(messages, reason);
-}
-
-bool SocketTransport::parse(std::vector<Received>& messages, std::string& reason) {
-  while (end_ - begin_ >= Message::FIXED_HEADER_SIZE) {
-    const std::uint8_t* at = buffer_.get() + begin_;
-    const std::size_t available = end_ - begin_;
-    const Message::DeclaredSize declared = Message::declaredSize(at);
-    if (declared.rule) {
-      reason = std::string("the bus sent an invalid message: ") + declared.rule;
-      return false;
-    }
-    if (declared.size > MAXIMUM_INCOMING_SIZE) {
-      reason = "the bus sent a message of " + std::to_string(declared.size) + " bytes";
-      return false;
-    }
-    if (available >= declared.size) {
-      Message::Storage storage(declared.size);
-      std::memcpy(storage.data(), at, declared.size);
-      begin_ += declared.size;
-      if (!accept(std::move(storage), declared.size, messages, reason)) return false;
-      continue;
-    }
-    if (declared.size > BUFFER_SIZE / 4) {
-      large_ = Message::Storage(declared.size);
-      largeSize_ = declared.size;
-      largeFilled_ = available;
-      std::memcpy(large_.data(), at, available);
-      begin_ = end_;
-    }
-    break;
-  }
-  if (begin_ > 0) {
-    std::memmove(buffer_.get(), buffer_.get() + begin_, end_ - begin_);
-    end_ -= begin_;
-    begin_ = 0;
-  }
-  return true;
-}
-
-bool SocketTransport::accept(Message::Storage storage, std::size_t size, std::vector<Received>& messages,
-                             std::string& reason) {
-  Received received;
-  if (const char* rule = Message::check(storage.data(), size, received.header)) {
-    reason = std::string("the bus sent an invalid message: ") + rule;
-    return false;
-  }
-  received.frame = {std::move(storage), 0, static_cast<std::uint32_t>(size)};
-  messages.push_back(std::move(received));
-  return true;
+  return reader_.take(static_cast<std::size_t>(count), messages, reason);
 }
 
 }  // namespace Quarnix::Bus::Internal

@@ -4,6 +4,7 @@
 #include <memory>
 
 #include <platform/bus/connection/Address.h>
+#include <platform/bus/connection/MessageReader.h>
 #include <platform/bus/connection/Transport.h>
 #include <platform/core/time/Monotonic.h>
 
@@ -13,15 +14,13 @@ class SocketTransport : public Transport {
  public:
   /// How long the bus may take to accept, authenticate and greet a connection at the most.
   static constexpr Time::Elapsed MAXIMUM_CONNECT_TIME{25, 0};
-  /// The largest message that is accepted from the bus.
-  static constexpr std::size_t MAXIMUM_INCOMING_SIZE = std::size_t{1} << 27;
 
   /// Connects to the first address that answers, authenticates and says hello. Throws what went wrong as an error reply
-  /// (Message::Method::Return).
+  /// (Message::Method::Return). `admission` must outlive the link.
   static std::shared_ptr<SocketTransport> connect(const std::vector<Address>& addresses,
-                                                  const Time::Monotonic& deadline);
+                                                  const Time::Monotonic& deadline, Admission& admission);
 
-  explicit SocketTransport(int descriptor);
+  SocketTransport(int descriptor, Admission& admission);
   ~SocketTransport() override;
   SocketTransport(const SocketTransport&) = delete;
   SocketTransport& operator=(const SocketTransport&) = delete;
@@ -33,20 +32,13 @@ class SocketTransport : public Transport {
   void shutdown() noexcept override;
 
  private:
-  static constexpr std::size_t BUFFER_SIZE = 64 * 1024;
-
-  void authenticate(const Time::Monotonic& deadline);
-  void greet(const Time::Monotonic& deadline);
+  std::size_t authenticate(const std::string& guid, const Time::Monotonic& deadline);
+  void greet(std::size_t early, const Time::Monotonic& deadline);
   void writeAll(const char* bytes, std::size_t count, const Time::Monotonic& deadline);
   void awaitReady(short events, const Time::Monotonic& deadline);
-  bool parse(std::vector<Received>& messages, std::string& reason);
-  bool accept(Message::Storage storage, std::size_t size, std::vector<Received>& messages, std::string& reason);
 
-  int descriptor_;
-  std::unique_ptr<std::uint8_t[]> buffer_;  // bytes that are not yet a whole message
-  std::size_t begin_ = 0, end_ = 0;
-  Message::Storage large_;  // a message too large for the buffer, read straight into its own storage
-  std::size_t largeSize_ = 0, largeFilled_ = 0;
+  const int descriptor_;
+  MessageReader reader_;
   bool moreThere_ = false;
   std::vector<Received> early_;  // what arrived together with the answer to the greeting
 };

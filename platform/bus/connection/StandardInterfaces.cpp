@@ -1,10 +1,11 @@
-// The interfaces that every served object answers without its hook: Peer, Introspectable and an empty Properties.
-#include <cstring>
-#include <fstream>
-#include <set>
+// Answering Peer, Introspectable and Properties.
+#include <platform/bus/connection/StandardInterfaces.h>
 
-#include <platform/bus/connection/Client.h>
-#include <platform/bus/object/Server.h>
+#include <fstream>
+#include <string_view>
+#include <utility>
+
+#include <platform/bus/connection/ServedObjects.h>
 
 namespace Quarnix::Bus::Internal {
 
@@ -12,8 +13,6 @@ using Message::Method::Call;
 using Message::Method::Return;
 
 namespace {
-
-constexpr const char* UNKNOWN_METHOD = "org.freedesktop.DBus.Error.UnknownMethod";
 
 constexpr const char* STANDARD_DESCRIPTION =
     " <interface name=\"org.freedesktop.DBus.Peer\">\n"
@@ -38,57 +37,44 @@ std::string machineId() {
 
 }  // namespace
 
-/// The description of a served object, or of a path above served objects; empty where there is neither.
-std::string Client::describe(const std::string& path) const {
-  const std::string prefix = path == "/" ? path : path + "/";
-  std::set<std::string> children;
-  for (auto server = servers_.lower_bound(prefix); server != servers_.end(); ++server) {
-    if (!server->first.starts_with(prefix)) break;
-    const std::string rest = server->first.substr(prefix.size());
-    children.insert(rest.substr(0, rest.find('/')));
-  }
-  const auto served = servers_.find(path);
-  if (served == servers_.end() && children.empty() && path != "/") return {};
+std::string describeNode(const char* interfaces, const std::set<std::string>& children) {
   std::string text =
       "<!DOCTYPE node PUBLIC \"-//freedesktop//DTD D-BUS Object Introspection 1.0//EN\"\n"
       " \"http://www.freedesktop.org/standards/dbus/1.0/introspect.dtd\">\n<node>\n";
-  if (served != servers_.end()) text.append(STANDARD_DESCRIPTION).append(served->second.server->description_);
+  if (interfaces) text.append(STANDARD_DESCRIPTION).append(interfaces);
   for (const std::string& child : children) text += " <node name=\"" + child + "\"/>\n";
   return text + "</node>\n";
 }
 
-/// Answers a call of a standard interface. False when it is the object's own.
-bool Client::answerStandard(const Call& call) {
+std::optional<Return> answerStandard(const Call& call, ServedObjects& objects) {
   const std::string_view interface = call.getInterface();
-  if (!interface.starts_with("org.freedesktop.DBus.")) return false;
+  if (!interface.starts_with("org.freedesktop.DBus.")) return std::nullopt;
   const std::string_view member = call.getMember();
   const std::string_view signature = call.getSignature();
-  const bool served = servers_.count(std::string_view(call.getPath())) > 0;
 
   Return reply(call);
-  if (interface == "org.freedesktop.DBus.Peer" && member == "Ping") {
-  } else if (interface == "org.freedesktop.DBus.Peer" && member == "GetMachineId") {
+  if (interface == "org.freedesktop.DBus.Peer" && member == "Ping") return reply;
+  if (interface == "org.freedesktop.DBus.Peer" && member == "GetMachineId") {
     reply.begin().append(machineId());
-  } else if (interface == "org.freedesktop.DBus.Introspectable" && member == "Introspect") {
-    const std::string text = describe(call.getPath());
-    if (text.empty()) return false;
+    return reply;
+  }
+  if (interface == "org.freedesktop.DBus.Introspectable" && member == "Introspect") {
+    const std::string text = objects.describe(call.getPath());
+    if (text.empty()) return std::nullopt;
     reply.begin().append(text);
-  } else if (interface == "org.freedesktop.DBus.Properties" && served && member == "GetAll" && signature == "s") {
+    return reply;
+  }
+  if (!objects.find(call.getPath())) return std::nullopt;
+  if (interface == "org.freedesktop.DBus.Properties" && member == "GetAll" && signature == "s") {
     Message::Iterator arguments = reply.begin();
     Message::Iterator none = arguments.begin(Message::ARRAY, "{sv}");
     arguments.end(none);
-  } else if (interface == "org.freedesktop.DBus.Properties" && served && (member == "Get" || member == "Set")) {
-    refuse(call, "org.freedesktop.DBus.Error.UnknownProperty", "The object has no properties");
-    return true;
-  } else if (served) {
-    refuse(call, UNKNOWN_METHOD,
-           "No method " + std::string(member) + "(" + std::string(signature) + ") in " + std::string(interface));
-    return true;
-  } else {
-    return false;
+    return reply;
   }
-  if (call.isReplyExpected()) answer(std::move(reply));
-  return true;
+  if (interface == "org.freedesktop.DBus.Properties" && (member == "Get" || member == "Set"))
+    return Return(call, "org.freedesktop.DBus.Error.UnknownProperty", "The object has no properties");
+  return Return(call, "org.freedesktop.DBus.Error.UnknownMethod",
+                "No method " + std::string(member) + "(" + std::string(signature) + ") in " + std::string(interface));
 }
 
 }  // namespace Quarnix::Bus::Internal

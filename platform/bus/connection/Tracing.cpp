@@ -3,7 +3,7 @@
 
 #include <utility>
 
-#include <platform/bus/message/Codec.h>
+#include <platform/bus/message/Check.h>
 #include <platform/core/Boundary.h>
 
 namespace Quarnix::Bus::Internal {
@@ -37,7 +37,7 @@ class TracingTransport : public Transport {
     const std::size_t before = messages.size();
     const bool alive = link_->read(messages, reason);
     for (std::size_t i = before; i < messages.size(); ++i)
-      show(Trace::Direction::IN, messages[i].frame, messages[i].header);
+      if (!messages[i].discarded) show(Trace::Direction::IN, messages[i].frame, messages[i].header);
     return alive;
   }
 

@@ -3,6 +3,7 @@
 
 #include <cstddef>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include <platform/bus/message/Header.h>
@@ -14,6 +15,15 @@ namespace Quarnix::Bus::Internal {
 struct Received {
   Message::Frame frame;
   Message::Header header;
+  /// The size of a message that was discarded, because it was too large or there was no memory for it; otherwise 0. Its
+  /// header has passed the check. The frame has nothing else, unless the in-process bus has handed it over.
+  std::size_t discarded = 0;
+
+  /// A field of the header; empty where the message has none.
+  std::string_view text(Message::Field field) const noexcept {
+    const Message::Header::Text& place = header.text(field);
+    return {reinterpret_cast<const char*>(frame.data() + place.offset), place.length};
+  }
 };
 
 /// A link to a bus that is up. A link that breaks stays broken; reconnecting makes a new one.

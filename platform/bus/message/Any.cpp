@@ -5,7 +5,7 @@
 #include <string>
 
 #include <platform/bus/Error.h>
-#include <platform/bus/message/Codec.h>
+#include <platform/bus/message/Check.h>
 #include <platform/bus/message/Limits.h>
 
 namespace Quarnix::Bus::Message {

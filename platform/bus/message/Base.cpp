@@ -127,7 +127,7 @@ Frame Base::seal(std::uint32_t serial, const Route& route) {
 
   const std::string_view interface = view(Field::INTERFACE), member = view(Field::MEMBER);
   const std::string_view errorName = view(Field::ERROR_NAME);
-  const auto writeFields = [&](FieldWriter & writer) __attribute__((always_inline)) {
+  const auto writeFields = [&](auto& writer) __attribute__((always_inline)) {
     if (call || signal) writer.text(Field::PATH, 'o', path);
     writer.text(Field::INTERFACE, 's', interface);
     writer.text(Field::MEMBER, 's', member);

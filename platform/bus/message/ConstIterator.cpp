@@ -94,6 +94,10 @@ void ConstIterator::leave(const ConstIterator& inside) {
   } else {
     ConstIterator last(inside);
     ++last;
+    if (!isEnd(last.signature_)) [[unlikely]] {
+      ++*this;
+      return;
+    }
     at_ = last.at_;
   }
   if (!elementBegin_) {
@@ -117,7 +121,7 @@ ConstIterator ConstIterator::begin() const {
       return inside;
     }
     case 'v':
-      return ConstIterator(at_ + 2 + *at_, end_, reinterpret_cast<const char*>(at_ + 1), swapped_);
+      return getVariant();
     default:
       failEnter();
   }
@@ -160,6 +164,11 @@ std::span<const std::uint8_t> ConstIterator::getBytes() const {
   if (signature_[0] != 'a' || signature_[1] != 'y') failMismatch('a');
   const std::uint8_t* at = align<4>(at_);
   return {at + 4, word(at)};
+}
+
+ConstIterator ConstIterator::getVariant() const {
+  if (*signature_ != 'v') failMismatch('v');
+  return ConstIterator(at_ + 2 + *at_, end_, reinterpret_cast<const char*>(at_ + 1), swapped_);
 }
 
 void ConstIterator::failMismatch(char wanted) const {

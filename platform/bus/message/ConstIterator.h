@@ -50,8 +50,8 @@ class HEVRA_EXPORT ConstIterator {
   ConstIterator end() const;
 
   ConstIterator& operator++();
-  /// Steps over the container at the position, which `inside` has read to its last value or beyond: nothing is walked
-  /// twice. `inside` stands on the container's last value or at its end.
+  /// Steps over the container at the position, in which `inside` stands. When `inside` is on the container's last value
+  /// or at its end, nothing is walked twice.
   void leave(const ConstIterator& inside);
 
   friend bool operator==(const ConstIterator& a, const ConstIterator& b) noexcept { return a.at_ == b.at_; }
@@ -82,6 +82,8 @@ class HEVRA_EXPORT ConstIterator {
   std::string_view getText() const;
   /// The contents of an array of bytes.
   std::span<const std::uint8_t> getBytes() const;
+  /// The value in a variant.
+  ConstIterator getVariant() const;
 
  private:
   template <std::size_t N>

@@ -15,7 +15,7 @@ std::string quoted(std::string_view text) { return '"' + std::string(text) + '"'
 
 }  // namespace
 
-Iterator::Iterator(Iterator& parent, int type, std::string_view contents)
+Iterator::Iterator(Iterator& parent, int type, std::string_view contents) try
     : body_(parent.body_), parent_(&parent), kind_(static_cast<char>(type)) {
   if (type == ARRAY && parent.expected_) {
     // The contents are already part of a signature that is checked and stays where it is.
@@ -33,10 +33,7 @@ Iterator::Iterator(Iterator& parent, int type, std::string_view contents)
                              : around == 0
                                  ? checkSingleType(array)
                                  : checkSingleType(std::string(around, '(').append(array).append(around, ')'));
-    if (rule) {
-      body_.unusable = true;
-      require(rule, "signature of a container's contents", contents);
-    }
+    require(rule, "signature of a container's contents", contents);
     if (type == VARIANT) {
       parent.take<1>("v");
       after_ = parent.expected_;
@@ -62,6 +59,8 @@ Iterator::Iterator(Iterator& parent, int type, std::string_view contents)
     body_.commit(at + contents.size() + 1);
   }
   enter(type == ARRAY, 0);
+} catch (...) {
+  parent.abandon();
 }
 
 /// Keeps the type of an array of these contents, with NUL behind it as far as it is looked at.
@@ -84,7 +83,12 @@ void Iterator::extend(const char* codes, std::size_t count) {
     throw InvalidArgument("Signature " + quoted(body_.signature + std::string(codes, count)) +
                           ": expected at most 255 characters");
   }
-  body_.signature.append(codes, count);
+  try {
+    body_.signature.append(codes, count);
+  } catch (const std::bad_alloc&) {
+    abandon();
+    throw;
+  }
 }
 
 void Iterator::extendByOpening(char opening) {

@@ -22,8 +22,8 @@ namespace Quarnix::Bus::Message {
 /// Lifetime: an iterator refers to its message, and a container's iterator to the one that opened it; while a container
 /// is open only its iterator may append. A container is closed with `end` on the iterator that opened it.
 /// Errors: TypeMismatch names what was appended and what was expected; InvalidArgument names a text, path or signature
-/// that the bus does not allow, or a size beyond its limits. After any error, and when a container's iterator goes
-/// without having been closed, the message is unusable: sending it raises UnusableMessage.
+/// that the bus does not allow, or a size beyond its limits. After any error, after `abandon`, and when a container's
+/// iterator goes without having been closed, the message is unusable: sending it raises UnusableMessage.
 /// Threads: one message is built by one thread.
 class HEVRA_EXPORT Iterator {
  public:
@@ -69,6 +69,9 @@ class HEVRA_EXPORT Iterator {
   }
   /// Appends a variant that holds an array of bytes.
   void appendVariantOfBytes(const std::uint8_t* bytes, std::size_t count);
+
+  /// Makes the message unusable: for a marshaller that fails between the values of a record.
+  void abandon() noexcept { body_.unusable = true; }
 
   /// Opens a structure (STRUCTURE) or, inside an array, a dictionary entry (DICTIONARY_ENTRY).
   Iterator begin(int type) { return Iterator(*this, openingOf(type)); }
@@ -200,7 +203,6 @@ class HEVRA_EXPORT Iterator {
     failType(type, "'r' or 'e' where no contents are named");
   }
   const char* close(Iterator& container);
-  void abandon() noexcept { body_.unusable = true; }
   [[noreturn]] void failMismatch(std::string_view codes);
   [[noreturn]] void failDepth();
   [[noreturn]] void failEnd();

@@ -17,6 +17,11 @@ constexpr int MAXIMUM_DEPTH = 64;
 /// The header's part before its fields: byte order, type, flags, version, body length, serial, length of the fields.
 constexpr std::size_t FIXED_HEADER_SIZE = 16;
 
+/// How large the messages are that a connection stores unless it is told otherwise, and the least that it can be told.
+constexpr std::size_t LARGEST_CALL = std::size_t{1} << 20;
+constexpr std::size_t LARGEST_REPLY = std::size_t{32} << 20;
+constexpr std::size_t LEAST_LARGEST_MESSAGE = std::size_t{16} << 10;
+
 /// What no message may name, nor begin a name with, as libdbus compares no further: a client library uses them for
 /// messages to itself.
 constexpr std::string_view RESERVED_PATH = "/org/freedesktop/DBus/Local";

@@ -53,7 +53,7 @@ Return::Return(const char* errorName, const std::string& text) : Base(Type::ERRO
 Return::~Return() = default;
 
 const char* Return::getErrorText() const noexcept {
-  const ConstIterator first = static_cast<const Base*>(this)->begin();
+  const ConstIterator first = begin();
   return isException() && first.type() == 's' ? first.getText().data() : "";
 }
 

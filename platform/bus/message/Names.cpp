@@ -2,6 +2,7 @@
 // the characters once and allocate nothing.
 #include <platform/bus/message/Names.h>
 
+#include <algorithm>
 #include <array>
 #include <cstdint>
 #include <cstring>
@@ -10,6 +11,7 @@
 #include <platform/bus/Error.h>
 #include <platform/bus/message/Limits.h>
 #include <platform/bus/message/Rules.h>
+#include <platform/core/Hexadecimal.h>
 
 namespace Quarnix::Bus::Message {
 
@@ -61,9 +63,10 @@ bool isPlain(const unsigned char* at) noexcept {
   return (((word - 0x0101010101010101U) | word) & 0x8080808080808080U) == 0;
 }
 
-// How many bytes the multi-byte UTF-8 sequence at `at` has, 0 when it is none.
-std::size_t sequenceLength(const unsigned char* at, const unsigned char* end) noexcept {
+// How many bytes the UTF-8 sequence at `at` has, 0 when it is none.
+inline std::size_t sequenceLength(const unsigned char* at, const unsigned char* end) noexcept {
   const unsigned lead = at[0];
+  if (lead < 0x80) return 1;
   if (lead < 0xc2 || lead > 0xf4) return 0;
   const std::size_t length = lead < 0xe0 ? 2 : lead < 0xf0 ? 3 : 4;
   if (static_cast<std::size_t>(end - at) < length) return 0;
@@ -80,14 +83,14 @@ std::size_t sequenceLength(const unsigned char* at, const unsigned char* end) no
 // The value as an error message shows it: on one line, printable and not endless.
 std::string printable(std::string_view value) {
   constexpr std::size_t LONGEST = 300;
-  constexpr char DIGITS[] = "0123456789abcdef";
   std::string shown;
   for (const char character : value.substr(0, LONGEST)) {
     const auto byte = static_cast<unsigned char>(character);
     if (byte >= 0x20 && byte < 0x7f) {
       shown += character;
     } else {
-      shown += {'\\', 'x', DIGITS[byte >> 4], DIGITS[byte & 15]};
+      shown += "\\x";
+      appendHexadecimal(shown, {&byte, 1});
     }
   }
   if (value.size() > LONGEST) shown += "... (" + std::to_string(value.size()) + " bytes)";
@@ -142,10 +145,15 @@ const char* checkText(std::string_view text) noexcept {
     if (end - at < 8 && text.size() >= 8 && isPlain(end - 8)) return nullptr;
     if (at == end) return nullptr;
     if (*at == 0) return Rules::TEXT_NUL;
-    const std::size_t length = *at < 0x80 ? 1 : sequenceLength(at, end);
+    const std::size_t length = sequenceLength(at, end);
     if (length == 0) return Rules::TEXT_UTF8;
     at += length;
   }
+}
+
+std::size_t characterLength(std::string_view text) noexcept {
+  const auto* const at = reinterpret_cast<const unsigned char*>(text.data());
+  return std::max(sequenceLength(at, at + text.size()), std::size_t{1});
 }
 
 void require(const char* rule, const char* what, std::string_view value) {

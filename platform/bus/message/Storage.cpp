@@ -29,8 +29,9 @@ void* Storage::allocate(std::size_t size) {
   throw std::bad_alloc();
 }
 
-Storage::Storage(std::size_t capacity)
-    : block_(new (allocate(sizeof(Block) + capacity)) Block{{1}, static_cast<std::uint32_t>(capacity)}) {}
+Storage::Storage(std::size_t capacity) {
+  block_ = new (allocate(sizeof(Block) + capacity)) Block{{1}, static_cast<std::uint32_t>(capacity)};
+}
 
 void Storage::release() noexcept {
   if (!block_ || block_->references.fetch_sub(1, std::memory_order_acq_rel) != 1) return;

@@ -6,12 +6,14 @@
 #include <cstdint>
 #include <utility>
 
+#include <platform/core/Export.h>
+
 namespace Quarnix::Bus::Message {
 
 /// A shared reference to a block of bytes, or to none. The block's first byte is 8-aligned.
 ///
 /// Threads: blocks are shared between threads once nobody writes them any more; a writer makes sure with `isShared`.
-class Storage {
+class HEVRA_EXPORT Storage {
  public:
   Storage() noexcept = default;
   /// A block of `capacity` bytes, not initialised. Raises std::bad_alloc.

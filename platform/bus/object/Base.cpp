@@ -32,7 +32,14 @@ void Base::setConnection(Shared::Pointer<Connection> connection) {
 const Shared::Pointer<Connection>& Base::getConnection() const {
   MutexLock lock(connectionMutex_);
   if (!connection_) connection_ = Connection::getDefault();
-  return connection_;
+  const auto* const used = &connection_;  // does not change any more, and so is read without the mutex
+  return *used;
+}
+
+void Base::setLargestQueue(std::size_t messages, std::size_t bytes) {
+  MutexLock lock(queueMutex_);
+  largestMessages_ = messages;
+  largestBytes_ = bytes;
 }
 
 std::unique_ptr<Base::Delivery> Base::takeFirst() {
@@ -51,16 +58,20 @@ bool Base::enqueue(Message::Frame frame, const Message::Header& header, bool dro
     MutexLock lock(queueMutex_);
     if (!delivering_) return true;
     const std::size_t size = delivery->frame.size();
-    while (first_ && (queuedMessages_ >= MAXIMUM_QUEUED_MESSAGES || queuedBytes_ + size > MAXIMUM_QUEUED_BYTES)) {
+    const bool fits = size <= largestBytes_ && largestMessages_ > 0;
+    while (!fits || queuedMessages_ >= largestMessages_ || queuedBytes_ + size > largestBytes_) {
       if (!droppable) return false;
-      takeFirst();
       ++keptOut_;
+      if (!fits) break;
+      takeFirst();
     }
-    ++queuedMessages_;
-    queuedBytes_ += size;
-    Delivery* const added = delivery.get();
-    (last_ ? last_->next : first_) = std::move(delivery);
-    last_ = added;
+    if (fits) {
+      ++queuedMessages_;
+      queuedBytes_ += size;
+      Delivery* const added = delivery.get();
+      (last_ ? last_->next : first_) = std::move(delivery);
+      last_ = added;
+    }
   }
   schedule();
   return true;
@@ -75,13 +86,13 @@ void Base::entry() {
       if (!stopAsked_) delivery = takeFirst();
       keptOut = keptOut_ > 0;
     }
-    if (keptOut) warnOfKeptOut();
+    if (keptOut) warnOfKeptOut(false);
     if (!delivery) return;
     deliver(std::move(delivery->frame), delivery->header);
   }
 }
 
-void Base::countKeptOut() {
+void Base::countRefused() {
   {
     MutexLock lock(queueMutex_);
     ++keptOut_;
@@ -90,12 +101,12 @@ void Base::countKeptOut() {
   schedule();
 }
 
-void Base::warnOfKeptOut() {
+void Base::warnOfKeptOut(bool isLast) {
   unsigned count = 0;
   {
     MutexLock lock(queueMutex_);
     const Time::Monotonic now = Time::Clock::get().now();
-    if (now < nextWarning_) return;
+    if (keptOut_ == 0 || (now < nextWarning_ && !isLast)) return;
     nextWarning_ = now + Time::Elapsed(1, 0);
     count = std::exchange(keptOut_, 0);
   }
@@ -184,6 +195,7 @@ void Base::endDelivery() {
   disable();
   for (; waiting; waiting = std::move(waiting->next))
     runAtBoundary("refusal of a call", [&] { refuse(std::move(waiting->frame), waiting->header); });
+  runAtBoundary("warning of a bus object", [&] { warnOfKeptOut(true); });
 }
 
 }  // namespace Quarnix::Bus::Object

@@ -9,6 +9,7 @@
 #include <string>
 
 #include <platform/bus/Connection.h>
+#include <platform/bus/connection/Receiver.h>
 #include <platform/core/Mutex.h>
 #include <platform/core/Task.h>
 #include <platform/core/time/Monotonic.h>
@@ -18,12 +19,13 @@ namespace Quarnix::Bus::Object {
 /// A bus object is a task: its hooks run on its own thread, one message at a time, in the order of arrival.
 ///
 /// Threads: `setPath` and `setConnection` before the first use; everything else from any thread.
-/// Retiring: a class that overrides a hook calls `retire` as the first act of its own destructor. An application that
-/// derives from a manager calls `stop` before its own part goes.
-class HEVRA_EXPORT Base : public Task {
+/// Retiring: a class that overrides a hook calls `retire` as the first act of its own destructor. A class derived from
+/// a manager calls `stop` there instead, whether it overrides a hook or not: the manager's own destructor is too late.
+class HEVRA_EXPORT Base : public Task, protected Internal::Receiver {
  public:
-  /// How much waits for an object's task at the most. Beyond it the oldest signals are dropped, with at most one
-  /// warning a second, and calls are answered with "org.freedesktop.DBus.Error.LimitsExceeded".
+  /// How much waits for an object's task at the most, unless `setLargestQueue` says otherwise. Beyond it the oldest
+  /// signals are dropped, with at most one warning a second, and calls are answered with
+  /// "org.freedesktop.DBus.Error.LimitsExceeded".
   static constexpr std::size_t MAXIMUM_QUEUED_MESSAGES = 65536;
   static constexpr std::size_t MAXIMUM_QUEUED_BYTES = std::size_t{16} << 20;
 
@@ -41,6 +43,10 @@ class HEVRA_EXPORT Base : public Task {
   void setConnection(Shared::Pointer<Connection> connection);
   /// The connection in use. Raises what Connection::getDefault raises.
   const Shared::Pointer<Connection>& getConnection() const;
+
+  /// How much waits for the object's task at the most: messages, and bytes of all of them. A message of more bytes
+  /// never waits, also when it is the only one. Any time.
+  void setLargestQueue(std::size_t messages, std::size_t bytes);
 
   /// Begins delivery. `wait` true: returns when the object is subscribed or served, and raises StartFailed or
   /// InvalidArgument if that fails, with nothing half started. False: returns at once and keeps trying in the
@@ -65,17 +71,14 @@ class HEVRA_EXPORT Base : public Task {
   void end();
 
  private:
-  friend class Internal::Client;
   struct Delivery;
   enum class Life : std::uint8_t { STOPPED, STARTING, STARTED, STOPPING };
 
-  /// Puts a message into the queue; called by the connection with its mutex held. When the queue is full, the oldest
-  /// message makes room if they are `droppable`; otherwise false.
-  bool enqueue(Message::Frame frame, const Message::Header& header, bool droppable);
-  /// Counts a call that was refused instead, for a warning; called as `enqueue` is.
-  void countKeptOut();
+  bool enqueue(Message::Frame frame, const Message::Header& header, bool droppable) override;
+  void countRefused() override;
   std::unique_ptr<Delivery> takeFirst() HEVRA_REQUIRES(queueMutex_);
-  void warnOfKeptOut();
+  /// At most once a second, unless it is the last before the object is stopped.
+  void warnOfKeptOut(bool isLast);
   /// Runs the hook for one message.
   virtual void deliver(Message::Frame frame, const Message::Header& header) = 0;
   /// Answers a call that waited when the object was stopped.
@@ -97,6 +100,8 @@ class HEVRA_EXPORT Base : public Task {
   Mutex queueMutex_;
   std::unique_ptr<Delivery> first_ HEVRA_GUARDED_BY(queueMutex_);
   Delivery* last_ HEVRA_GUARDED_BY(queueMutex_) = nullptr;
+  std::size_t largestMessages_ HEVRA_GUARDED_BY(queueMutex_) = MAXIMUM_QUEUED_MESSAGES;
+  std::size_t largestBytes_ HEVRA_GUARDED_BY(queueMutex_) = MAXIMUM_QUEUED_BYTES;
   std::size_t queuedMessages_ HEVRA_GUARDED_BY(queueMutex_) = 0;
   std::size_t queuedBytes_ HEVRA_GUARDED_BY(queueMutex_) = 0;
   Life life_ HEVRA_GUARDED_BY(queueMutex_) = Life::STOPPED;

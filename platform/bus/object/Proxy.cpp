@@ -33,23 +33,23 @@ Message::SendReturn Proxy::send(Message::Method::Call& call) const {
 }
 
 bool Proxy::isAvailable() const {
-  Internal::Host* const of = host();
-  return of->client->isOwned(*of);
+  Internal::Host* const service = host();
+  return service->client->isOwned(*service);
 }
 
 bool Proxy::waitForService(const Time::Monotonic& deadline) const {
-  Internal::Host* const of = host();
-  return of->client->awaitOwner(*of, deadline);
+  Internal::Host* const service = host();
+  return service->client->awaitOwner(*service, deadline);
 }
 
-std::uint64_t Proxy::getTenure() const {
-  const Internal::Host* const of = host();
-  return of->client->tenure(*of);
+std::uint64_t Proxy::getGeneration() const {
+  const Internal::Host* const service = host();
+  return service->client->generation(*service);
 }
 
-std::uint64_t Proxy::getTenureOf(std::string_view owner) const {
-  const Internal::Host* const of = host();
-  return of->client->tenure(*of, owner);
+std::uint64_t Proxy::getGenerationOf(std::string_view owner) const {
+  const Internal::Host* const service = host();
+  return service->client->generation(*service, owner);
 }
 
 std::string Proxy::introspect() const {
@@ -72,10 +72,10 @@ void Proxy::stop() { end(); }
 
 void Proxy::attach(bool wait) {
   Internal::Host* const to = host();
-  to->client->start(*this, to, wait);
+  to->client->subscribe(*this, *to, getPath(), wait);
 }
 
-void Proxy::detach() { watched_.load()->client->stop(*this); }
+void Proxy::detach() { watched_.load()->client->unsubscribe(*this); }
 
 void Proxy::retire() noexcept {
   Proxy::stop();

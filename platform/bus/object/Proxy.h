@@ -53,16 +53,15 @@ class HEVRA_EXPORT Proxy : public Base {
   /// The hook: one signal of the object. Runs on the proxy's task.
   virtual void signal(const Message::Signal& signal);
 
-  /// The service's tenure of its name: a number that grows whenever an owner gives the name up or loses it, and when
-  /// the bus is lost; not when the first one comes, or becomes known.
-  std::uint64_t getTenure() const;
-  /// The same if `owner`, a unique name, has the service's name now, otherwise 0, which is no tenure.
-  std::uint64_t getTenureOf(std::string_view owner) const;
+  /// The generation of the service: a number that grows whenever an owner gives the service's name up or loses it, and
+  /// when the bus is lost. It does not grow when the first owner comes, or becomes known.
+  std::uint64_t getGeneration() const;
+  /// The same if `owner`, a unique name, has the service's name now, otherwise 0, which no generation is.
+  std::uint64_t getGenerationOf(std::string_view owner) const;
 
   void retire() noexcept;
 
  private:
-  friend class Internal::Client;
   Internal::Host* host() const;
   void deliver(Message::Frame frame, const Message::Header& header) override;
   void refuse(Message::Frame frame, const Message::Header& header) override;

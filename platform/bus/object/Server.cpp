@@ -24,11 +24,11 @@ void Server::stop() { end(); }
 
 void Server::attach(bool wait) {
   serving_ = &getConnection()->client();
-  serving_->start(*this, caller_, wait);
+  serving_->serve(*this, getPath(), description_, caller_, wait);
 }
 
 void Server::detach() {
-  if (serving_) serving_->stop(*this);  // null when no start has come so far
+  if (serving_) serving_->withdraw(*this, getPath());  // null when no start has come so far
 }
 
 void Server::retire() noexcept {

@@ -40,7 +40,6 @@ class HEVRA_EXPORT Server : public Base {
   void retire() noexcept;
 
  private:
-  friend class Internal::Client;
   void deliver(Message::Frame frame, const Message::Header& header) override;
   void refuse(Message::Frame frame, const Message::Header& header) override;
   std::string describeKeptOut(unsigned count) const override;

@@ -1,8 +1,6 @@
 // The variant wrapper.
 #include <platform/bus/type/VariantHandler.h>
 
-#include <platform/bus/Error.h>
-
 namespace Quarnix::Bus::Type {
 
 VariantHandler::~VariantHandler() = default;
@@ -16,9 +14,7 @@ void Wrapper<VariantHandler>::serialize(Message::Iterator& iterator, const Varia
 }
 
 void Wrapper<VariantHandler>::deserialize(Message::ConstIterator& iterator, VariantHandler& handler) const {
-  if (iterator.type() != Message::VARIANT)
-    throw TypeMismatch("Read \"v\" where \"" + iterator.signature() + "\" stands");
-  Message::ConstIterator inside = iterator.begin();
+  Message::ConstIterator inside = iterator.getVariant();
   handler.deserialize(inside, inside.signature());
 }
 

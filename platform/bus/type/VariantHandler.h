@@ -23,7 +23,8 @@ class HEVRA_EXPORT Wrapper<VariantHandler> {
  public:
   virtual ~Wrapper();
   virtual void serialize(Message::Iterator& iterator, const VariantHandler& handler) const;
-  /// Leaves the iterator on the variant. Raises TypeMismatch when no variant stands there.
+  /// Leaves the iterator on the variant. Raises TypeMismatch when another value stands there, and
+  /// EndOfContainer at the end.
   virtual void deserialize(Message::ConstIterator& iterator, VariantHandler& handler) const;
   virtual std::string signature() const;
 };

@@ -1,6 +1,7 @@
 // The process's logger: holding it and formatting for it. Where the lines go by default is StandardErrorLogger's.
 #include <platform/core/log/Logger.h>
 
+#include <algorithm>
 #include <cstdarg>
 #include <cstdio>
 #include <string>
@@ -56,7 +57,11 @@ void Logger::printArguments(Priority priority, const char* format, va_list argum
   std::string whole;
   const char* line = length < 0 ? format : buffer;
   if (length >= static_cast<int>(sizeof buffer)) {
-    whole.resize(static_cast<std::size_t>(length));
+    // What is cut off anyway takes no memory. So many bytes without the prefix are too many: the line says that it is
+    // cut.
+    const bool isCut = dynamic_cast<const StandardErrorLogger*>(this);
+    const auto needed = static_cast<std::size_t>(length);
+    whole.resize(isCut ? std::min(needed, StandardErrorLogger::LONGEST) : needed);
     std::vsnprintf(whole.data(), whole.size() + 1, format, again);
     line = whole.c_str();
   }

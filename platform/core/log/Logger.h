@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdarg>
+#include <cstddef>
 
 #include <platform/core/log/Priority.h>
 #include <platform/core/shared/Pointer.h>
@@ -26,7 +27,8 @@ class HEVRA_EXPORT Logger {
   static Shared::Pointer<Logger> get();
   static void set(Shared::Pointer<Logger> logger);
 
-  /// Formats as printf does and hands the line to `write`. Lines of any length are kept whole.
+  /// Formats as printf does and hands the line to `write`: as it is and whole, whatever its length, but to a
+  /// StandardErrorLogger no more than that writes.
   void print(Priority priority, const char* format, ...) __attribute__((format(printf, 3, 4)));
 
  protected:
@@ -39,10 +41,21 @@ class HEVRA_EXPORT Logger {
 };
 
 /// Writes each line to standard error, in one write, behind the priority prefix that journald understands ("<4>").
-/// A line of priority SILENT is not written; one of UNKNOWN, or of a number without a name, is written as INFO. A
-/// newline within a line becomes a space, so that no text that came from outside can pass for a line of its own.
+/// A line of priority SILENT is not written; one of UNKNOWN, or of a number without a name, is written as INFO. What
+/// cannot be written is lost.
+///
+/// Lines may have texts in them that came from outside, so:
+/// - a newline within a line becomes a space. Other control characters (C0, DEL, C1), the overrides, embeddings and
+///   isolates of bidirectional text, the separators U+2028 and U+2029, and bytes that are no UTF-8 are written as their
+///   numbers, such as "\x1b";
+/// - a line has at most LONGEST bytes as it is written; one that is cut says so at its end;
+/// - the process writes at most 1,000 lines and 160 KiB at once, and 100 lines and 14 KiB more with each second of its
+///   clock (Time::Clock): 1,000 KiB in any minute. Beyond that lines are suppressed until the next second begins, and
+///   then one line says how many were. A timer sees to it when no other line comes.
 class HEVRA_EXPORT StandardErrorLogger : public Logger {
  public:
+  static constexpr std::size_t LONGEST = 4096;
+
   ~StandardErrorLogger() override;
 
  protected:

@@ -6,7 +6,7 @@ namespace Quarnix::Shared::Exception {
 Nil::Nil() = default;
 Nil::~Nil() = default;
 
-const char* Nil::getId() const noexcept { return "com.quarnix.Framework.Core.Shared.Nil"; }
+const char* Nil::getId() const { return "com.quarnix.Framework.Core.Shared.Nil"; }
 
 void raiseNil() { throw Nil(); }
 

@@ -10,7 +10,7 @@ class HEVRA_EXPORT Nil : public Quarnix::Exception {
  public:
   Nil();
   ~Nil() override;
-  const char* getId() const noexcept override;
+  const char* getId() const override;
 };
 
 /// Raises Nil; out of line so that dereferencing stays a test and a jump.

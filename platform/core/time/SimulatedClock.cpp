@@ -16,6 +16,7 @@
 #include <unistd.h>
 
 #include <platform/core/Activity.h>
+#include <platform/core/Descriptor.h>
 #include <platform/core/timer/Queue.h>
 
 namespace Quarnix::Time {
@@ -235,7 +236,7 @@ int SimulatedClock::poll(pollfd* descriptors, nfds_t count, const Monotonic& dea
   Waiter waiter;
   waiter.deadline = deadline;
   waiter.isWork = Activity::isThisThreadCounted();
-  waiter.descriptor = ::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
+  waiter.descriptor = aboveStandard(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK));
   if (waiter.descriptor < 0) return -1;
 
   int ready = 0;

@@ -5,20 +5,9 @@
 
 namespace Quarnix::Timer {
 
-namespace {
+Monotonic::Monotonic(const Time::Monotonic& time, bool relative) noexcept : relative_(relative), time_(time) {}
 
-std::uint64_t nextIdentity() noexcept {
-  static std::atomic<std::uint64_t> last{0};
-  return last.fetch_add(1, std::memory_order_relaxed) + 1;
-}
-
-}  // namespace
-
-Monotonic::Monotonic(const Time::Monotonic& time, bool relative) noexcept
-    : relative_(relative), time_(time), identity_(nextIdentity()) {}
-
-Monotonic::Monotonic(const Monotonic& other) noexcept
-    : Task(other), relative_(other.relative_), time_(other.time_), identity_(nextIdentity()) {}
+Monotonic::Monotonic(const Monotonic& other) noexcept : Task(other), relative_(other.relative_), time_(other.time_) {}
 
 Monotonic::~Monotonic() { Monotonic::retire(); }
 

@@ -29,14 +29,13 @@ class HEVRA_EXPORT Monotonic : public Task {
   ~Monotonic() override;
 
   /// Starts it with its present time; a running timer begins anew. Nothing happens once it is retired.
-  /// Raises std::bad_alloc, and std::system_error when the process's timer thread cannot be made; it does not run then.
+  /// The first start raises std::bad_alloc, and std::system_error when the process's timer thread cannot be made; the
+  /// timer does not run then. Later starts cannot fail: the timer keeps its place in the queue's memory.
   void start();
   void stop() noexcept;
   /// Changes the time that the next `start` uses; a running deadline does not move.
   void setTime(const Time::Monotonic& time, bool relative) noexcept;
   bool isRunning() const noexcept;
-  /// A number that no other timer of this process has or had: tells an entry from its successor under the same key.
-  std::uint64_t getIdentity() const noexcept { return identity_; }
 
   /// The same as `start` and `stop`.
   void enable() override;
@@ -54,14 +53,12 @@ class HEVRA_EXPORT Monotonic : public Task {
   friend class Queue;
   static constexpr std::uint32_t NOT_QUEUED = UINT32_MAX;
   static constexpr std::uint32_t RETIRED = UINT32_MAX - 1;
+  static constexpr std::uint32_t NEVER_STARTED = UINT32_MAX - 2;
 
   // Guarded by the queue's mutex.
   bool relative_;
-  std::uint32_t index_ = NOT_QUEUED;  // where it stands in the queue
+  std::uint32_t index_ = NEVER_STARTED;  // where it stands in the queue
   Time::Monotonic time_;
-
-  // Constant.
-  std::uint64_t identity_;
 };
 
 }  // namespace Quarnix::Timer

@@ -17,6 +17,7 @@ namespace Quarnix::Timer {
 namespace {
 
 constexpr std::size_t CHILDREN = 4;
+constexpr std::size_t LEAST_CAPACITY = 16;
 constexpr std::size_t KEPT_CAPACITY = 1024;
 constexpr unsigned int STACK = 256 * 1024;
 thread_local bool isTimerThread = false;
@@ -52,6 +53,7 @@ void Queue::start(Monotonic& timer) {
   MutexLock lock(mutex_);
   if (timer.index_ == Monotonic::RETIRED) return;
   ensureThread();
+  if (timer.index_ == Monotonic::NEVER_STARTED) takePlace(timer);
   const Time::Monotonic deadline = timer.relative_ ? Time::Clock::get().now() + timer.time_.getElapsed() : timer.time_;
   const Entry entry{deadline.getElapsed().getNanoseconds(), starts_, &timer};
   if (!isIn(timer)) {
@@ -84,12 +86,15 @@ bool Queue::isQueued(const Monotonic& timer) noexcept {
 void Queue::retire(Monotonic& timer) noexcept {
   MutexLock lock(mutex_);
   if (isIn(timer)) remove(timer);
+  if (timer.index_ == Monotonic::NOT_QUEUED) givePlaceBack();
   // From here on a start is ignored, that of the hook under way included.
   timer.index_ = Monotonic::RETIRED;
   if (running_ != &timer) return;
   if (isTimerThread) {
     lock.unlock();
-    Log::printQuietly(Log::Priority::CRITICAL, "libCore> a timer is destroyed from its own hook");
+    Log::printQuietly(Log::Priority::WARNING,
+                      "libCore> a timer is destroyed from its own hook: the hook has dropped the last reference to "
+                      "what owns it");
     std::abort();
   }
   while (running_ == &timer) out_.wait(mutex_);
@@ -206,8 +211,23 @@ void Queue::remove(Monotonic& timer) noexcept {
   heap_.pop_back();
   if (index < heap_.size()) settle(index, last);
   timer.index_ = Monotonic::NOT_QUEUED;
+}
+
+/// From here on the heap has memory for this timer too, so that no later start of it can fail.
+void Queue::takePlace(Monotonic& timer) {
+  if (places_ == heap_.capacity()) heap_.reserve(std::max(LEAST_CAPACITY, places_ * 2));
+  ++places_;
+  timer.index_ = Monotonic::NOT_QUEUED;
+}
+
+void Queue::givePlaceBack() noexcept {
+  --places_;
   // Memory for a hundred thousand timers is given back when they are gone.
-  if (heap_.capacity() > KEPT_CAPACITY && heap_.size() < heap_.capacity() / CHILDREN) heap_.shrink_to_fit();
+  if (heap_.capacity() <= KEPT_CAPACITY || places_ >= heap_.capacity() / CHILDREN) return;
+  const std::size_t size = heap_.size();
+  heap_.resize(places_);
+  heap_.shrink_to_fit();
+  heap_.resize(size);
 }
 
 }  // namespace Quarnix::Timer

@@ -52,12 +52,15 @@ class Queue {
   void moveDown(std::size_t index, const Entry& entry) noexcept HEVRA_REQUIRES(mutex_);
   void settle(std::size_t index, const Entry& entry) noexcept HEVRA_REQUIRES(mutex_);
   void remove(Monotonic& timer) noexcept HEVRA_REQUIRES(mutex_);
-  static bool isIn(const Monotonic& timer) noexcept { return timer.index_ < Monotonic::RETIRED; }
+  void takePlace(Monotonic& timer) HEVRA_REQUIRES(mutex_);
+  void givePlaceBack() noexcept HEVRA_REQUIRES(mutex_);
+  static bool isIn(const Monotonic& timer) noexcept { return timer.index_ < Monotonic::NEVER_STARTED; }
 
   Mutex mutex_;
   ConditionVariable work_;                            // for the thread
   ConditionVariable out_;                             // for who retires a timer: its hook is over
   std::vector<Entry> heap_ HEVRA_GUARDED_BY(mutex_);  // four children a node
+  std::size_t places_ HEVRA_GUARDED_BY(mutex_) = 0;   // timers that have been started and are not retired
   std::uint64_t starts_ HEVRA_GUARDED_BY(mutex_) = 0;
   const Monotonic* running_ HEVRA_GUARDED_BY(mutex_) = nullptr;
   std::int64_t waitsUntil_ HEVRA_GUARDED_BY(mutex_) = 0;  // while `waiting_`

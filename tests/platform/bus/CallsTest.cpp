@@ -28,7 +28,13 @@ TEST_P(Calls, EndWithTheReplyOrTheErrorOfWhoeverIsToBlame) {
   TestServer::serve(server, NAME);
   const TestProxy proxy(open(), NAME);
   EXPECT_EQ(proxy.ask("Echo", "text"), "text");
-  EXPECT_EQ(proxy.ask("Echo", std::string(5 << 20, 'x')).size(), 5U << 20);
+  const std::string large(5 << 20, 'x');
+  EXPECT_EQ(proxy.ask("Echo", large), error("LimitsExceeded"));
+  server.getConnection()->setLargestMessage(6 << 20, 6 << 20);
+  EXPECT_EQ(proxy.ask("Echo", large).size(), large.size());
+  proxy.getConnection()->setLargestMessage(6 << 20, 1 << 20);
+  EXPECT_EQ(proxy.ask("Echo", large), error("LimitsExceeded")) << "the reply";
+  EXPECT_EQ(server.calls.count(), 3u);
   EXPECT_EQ(proxy.ask("Refused"), error("UnknownMethod"));
   EXPECT_EQ(proxy.ask("Fails"), "!com.example.Error.Worn");
   EXPECT_EQ(TestProxy(open(), NAME, {}, "/not/served").ask("Echo"), error("UnknownObject"));
@@ -82,6 +88,16 @@ TEST_P(Calls, EndExactlyAtTheirDeadlineAndIgnoreALateReply) {
     EXPECT_EQ(proxy.ask("Echo", "in time"), "in time");
     server.calls.take();
   }
+  for (const auto& [milliseconds, period] : {std::pair{-5200, "-5.2 s"}, {-50, "-0.05 s"}, {0, "0 s"}}) {
+    Call call = callTo("Wait");
+    call.setTimeout(Elapsed::ofMilliseconds(milliseconds));
+    const auto failure = proxy.send(call);
+    EXPECT_EQ(textOf(failure), error("NoReply"));
+    EXPECT_EQ(failure->getErrorText(),
+              std::string("The call of Wait was not sent: its time-out of ") + period + " is over");
+  }
+  EXPECT_EQ(proxy.ask("Echo", "next"), "next");
+  EXPECT_EQ(server.calls.count(), 1U) << "what is over was sent";
 }
 
 TEST_P(Calls, OfManyThreadsGetTheirOwnReplies) {
@@ -263,7 +279,8 @@ TEST_P(Calls, BeyondAFullQueueAreRefused) {
   TestServer::serve(server, NAME);
   const TestProxy proxy(open(), NAME);
   // The first is in the hook; seven more fill the queue.
-  const std::string large(TestServer::MAXIMUM_QUEUED_BYTES / 8, 'x');
+  server.setLargestQueue(100, 800'000);
+  const std::string large(100'000, 'x');
   for (std::size_t i = 0; i < 8; ++i) {
     Call call = callTo("Fill", large);
     call.setNoReplyExpected();
@@ -274,6 +291,10 @@ TEST_P(Calls, BeyondAFullQueueAreRefused) {
   go.open();
   EXPECT_EQ(proxy.ask("Echo", "again"), "again");
   EXPECT_EQ(server.calls.count(), 9u);
+  // The first that waits counts, too.
+  server.setLargestQueue(1, 1000);
+  EXPECT_EQ(proxy.ask("Echo", std::string(1000, 'x')), error("LimitsExceeded"));
+  EXPECT_EQ(proxy.ask("Echo", std::string(500, 'x')).size(), 500u);
 }
 
 }  // namespace

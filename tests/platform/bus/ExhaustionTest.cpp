@@ -1,10 +1,11 @@
-// A process that has no descriptors left, on both buses: an error to the caller, and all goes on after.
+// A process that has no descriptors left, or no standard ones, on both buses.
 #include <set>
 
 #include <fcntl.h>
 #include <sys/resource.h>
 #include <unistd.h>
 
+#include <platform/core/time/SimulatedClock.h>
 #include <tests/platform/bus/BothBuses.h>
 
 namespace Quarnix::Test {
@@ -52,6 +53,31 @@ TEST_P(Exhaustion, OfDescriptorsIsAnErrorAndPasses) {
       EXPECT_TRUE(flags < 0 || (flags & FD_CLOEXEC) || inherited.count(descriptor)) << descriptor;
     }
   }
+}
+
+// The bus socket was once descriptor 1, so that what the application printed went to the bus.
+TEST_P(Exhaustion, OfTheStandardDescriptorsLeavesThemToTheApplication) {
+#ifdef __SANITIZE_ADDRESS__
+  GTEST_SKIP() << "looking at an object's type takes the sanitizer a descriptor";
+#endif
+  const Time::SimulatedClock clock;
+  TestServer server(open());
+  TestServer::serve(server, NAME);
+  int kept[3], seen[3];
+  for (int standard = 0; standard < 3; ++standard) {
+    kept[standard] = ::fcntl(standard, F_DUPFD_CLOEXEC, 3);
+    ::close(standard);
+  }
+  TestProxy proxy(open(), NAME);
+  proxy.start(true);
+  const std::string reply = proxy.ask("Echo", "heard");
+  for (int standard = 0; standard < 3; ++standard) {
+    seen[standard] = ::fcntl(standard, F_GETFD);
+    ::dup2(kept[standard], standard);
+    ::close(kept[standard]);
+  }
+  EXPECT_EQ(reply, "heard");
+  for (const int flags : seen) EXPECT_EQ(flags, -1);
 }
 
 }  // namespace

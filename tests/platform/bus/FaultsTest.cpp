@@ -92,7 +92,7 @@ struct CountingClock : Time::SimulatedClock {
 
 // Signals interrupt the callers all the while.
 TEST(FaultsOfASlowBus, MessagesGoOutWholeAndWithoutABusyLoop) {
-  struct sigaction interrupt {};
+  struct sigaction interrupt = {};
   interrupt.sa_handler = [](int) {};
   sigaction(SIGUSR1, &interrupt, nullptr);
   CountingClock clock;
@@ -144,6 +144,8 @@ TEST_F(Faults, OfTheStreamEndTheLinkAndSayWhy) {
       {[](ScriptedBus& self) { self.accept(); }, "", "onnect"},
       {said(""), "AuthFailed", "The bus closed the connection during authentication"},
       {said("REJECTED \xff\n\r\n"), "AuthFailed", "The bus refused the authentication of this user: REJECTED ??"},
+      {said("OK 4567\r\n"), "AuthFailed", "The bus is not the one that is expected, with the guid 0123: OK 4567"},
+      {said("OK\r\n"), "AuthFailed", "with the guid 0123: OK"},
       {said(std::string(5000, 'a')), "AuthFailed", "The bus sent an authentication line of more than 4096 bytes"},
       {answered([](ScriptedBus& self, const Call& hello) { self.answer(hello, error("LimitsExceeded")); }),
        "LimitsExceeded", "text"},
@@ -154,14 +156,26 @@ TEST_F(Faults, OfTheStreamEndTheLinkAndSayWhy) {
          self.write(ScriptedBus::bytesOf(empty, ScriptedBus::BUS));
        }),
        "Failed", "The bus answered the greeting without a name"},
+      {answered([](ScriptedBus& self, const Call& hello) { self.answer(hello, "", ScriptedBus::BUS); }), "Failed",
+       "the name '': expected a unique name"},
+      {answered([](ScriptedBus& self, const Call& hello) { self.answer(hello, NAME, ScriptedBus::BUS); }), "Failed",
+       "the name 'com.example.Service': expected a unique name"},
       {greeted(""), "Disconnected", "The connection to the message bus was lost: "},
       {greeted(ScriptedBus::ownerChanged(NAME, "", "").substr(0, 40)), "Disconnected", "the bus closed the connection"},
       {greeted(std::string("l\2\1\2\0\0\0\0\1\0\0\0\0\0\0\0", 16)), "Disconnected",
        "the bus sent an invalid message: "},
+      {greeted([] {
+         Call call = callTo("Echo", std::string(Connection::LARGEST_CALL, 'x'));
+         call.setPath(PATH);
+         std::string bytes = ScriptedBus::bytesOf(call, ":1.8");
+         bytes[bytes.find("Echo")] = '-';
+         return bytes;
+       }()),
+       "Disconnected", "the bus sent an invalid message: "},
       {greeted(std::string("l\2\0\1\0\0\0\x08\1\0\0\0\0\0\0\0", 16)), "Disconnected", "at most 134217728 bytes"},
   };
   for (const auto& row : rows) {
-    const auto connection = Connection::open(bus.address());
+    const auto connection = Connection::open(bus.address() + ",guid=0123");
     auto reply = later([&] {
       Call call = callTo("Echo");
       call.setPath(PATH);
@@ -441,12 +455,70 @@ TEST_F(Faults, OfABusThatTakesNoAnswersLoseThem) {
   TestProxy listener(bus.connect(), ScriptedBus::SERVICE);
   listener.start(false);
   listenedTo();
-  const std::size_t size = 1 << 20;
-  Call call = callTo("Echo");
-  call.setPath("/" + std::string(size, 'x'));
+  Call call;
+  call.setPath("/");
+  call.setInterface("org.freedesktop.DBus.Introspectable");
+  call.setMember("Introspect");
   const std::string bytes = ScriptedBus::bytesOf(call, ":1.8");
-  for (std::size_t i = 0; i < Bus::Internal::Client::MAXIMUM_UNSENT_ANSWERS / size + 4; ++i) bus.write(bytes);
-  EXPECT_TRUE(logger.waitFor("bus messages were dropped: no memory, or a bus that does not read"));
+  std::string calls;
+  for (int i = 0; i < 1000; ++i) calls += bytes;
+  // Each answer is larger than a call.
+  for (std::size_t sent = 0; sent < 2 * Bus::Internal::Client::MAXIMUM_UNSENT_ANSWERS; sent += calls.size())
+    bus.write(calls);
+  EXPECT_TRUE(logger.waitFor("bus messages were dropped: too large, no memory, or a bus that does not read"));
+}
+
+// Each was stored whole before anybody asked for it, and without memory for it the link was lost.
+TEST_F(Faults, OfSizeAreErrorsAndTheLinkStays) {
+  const auto connection = bus.connect();
+  EXPECT_THROW(connection->setLargestMessage(16'383, 16'384), Bus::InvalidArgument);
+  connection->setLargestMessage(20'000, 40'000);
+  TestServer server(connection);
+  server.start(true);
+  const auto callOf = [](std::size_t size) {
+    Call call = callTo("Echo", std::string(size, 'x'));
+    call.setPath(PATH);
+    return ScriptedBus::bytesOf(call, ":1.8");
+  };
+  const std::string warning = "bus messages were dropped: too large, no memory, or a bus that does not read";
+  for (const std::size_t piece : {std::size_t{7}, std::size_t{1000}, std::string::npos}) {
+    clock.advance(Elapsed(1, 0));
+    bus.write(callOf(30'000) + callOf(90'000) + callOf(19'000), piece);
+    for (const char* bytes : {"30", "90"}) {
+      const Return refused = bus.receive<Return>();
+      EXPECT_EQ(std::string("!") + refused.getErrorName(), error("LimitsExceeded"));
+      EXPECT_EQ(refused.getErrorText(),
+                std::string("A message of ") + bytes + "133 bytes was discarded: expected at most 20000");
+    }
+    EXPECT_EQ(textOf(bus.receive<Return>()).size(), 19'000u);
+    Call astray = callTo("Echo");
+    astray.setPath("/" + std::string(10'000, 'x'));
+    bus.write(ScriptedBus::bytesOf(astray, ":1.8"), piece);
+    EXPECT_EQ(std::string(bus.receive<Return>().getErrorText()).size(), 286u) << "the path is cut";
+    for (const auto& [size, sender, outcome] : {std::tuple(39'000, ScriptedBus::SERVICE, "x"),
+                                                {41'000, ScriptedBus::SERVICE, "LimitsExceeded"},
+                                                {41'000, ":1.8", "alive"},
+                                                {30'000, ":1.8", "alive"}}) {
+      auto reply = asking(connection);
+      const Call call = bus.expect("Echo");
+      bus.write(ScriptedBus::replyTo(call, std::string(static_cast<std::size_t>(size), 'x'), sender), piece);
+      bus.answer(call, "alive");
+      EXPECT_EQ(reply.get().substr(0, 42), *outcome == 'x'   ? std::string(42, 'x')
+                                           : *outcome == 'L' ? error(outcome)
+                                                             : outcome);
+    }
+    Signal signal = signalOf("Rang", std::string(30'000, 'x'));
+    Call unnamed = callTo("Echo");
+    unnamed.setPath("/" + std::string(30'000, 'x'));
+    // What the second before has left is told now.
+    expectAlive(connection);
+    clock.advance(Elapsed(1, 0));
+    logger.take();
+    bus.write(ScriptedBus::bytesOf(signal, ":1.8") + ScriptedBus::bytesOf(unnamed, ":1.8"), piece);
+    expectAlive(connection);
+    EXPECT_TRUE(logger.waitFor(warning));
+    EXPECT_EQ(logger.count(warning), 1u) << "one a second";
+  }
 }
 
 }  // namespace

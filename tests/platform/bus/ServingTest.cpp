@@ -60,10 +60,35 @@ TEST_P(Serving, TakesCallsOnlyFromTheOwnerOfTheNameThatItWasGiven) {
     clock.settle();
     EXPECT_EQ(logger_.get().back(), "4 Bus object /test/object refused 4" + warning);
     EXPECT_EQ(server.calls.take().size(), 1u);
+    EXPECT_EQ(ask(stranger), error("AccessDenied"));
     server.stop();
+    EXPECT_EQ(logger_.get().back(), "4 Bus object /test/object refused 1" + warning) << "the last count";
     clock.advance(Time::Elapsed(1, 0));
   }
-  EXPECT_EQ(logger_.get().size(), 4u);
+  EXPECT_EQ(logger_.get().size(), 6u);
+}
+
+// Nobody read once nothing was started, and the callers waited for their whole time-outs.
+TEST_P(Serving, AnswersCallsAlsoWhenNothingIsStartedAnyMore) {
+  const auto peer = open();
+  const std::pair<const char*, std::function<void(const Shared::Pointer<Connection>&)>> reasons[] = {
+      {"served",
+       [](const auto& connection) {
+         TestServer server(connection);
+         server.start(true);
+         server.stop();
+       }},
+      {"owned",
+       [](const auto& connection) {
+         connection->requestName(NAME);
+         connection->releaseName(NAME);
+       }},
+      {"expected", [](const auto& connection) { connection->expectCalls(); }}};
+  for (const auto& [reason, give] : reasons) {
+    const auto connection = open();
+    give(connection);
+    EXPECT_EQ(TestProxy(peer, connection->getUniqueName()).ask("Echo"), error("UnknownObject")) << reason;
+  }
 }
 
 TEST_P(Serving, OwnsANameUntilItIsReleasedOrTheConnectionGoes) {

@@ -130,7 +130,8 @@ TEST(TaskDeathTest, EndsTheProcessWhenATaskOrATimerIsDestroyedFromItsOwnHook) {
   const std::function<void()> rows[] = {
       [] { (new TestTask([](TestTask& self) { delete &self; }))->schedule(); },
       [] { (new TestTimer(Elapsed(), [](TestTimer& self, const Time::Monotonic&) { delete &self; }))->start(); }};
-  for (const auto& begin : rows) EXPECT_DEATH((begin(), Gate().await()), "<2>.*own hook");
+  for (const auto& begin : rows)
+    EXPECT_DEATH((begin(), Gate().await()), "<4>.*own hook: the hook has dropped the last reference");
 }
 
 TEST(SteadyTimer, IsNotEarlyAndWakesForAnEarlierDeadline) {

@@ -25,8 +25,7 @@ TEST(Command, NamesItselfInOneLine) {
   command.setAddress(0xFEDCBA98);
   command.setParameterId(0xFEDCBA9876543210);
   command.setStatus(HvDetailedCommandStatus::REJECTED);
-  EXPECT_EQ(command.toString(),
-            "command #4294967295 (node = fedcba98 / parameter = fedcba9876543210 / status = REJECTED)");
+  EXPECT_EQ(command.toString(), "#4294967295 (node = fedcba98 / parameter = fedcba9876543210 / status = REJECTED)");
   command.setStatus(static_cast<HvDetailedCommandStatus>(4294967295));
   EXPECT_NE(command.toString().find("status = 4294967295)"), std::string::npos);
 }

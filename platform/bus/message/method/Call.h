@@ -22,7 +22,8 @@ class HEVRA_EXPORT Call : public Base {
   void setDestination(const std::string& busName);
   void setInterface(const char* interface);
   void setMember(const char* member);
-  /// How long to wait for the reply; without it DEFAULT_TIMEOUT.
+  /// How long to wait for the reply; without it DEFAULT_TIMEOUT. A call whose time-out is not above zero is not sent:
+  /// its caller gets the error "org.freedesktop.DBus.Error.NoReply" at once.
   void setTimeout(const Time::Elapsed& timeout) noexcept { timeout_ = timeout; }
   const Time::Elapsed& getTimeout() const noexcept { return timeout_; }
   /// Asks for neither return nor error; nobody waits for such a call.

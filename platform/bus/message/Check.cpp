@@ -1,6 +1,6 @@
 // The check of received messages: one pass over the bytes, without recursion or allocation, in a version for each byte
 // order. Nothing here builds values; reading them is ConstIterator's.
-#include <platform/bus/message/Codec.h>
+#include <platform/bus/message/Check.h>
 
 #include <array>
 #include <bit>
@@ -72,130 +72,186 @@ bool areBooleans(const std::uint8_t* from, std::size_t size) noexcept {
   return bits <= 1;
 }
 
-// A container whose end is not written in the signature: an array or a variant.
-struct Frame {
-  const char* element;    // an array's element type; null for a variant
-  const char* next;       // where the signature goes on behind the container
-  const char* outerStop;  // the outer container's
-  std::size_t outerLimit;
-};
-
-// Walks values in step with their signature, which is well formed. Null when values of `types` stand from `position` on
-// and end by `limit`; `position` is then behind them. `levels` is how many containers they stand in, `outside` the rule
-// for a value that does not end by `limit`.
+// Walks values in step with their signature, which is well formed. A container whose end the signature does not say, an
+// array or a variant, is kept on a stack. Each function returns null or the rule that is broken.
 template <bool Swapped>
-const char* checkValues(const std::uint8_t* const message, std::size_t& position, std::size_t limit,
-                        std::string_view types, int levels, const char* outside) noexcept {
-  // Every frame is a level.
-  std::array<Frame, MAXIMUM_DEPTH> frames;
-  std::size_t open = 0;
-  std::size_t at = position;
-  const char* signature = types.data();
-  const char* stop = signature + types.size();
-  int arrays = 0;
+class Walk {
+ public:
+  // Values stand in `levels` containers and end by `limit`; `outside` is the rule for one that does not.
+  Walk(const std::uint8_t* message, std::size_t begin, std::size_t limit, int levels, const char* outside) noexcept
+      : message_(message), at_(begin), limit_(limit), levels_(levels), outside_(outside) {}
 
-  for (;;) {
-    if (signature == stop) {
-      if (open == 0) break;
-      const Frame& frame = frames[open - 1];
-      if (frame.element && at < limit) {
-        signature = frame.element;
+  // Checks that values of `types` stand here; steps behind them.
+  const char* check(std::string_view types) noexcept {
+    signature_ = types.data();
+    stop_ = signature_ + types.size();
+    for (;;) {
+      if (signature_ == stop_) {
+        if (open_ == 0) return nullptr;
+        endContents();
         continue;
       }
-      // No value passes the limit, so an array that does not go on has ended exactly there.
-      if (frame.element) --arrays;
-      --levels;
-      signature = frame.next;
-      stop = frame.outerStop;
-      limit = frame.outerLimit;
-      --open;
-      continue;
+      const char code = *signature_++;
+      const Facts facts = FACTS[static_cast<unsigned char>(code)];
+      const std::size_t begin = alignUp(at_, facts.alignMask);
+      const std::size_t end = begin + facts.size;
+      if (end > limit_) return arrays_ ? Rules::ARRAY_END : outside_;
+      if (!isZero(message_, at_, begin)) return Rules::PADDING;
+      at_ = end;
+      if (facts.isWhole) continue;
+      if (const char* rule = checkRest(code, begin)) return rule;
     }
+  }
 
-    const char code = *signature++;
-    const Facts facts = FACTS[static_cast<unsigned char>(code)];
-    const std::size_t begin = alignUp(at, facts.alignMask);
-    const std::size_t end = begin + facts.size;
-    if (end > limit) return arrays ? Rules::ARRAY_END : outside;
-    if (!isZero(message, at, begin)) return Rules::PADDING;
-    at = end;
-    if (facts.isWhole) continue;
+  std::size_t position() const noexcept { return at_; }
 
+ private:
+  struct Container {
+    const char* element;    // an array's element type; null for a variant
+    const char* next;       // where the signature goes on behind the container
+    const char* outerStop;  // the outer container's
+    std::size_t outerLimit;
+  };
+
+  // Checks what a value has beyond its padding and its size or length, which stands at `begin`; steps behind the value,
+  // or into it.
+  const char* checkRest(char code, std::size_t begin) noexcept {
     switch (code) {
       case 'b':
-        if (load<Swapped>(message + begin) > 1) return Rules::BOOLEAN;
-        break;
+        return load<Swapped>(message_ + begin) > 1 ? Rules::BOOLEAN : nullptr;
       case 's':
-      case 'o': {
-        const std::size_t length = load<Swapped>(message + begin);
-        if (length >= limit - at) return Rules::TEXT_INSIDE;
-        if (message[at + length] != 0) return Rules::TEXT_END;
-        const std::string_view text = textAt(message, at, length);
-        if (const char* rule = code == 's' ? checkText(text) : checkPath(text)) return rule;
-        at += length + 1;
-        break;
-      }
+        return checkText(begin, Message::checkText);
+      case 'o':
+        return checkText(begin, checkPath);
       case 'g':
-      case 'v': {
-        const std::size_t length = message[begin];
-        if (length >= limit - at) return Rules::SIGNATURE_INSIDE;
-        if (message[at + length] != 0) return Rules::SIGNATURE_NUL;
-        const std::string_view text = textAt(message, at, length);
-        at += length + 1;
-        if (code == 'g') {
-          if (const char* rule = checkSignature(text)) return rule;
-          break;
-        }
-        if (++levels > MAXIMUM_DEPTH) return Rules::DEPTH;
-        if (const char* rule = checkSingleType(text)) return rule;
-        frames[open++] = {nullptr, signature, stop, limit};
-        signature = text.data();
-        stop = signature + length;
-        break;
-      }
-      case 'a': {
-        const std::size_t length = load<Swapped>(message + begin);
-        const char element = *signature;
-        const Facts elementFacts = FACTS[static_cast<unsigned char>(element)];
-        const std::size_t first = alignUp(at, elementFacts.alignMask);
-        if (length > MAXIMUM_ARRAY_SIZE) return Rules::ARRAY_LENGTH;
-        if (first + length > limit) return Rules::ARRAY_INSIDE;
-        if (!isZero(message, at, first)) return Rules::PADDING;
-        at = first;
-        if (fixedSizeOf(element)) {
-          if (length & (elementFacts.size - 1U)) return Rules::ARRAY_MULTIPLE;
-          if (element == 'b' && !areBooleans<Swapped>(message + at, length)) return Rules::BOOLEAN;
-          if (element == 'h' && length) return Rules::FILE_DESCRIPTORS;
-          at += length;
-          ++signature;
-          break;
-        }
-        const char* const next = skipType(signature);
-        if (length == 0) {
-          signature = next;
-          break;
-        }
-        if (++levels > MAXIMUM_DEPTH) return Rules::DEPTH;
-        ++arrays;
-        frames[open++] = {signature, next, stop, limit};
-        limit = at + length;
-        stop = next;
-        break;
-      }
+        return checkSignature(begin);
+      case 'v':
+        return enterVariant(begin);
+      case 'a':
+        return enterArray(begin);
       case '(':
       case '{':
-        if (++levels > MAXIMUM_DEPTH) return Rules::DEPTH;
-        break;
+        return ++levels_ > MAXIMUM_DEPTH ? Rules::DEPTH : nullptr;
       case ')':
       case '}':
-        --levels;
-        break;
+        --levels_;
+        return nullptr;
       default:
         return Rules::FILE_DESCRIPTORS;
     }
   }
-  position = at;
-  return nullptr;
+
+  template <class Check>
+  const char* checkText(std::size_t begin, const Check& checkCharacters) noexcept {
+    const std::size_t length = load<Swapped>(message_ + begin);
+    if (length >= limit_ - at_) return Rules::TEXT_INSIDE;
+    if (message_[at_ + length] != 0) return Rules::TEXT_END;
+    if (const char* rule = checkCharacters(textAt(message_, at_, length))) return rule;
+    at_ += length + 1;
+    return nullptr;
+  }
+
+  // Steps behind the signature whose length stands at `begin`.
+  const char* takeSignature(std::size_t begin, std::string_view& signature) noexcept {
+    const std::size_t length = message_[begin];
+    if (length >= limit_ - at_) return Rules::SIGNATURE_INSIDE;
+    if (message_[at_ + length] != 0) return Rules::SIGNATURE_NUL;
+    signature = textAt(message_, at_, length);
+    at_ += length + 1;
+    return nullptr;
+  }
+
+  const char* checkSignature(std::size_t begin) noexcept {
+    std::string_view signature;
+    if (const char* rule = takeSignature(begin, signature)) return rule;
+    return Message::checkSignature(signature);
+  }
+
+  const char* enterVariant(std::size_t begin) noexcept {
+    std::string_view contents;
+    if (const char* rule = takeSignature(begin, contents)) return rule;
+    if (++levels_ > MAXIMUM_DEPTH) return Rules::DEPTH;
+    if (const char* rule = checkSingleType(contents)) return rule;
+    open(nullptr, contents.data(), contents.data() + contents.size(), signature_, limit_);
+    return nullptr;
+  }
+
+  const char* enterArray(std::size_t begin) noexcept {
+    const std::size_t length = load<Swapped>(message_ + begin);
+    const char element = *signature_;
+    const Facts facts = FACTS[static_cast<unsigned char>(element)];
+    const std::size_t first = alignUp(at_, facts.alignMask);
+    if (length > MAXIMUM_ARRAY_SIZE) return Rules::ARRAY_LENGTH;
+    if (first + length > limit_) return Rules::ARRAY_INSIDE;
+    if (!isZero(message_, at_, first)) return Rules::PADDING;
+    at_ = first;
+    if (fixedSizeOf(element)) return checkNumbers(element, facts.size, length);
+    const char* const next = skipType(signature_);
+    if (length == 0) {
+      signature_ = next;
+      return nullptr;
+    }
+    if (++levels_ > MAXIMUM_DEPTH) return Rules::DEPTH;
+    ++arrays_;
+    open(signature_, signature_, next, next, at_ + length);
+    return nullptr;
+  }
+
+  // The elements of an array of a fixed-size type are checked together.
+  const char* checkNumbers(char element, std::size_t size, std::size_t length) noexcept {
+    if (length & (size - 1U)) return Rules::ARRAY_MULTIPLE;
+    if (element == 'b' && !areBooleans<Swapped>(message_ + at_, length)) return Rules::BOOLEAN;
+    if (element == 'h' && length) return Rules::FILE_DESCRIPTORS;
+    at_ += length;
+    ++signature_;
+    return nullptr;
+  }
+
+  // Goes into a container: its contents' signature from `signature` to `stop`, which end by `limit`.
+  void open(const char* element, const char* signature, const char* stop, const char* next,
+            std::size_t limit) noexcept {
+    containers_[open_++] = {element, next, stop_, limit_};
+    signature_ = signature;
+    stop_ = stop;
+    limit_ = limit;
+  }
+
+  // Goes to the array's next element, or out of the container.
+  void endContents() noexcept {
+    const Container& container = containers_[open_ - 1];
+    if (container.element && at_ < limit_) {
+      signature_ = container.element;
+      return;
+    }
+    // No value passes the limit, so an array that does not go on has ended exactly there.
+    if (container.element) --arrays_;
+    --levels_;
+    signature_ = container.next;
+    stop_ = container.outerStop;
+    limit_ = container.outerLimit;
+    --open_;
+  }
+
+  const std::uint8_t* const message_;
+  std::size_t at_;
+  std::size_t limit_;  // of the innermost container
+  const char* signature_ = nullptr;
+  const char* stop_ = nullptr;
+  int levels_;
+  int arrays_ = 0;
+  const char* const outside_;
+  std::size_t open_ = 0;
+  std::array<Container, MAXIMUM_DEPTH> containers_;  // each is a level
+};
+
+// Null when values of `types` stand from `position` on and end by `limit`; `position` is then behind them.
+template <bool Swapped>
+const char* checkValues(const std::uint8_t* message, std::size_t& position, std::size_t limit, std::string_view types,
+                        int levels, const char* outside) noexcept {
+  Walk<Swapped> walk(message, position, limit, levels, outside);
+  const char* const rule = walk.check(types);
+  position = walk.position();
+  return rule;
 }
 
 constexpr unsigned bitOf(Field field) noexcept { return 1U << static_cast<unsigned>(field); }
@@ -309,15 +365,22 @@ void readFixedHeader(const std::uint8_t* message, Header& header) noexcept {
 }
 
 template <bool Swapped>
-const char* checkMessage(const std::uint8_t* message, std::size_t size, Header& header) noexcept {
+const char* checkWholeHeader(const std::uint8_t* message, std::size_t headerSize, Header& header) noexcept {
   readFixedHeader<Swapped>(message, header);
-  header.bodyOffset = static_cast<std::uint32_t>(size - header.bodyLength);
+  header.bodyOffset = static_cast<std::uint32_t>(headerSize);
   const std::size_t fieldsEnd = FIXED_HEADER_SIZE + load<Swapped>(message + 12);
   if (const char* rule = checkFields<Swapped>(message, fieldsEnd, header)) return rule;
   if (!isZero(message, fieldsEnd, header.bodyOffset)) return Rules::HEADER_PADDING;
+  const bool hasSignature = header.text(Field::SIGNATURE).offset != 0;
+  return header.bodyLength && !hasSignature ? Rules::BODY_SIGNATURE : nullptr;
+}
 
+template <bool Swapped>
+const char* checkMessage(const std::uint8_t* message, const DeclaredSize& declared, Header& header) noexcept {
+  if (const char* rule = checkWholeHeader<Swapped>(message, declared.headerSize, header)) return rule;
+  const std::size_t size = declared.size;
   const Header::Text signature = header.text(Field::SIGNATURE);
-  if (signature.offset == 0) return header.bodyLength ? Rules::BODY_SIGNATURE : nullptr;
+  if (signature.offset == 0) return nullptr;
   std::size_t at = header.bodyOffset;
   const std::string_view types = textAt(message, signature.offset, signature.length);
   if (const char* rule = checkValues<Swapped>(message, at, size, types, 0, Rules::BODY_LENGTH)) return rule;
@@ -329,16 +392,17 @@ bool isSwapped(const std::uint8_t* message) noexcept { return message[0] != (IS_
 }  // namespace
 
 DeclaredSize declaredSize(const std::uint8_t* fixedHeader) noexcept {
-  if (fixedHeader[0] != 'l' && fixedHeader[0] != 'B') return {0, Rules::ENDIANNESS};
-  if (fixedHeader[1] == 0) return {0, Rules::TYPE};
-  if (fixedHeader[3] != 1) return {0, Rules::VERSION};
+  if (fixedHeader[0] != 'l' && fixedHeader[0] != 'B') return {0, 0, Rules::ENDIANNESS};
+  if (fixedHeader[1] == 0) return {0, 0, Rules::TYPE};
+  if (fixedHeader[3] != 1) return {0, 0, Rules::VERSION};
   const auto word = isSwapped(fixedHeader) ? load<true> : load<false>;
-  if (word(fixedHeader + 8) == 0) return {0, Rules::SERIAL};
+  if (word(fixedHeader + 8) == 0) return {0, 0, Rules::SERIAL};
   const std::uint64_t fields = word(fixedHeader + 12);
-  if (fields > MAXIMUM_ARRAY_SIZE) return {0, Rules::FIELDS_SIZE};
-  const std::uint64_t size = ((FIXED_HEADER_SIZE + fields + 7) & ~std::uint64_t{7}) + word(fixedHeader + 4);
-  if (size > MAXIMUM_MESSAGE_SIZE) return {0, Rules::MESSAGE_SIZE};
-  return {static_cast<std::size_t>(size), nullptr};
+  if (fields > MAXIMUM_ARRAY_SIZE) return {0, 0, Rules::FIELDS_SIZE};
+  const std::uint64_t headerSize = (FIXED_HEADER_SIZE + fields + 7) & ~std::uint64_t{7};
+  const std::uint64_t size = headerSize + word(fixedHeader + 4);
+  if (size > MAXIMUM_MESSAGE_SIZE) return {0, 0, Rules::MESSAGE_SIZE};
+  return {static_cast<std::size_t>(size), static_cast<std::size_t>(headerSize), nullptr};
 }
 
 const char* check(const std::uint8_t* message, std::size_t size, Header& header) noexcept {
@@ -346,7 +410,13 @@ const char* check(const std::uint8_t* message, std::size_t size, Header& header)
   const DeclaredSize declared = declaredSize(message);
   if (declared.rule) return declared.rule;
   if (declared.size != size) return Rules::DECLARED_SIZE;
-  return isSwapped(message) ? checkMessage<true>(message, size, header) : checkMessage<false>(message, size, header);
+  return isSwapped(message) ? checkMessage<true>(message, declared, header)
+                            : checkMessage<false>(message, declared, header);
+}
+
+const char* checkHeader(const std::uint8_t* message, const DeclaredSize& declared, Header& header) noexcept {
+  return isSwapped(message) ? checkWholeHeader<true>(message, declared.headerSize, header)
+                            : checkWholeHeader<false>(message, declared.headerSize, header);
 }
 
 void readTrustedHeader(const std::uint8_t* message, std::size_t size, Header& header) noexcept {

@@ -7,7 +7,7 @@
 #include <memory>
 #include <string>
 
-#include <platform/bus/message/Codec.h>
+#include <platform/bus/message/Check.h>
 #include <platform/bus/message/Rules.h>
 #include <tests/platform/bus/message/MessageBytes.h>
 

@@ -1,0 +1,90 @@
+// The table of calls in flight.
+#include <platform/bus/connection/Calls.h>
+
+#include <utility>
+
+#include <platform/bus/connection/Driver.h>
+#include <platform/bus/connection/ReaderRole.h>
+
+namespace Quarnix::Bus::Internal {
+
+using State = Transaction::State;
+
+std::uint32_t Calls::nextSerial() noexcept {
+  do {
+    ++serial_;
+  } while (serial_ == 0 || (!waiting_.empty() && waiting_.count(serial_)));
+  return serial_;
+}
+
+void Calls::add(const std::shared_ptr<Transaction>& call) { waiting_.emplace(call->serial, call); }
+
+std::shared_ptr<Transaction> Calls::find(std::uint32_t serial, std::string_view sender, bool isError) const {
+  const auto found = waiting_.find(serial);
+  if (found == waiting_.end() || sender.empty()) return nullptr;
+  const Transaction& call = *found->second;
+  const bool fromBus = sender == DRIVER_NAME && (isError || call.owner == DRIVER_NAME);
+  return fromBus || call.mayBeAnsweredBy(sender) ? found->second : nullptr;
+}
+
+void Calls::answer(const std::shared_ptr<Transaction>& call, Message::Method::Return reply) {
+  waiting_.erase(call->serial);
+  call->reply.emplace(std::move(reply));
+  call->state = State::ANSWERED;
+  if (call->hasWaiter) {
+    call->nextToWake = std::exchange(toWake_, call);
+  } else {
+    reader_.wakeIfFor(*call);
+  }
+  if (call->handler) call->handler(*call->reply);
+}
+
+void Calls::giveUp(Transaction& call) noexcept {
+  waiting_.erase(call.serial);
+  call.state = State::GIVEN_UP;
+}
+
+void Calls::end(Transaction& transaction, State state) noexcept {
+  transaction.state = state;
+  if (transaction.hasWaiter) transaction.changed.notifyOne();
+  reader_.wakeIfFor(transaction);
+}
+
+void Calls::loseAll() noexcept {
+  for (const auto& [serial, call] : waiting_)
+    if (call->state == State::SENT) end(*call, State::LOST);
+  waiting_.clear();
+}
+
+void Calls::setOwner(const Host& host, const std::string& owner) {
+  for (const auto& [serial, call] : waiting_)
+    if (call->host == &host && call->owner.empty()) call->owner = owner;
+}
+
+bool Calls::changeOwner(const Host& host, const std::string& before, const std::string& now, std::uint64_t reads) {
+  bool isContested = false;
+  for (const auto& [serial, call] : waiting_) {
+    if (before.empty() || call->host != &host || call->owner != before) continue;
+    if (call->settledAt == 0 || reads < call->settledAt) {
+      call->former.push_back(std::exchange(call->owner, now));
+      isContested |= now.empty();
+    } else {
+      isContested = true;
+    }
+  }
+  return isContested;
+}
+
+void Calls::failThoseHeldBy(std::string_view unique, const Host* host, const char* errorName, const std::string& text) {
+  for (auto entry = waiting_.begin(); entry != waiting_.end();) {
+    const std::shared_ptr<Transaction> call = entry->second;
+    ++entry;  // answering erases the entry
+    if ((!host || call->host == host) && call->isHeldBy(unique)) answer(call, {errorName, text});
+  }
+}
+
+void Calls::wake(std::shared_ptr<Transaction> answered) noexcept {
+  for (; answered; answered = std::move(answered->nextToWake)) answered->changed.notifyOne();
+}
+
+}  // namespace Quarnix::Bus::Internal

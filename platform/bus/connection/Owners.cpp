@@ -1,0 +1,116 @@
+// Asking the bus for owners, and what their changes mean.
+#include <platform/bus/connection/Owners.h>
+
+#include <new>
+#include <utility>
+
+#include <platform/bus/connection/Link.h>
+#include <platform/bus/connection/Observers.h>
+#include <platform/bus/connection/ReaderRole.h>
+#include <platform/bus/message/Names.h>
+#include <platform/core/time/Clock.h>
+
+namespace Quarnix::Bus::Internal {
+
+using Message::Method::Return;
+
+std::string Owners::matchRule(const std::string& name) {
+  return "type='signal',sender='org.freedesktop.DBus',path='/org/freedesktop/DBus',"
+         "interface='org.freedesktop.DBus',member='NameOwnerChanged',arg0='" +
+         name + "'";
+}
+
+Host& Owners::acquire(Client& client, const std::string& name) {
+  Message::require(Message::checkBusName(name), "bus name of the service", name);
+  const auto [entry, isNew] = hosts_.try_emplace(name, Host{&client, name});
+  if (isNew) {
+    try {
+      ask(entry->second);
+    } catch (...) {
+      hosts_.erase(entry);
+      throw;
+    }
+  }
+  ++entry->second.users;
+  return entry->second;
+}
+
+void Owners::release(Host& host) noexcept {
+  if (--host.users > 0) return;
+  try {
+    if (host.name != DRIVER_NAME) bus_.post(driverCall("RemoveMatch", matchRule(host.name)));
+  } catch (const std::bad_alloc&) {
+    // The rule stays with the bus; what it brings is ignored.
+  }
+  hosts_.erase(hosts_.find(host.name));
+}
+
+void Owners::ask(Host& host) {
+  host.isKnown = false;
+  if (host.name == DRIVER_NAME) {
+    host.owner = DRIVER_NAME;
+    return;
+  }
+  bus_.post(driverCall("AddMatch", matchRule(host.name)));
+  if (host.name[0] == ':') {
+    host.owner = host.name;
+    return;
+  }
+  // An answer to an earlier question may be out of date: nothing was announced while nobody used the name.
+  const std::uint64_t question = host.question = ++questions_;
+  bus_.post(driverCall("GetNameOwner", host.name), [this, name = host.name, question](const Return& reply) {
+    const auto found = hosts_.find(name);
+    if (found != hosts_.end() && found->second.question == question)
+      learn(found->second, answerOf<std::string>(reply, "s").value_or(""));
+  });
+}
+
+void Owners::learn(Host& host, const std::string& owner) {
+  const bool isNews = !host.isKnown || host.owner != owner;
+  if (!host.owner.empty() && host.owner != owner) ++host.generation;
+  host.isKnown = true;
+  host.owner = owner;
+  calls_.setOwner(host, owner);
+  if (!isNews) return;
+  changed_.notifyAll();
+  observers_.notify();
+}
+
+void Owners::changed(const std::string& name, const std::string& before, const std::string& now) {
+  const auto found = hosts_.find(name);
+  if (found == hosts_.end()) return;
+  learn(found->second, now);
+  if (!calls_.changeOwner(found->second, before, now, reader_.reads())) return;
+  // If the old owner has gone from the bus, or the name had no owner when the call came, the bus itself has answered
+  // the call before it answers this. Otherwise the old owner has the call but not the name, and nobody can say that it
+  // replies.
+  bus_.post(driverCall("NameHasOwner", before), [this, name, before](const Return& reply) {
+    const auto host = hosts_.find(name);
+    if (host == hosts_.end() || host->second.owner == before || !answerOf<bool>(reply, "b").value_or(true)) return;
+    calls_.failThoseHeldBy(before, &host->second, "org.freedesktop.DBus.Error.NameHasNoOwner",
+                           "The service gave up the name " + name + " during the call");
+  });
+}
+
+void Owners::linkUp() {
+  for (auto& [name, host] : hosts_) ask(host);
+  changed_.notifyAll();
+}
+
+void Owners::linkLost() noexcept {
+  for (auto& [name, host] : hosts_) {
+    host.owner.clear();
+    ++host.generation;
+  }
+  changed_.notifyAll();
+}
+
+bool Owners::Wait::until(Mutex& mutex, const Host& host, const Link& link, const Time::Monotonic& deadline) {
+  // The owner of a unique name is known without the bus.
+  const auto isThere = [&] { return link.isUp() && !host.owner.empty(); };
+  while (!isThere() && Time::Clock::get().wait(owners_.changed_, mutex, deadline)) {
+  }
+  return isThere();
+}
+
+}  // namespace Quarnix::Bus::Internal

@@ -1,0 +1,88 @@
+// Who owns the bus names that proxies talk to.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <map>
+#include <string>
+#include <string_view>
+
+#include <platform/bus/connection/Calls.h>
+#include <platform/bus/connection/Driver.h>
+#include <platform/core/Mutex.h>
+#include <platform/core/time/Monotonic.h>
+
+namespace Quarnix::Bus::Internal {
+
+class Client;
+class Link;
+class Observers;
+class ReaderRole;
+
+/// A bus name that proxies talk to, and the connection that owns it now.
+struct Host {
+  Client* client;
+  std::string name;
+  std::string owner = {};  // a unique name; empty while there is none, or it is not known yet
+  std::size_t users = 0;
+  bool isKnown = false;          // the bus has said who owns it, on the link that is up
+  std::uint64_t generation = 1;  // grows whenever an owner gives the name up, and when the link is lost
+  std::uint64_t question = 0;    // the last one to the bus about the owner
+};
+
+/// For each name in use the bus is asked to announce changes of the owner, and then for the owner. The bus answers in
+/// order, so that no change between the two is missed, and a call that is sent behind the questions knows its owner
+/// before its reply arrives. What the bus announces decides about the calls in flight too (see Calls).
+///
+/// Threads: the connection's mutex guards it, and is held by every caller. `Wait::until` releases it meanwhile.
+class Owners {
+ public:
+  /// A thread that waits for an owner. While there is one, somebody must read what the bus announces.
+  class Wait {
+   public:
+    explicit Wait(Owners& owners) noexcept : owners_(owners) { ++owners_.waits_; }
+    ~Wait() { --owners_.waits_; }
+    Wait(const Wait&) = delete;
+    Wait& operator=(const Wait&) = delete;
+
+    /// Waits until the link is up and the host has an owner. False at the deadline.
+    bool until(Mutex& mutex, const Host& host, const Link& link, const Time::Monotonic& deadline) HEVRA_REQUIRES(mutex);
+
+   private:
+    Owners& owners_;
+  };
+
+  Owners(DriverQueue& bus, Calls& calls, const ReaderRole& reader, Observers& observers) noexcept
+      : bus_(bus), calls_(calls), reader_(reader), observers_(observers) {}
+
+  /// One more user of the name. The host stays until its last user has released it. Raises InvalidArgument for what is
+  /// no bus name.
+  Host& acquire(Client& client, const std::string& name);
+  void release(Host& host) noexcept;
+
+  /// The bus announces a change of a name's owner; the texts are empty for no owner.
+  void changed(const std::string& name, const std::string& before, const std::string& now);
+  void linkUp();
+  void linkLost() noexcept;
+
+  bool isAwaited() const noexcept { return waits_ > 0; }
+
+  /// The match rule for the announcements about a name.
+  static std::string matchRule(const std::string& name);
+
+ private:
+  void ask(Host& host);
+  void learn(Host& host, const std::string& owner);
+
+  DriverQueue& bus_;
+  Calls& calls_;
+  const ReaderRole& reader_;
+  Observers& observers_;
+  std::map<std::string, Host, std::less<>> hosts_;
+  std::uint64_t questions_ = 0;
+  unsigned waits_ = 0;
+  ConditionVariable changed_;
+};
+
+}  // namespace Quarnix::Bus::Internal

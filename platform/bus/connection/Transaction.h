@@ -1,0 +1,69 @@
+// One message of ours on its way, from the queue to its reply.
+#pragma once
+
+#include <algorithm>
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include <platform/bus/message/method/Return.h>
+#include <platform/core/Mutex.h>
+
+namespace Quarnix::Bus::Internal {
+
+struct Host;
+
+/// Receives the reply to a call of the connection's own, with the connection's mutex held.
+using ReplyHandler = std::function<void(const Message::Method::Return&)>;
+
+/// A message that is sent, and for a call the wait for its reply. The waiting thread and the connection share it, so
+/// that neither outlives what it uses. The connection's mutex guards it.
+///
+///                 written     whole         reply
+///      QUEUED ───────────> LEAVING ────> SENT ────> ANSWERED     A reply may overtake the writer: LEAVING ─> ANSWERED.
+///        │ ^                 │  │         │                      A writer that wrote nothing of a message puts it
+///        │ └── nothing left ─┘  │         │                      back: LEAVING ─> QUEUED.
+///        │ link lost            │ link lost
+///        v                      v         v
+///      UNSENT                  LOST      LOST                    UNSENT may leave on the next link. LOST may have
+///                                                                arrived.
+///                                                                LEAVING becomes UNSENT if nothing of it has left.
+///      QUEUED, LEAVING or SENT ── deadline ──> GIVEN_UP          The rest of a message that is leaving still leaves.
+///
+/// A message that expects no reply is over once it is SENT.
+struct Transaction {
+  enum class State : std::uint8_t { QUEUED, LEAVING, SENT, ANSWERED, UNSENT, LOST, GIVEN_UP };
+
+  std::uint32_t serial = 0;
+  State state = State::QUEUED;
+  bool replyExpected = false;
+  bool hasWaiter = false;           // a thread waits on `changed`
+  Host* host = nullptr;             // its owner's reply counts; null when `owner` is fixed
+  std::string owner;                // the unique name that the call went to; empty until one is known
+  std::vector<std::string> former;  // earlier owners of the host's name that the call may have gone to instead
+  std::uint64_t settledAt = 0;      // the first read that brings nothing older than the call; 0 until it has left
+  std::optional<Message::Method::Return> reply;
+  ReplyHandler handler;  // of the connection's own calls, for which no thread waits
+  ConditionVariable changed;
+  Transaction* nextWaiter = nullptr;        // in the reader's role
+  std::shared_ptr<Transaction> nextToWake;  // in the calls
+
+  bool isOver() const noexcept { return state > State::SENT || (state == State::SENT && !replyExpected); }
+  /// Whether a message from this connection can be the reply.
+  bool mayBeAnsweredBy(std::string_view unique) const noexcept { return owner == unique || isFormerOwner(unique); }
+  /// Whether nobody but this connection can have the call.
+  bool isHeldBy(std::string_view unique) const noexcept {
+    return owner == unique || (owner.empty() && isFormerOwner(unique));
+  }
+
+ private:
+  bool isFormerOwner(std::string_view unique) const noexcept {
+    return std::find(former.begin(), former.end(), unique) != former.end();
+  }
+};
+
+}  // namespace Quarnix::Bus::Internal

@@ -1,0 +1,13 @@
+// The environment, as far as it may be trusted.
+#include <platform/core/Environment.h>
+
+#include <cstdlib>
+
+namespace Quarnix {
+
+const char* environmentValue(const char* name) noexcept {
+  const char* const value = ::secure_getenv(name);
+  return value && *value ? value : nullptr;
+}
+
+}  // namespace Quarnix
