@@ -7,7 +7,7 @@
 #include <benchmarks/peers/Wire.h>
 #include <bus/CommandContainerWrapper.h>
 #include <bus/CommandVectorWrapper.h>
-#include <platform/bus/message/Check.h>
+#include <platform/bus/message/internal/Check.h>
 #include <platform/bus/message/method/Call.h>
 #include <platform/hevra/HvTypes.h>
 #include <proxy/command/CommandContainerList.h>

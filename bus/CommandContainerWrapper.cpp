@@ -2,7 +2,7 @@
 #include <bus/CommandContainerWrapper.h>
 
 #include <bus/CommandWrapper.h>
-#include <bus/RecordSignature.h>
+#include <bus/internal/RecordSignature.h>
 
 namespace Quarnix::Bus::Type {
 

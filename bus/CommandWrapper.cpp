@@ -2,10 +2,10 @@
 #include <bus/CommandWrapper.h>
 
 #include <bus/HvTypeVariantHandler.h>
-#include <bus/RecordSignature.h>
-#include <bus/TypedValue.h>
+#include <bus/internal/RecordSignature.h>
+#include <bus/internal/TypedValue.h>
 #include <platform/bus/Error.h>
-#include <platform/bus/message/Names.h>
+#include <platform/bus/message/internal/Names.h>
 #include <platform/core/log/Logger.h>
 
 namespace Quarnix::Bus::Type {

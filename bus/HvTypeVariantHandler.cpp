@@ -1,7 +1,7 @@
 // The variant handler of the typed values, and its two errors.
 #include <bus/HvTypeVariantHandler.h>
 
-#include <bus/TypedValue.h>
+#include <bus/internal/TypedValue.h>
 
 namespace Quarnix::Bus::Type {
 

@@ -1,8 +1,8 @@
 // Writes and reads the record of a link.
 #include <bus/NodeLinkWrapper.h>
 
-#include <bus/NodeRecord.h>
-#include <platform/bus/message/Names.h>
+#include <bus/internal/NodeRecord.h>
+#include <platform/bus/message/internal/Names.h>
 
 namespace Quarnix::Bus::Type {
 

@@ -1,7 +1,7 @@
 // Writes and reads the head of the node records.
 #include <bus/NodeWrapper.h>
 
-#include <bus/NodeRecord.h>
+#include <bus/internal/NodeRecord.h>
 
 namespace Quarnix::Bus::Type {
 

@@ -1,8 +1,8 @@
 // Writes and reads the record of a sensor node.
 #include <bus/RemoteSensorNodeWrapper.h>
 
-#include <bus/NodeRecord.h>
 #include <bus/NodeWrapper.h>
+#include <bus/internal/NodeRecord.h>
 
 namespace Quarnix::Bus::Type {
 

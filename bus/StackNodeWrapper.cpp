@@ -1,10 +1,10 @@
 // Writes and reads the record of the stack node.
 #include <bus/StackNodeWrapper.h>
 
-#include <bus/NodeRecord.h>
 #include <bus/NodeWrapper.h>
+#include <bus/internal/NodeRecord.h>
 #include <platform/bus/Trace.h>
-#include <platform/bus/message/Names.h>
+#include <platform/bus/message/internal/Names.h>
 
 namespace Quarnix::Bus::Type {
 

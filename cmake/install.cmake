@@ -4,27 +4,14 @@ include(CMakePackageConfigHelpers)
 
 set(headers ${CMAKE_INSTALL_INCLUDEDIR}/hevraproxy)
 
-# All headers but those that no public one includes and no application needs. scripts/consume includes every one that
-# is installed, so that one too few does not go unseen.
-install(DIRECTORY ${HEVRA_LIBRARY_ROOMS} stack DESTINATION ${headers} FILES_MATCHING PATTERN "*.h"
-  PATTERN stack/forms EXCLUDE
-  PATTERN stack/replay EXCLUDE
-  REGEX "/proxy/command/(Outcomes|Presence)\\.h$" EXCLUDE
-  REGEX "/core/log/(Character|Limit|WriteWhole)\\.h$" EXCLUDE
-  PATTERN platform/bus/connection EXCLUDE
-  REGEX "/bus/(NodeRecord|RecordSignature|TypedValue|message/(Check|Names|Rules|Signature))\\.h$" EXCLUDE
-  REGEX "/core/(Activity|Boundary|Descriptor|Environment|Fork|Hexadecimal|Runner|Stalled|Thread|time/SteadyClock|timer/Queue)\\.h$" EXCLUDE)
-# The interfaces of a connection that bus objects and observers derive from.
-install(FILES platform/bus/connection/Receiver.h platform/bus/connection/ObserverTask.h
-  DESTINATION ${headers}/platform/bus/connection)
-
 # Builds all that is installed, and nothing else.
 add_custom_target(hevra-installed DEPENDS HevraProxy HevraProxyStatic HevraStack
   $<TARGET_NAME_IF_EXISTS:hevractl> $<TARGET_NAME_IF_EXISTS:hevra-stackd>)
 
 # find_package(HevraProxy) gives HevraProxy::HevraProxy, HevraProxy::HevraProxyStatic and HevraProxy::HevraStack.
 set(package ${CMAKE_INSTALL_LIBDIR}/cmake/HevraProxy)
-install(TARGETS HevraProxy HevraProxyStatic HevraStack EXPORT HevraProxyTargets INCLUDES DESTINATION ${headers})
+install(TARGETS HevraProxy HevraProxyStatic HevraStack EXPORT HevraProxyTargets
+  FILE_SET HEADERS DESTINATION ${headers} INCLUDES DESTINATION ${headers})
 install(EXPORT HevraProxyTargets NAMESPACE HevraProxy:: DESTINATION ${package})
 configure_package_config_file(cmake/HevraProxyConfig.cmake.in HevraProxyConfig.cmake INSTALL_DESTINATION ${package}
   NO_SET_AND_CHECK_MACRO)
@@ -42,7 +29,7 @@ endforeach()
 
 install(FILES README.md NEWS.md SECURITY.md DESTINATION ${CMAKE_INSTALL_DOCDIR} OPTIONAL)
 install(DIRECTORY docs DESTINATION ${CMAKE_INSTALL_DOCDIR} FILES_MATCHING PATTERN "*.md" PATTERN "*.svg"
-  PATTERN docs/man EXCLUDE PATTERN docs/api EXCLUDE PATTERN docs/abi EXCLUDE)
+  PATTERN docs/man EXCLUDE PATTERN docs/api EXCLUDE)
 install(DIRECTORY examples DESTINATION ${CMAKE_INSTALL_DOCDIR}
   REGEX "examples/(CMakeLists.txt|demo.sh)$" EXCLUDE)
 

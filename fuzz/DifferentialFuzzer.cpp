@@ -7,10 +7,10 @@
 #include <dbus/dbus.h>
 
 #include <fuzz/Finding.h>
-#include <platform/bus/message/Check.h>
 #include <platform/bus/message/ConstIterator.h>
 #include <platform/bus/message/Limits.h>
-#include <platform/bus/message/Rules.h>
+#include <platform/bus/message/internal/Check.h>
+#include <platform/bus/message/internal/Rules.h>
 
 namespace Quarnix::Fuzz {
 namespace {

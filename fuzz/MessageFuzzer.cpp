@@ -2,9 +2,9 @@
 #include <cstring>
 
 #include <fuzz/Finding.h>
-#include <platform/bus/message/Check.h>
 #include <platform/bus/message/ConstIterator.h>
 #include <platform/bus/message/Iterator.h>
+#include <platform/bus/message/internal/Check.h>
 #include <platform/bus/message/method/Call.h>
 
 namespace Quarnix::Fuzz {

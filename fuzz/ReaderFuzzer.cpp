@@ -12,17 +12,17 @@
 #include <bus/FixedSequenceContainerWrapper.h>
 #include <bus/HvTypeVariantHandler.h>
 #include <bus/NodeLinkWrapper.h>
-#include <bus/NodeRecord.h>
 #include <bus/RemoteActuatorNodeWrapper.h>
 #include <bus/RemoteControllerNodeWrapper.h>
 #include <bus/RemoteSensorNodeWrapper.h>
 #include <bus/SequenceContainerWrapper.h>
 #include <bus/StackNodeWrapper.h>
+#include <bus/internal/NodeRecord.h>
 #include <fuzz/Finding.h>
 #include <fuzz/Repair.h>
 #include <platform/bus/Error.h>
-#include <platform/bus/message/Check.h>
-#include <platform/bus/message/Signature.h>
+#include <platform/bus/message/internal/Check.h>
+#include <platform/bus/message/internal/Signature.h>
 #include <platform/bus/message/method/Call.h>
 #include <platform/core/log/Logger.h>
 

@@ -6,8 +6,8 @@
 
 #include <platform/bus/message/Header.h>
 #include <platform/bus/message/Limits.h>
-#include <platform/bus/message/Names.h>
-#include <platform/bus/message/Signature.h>
+#include <platform/bus/message/internal/Names.h>
+#include <platform/bus/message/internal/Signature.h>
 
 namespace Quarnix::Fuzz {
 

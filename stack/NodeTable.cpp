@@ -8,7 +8,7 @@
 #include <utility>
 
 #include <bus/NodeLinkWrapper.h>
-#include <bus/TypedValue.h>
+#include <bus/internal/TypedValue.h>
 #include <platform/bus/message/method/Call.h>
 
 namespace Quarnix::Hevra::Stack {

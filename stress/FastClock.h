@@ -1,7 +1,7 @@
 // A process clock that runs faster than the system's, so that waits of a minute come to their end within a run.
 #pragma once
 
-#include <platform/core/time/SteadyClock.h>
+#include <platform/core/time/internal/SteadyClock.h>
 
 namespace Quarnix::Stress {
 

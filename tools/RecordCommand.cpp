@@ -12,7 +12,7 @@
 #include <platform/bus/ConnectionObserver.h>
 #include <platform/bus/Trace.h>
 #include <platform/core/Mutex.h>
-#include <platform/core/log/WriteWhole.h>
+#include <platform/core/log/internal/WriteWhole.h>
 #include <platform/core/time/Clock.h>
 #include <stack/Variant.h>
 #include <stack/forms/BodyForm.h>

@@ -1,7 +1,7 @@
 // The project itself, through its managers and marshallers as an application uses them.
 #include <benchmarks/peers/Peer.h>
 #include <bus/CommandContainerWrapper.h>
-#include <platform/bus/message/Check.h>
+#include <platform/bus/message/internal/Check.h>
 #include <platform/core/Event.h>
 #include <platform/hevra/HvTypes.h>
 #include <platform/hevra/RemoteSensorNode.h>

@@ -5,9 +5,9 @@
 
 #include <platform/bus/connection/Client.h>
 #include <platform/bus/connection/Driver.h>
-#include <platform/bus/message/Names.h>
-#include <platform/core/Environment.h>
+#include <platform/bus/message/internal/Names.h>
 #include <platform/core/Mutex.h>
+#include <platform/core/internal/Environment.h>
 
 namespace Quarnix::Bus {
 

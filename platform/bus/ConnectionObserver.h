@@ -6,7 +6,7 @@
 #include <vector>
 
 #include <platform/bus/Connection.h>
-#include <platform/bus/connection/ObserverTask.h>
+#include <platform/bus/ObserverTask.h>
 #include <platform/core/Task.h>
 
 namespace Quarnix::Bus {

@@ -10,13 +10,13 @@
 #include <fcntl.h>
 
 #include <platform/bus/connection/Tracing.h>
-#include <platform/bus/message/Names.h>
-#include <platform/core/Descriptor.h>
-#include <platform/core/Environment.h>
-#include <platform/core/Hexadecimal.h>
+#include <platform/bus/message/internal/Names.h>
 #include <platform/core/Mutex.h>
+#include <platform/core/internal/Descriptor.h>
+#include <platform/core/internal/Environment.h>
+#include <platform/core/internal/Hexadecimal.h>
 #include <platform/core/log/Logger.h>
-#include <platform/core/log/WriteWhole.h>
+#include <platform/core/log/internal/WriteWhole.h>
 #include <platform/core/time/Clock.h>
 
 namespace Quarnix::Bus {

@@ -7,7 +7,7 @@
 #include <string>
 #include <system_error>
 
-#include <platform/core/Runner.h>
+#include <platform/core/internal/Runner.h>
 #include <platform/core/log/Logger.h>
 
 namespace Quarnix {

@@ -4,7 +4,7 @@
 
 #include <charconv>
 
-#include <platform/core/Hexadecimal.h>
+#include <platform/core/internal/Hexadecimal.h>
 
 namespace Quarnix::Hevra {
 

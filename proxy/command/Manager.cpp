@@ -1,10 +1,10 @@
 // The command manager's endpoints and life, cancelling, and the service's "exception" signal.
 #include <platform/bus/Error.h>
-#include <platform/bus/message/Names.h>
-#include <platform/core/Fork.h>
+#include <platform/bus/message/internal/Names.h>
+#include <platform/core/internal/Fork.h>
 #include <platform/core/log/Logger.h>
-#include <proxy/command/Outcomes.h>
-#include <proxy/command/Presence.h>
+#include <proxy/command/internal/Outcomes.h>
+#include <proxy/command/internal/Presence.h>
 
 #include <charconv>
 

@@ -1,7 +1,7 @@
 // What happens to commands in flight: routing their progress reports, and forgetting those that report nothing in time.
 #include <platform/core/log/Logger.h>
 #include <proxy/command/Manager.h>
-#include <proxy/command/Outcomes.h>
+#include <proxy/command/internal/Outcomes.h>
 
 namespace Quarnix::Hevra::Proxy::Command {
 

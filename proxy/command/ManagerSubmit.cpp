@@ -1,9 +1,9 @@
 // Submitting commands, and following what becomes of the call and of the service that has taken it.
 #include <bus/CommandContainerWrapper.h>
-#include <platform/bus/message/Names.h>
+#include <platform/bus/message/internal/Names.h>
 #include <platform/core/log/Logger.h>
-#include <proxy/command/Outcomes.h>
-#include <proxy/command/Presence.h>
+#include <proxy/command/internal/Outcomes.h>
+#include <proxy/command/internal/Presence.h>
 
 namespace Quarnix::Hevra::Proxy::Command {
 

@@ -1,8 +1,8 @@
 // Telling observers how commands ended.
 #include <proxy/command/Watches.h>
 
-#include <platform/core/Boundary.h>
-#include <proxy/command/Outcomes.h>
+#include <platform/core/internal/Boundary.h>
+#include <proxy/command/internal/Outcomes.h>
 
 namespace Quarnix::Hevra::Proxy::Command {
 

@@ -1,5 +1,5 @@
 // The reply to a query: node records, each recognised by its signature, in containers.
-#include <bus/NodeRecord.h>
+#include <bus/internal/NodeRecord.h>
 #include <platform/bus/Error.h>
 #include <proxy/BadSignatureOnBus.h>
 #include <proxy/node/Manager.h>

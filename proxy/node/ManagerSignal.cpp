@@ -1,6 +1,6 @@
 // The notifications: the stack service's signals "modified" and "linkModified".
 #include <bus/NodeLinkWrapper.h>
-#include <bus/NodeRecord.h>
+#include <bus/internal/NodeRecord.h>
 #include <platform/core/log/Logger.h>
 #include <proxy/node/Manager.h>
 

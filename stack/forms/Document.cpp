@@ -12,7 +12,7 @@
 #include <utility>
 #include <vector>
 
-#include <platform/core/log/Character.h>
+#include <platform/core/log/internal/Character.h>
 #include <stack/forms/Malformed.h>
 #include <stack/forms/ObjectReader.h>
 

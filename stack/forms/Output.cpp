@@ -11,7 +11,7 @@
 #include <iostream>
 #include <string_view>
 
-#include <platform/core/log/WriteWhole.h>
+#include <platform/core/log/internal/WriteWhole.h>
 #include <stack/forms/Printable.h>
 
 namespace Quarnix::Hevra::Stack::Forms {

@@ -3,7 +3,7 @@
 
 #include <cstdio>
 
-#include <platform/core/log/Character.h>
+#include <platform/core/log/internal/Character.h>
 
 namespace Quarnix::Hevra::Stack::Forms {
 

@@ -4,7 +4,7 @@
 #include <utility>
 
 #include <bus/HvTypeVariantHandler.h>
-#include <bus/TypedValue.h>
+#include <bus/internal/TypedValue.h>
 #include <stack/forms/CommandForm.h>
 #include <stack/forms/Hexadecimal.h>
 #include <stack/forms/Malformed.h>

@@ -13,8 +13,8 @@
 #include <bus/HvTypeVariantHandler.h>
 #include <bus/NodeLinkWrapper.h>
 #include <bus/SequenceContainerWrapper.h>
-#include <platform/bus/message/Check.h>
 #include <platform/bus/message/Signal.h>
+#include <platform/bus/message/internal/Check.h>
 #include <platform/bus/message/method/Call.h>
 #include <proxy/command/CommandContainerList.h>
 #include <proxy/node/Manager.h>

@@ -7,7 +7,7 @@
 #include <string>
 #include <utility>
 
-#include <platform/bus/message/Check.h>
+#include <platform/bus/message/internal/Check.h>
 #include <tests/harness/BusObjects.h>
 
 namespace Quarnix::Harness {

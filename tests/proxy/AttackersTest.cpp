@@ -7,7 +7,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <platform/bus/message/Check.h>
+#include <platform/bus/message/internal/Check.h>
 #include <platform/core/time/SimulatedClock.h>
 #include <proxy/command/CommandContainerList.h>
 #include <tests/harness/BusDaemon.h>

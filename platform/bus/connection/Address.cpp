@@ -5,7 +5,7 @@
 #include <sys/un.h>
 
 #include <platform/bus/Error.h>
-#include <platform/core/Environment.h>
+#include <platform/core/internal/Environment.h>
 
 namespace Quarnix::Bus::Internal {
 

@@ -4,7 +4,7 @@
 #include <algorithm>
 #include <string_view>
 
-#include <platform/core/Hexadecimal.h>
+#include <platform/core/internal/Hexadecimal.h>
 
 namespace Quarnix::Bus::Internal {
 

@@ -7,7 +7,7 @@
 
 #include <platform/bus/Error.h>
 #include <platform/bus/connection/StandardInterfaces.h>
-#include <platform/bus/message/Names.h>
+#include <platform/bus/message/internal/Names.h>
 #include <platform/core/time/Clock.h>
 
 namespace Quarnix::Bus::Internal {

@@ -15,7 +15,7 @@
 #include <platform/bus/connection/Owners.h>
 #include <platform/bus/connection/SocketTransport.h>
 #include <platform/bus/message/Limits.h>
-#include <platform/core/Fork.h>
+#include <platform/core/internal/Fork.h>
 #include <platform/core/time/Clock.h>
 
 namespace Quarnix::Bus::Internal {

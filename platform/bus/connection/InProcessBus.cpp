@@ -6,9 +6,9 @@
 
 #include <platform/bus/connection/Driver.h>
 #include <platform/bus/connection/Exchange.h>
-#include <platform/bus/message/Check.h>
-#include <platform/bus/message/Names.h>
-#include <platform/core/Fork.h>
+#include <platform/bus/message/internal/Check.h>
+#include <platform/bus/message/internal/Names.h>
+#include <platform/core/internal/Fork.h>
 #include <platform/core/log/Logger.h>
 
 namespace Quarnix::Bus::Internal {

@@ -13,8 +13,8 @@
 
 #include <platform/bus/Error.h>
 #include <platform/bus/connection/MutexUnlock.h>
-#include <platform/core/Descriptor.h>
-#include <platform/core/Thread.h>
+#include <platform/core/internal/Descriptor.h>
+#include <platform/core/internal/Thread.h>
 #include <platform/core/time/Clock.h>
 
 namespace Quarnix::Bus::Internal {

@@ -9,7 +9,7 @@
 
 #include <platform/bus/connection/Admission.h>
 #include <platform/bus/connection/Transport.h>
-#include <platform/bus/message/Check.h>
+#include <platform/bus/message/internal/Check.h>
 
 namespace Quarnix::Bus::Internal {
 

@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include <platform/bus/connection/ObserverTask.h>
+#include <platform/bus/ObserverTask.h>
 
 namespace Quarnix::Bus::Internal {
 

@@ -7,7 +7,7 @@
 #include <platform/bus/connection/Link.h>
 #include <platform/bus/connection/Observers.h>
 #include <platform/bus/connection/ReaderRole.h>
-#include <platform/bus/message/Names.h>
+#include <platform/bus/message/internal/Names.h>
 #include <platform/core/time/Clock.h>
 
 namespace Quarnix::Bus::Internal {

@@ -9,7 +9,7 @@
 #include <utility>
 
 #include <platform/bus/connection/MutexUnlock.h>
-#include <platform/core/Descriptor.h>
+#include <platform/core/internal/Descriptor.h>
 #include <platform/core/time/Clock.h>
 
 namespace Quarnix::Bus::Internal {

@@ -8,8 +8,8 @@
 #include <string_view>
 #include <vector>
 
+#include <platform/bus/Receiver.h>
 #include <platform/bus/connection/Owners.h>
-#include <platform/bus/connection/Receiver.h>
 #include <platform/bus/connection/Transport.h>
 #include <platform/bus/message/method/Call.h>
 #include <platform/bus/message/method/Return.h>

@@ -18,10 +18,10 @@
 #include <platform/bus/connection/Authentication.h>
 #include <platform/bus/connection/Driver.h>
 #include <platform/bus/message/Limits.h>
-#include <platform/bus/message/Names.h>
+#include <platform/bus/message/internal/Names.h>
 #include <platform/bus/message/method/Call.h>
 #include <platform/bus/message/method/Return.h>
-#include <platform/core/Descriptor.h>
+#include <platform/core/internal/Descriptor.h>
 #include <platform/core/time/Clock.h>
 
 namespace Quarnix::Bus::Internal {

@@ -3,8 +3,8 @@
 
 #include <utility>
 
-#include <platform/bus/message/Check.h>
-#include <platform/core/Boundary.h>
+#include <platform/bus/message/internal/Check.h>
+#include <platform/core/internal/Boundary.h>
 
 namespace Quarnix::Bus::Internal {
 

@@ -5,8 +5,8 @@
 #include <string>
 
 #include <platform/bus/Error.h>
-#include <platform/bus/message/Check.h>
 #include <platform/bus/message/Limits.h>
+#include <platform/bus/message/internal/Check.h>
 
 namespace Quarnix::Bus::Message {
 

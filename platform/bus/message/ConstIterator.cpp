@@ -3,7 +3,7 @@
 
 #include <platform/bus/Error.h>
 #include <platform/bus/message/Limits.h>
-#include <platform/bus/message/Signature.h>
+#include <platform/bus/message/internal/Signature.h>
 
 namespace Quarnix::Bus::Message {
 

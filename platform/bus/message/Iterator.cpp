@@ -3,9 +3,9 @@
 
 #include <platform/bus/Error.h>
 #include <platform/bus/message/Limits.h>
-#include <platform/bus/message/Names.h>
-#include <platform/bus/message/Rules.h>
-#include <platform/bus/message/Signature.h>
+#include <platform/bus/message/internal/Names.h>
+#include <platform/bus/message/internal/Rules.h>
+#include <platform/bus/message/internal/Signature.h>
 
 namespace Quarnix::Bus::Message {
 

@@ -1,7 +1,7 @@
 // The three kinds of message that the library sends and receives: small classes on Base, so they share this file.
 #include <platform/bus/Error.h>
-#include <platform/bus/message/Names.h>
 #include <platform/bus/message/Signal.h>
+#include <platform/bus/message/internal/Names.h>
 #include <platform/bus/message/method/Call.h>
 #include <platform/bus/message/method/Return.h>
 

@@ -3,9 +3,9 @@
 
 #include <system_error>
 
-#include <platform/core/Activity.h>
-#include <platform/core/Boundary.h>
-#include <platform/core/Fork.h>
+#include <platform/core/internal/Activity.h>
+#include <platform/core/internal/Boundary.h>
+#include <platform/core/internal/Fork.h>
 #include <platform/core/log/Logger.h>
 #include <platform/core/time/Clock.h>
 

@@ -9,7 +9,7 @@
 #include <string>
 
 #include <platform/bus/Connection.h>
-#include <platform/bus/connection/Receiver.h>
+#include <platform/bus/Receiver.h>
 #include <platform/core/Mutex.h>
 #include <platform/core/Task.h>
 #include <platform/core/time/Monotonic.h>

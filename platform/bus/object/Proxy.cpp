@@ -2,7 +2,7 @@
 #include <platform/bus/object/Proxy.h>
 
 #include <platform/bus/connection/Client.h>
-#include <platform/bus/message/Names.h>
+#include <platform/bus/message/internal/Names.h>
 
 namespace Quarnix::Bus::Object {
 

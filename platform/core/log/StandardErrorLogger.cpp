@@ -7,9 +7,9 @@
 #include <string_view>
 
 #include <platform/core/Mutex.h>
-#include <platform/core/log/Character.h>
-#include <platform/core/log/Limit.h>
-#include <platform/core/log/WriteWhole.h>
+#include <platform/core/log/internal/Character.h>
+#include <platform/core/log/internal/Limit.h>
+#include <platform/core/log/internal/WriteWhole.h>
 #include <platform/core/time/Clock.h>
 #include <platform/core/timer/Monotonic.h>
 

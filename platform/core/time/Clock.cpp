@@ -3,8 +3,8 @@
 
 #include <atomic>
 
-#include <platform/core/time/SteadyClock.h>
-#include <platform/core/timer/Queue.h>
+#include <platform/core/time/internal/SteadyClock.h>
+#include <platform/core/timer/internal/Queue.h>
 
 namespace Quarnix::Time {
 

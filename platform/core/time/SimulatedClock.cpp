@@ -15,9 +15,9 @@
 #include <sys/eventfd.h>
 #include <unistd.h>
 
-#include <platform/core/Activity.h>
-#include <platform/core/Descriptor.h>
-#include <platform/core/timer/Queue.h>
+#include <platform/core/internal/Activity.h>
+#include <platform/core/internal/Descriptor.h>
+#include <platform/core/timer/internal/Queue.h>
 
 namespace Quarnix::Time {
 

@@ -1,7 +1,7 @@
 // The face of a timer. The deadlines and the thread are the queue's.
 #include <platform/core/timer/Monotonic.h>
 
-#include <platform/core/timer/Queue.h>
+#include <platform/core/timer/internal/Queue.h>
 
 namespace Quarnix::Timer {
 

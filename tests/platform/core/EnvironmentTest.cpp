@@ -10,7 +10,7 @@
 
 #include <gtest/gtest.h>
 
-#include <platform/core/Environment.h>
+#include <platform/core/internal/Environment.h>
 
 namespace Quarnix {
 namespace {

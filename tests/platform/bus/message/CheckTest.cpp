@@ -7,8 +7,8 @@
 #include <memory>
 #include <string>
 
-#include <platform/bus/message/Check.h>
-#include <platform/bus/message/Rules.h>
+#include <platform/bus/message/internal/Check.h>
+#include <platform/bus/message/internal/Rules.h>
 #include <tests/platform/bus/message/MessageBytes.h>
 
 namespace Quarnix::Bus::Message {

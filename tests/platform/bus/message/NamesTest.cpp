@@ -5,9 +5,9 @@
 #include <string>
 
 #include <platform/bus/Error.h>
-#include <platform/bus/message/Names.h>
-#include <platform/bus/message/Rules.h>
-#include <platform/bus/message/Signature.h>
+#include <platform/bus/message/internal/Names.h>
+#include <platform/bus/message/internal/Rules.h>
+#include <platform/bus/message/internal/Signature.h>
 
 namespace Quarnix::Bus::Message {
 namespace {

@@ -8,7 +8,7 @@
 #include <string>
 
 #include <bus/FixedSequenceContainerWrapper.h>
-#include <bus/RecordSignature.h>
+#include <bus/internal/RecordSignature.h>
 #include <platform/hevra/NodeLink.h>
 #include <platform/hevra/RemoteActuatorNode.h>
 #include <platform/hevra/RemoteControllerNode.h>

@@ -1,5 +1,5 @@
 // Making threads: stack size, signal mask, name.
-#include <platform/core/Thread.h>
+#include <platform/core/internal/Thread.h>
 
 #include <cerrno>
 #include <climits>

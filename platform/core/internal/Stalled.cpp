@@ -1,7 +1,7 @@
 // The list of what is stalled, and the timer that tries it again.
-#include <platform/core/Stalled.h>
+#include <platform/core/internal/Stalled.h>
 
-#include <platform/core/Boundary.h>
+#include <platform/core/internal/Boundary.h>
 
 namespace Quarnix {
 

@@ -6,8 +6,8 @@
 #include <atomic>
 
 #include <platform/core/Mutex.h>
-#include <platform/core/Stalled.h>
 #include <platform/core/Task.h>
+#include <platform/core/internal/Stalled.h>
 
 namespace Quarnix {
 

@@ -1,10 +1,10 @@
 // The one scanner of signatures: iterative, one pass, with a small stack of open brackets.
-#include <platform/bus/message/Signature.h>
+#include <platform/bus/message/internal/Signature.h>
 
 #include <array>
 
 #include <platform/bus/message/Limits.h>
-#include <platform/bus/message/Rules.h>
+#include <platform/bus/message/internal/Rules.h>
 
 namespace Quarnix::Bus::Message {
 

@@ -1,5 +1,5 @@
 // The process-wide count of work under way, and waiting for it to reach zero.
-#include <platform/core/Activity.h>
+#include <platform/core/internal/Activity.h>
 
 #include <atomic>
 #include <cstdint>

@@ -1,12 +1,12 @@
 // The thread of a task: made when there is first something to run, kept until the task is retired.
-#include <platform/core/Runner.h>
+#include <platform/core/internal/Runner.h>
 
 #include <cerrno>
 
-#include <platform/core/Activity.h>
-#include <platform/core/Boundary.h>
-#include <platform/core/Fork.h>
-#include <platform/core/Thread.h>
+#include <platform/core/internal/Activity.h>
+#include <platform/core/internal/Boundary.h>
+#include <platform/core/internal/Fork.h>
+#include <platform/core/internal/Thread.h>
 
 namespace Quarnix {
 

@@ -1,5 +1,5 @@
 // Reading typed values.
-#include <bus/TypedValue.h>
+#include <bus/internal/TypedValue.h>
 
 namespace Quarnix::Bus::Type::TypedValue {
 

@@ -1,5 +1,5 @@
 // Counting in every forked child.
-#include <platform/core/Fork.h>
+#include <platform/core/internal/Fork.h>
 
 #include <atomic>
 

@@ -1,6 +1,6 @@
 // The syntax checks of names and texts. They run on every header received and on every text sent, so they go through
 // the characters once and allocate nothing.
-#include <platform/bus/message/Names.h>
+#include <platform/bus/message/internal/Names.h>
 
 #include <algorithm>
 #include <array>
@@ -10,8 +10,8 @@
 
 #include <platform/bus/Error.h>
 #include <platform/bus/message/Limits.h>
-#include <platform/bus/message/Rules.h>
-#include <platform/core/Hexadecimal.h>
+#include <platform/bus/message/internal/Rules.h>
+#include <platform/core/internal/Hexadecimal.h>
 
 namespace Quarnix::Bus::Message {
 

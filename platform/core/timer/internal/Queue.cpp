@@ -1,5 +1,5 @@
 // The heap of deadlines and the thread that waits for the earliest. What a timer does when it expires is not seen here.
-#include <platform/core/timer/Queue.h>
+#include <platform/core/timer/internal/Queue.h>
 
 #include <algorithm>
 #include <cstdlib>
@@ -7,9 +7,9 @@
 #include <new>
 #include <system_error>
 
-#include <platform/core/Activity.h>
-#include <platform/core/Boundary.h>
-#include <platform/core/Thread.h>
+#include <platform/core/internal/Activity.h>
+#include <platform/core/internal/Boundary.h>
+#include <platform/core/internal/Thread.h>
 #include <platform/core/time/Clock.h>
 
 namespace Quarnix::Timer {

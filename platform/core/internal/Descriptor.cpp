@@ -1,5 +1,5 @@
 // Keeping descriptors away from the standard ones.
-#include <platform/core/Descriptor.h>
+#include <platform/core/internal/Descriptor.h>
 
 #include <cerrno>
 

@@ -1,5 +1,5 @@
 // CLOCK_MONOTONIC and the waits of the system that follow it.
-#include <platform/core/time/SteadyClock.h>
+#include <platform/core/time/internal/SteadyClock.h>
 
 #include <algorithm>
 #include <chrono>

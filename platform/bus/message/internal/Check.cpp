@@ -1,6 +1,6 @@
 // The check of received messages: one pass over the bytes, without recursion or allocation, in a version for each byte
 // order. Nothing here builds values; reading them is ConstIterator's.
-#include <platform/bus/message/Check.h>
+#include <platform/bus/message/internal/Check.h>
 
 #include <array>
 #include <bit>
@@ -8,9 +8,9 @@
 #include <string_view>
 
 #include <platform/bus/message/Limits.h>
-#include <platform/bus/message/Names.h>
-#include <platform/bus/message/Rules.h>
-#include <platform/bus/message/Signature.h>
+#include <platform/bus/message/internal/Names.h>
+#include <platform/bus/message/internal/Rules.h>
+#include <platform/bus/message/internal/Signature.h>
 
 namespace Quarnix::Bus::Message {
 

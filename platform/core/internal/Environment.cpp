@@ -1,5 +1,5 @@
 // The environment, as far as it may be trusted.
-#include <platform/core/Environment.h>
+#include <platform/core/internal/Environment.h>
 
 #include <cstdlib>
 
