@@ -29,7 +29,7 @@ class Ledger {
 
   /// The commands that the manager still has.
   std::uint64_t inFlight() const noexcept { return submitted - ended; }
-  /// Waits until the manager has no commands. Not to reach this within `seconds` is a violation.
+  /// Waits until the manager has no commands. It is a violation if this takes longer than `seconds`.
   void awaitNoneInFlight(int seconds);
   /// The counts, in one line.
   std::string summary() const;

@@ -279,8 +279,8 @@ bool run(int seconds) {
   Ledger instants;
   meetSimultaneously(instants, 100'000);
 
-  Time::Clock::install(
-      new FastClock(CLOCK_FACTOR));  // never destroyed: the timers' thread uses it until the process ends
+  // Never destroyed: the timers' thread uses it until the process ends.
+  Time::Clock::install(new FastClock(CLOCK_FACTOR));
   Ledger ledger;
   {
     CountingLogger logger(ledger);

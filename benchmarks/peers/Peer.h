@@ -76,12 +76,13 @@ void repeat(std::uint32_t count, const Work& work) {
 ///   encode(prepared)           builds the call "add", makes it ready to send, and drops it
 ///   send(prepared)             builds the same call, sends it, and waits for the answer
 ///   add(prepared)              does the same through the function that an application calls
-///   receive(iteration, count)  makes a list of sensors as received from a bus; checks it only if the library checks
-///   early decode(received)           reads the list into nodes, with every check that the library makes call() calls
-///   "hardreset" list()                     calls "getnodes" and reads the answer into nodes signals(count, use) lets
-///   the service send "modified", passes every node to `use`, returns after the last one same(node, sensor) tells
-///   whether a decoded node has the sensor's values SHARED                     tells whether threads share one
-///   connection
+///   receive(iteration, count)  makes a received list of sensors; checks it only if the library checks early
+///   decode(received)           reads the list into nodes, with every check that the library makes
+///   call()                     calls "hardreset"
+///   list()                     calls "getnodes" and reads the answer into nodes
+///   signals(count, use)        lets the service send "modified", and passes every node to `use` until the last one
+///   same(node, sensor)         tells whether a decoded node has the sensor's values
+///   SHARED                     tells whether threads share one connection
 template <class Peer>
 class Program {
  public:
