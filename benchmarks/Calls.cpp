@@ -1,5 +1,5 @@
-// What one synchronous call costs, on the in-process bus and over a private bus daemon, with nothing started and with a
-// manager started.
+// Measures one synchronous call, on the in-process bus and over a private bus daemon, without and with a started
+// manager.
 #include <benchmark/benchmark.h>
 
 #include <memory>
@@ -15,7 +15,7 @@ namespace {
 
 using namespace Quarnix;
 
-/// The daughter board's end of the stack service, answering yes.
+/// The service's daughter board, which always answers yes.
 class DaughterBoard : public Bus::Object::Server {
  public:
   explicit DaughterBoard(const Shared::Pointer<Bus::Connection>& connection) {

@@ -1,13 +1,13 @@
-// What commands in flight cost: adding, re-arming and expiring many of them, and the memory that each takes.
+// Measures many commands in flight: the time to add, re-arm and expire them, and the memory of each.
 #include <benchmark/benchmark.h>
 
 #include <malloc.h>
 
-#include <fstream>
 #include <memory>
 #include <string>
 #include <vector>
 
+#include <benchmarks/ProcessStatus.h>
 #include <platform/bus/Connection.h>
 #include <platform/bus/object/Server.h>
 #include <platform/core/log/Logger.h>
@@ -21,7 +21,7 @@ using namespace Quarnix;
 
 constexpr const char* SERVICE = "com.quarnix.Application.Hevra";
 
-/// Drops every line, because a time-out logs one.
+/// Drops the lines that time-outs log.
 class SilentLogger : public Log::Logger {
   void write(Log::Priority, const char*) override {}
 };
@@ -58,7 +58,7 @@ class IgnoreEnds : public Hevra::Proxy::Command::OutcomeObserver {
 
 std::size_t heapBytes() { return mallinfo2().uordblks; }
 
-/// Both ends on the in-process bus, under a clock that stands still.
+/// A client and a service on the in-process bus, with a simulated clock.
 struct House {
   explicit House(std::int64_t count) {
     manager.setConnection(client);
@@ -69,7 +69,7 @@ struct House {
     }
   }
 
-  /// Tells the observer of their ends if there is one.
+  /// Adds all commands, with an observer of their ends if one is given.
   void add(const Shared::Pointer<Hevra::Proxy::Command::OutcomeObserver>& observer = {}) {
     commands.reset();
     const std::size_t before = heapBytes();
@@ -110,7 +110,7 @@ void add(benchmark::State& state, const Shared::Pointer<Hevra::Proxy::Command::O
 void addCommands(benchmark::State& state) { add(state, {}); }
 BENCHMARK(addCommands)->Arg(1000)->Arg(10000)->Arg(100000)->Unit(benchmark::kMillisecond)->UseRealTime();
 
-/// Commands whose ends are to be told.
+/// Adds commands with an observer of their ends.
 void submitCommands(benchmark::State& state) { add(state, Shared::make<IgnoreEnds>()); }
 BENCHMARK(submitCommands)->Arg(10000)->Unit(benchmark::kMillisecond)->UseRealTime();
 
@@ -123,35 +123,27 @@ void rearmCommands(benchmark::State& state) {
 }
 BENCHMARK(rearmCommands)->Arg(1000)->Arg(10000)->Arg(100000)->Unit(benchmark::kMillisecond)->UseRealTime();
 
-/// A field of this process's status: "VmRSS:", what is resident in KiB, or "Threads:".
-double statusOf(const std::string& field) {
-  std::ifstream status("/proc/self/status");
-  for (std::string line; std::getline(status, line);)
-    if (line.starts_with(field)) return std::stod(line.substr(field.size()));
-  return 0;
-}
-
-/// How much the process has grown by the second round, and by the second half of the rounds, in which every arena has
-/// found its size. Counts only when nothing else ran in the process before.
+/// Also measures how much the process grows in the second round, and in the second half of the rounds, when all arenas
+/// of malloc have their final size. These figures are valid only if nothing else ran in the process before.
 void expireCommands(benchmark::State& state) {
   silence();
   House house(state.range(0));
-  std::vector<double> sizes;
-  double threads = 0;
+  std::vector<long> sizes;
+  long threads = 0;
   for (auto _ : state) {
     state.PauseTiming();
     house.add();
-    threads = statusOf("Threads:");
+    threads = Benchmarks::processStatus("Threads:");
     state.ResumeTiming();
     house.clock.advance(Time::Elapsed(60, 0));
     state.PauseTiming();
-    sizes.push_back(statusOf("VmRSS:"));
+    sizes.push_back(Benchmarks::processStatus("VmRSS:"));
     state.ResumeTiming();
   }
   state.SetItemsProcessed(static_cast<std::int64_t>(state.iterations()) * state.range(0));
-  state.counters["process_threads"] = threads;
-  state.counters["second_round_KiB"] = sizes[1] - sizes[0];
-  state.counters["later_round_KiB"] = sizes.back() - sizes[sizes.size() / 2];
+  state.counters["process_threads"] = static_cast<double>(threads);
+  state.counters["second_round_KiB"] = static_cast<double>(sizes[1] - sizes[0]);
+  state.counters["later_round_KiB"] = static_cast<double>(sizes.back() - sizes[sizes.size() / 2]);
 }
 BENCHMARK(expireCommands)
     ->Arg(100000)

@@ -1,24 +1,18 @@
-// What encoding and decoding command records and lists costs, through the marshallers as an application uses them: the
-// message built, sealed and checked on one side, checked and read into objects on the other.
+// Measures encoding and decoding of commands and lists of nodes with the library's marshallers. Encoding builds and
+// seals a message; decoding checks it and reads it into objects.
 #include <benchmark/benchmark.h>
 
-#include <cstring>
-
-#include <benchmarks/peers/Wire.h>
-#include <bus/CommandContainerWrapper.h>
+#include <benchmarks/Messages.h>
 #include <bus/CommandVectorWrapper.h>
-#include <platform/bus/message/internal/Check.h>
-#include <platform/bus/message/method/Call.h>
 #include <platform/hevra/HvTypes.h>
 #include <proxy/command/CommandContainerList.h>
-#include <proxy/node/Manager.h>
 
 namespace {
 
 using namespace Quarnix;
-using Commands = HomeAutomation::Container<Hevra::Command>;
+using namespace Benchmarks;
 
-Hevra::Command command(std::uint32_t id) {
+Hevra::Command makeCommand(std::uint32_t id) {
   Hevra::Command command;
   command.setId(id);
   command.setParameterId(0x100000001 + id);
@@ -31,35 +25,18 @@ Hevra::Command command(std::uint32_t id) {
   return command;
 }
 
-Bus::Message::Method::Call addCall(const Hevra::Proxy::CommandContainerList& commands) {
-  Bus::Message::Method::Call call;
-  call.setPath("/com/quarnix/Application/HevraZuv/Manager/Command");
-  call.setDestination("com.quarnix.Application.Hevra");
-  call.setInterface("com.quarnix.Application.Hevra.Manager.Command");
-  call.setMember("add");
-  Bus::Message::Iterator arguments = call.begin();
-  Bus::Message::Iterator server = arguments.begin(Bus::Message::STRUCTURE);
-  server.appendPath("/com/quarnix/Application/bench/Hevra/Originator");
-  arguments.end(server);
-  Bus::Message::Iterator group = arguments.begin(Bus::Message::STRUCTURE);
-  group.append("g1");
-  arguments.end(group);
-  Bus::Type::Wrapper<const Commands>().serialize(arguments, commands);
-  return call;
-}
-
-Hevra::Proxy::CommandContainerList list(std::int64_t count) {
+Hevra::Proxy::CommandContainerList makeCommands(std::int64_t count) {
   Hevra::Proxy::CommandContainerList commands;
-  for (std::int64_t i = 0; i < count; ++i) commands.append(command(static_cast<std::uint32_t>(i)));
+  for (std::int64_t i = 0; i < count; ++i) commands.append(makeCommand(static_cast<std::uint32_t>(i)));
   return commands;
 }
 
 void encodeAdd(benchmark::State& state) {
-  const Hevra::Proxy::CommandContainerList commands = list(state.range(0));
+  const Hevra::Proxy::CommandContainerList commands = makeCommands(state.range(0));
   std::uint32_t serial = 0;
   for (auto _ : state) {
     commands.reset();
-    Bus::Message::Method::Call call = addCall(commands);
+    Bus::Message::Method::Call call = makeAdd("g1", commands);
     benchmark::DoNotOptimize(call.seal(++serial, {}).data());
   }
   state.SetItemsProcessed(static_cast<std::int64_t>(state.iterations()) * state.range(0));
@@ -67,13 +44,11 @@ void encodeAdd(benchmark::State& state) {
 BENCHMARK(encodeAdd)->RangeMultiplier(10)->Range(1, 10000);
 
 void decodeAdd(benchmark::State& state) {
-  const Hevra::Proxy::CommandContainerList commands = list(state.range(0));
-  Bus::Message::Method::Call call = addCall(commands);
+  const Hevra::Proxy::CommandContainerList commands = makeCommands(state.range(0));
+  Bus::Message::Method::Call call = makeAdd("g1", commands);
   const Bus::Message::Frame frame = call.seal(1, {});
   for (auto _ : state) {
-    Bus::Message::Header header;
-    if (const char* rule = Bus::Message::check(frame.data(), frame.size(), header)) state.SkipWithError(rule);
-    const Bus::Message::Method::Call received(frame, header);
+    const Bus::Message::Method::Call received(frame, checkReceived(frame));
     auto argument = received.begin();
     ++argument;
     ++argument;
@@ -86,13 +61,9 @@ void decodeAdd(benchmark::State& state) {
 BENCHMARK(decodeAdd)->RangeMultiplier(10)->Range(1, 10000);
 
 void decodeNodes(benchmark::State& state) {
-  const std::string bytes = Peers::nodeReply(1, static_cast<std::uint32_t>(state.range(0)));
-  const Bus::Message::Frame frame{Bus::Message::Storage(bytes.size()), 0, static_cast<std::uint32_t>(bytes.size())};
-  std::memcpy(frame.storage.data(), bytes.data(), bytes.size());
+  const Bus::Message::Frame frame = receiveNodes(1, static_cast<std::uint32_t>(state.range(0)));
   for (auto _ : state) {
-    Bus::Message::Header header;
-    if (const char* rule = Bus::Message::check(frame.data(), frame.size(), header)) state.SkipWithError(rule);
-    const auto nodes = Hevra::Proxy::Node::Manager::parseBusReply(Bus::Message::Method::Return(frame, header));
+    const auto nodes = Benchmarks::decodeNodes(frame);
     if (nodes.size() != static_cast<std::size_t>(state.range(0))) state.SkipWithError("nodes are missing");
   }
   state.SetItemsProcessed(static_cast<std::int64_t>(state.iterations()) * state.range(0));

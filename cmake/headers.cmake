@@ -1,6 +1,6 @@
-# The headers that applications include, and those that these include; all others are inner ones and lie in internal/
-# or in platform/bus/connection/. `./dev check` fails for a header that is neither, `./dev consumer` for a public one
-# that includes an inner one.
+# The public headers: those that applications include, and those that these include. All other headers are internal and are
+# in a folder internal/ or in platform/bus/connection/. `./dev check` fails for a header that is neither public nor
+# internal. `./dev consumer` fails for a public header that includes an internal one.
 set(HEVRA_PROXY_HEADERS
   bus/CommandContainerWrapper.h
   bus/CommandVectorWrapper.h

@@ -1,14 +1,14 @@
-# What an installed HevraProxy is: headers, libraries, the CMake and the pkg-config packages, documents, examples, man
-# pages, programs and completion. What the bus must know is installed in dist/.
+# Installs the headers, libraries, CMake and pkg-config packages, documents, examples, manual pages, programs and the shell
+# completion. dist/CMakeLists.txt installs the files for the bus.
 include(CMakePackageConfigHelpers)
 
 set(headers ${CMAKE_INSTALL_INCLUDEDIR}/hevraproxy)
 
-# Builds all that is installed, and nothing else.
+# Builds exactly the targets that are installed.
 add_custom_target(hevra-installed DEPENDS HevraProxy HevraProxyStatic HevraStack
   $<TARGET_NAME_IF_EXISTS:hevractl> $<TARGET_NAME_IF_EXISTS:hevra-stackd>)
 
-# find_package(HevraProxy) gives HevraProxy::HevraProxy, HevraProxy::HevraProxyStatic and HevraProxy::HevraStack.
+# find_package(HevraProxy) defines HevraProxy::HevraProxy, HevraProxy::HevraProxyStatic and HevraProxy::HevraStack.
 set(package ${CMAKE_INSTALL_LIBDIR}/cmake/HevraProxy)
 install(TARGETS HevraProxy HevraProxyStatic HevraStack EXPORT HevraProxyTargets
   FILE_SET HEADERS DESTINATION ${headers} INCLUDES DESTINATION ${headers})
@@ -19,7 +19,7 @@ write_basic_package_version_file(HevraProxyConfigVersion.cmake COMPATIBILITY Sam
 install(FILES ${PROJECT_BINARY_DIR}/HevraProxyConfig.cmake ${PROJECT_BINARY_DIR}/HevraProxyConfigVersion.cmake
   DESTINATION ${package})
 
-# pkg-config finds the prefix from where the file lies, so that an installation can be moved.
+# The .pc files compute the prefix from their own place, so you can move an installation.
 file(RELATIVE_PATH prefix_from_pc /${CMAKE_INSTALL_LIBDIR}/pkgconfig /)
 string(REGEX REPLACE "/$" "" prefix_from_pc ${prefix_from_pc})
 foreach(name hevraproxy hevrastack)
@@ -33,7 +33,7 @@ install(DIRECTORY docs DESTINATION ${CMAKE_INSTALL_DOCDIR} FILES_MATCHING PATTER
 install(DIRECTORY examples DESTINATION ${CMAKE_INSTALL_DOCDIR}
   REGEX "examples/(CMakeLists.txt|demo.sh)$" EXCLUDE)
 
-# docs/man/NAME.SECTION.scd becomes manSECTION/NAME.SECTION, where scdoc is installed.
+# If scdoc is installed, makes manSECTION/NAME.SECTION from docs/man/NAME.SECTION.scd.
 file(GLOB pages CONFIGURE_DEPENDS docs/man/*.scd)
 find_program(HEVRA_SCDOC scdoc)
 if(pages AND HEVRA_SCDOC)
@@ -49,7 +49,7 @@ if(pages AND HEVRA_SCDOC)
   add_custom_target(hevra-man ALL DEPENDS ${made_pages})
   add_dependencies(hevra-installed hevra-man)
 elseif(pages)
-  message(STATUS "scdoc is not installed: no man pages")
+  message(STATUS "scdoc is not installed; the manual pages are not built")
 endif()
 
 if(HEVRA_BUILD_TOOLS)

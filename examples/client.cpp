@@ -1,4 +1,4 @@
-// The smallest client: sends a command and prints its progress to the end.
+// The smallest client: sends a command and prints its progress until it ends.
 #include <cstdio>
 #include <future>
 #include <platform/hevra/HvTypes.h>

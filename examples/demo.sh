@@ -1,6 +1,6 @@
 #!/bin/bash
-# Shows the roads of a command and of a node's change: first in one process, then over a private bus daemon between
-# three: the bus, the simulated stack service and the command-line tool. Takes a few seconds.
+# Follows a command and a change of a node, first in one process and then between three: a private bus daemon, the
+# simulated stack service and the command-line tool. Takes a few seconds.
 set -euo pipefail
 
 if [[ $# != 1 || ! -x $1/bin/hevractl ]]; then
@@ -8,7 +8,7 @@ if [[ $# != 1 || ! -x $1/bin/hevractl ]]; then
   exit 2
 fi
 build=$(readlink -f "$1")
-scratch=$(mktemp -d -p /tmp)  # the path of a socket is short
+scratch=$(mktemp -d -p /tmp)  # in /tmp, because the path of a socket must be short
 pids=()
 
 clean_up() {
@@ -23,7 +23,7 @@ trap clean_up EXIT
 
 step() { printf '\n== %s\n' "$*"; }
 
-# Shows a command line of hevractl, runs it, and shows how it ended.
+# Prints a command line of hevractl, runs it, and prints its exit status.
 run() {
   local status=0
   printf '$ hevractl %s\n' "$*"
@@ -31,7 +31,7 @@ run() {
   printf '(exit status %d)\n' "$status"
 }
 
-# Waits, ten seconds at the most, until a file has something in it, or so many lines.
+# Waits at most ten seconds until a file has one line, or the given number of lines.
 await() {
   local tries
   for tries in {1..200}; do
@@ -97,11 +97,11 @@ END
 cd "$scratch"
 run send --group house house.json
 
-step "The same report for a machine"
+step "The same reports in JSON"
 echo '[{"id": 7, "parameterId": 18446744073709551615}]' >one.json
 run --json send --group one one.json
 
-step "A command that waits for an hour, and its cancellation from another process"
+step "A command with a delay of an hour, which another process cancels"
 echo '[{"id": 1, "delay": 3600, "label": "shutter"}]' >late.json
 "$build/bin/hevractl" --app waiting send --group late late.json >"$scratch/late" &
 waiting=$!
@@ -115,10 +115,10 @@ cat "$scratch/late"
 echo "(exit status $status)"
 pids=("${pids[@]:1}")
 
-step "The radio nodes that the service knows; keys are masked"
+step "The nodes of the service; keys are masked"
 run nodes
 
-step "Somebody watches while a node is changed, a link is added, a command writes and a key is changed"
+step "hevractl watch prints changes: of a node, of a link, by a command, of a key"
 echo '$ hevractl watch &'
 "$build/bin/hevractl" watch >"$scratch/watch" &
 watching=$!
@@ -140,11 +140,11 @@ echo '$ hevractl watch'
 cat "$scratch/watch"
 echo "(exit status $status)"
 
-step "Wrong input: nothing is sent"
+step "Wrong input is rejected before anything is sent"
 echo '[{"id": 1}, {"id": 2, "value": {"type": "y", "value": 256}}]' >wrong.json
 run send --group wrong wrong.json
 
-step "The service is gone"
+step "The service has ended"
 kill "${pids[0]}"
 wait "${pids[0]}" || true
 pids=("${pids[@]:1}")

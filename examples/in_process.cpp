@@ -1,5 +1,5 @@
-// The whole road of a command, and of the change that it makes to its node, in one process, without a bus daemon: an
-// application, the proxies, the in-process bus and the simulated stack service. Prints each step.
+// Follows a command and the change that it makes to its node, in one process without a bus daemon: an application, the
+// proxies, the in-process bus and the simulated stack service. Prints each step.
 #include <cstdarg>
 #include <cstdio>
 #include <latch>
@@ -19,7 +19,7 @@ namespace {
 
 const Time::Monotonic began = Time::Clock::get().now();
 
-/// One line: how long it has been running, who says it, and what.
+/// Prints a line: the running time, the speaker and the text.
 __attribute__((format(printf, 2, 3))) void say(const char* who, const char* format, ...) {
   const auto milliseconds = (Time::Clock::get().now() - began).getNanoseconds() / 1'000'000;
   char text[256];
@@ -30,7 +30,7 @@ __attribute__((format(printf, 2, 3))) void say(const char* who, const char* form
   std::printf("%5lld ms  %-12s %s\n", static_cast<long long>(milliseconds), who, text);
 }
 
-/// What an application derives to hear of its commands.
+/// Receives the reports of the commands.
 class Listener : public Hevra::Interface::Command::Originator {
  public:
   explicit Listener(std::latch& ends) : ends_(ends) {}
@@ -45,11 +45,11 @@ class Listener : public Hevra::Interface::Command::Originator {
   std::latch& ends_;
 };
 
-/// What an application derives to hear of changes of nodes.
+/// Receives changes of nodes.
 class Watcher : public Hevra::Proxy::Node::Manager {
  public:
   using Manager::Manager;
-  ~Watcher() override { stop(); }  // first of all: from here on no notification comes
+  ~Watcher() override { stop(); }  // first, so that no hook runs during the destruction
 
   void modified(const Hevra::Node& node, Hevra::NodeAction action) override {
     say("watcher", "node %x: action %d, its state is %u", static_cast<unsigned>(node.getAddress()),

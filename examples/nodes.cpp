@@ -1,4 +1,4 @@
-// Resets the daughter board and lists the nodes; when something goes wrong it says what.
+// Resets the daughter board and lists the nodes. Prints errors.
 #include <cstdio>
 #include <platform/bus/message/method/Return.h>
 #include <proxy/daughterboard/Manager.h>
@@ -12,7 +12,7 @@ int main() try {
   const Hevra::Proxy::Node::Manager nodes(false);
   for (const auto& node : nodes.getNodes())
     std::printf("node 0x%x, state %d\n", unsigned{node->getAddress()}, node->getState());
-} catch (const Bus::Message::Method::Return& error) {  // an answer, of the service or of the bus
+} catch (const Bus::Message::Method::Return& error) {  // an error reply of the service or the bus
   std::fprintf(stderr, "%s: %s\n", error.getErrorName(), error.getErrorText());
   return 3;
 } catch (const Exception& error) {  // the library's own errors

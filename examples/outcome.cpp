@@ -1,4 +1,4 @@
-// Two delayed commands, one of which is cancelled: hears of each report, and of each end whatever it is.
+// Sends two delayed commands and cancels one. Prints each report and how each command ends.
 #include <cstdio>
 #include <latch>
 #include <proxy/command/CommandContainerList.h>

@@ -1,4 +1,4 @@
-// Waits for the service, tells when it comes and goes, and ends after the first change of a node.
+// Waits for the service, prints when it comes and goes, and ends after the first change of a node.
 #include <cstdio>
 #include <future>
 #include <platform/bus/ConnectionObserver.h>
@@ -9,7 +9,7 @@ using namespace Quarnix;
 class House : public Hevra::Proxy::Node::Manager {
  public:
   using Manager::Manager;
-  ~House() override { stop(); }  // first of all: no hook runs in what is going
+  ~House() override { stop(); }  // first, so that no hook runs during the destruction
 
   void modified(const Hevra::Node& node, Hevra::NodeAction) override {
     std::printf("node 0x%x has changed\n", unsigned{node.getAddress()});
@@ -20,7 +20,7 @@ class House : public Hevra::Proxy::Node::Manager {
   std::promise<void> change;
 
  private:
-  bool heard_ = false;  // of the hook, which runs once at a time
+  bool heard_ = false;  // used only in the hook, which runs on one thread at a time
 };
 
 class Presence : public Bus::ConnectionObserver {

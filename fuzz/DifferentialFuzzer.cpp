@@ -1,12 +1,14 @@
-// The same bytes for libdbus and for us: what either refuses the other refuses, and both read the same values. The one
-// difference is meant: libdbus takes values of type 'h' from anybody.
+// Gives the same bytes to libdbus and to this library. Both must accept or both must reject them, and both must read
+// the same values. One difference is intended: libdbus accepts values of type 'h'.
 #include <bit>
 #include <cstring>
 #include <string_view>
+#include <type_traits>
 
 #include <dbus/dbus.h>
 
 #include <fuzz/Finding.h>
+#include <fuzz/Numbers.h>
 #include <platform/bus/message/ConstIterator.h>
 #include <platform/bus/message/Limits.h>
 #include <platform/bus/message/internal/Check.h>
@@ -17,10 +19,10 @@ namespace {
 
 using namespace Bus::Message;
 
-template <class T, class Theirs = T>
-void compareOne(const ConstIterator& ours, DBusMessageIter& theirs) {
+template <class T>
+void compareNumbers(const ConstIterator& ours, DBusMessageIter& theirs) {
   T value{};
-  Theirs other{};
+  std::conditional_t<std::is_same_v<T, bool>, dbus_bool_t, T> other{};
   ours.get(value);
   dbus_message_iter_get_basic(&theirs, &other);
   if constexpr (std::is_same_v<T, double>) {
@@ -31,54 +33,21 @@ void compareOne(const ConstIterator& ours, DBusMessageIter& theirs) {
 }
 
 void compare(ConstIterator ours, DBusMessageIter& theirs) {
-  for (;; ++ours, dbus_message_iter_next(&theirs)) {
+  for (; ours.type(); ++ours, dbus_message_iter_next(&theirs)) {
     const int type = ours.type();
     require(type == dbus_message_iter_get_arg_type(&theirs), "the same type");
-    switch (type) {
-      case 0:
-        return;
-      case 'y':
-        compareOne<std::uint8_t>(ours, theirs);
-        break;
-      case 'b':
-        compareOne<bool, dbus_bool_t>(ours, theirs);
-        break;
-      case 'n':
-        compareOne<std::int16_t>(ours, theirs);
-        break;
-      case 'q':
-        compareOne<std::uint16_t>(ours, theirs);
-        break;
-      case 'i':
-        compareOne<std::int32_t>(ours, theirs);
-        break;
-      case 'u':
-        compareOne<std::uint32_t>(ours, theirs);
-        break;
-      case 'x':
-        compareOne<std::int64_t>(ours, theirs);
-        break;
-      case 't':
-        compareOne<std::uint64_t>(ours, theirs);
-        break;
-      case 'd':
-        compareOne<double>(ours, theirs);
-        break;
-      case 's':
-      case 'o':
-      case 'g': {
-        const char* text = nullptr;
-        dbus_message_iter_get_basic(&theirs, &text);
-        require(ours.getText() == text, "the same text");
-        break;
-      }
-      default: {
-        DBusMessageIter inside;
-        dbus_message_iter_recurse(&theirs, &inside);
-        compare(ours.begin(), inside);
-      }
+    if (visitNumber(type, [&]<class T>(T) { compareNumbers<T>(ours, theirs); })) continue;
+    if (type == 's' || type == 'o' || type == 'g') {
+      const char* text = nullptr;
+      dbus_message_iter_get_basic(&theirs, &text);
+      require(ours.getText() == text, "the same text");
+    } else {
+      DBusMessageIter inside;
+      dbus_message_iter_recurse(&theirs, &inside);
+      compare(ours.begin(), inside);
     }
   }
+  require(dbus_message_iter_get_arg_type(&theirs) == 0, "the same number of values");
 }
 
 void compareHeaders(const std::uint8_t* data, const Header& ours, DBusMessage* theirs) {
@@ -114,8 +83,8 @@ void compare(const std::uint8_t* data, std::size_t size) {
     return;
   }
   if (rule) {
-    const bool isMeant = std::string_view(rule) == Rules::FILE_DESCRIPTORS && std::memchr(data, 'h', size);
-    if (!isMeant) fail("libdbus accepts what we refuse, expecting", rule);
+    const bool isIntended = std::string_view(rule) == Rules::FILE_DESCRIPTORS && std::memchr(data, 'h', size);
+    if (!isIntended) fail("libdbus accepts what we refuse, expecting", rule);
   } else {
     compareHeaders(data, header, theirs);
     const Header::Text signature = header.text(Field::SIGNATURE);

@@ -1,4 +1,4 @@
-// How a fuzzer says that something is not as it must be.
+// Reports a finding of a fuzzer.
 #pragma once
 
 #include <cstdio>
@@ -6,12 +6,13 @@
 
 namespace Quarnix::Fuzz {
 
-/// Ends the run with `what`; the input is kept.
+/// Prints the finding and aborts; libFuzzer keeps the input.
 [[noreturn]] inline void fail(const char* what, const char* detail = "") {
   std::fprintf(stderr, "finding: %s %s\n", what, detail);
   std::abort();
 }
 
+/// Fails with `what`, the requirement, unless it holds.
 inline void require(bool holds, const char* what) {
   if (!holds) fail(what);
 }

@@ -1,7 +1,9 @@
-// Whole messages: what passes the check can be read to its end, and written again it is the same.
+// Reads and writes whole messages. A message that passes the check must be readable to its end, and writing the values
+// again must give the same bytes.
 #include <cstring>
 
 #include <fuzz/Finding.h>
+#include <fuzz/Numbers.h>
 #include <platform/bus/message/ConstIterator.h>
 #include <platform/bus/message/Iterator.h>
 #include <platform/bus/message/internal/Check.h>
@@ -12,7 +14,7 @@ namespace {
 
 using namespace Bus::Message;
 
-// The writer counts the levels of what it opens, not of what it fills, so that the deepest messages are read only.
+// The writer accepts fewer levels than the reader in some messages, so deeper messages are only read.
 constexpr int WRITTEN_DEPTH = 32;
 
 template <class T>
@@ -24,12 +26,12 @@ void copyOne(ConstIterator& from, Iterator* to) {
 
 bool copy(ConstIterator& from, Iterator* to, int depth);
 
-/// Reads the values that `from` stands on, to the end of their container; writes them where there is a writer. False
-/// when there is something too deep for the writer.
+/// Reads the values from `from` to the end of their container, and writes them if there is a writer. Returns false if a
+/// value is too deep for the writer.
 bool copyAll(ConstIterator& from, Iterator* to, int depth) {
-  bool isWhole = true;
-  while (from.type()) isWhole &= copy(from, to, depth);
-  return isWhole;
+  bool isComplete = true;
+  while (from.type()) isComplete &= copy(from, to, depth);
+  return isComplete;
 }
 
 bool copyContainer(ConstIterator& from, Iterator* to, int depth) {
@@ -42,67 +44,42 @@ bool copyContainer(ConstIterator& from, Iterator* to, int depth) {
   }
   if (depth == WRITTEN_DEPTH) to = nullptr;
   ConstIterator inside = from.begin();
-  ConstIterator stepped = from;
-  ++stepped;
-  bool isWhole = depth < WRITTEN_DEPTH;
+  ConstIterator next = from;
+  ++next;
+  bool isComplete = depth < WRITTEN_DEPTH;
   if (to && type != STRUCTURE && type != DICTIONARY_ENTRY) {
     const std::string contents(type == ARRAY ? from.signature().substr(1) : inside.signature());
     Iterator container = to->begin(type, contents.c_str());
-    isWhole &= copyAll(inside, &container, depth + 1);
+    isComplete &= copyAll(inside, &container, depth + 1);
     to->end(container);
   } else if (to) {
     Iterator container = to->begin(type);
-    isWhole &= copyAll(inside, &container, depth + 1);
+    isComplete &= copyAll(inside, &container, depth + 1);
     to->end(container);
   } else {
-    isWhole &= copyAll(inside, nullptr, depth + 1);
+    isComplete &= copyAll(inside, nullptr, depth + 1);
   }
   require(inside == from.end(), "a container's values end at its end");
   from.leave(inside);
-  require(from == stepped, "reading a container and stepping over it lead to the same place");
-  return isWhole;
+  require(from == next, "reading a container and stepping over it lead to the same place");
+  return isComplete;
 }
 
 bool copy(ConstIterator& from, Iterator* to, int depth) {
-  switch (from.type()) {
-    case 'y':
-      copyOne<std::uint8_t>(from, to);
-      break;
-    case 'b':
-      copyOne<bool>(from, to);
-      break;
-    case 'n':
-      copyOne<std::int16_t>(from, to);
-      break;
-    case 'q':
-      copyOne<std::uint16_t>(from, to);
-      break;
-    case 'i':
-      copyOne<std::int32_t>(from, to);
-      break;
-    case 'u':
-      copyOne<std::uint32_t>(from, to);
-      break;
-    case 'x':
-      copyOne<std::int64_t>(from, to);
-      break;
-    case 't':
-      copyOne<std::uint64_t>(from, to);
-      break;
-    case 'd':
-      copyOne<double>(from, to);
-      break;
-    case 's':
-      copyOne<std::string_view>(from, to);
-      break;
-    case 'o':
-      if (to) to->appendPath(from.getText());
-      break;
-    case 'g':
-      if (to) to->appendSignature(from.getText());
-      break;
-    default:
-      return copyContainer(from, to, depth);
+  if (!visitNumber(from.type(), [&]<class T>(T) { copyOne<T>(from, to); })) {
+    switch (from.type()) {
+      case 's':
+        copyOne<std::string_view>(from, to);
+        break;
+      case 'o':
+        if (to) to->appendPath(from.getText());
+        break;
+      case 'g':
+        if (to) to->appendSignature(from.getText());
+        break;
+      default:
+        return copyContainer(from, to, depth);
+    }
   }
   ++from;
   return true;

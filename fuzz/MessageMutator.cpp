@@ -1,18 +1,17 @@
-// The mutator of the fuzzers whose input is one message: half of what it makes is valid, the rest nearly so.
+// The mutator of the fuzzers whose input is one message. Half of its results are valid, the others almost valid.
 #include <algorithm>
 #include <cstring>
 
+#include <fuzz/Mutate.h>
 #include <fuzz/Repair.h>
-
-extern "C" std::size_t LLVMFuzzerMutate(std::uint8_t* data, std::size_t size, std::size_t room);
 
 namespace {
 
 using Quarnix::Fuzz::Random;
 using Quarnix::Fuzz::Repair;
 
-/// Puts a header of a call with another signature before what is there.
-std::size_t resign(std::uint8_t* data, std::size_t size, std::size_t room, Random& random) {
+/// Puts the header of a call with a random signature before the input, which becomes its body. Returns the new size.
+std::size_t prependHeader(std::uint8_t* data, std::size_t size, std::size_t room, Random& random) {
   std::string types;
   do types += Quarnix::Fuzz::randomType(random);
   while (random() % 2 && types.size() < 100);
@@ -35,11 +34,12 @@ std::size_t resign(std::uint8_t* data, std::size_t size, std::size_t room, Rando
 }  // namespace
 
 extern "C" std::size_t LLVMFuzzerCustomMutator(std::uint8_t* data, std::size_t size, std::size_t room, unsigned seed) {
-  room = std::min<std::size_t>(room, std::max<std::size_t>(size, 1024));  // longer ones cost time and say no more
+  room = Quarnix::Fuzz::limitRoom(size, room, 1024);
   Random random(seed);
   const auto choice = random() % 8;
   if (choice == 0) return LLVMFuzzerMutate(data, size, room);
-  const std::size_t changed = choice == 1 ? resign(data, size, room, random) : LLVMFuzzerMutate(data, size, room);
+  const std::size_t changed =
+      choice == 1 ? prependHeader(data, size, room, random) : LLVMFuzzerMutate(data, size, room);
   const std::size_t repaired = Repair(data, changed, room, random).message();
   if (repaired == 0) return changed;
   if (choice >= 6) {

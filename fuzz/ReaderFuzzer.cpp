@@ -1,6 +1,6 @@
-// Each marshaller's reader, on bodies of its signature and of any other that have passed the check. What was read can
-// be written again, and comes back the same, except for commands, whose error text grows by it. No reader leaves the
-// body.
+// Runs each marshaller's reader on checked bodies of its own signature and of others. Values that were read can be
+// written, and reading them again gives the same values, except for commands, whose error text grows. No reader leaves
+// the body.
 #include <algorithm>
 #include <cstring>
 #include <iterator>
@@ -19,14 +19,13 @@
 #include <bus/StackNodeWrapper.h>
 #include <bus/internal/NodeRecord.h>
 #include <fuzz/Finding.h>
+#include <fuzz/Mutate.h>
 #include <fuzz/Repair.h>
 #include <platform/bus/Error.h>
 #include <platform/bus/message/internal/Check.h>
 #include <platform/bus/message/internal/Signature.h>
 #include <platform/bus/message/method/Call.h>
 #include <platform/core/log/Logger.h>
-
-extern "C" std::size_t LLVMFuzzerMutate(std::uint8_t* data, std::size_t size, std::size_t room);
 
 namespace Quarnix::Fuzz {
 namespace {
@@ -37,7 +36,7 @@ using Bytes = std::vector<std::uint8_t>;
 
 constexpr bool IS_BIG = std::endian::native == std::endian::big;
 
-/// A message of this body, in a block of exactly its size; the body's place in it.
+/// A message with this body, in a block of exactly its size, so that the sanitizer finds reads outside.
 struct Body {
   Body(const std::string& signature, bool isBig, const std::uint8_t* body, std::size_t size)
       : begin((FIXED + 6 + signature.size() + 7) & ~std::size_t{7}), bytes(begin + size) {
@@ -86,26 +85,26 @@ Body written(const std::string& signature, const Write& write) {
   return Body(signature, IS_BIG, frame.data() + header.bodyOffset, header.bodyLength);
 }
 
-/// Reads a value, writes it, and reads and writes what was written.
+/// Reads a value and writes it, then reads and writes the result.
 template <class Marshaller, class T>
 void readAndWrite(ConstIterator& iterator) {
   const Marshaller marshaller;
-  const auto copyOf = [&](ConstIterator& from) {
+  const auto copy = [&](ConstIterator& from) {
     T value{};
     marshaller.deserialize(from, value);
     return written(marshaller.signature(), [&](auto& to) { marshaller.serialize(to, value); });
   };
-  const Body first = copyOf(iterator);
+  const Body first = copy(iterator);
   ConstIterator again = first.iterator(false);
   if constexpr (std::is_same_v<T, Hevra::Command>) {
-    copyOf(again);
+    copy(again);
   } else {
-    require(copyOf(again).bytes == first.bytes, "what was written comes back the same");
+    require(copy(again).bytes == first.bytes, "what was written comes back the same");
   }
   ++iterator;
 }
 
-/// A node in a structure, which the managers leave by the place where the reader stopped.
+/// Reads a node in a structure, with the marshaller and as the managers do, and compares where both stop.
 template <class Kind>
 void readNode(ConstIterator& iterator) {
   ConstIterator copy = iterator;
@@ -173,7 +172,8 @@ Reader listReaderOf() {
   return {"a" + Type::StructWrapper<Kind>().signature(), readNodes<Kind>};
 }
 
-/// In the order of the first byte of an input; a new one goes to the end.
+/// The first byte of an input is an index into this list. Add new readers at the end, so that the seeds keep their
+/// meaning.
 const std::vector<Reader>& readers() {
   using Hevra::Command, Hevra::NodeLink, Hevra::RemoteActuatorNode, Hevra::RemoteControllerNode;
   using Hevra::RemoteSensorNode, Hevra::StackNode;
@@ -204,8 +204,8 @@ class SilentLogger : public Log::Logger {
 
 constexpr std::uint8_t BIG = 128, FOREIGN = 64;
 
-/// The first byte is the reader's number, with BIG for the byte order and FOREIGN where a signature of any kind, with
-/// its length in front, precedes the body. Otherwise the body has the reader's own.
+/// An input. Its first byte is the reader's number, with the flag BIG for a big-endian body. With the flag FOREIGN, the
+/// body follows a signature of its own, which begins with its length. Otherwise the body has the reader's signature.
 struct Input {
   Input(const std::uint8_t* data, std::size_t length)
       : reader(readers()[data[0] % FOREIGN % readers().size()]), isBig(data[0] & BIG), isForeign(data[0] & FOREIGN) {
@@ -220,32 +220,32 @@ struct Input {
   const Reader& reader;
   bool isBig, isForeign;
   std::string signature;
-  std::size_t begin = 1;  // where the body stands
+  std::size_t begin = 1;  // of the body
 };
 
-/// Reads under a signature that may be another than the reader's. Where it needs a container that does not stand there,
-/// it raises again what is being handled; every other error is the bus library's.
+/// Reads a body whose signature may differ from the reader's. If a reader needs a container and finds another value, it
+/// rethrows the exception that is being handled; all its other errors are errors of the bus library.
 void readForeign(const Reader& reader, ConstIterator& iterator) {
-  struct InHand {};
+  struct Handled {};
   try {
-    throw InHand();
-  } catch (const InHand&) {
+    throw Handled();
+  } catch (const Handled&) {
     try {
       reader.read(iterator);
-    } catch (const InHand&) {
+    } catch (const Handled&) {
     } catch (const Error&) {
     }
   }
 }
 
-/// The signature with one of its types removed, replaced or with another in front of it.
+/// The signature with a type code removed, replaced or inserted.
 std::string changed(std::string signature, Random& random) {
   const std::size_t place = random() % (signature.size() + 1);
   const std::size_t removed = std::min<std::size_t>(random() % 2, signature.size() - place);
   return signature.replace(place, removed, random() % 3 ? randomType(random) : std::string());
 }
 
-/// Gives a foreign input a signature near to its own or to the reader's; the size that it has now.
+/// Gives a foreign input a signature that is similar to its own or to the reader's. Returns the new size.
 std::size_t changeSignature(std::uint8_t* data, std::size_t size, std::size_t room, Random& random) {
   const Input input(data, size);
   const std::string signature = changed(random() % 4 ? input.signature : input.reader.signature, random);
@@ -278,12 +278,12 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   else
     input.reader.read(iterator);
   while (iterator.type()) ++iterator;
-  require(iterator == body.end(), "behind what was read, the values end where the body does");
+  require(iterator == body.end(), "after the values that were read, the values end where the body ends");
   return 0;
 }
 
 extern "C" std::size_t LLVMFuzzerCustomMutator(std::uint8_t* data, std::size_t size, std::size_t room, unsigned seed) {
-  room = std::min<std::size_t>(room, std::max<std::size_t>(size, 1024));  // longer ones cost time and say no more
+  room = limitRoom(size, room, 1024);
   size = LLVMFuzzerMutate(data, size, room);
   if (size == 0 || seed % 8 == 0) return size;
   Random random(seed);

@@ -1,4 +1,4 @@
-// Repairing messages.
+// Walks a message and its signature side by side, and corrects lengths, names, signatures and padding.
 #include <fuzz/Repair.h>
 
 #include <algorithm>
@@ -15,7 +15,7 @@ using namespace Bus::Message;
 
 namespace {
 
-constexpr int DEEPEST = MAXIMUM_DEPTH + 2;  // a little too deep, too
+constexpr int DEEPEST = MAXIMUM_DEPTH + 2;  // includes depths that are just too large
 constexpr char BASIC[] = "ybnqiuxtdsog";
 
 std::string_view textAt(const std::uint8_t* bytes, std::size_t size) {
@@ -87,7 +87,7 @@ std::size_t Repair::fields() {
   return last;
 }
 
-/// What is no proper field of its code becomes one of a code that nobody knows.
+/// An invalid or repeated field gets an unknown code, which readers ignore.
 void Repair::field(std::size_t begin, unsigned& present) {
   static constexpr char TYPES[] = " osssussguo";
   std::uint8_t& code = bytes_[begin];

@@ -1,4 +1,4 @@
-// Makes valid messages of bytes that are nearly one, so that changed bytes get past the first checks.
+// Repairs mutated messages, so that they pass the first checks and reach the code behind them.
 #pragma once
 
 #include <cstddef>
@@ -11,19 +11,19 @@ namespace Quarnix::Fuzz {
 
 using Random = std::minstd_rand;
 
-/// One complete type, rarely a large one.
+/// A random single complete type, rarely a large one.
 std::string randomType(Random& random, int depth = 0);
 
-/// Changes a buffer in place, as little as it takes, until it is what its signature says. Knows the wire format by
-/// itself: of the library it uses the checks of names and signatures only.
+/// Changes as little of a buffer as necessary to make it valid. Implements the wire format itself; of the library, it
+/// uses only the checks of names and signatures.
 class Repair {
  public:
   /// Of the `room` bytes of the buffer, `size` are filled; the rest is overwritten with zeros.
   Repair(std::uint8_t* bytes, std::size_t size, std::size_t room, Random& random);
 
-  /// A whole message. How many bytes it has now; 0 when it does not fit.
+  /// Repairs a whole message. Returns its new size, or 0 if it does not fit.
   std::size_t message();
-  /// The values of a body. How many bytes they have now; 0 when they do not fit.
+  /// Repairs the values of a body. Returns their new size, or 0 if they do not fit.
   std::size_t body(std::string_view types, bool isBig);
 
  private:

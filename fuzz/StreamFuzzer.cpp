@@ -1,5 +1,5 @@
-// A bus that sends anything in any pieces, from its first byte on: the connection reads the same messages, and ends for
-// the same reason, however the stream is split.
+// A bus that sends arbitrary bytes in pieces of any size, from the first byte on. The connection must read the same
+// messages and end for the same reason, however the stream is split.
 #include <sys/socket.h>
 #include <sys/un.h>
 #include <unistd.h>
@@ -10,6 +10,7 @@
 #include <string>
 
 #include <fuzz/Finding.h>
+#include <fuzz/Mutate.h>
 #include <platform/bus/connection/SocketTransport.h>
 #include <platform/bus/message/method/Return.h>
 #include <platform/core/time/Clock.h>
@@ -21,7 +22,8 @@ using Bus::Internal::Address;
 using Bus::Internal::Received;
 using Bus::Internal::SocketTransport;
 
-/// The other end of the connection. It is also the clock: whenever the connection waits, the next piece arrives.
+/// The other end of the connection. It is also the clock of the process: when the connection waits, it sends the next
+/// piece.
 class ScriptedBus : public Time::Clock {
  public:
   ScriptedBus() {
@@ -39,7 +41,8 @@ class ScriptedBus : public Time::Clock {
 
   const std::vector<Address>& addresses() const { return addresses_; }
 
-  /// What the next connection gets, and how large its pieces are, one after the other and again from the first.
+  /// Sets the stream of the next connection and the sizes of its pieces, which are used in turn. `filler`: how many of
+  /// its last bytes are filler.
   void play(std::string_view stream, std::basic_string_view<std::uint8_t> pieces, std::size_t filler) {
     stream_ = stream;
     filler_ = filler;
@@ -50,7 +53,7 @@ class ScriptedBus : public Time::Clock {
     if (socket_ >= 0) ::close(socket_);
     socket_ = -1;
   }
-  /// Sends the next piece or, behind the last, the end. The filler comes in larger ones.
+  /// Sends the next piece, or closes the stream after the last one. The pieces of the filler are larger.
   void send() {
     if (socket_ < 0) socket_ = ::accept4(listening_, nullptr, nullptr, SOCK_CLOEXEC);
     if (stream_.empty()) {
@@ -79,8 +82,8 @@ class ScriptedBus : public Time::Clock {
   std::size_t piece_ = 0, filler_ = 0;
 };
 
-/// Messages of all sizes.
-struct All : Bus::Internal::Admission {
+/// Admits messages of all sizes.
+struct AdmitAll : Bus::Internal::Admission {
   std::size_t largest(const Bus::Message::Header&) override { return SIZE_MAX; }
   void countDropped() noexcept override {}
 };
@@ -95,9 +98,9 @@ Outcome receive(ScriptedBus& bus, std::string_view stream, std::basic_string_vie
                 std::size_t filler) {
   Outcome outcome;
   bus.play(stream, pieces, filler);
-  All all;
+  AdmitAll admission;
   try {
-    const auto transport = SocketTransport::connect(bus.addresses(), {}, all);
+    const auto transport = SocketTransport::connect(bus.addresses(), {}, admission);
     outcome.connected = true;
     std::vector<Received> messages;
     do bus.send();
@@ -114,15 +117,13 @@ Outcome receive(ScriptedBus& bus, std::string_view stream, std::basic_string_vie
 }  // namespace
 }  // namespace Quarnix::Fuzz
 
-extern "C" std::size_t LLVMFuzzerMutate(std::uint8_t* data, std::size_t size, std::size_t room);
-
-/// Long streams cost time and say no more.
 extern "C" std::size_t LLVMFuzzerCustomMutator(std::uint8_t* data, std::size_t size, std::size_t room, unsigned) {
-  return LLVMFuzzerMutate(data, size, std::min<std::size_t>(room, std::max<std::size_t>(size, 512)));
+  return LLVMFuzzerMutate(data, size, Quarnix::Fuzz::limitRoom(size, room, 512));
 }
 
-/// The input: a byte that holds how many sizes of pieces there are less one and, from its bit 3 on, how many KiB of
-/// zeros end the stream, which makes large messages of small inputs; the sizes less one; the stream.
+/// The input has three parts: a byte, the sizes of the pieces minus one, and the stream. Bits 0 to 2 of the byte are
+/// the number of sizes minus one. Bits 3 to 7 are the number of KiB of zeros at the end of the stream, which make large
+/// messages from small inputs.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   using namespace Quarnix::Fuzz;
   static ScriptedBus bus;
@@ -136,7 +137,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   const std::uint8_t large = 255;
   const Outcome whole = receive(bus, stream, {&large, 1}, filler);
   const std::string ends = '\n' + split.end + '\n' + whole.end;
-  // A fault that arrives together with the answer to the greeting comes before it.
+  // The result may differ if an invalid message arrives together with the answer to the greeting: the connection
+  // reports the message first.
   if (!(split.connected && whole.connected) && ends.find("invalid message") != std::string::npos) return 0;
   if (split.end != whole.end) fail("split and whole end differently:", ends.c_str());
   require(split.messages == whole.messages, "the same messages split and whole");

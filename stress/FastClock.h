@@ -1,11 +1,12 @@
-// A process clock that runs faster than the system's, so that waits of a minute come to their end within a run.
+// A clock of the process that runs faster than the system's, so that waits of a minute end during a run.
 #pragma once
 
 #include <platform/core/time/internal/SteadyClock.h>
 
 namespace Quarnix::Stress {
 
-/// The steady clock, `times` as fast. Installed for the rest of the process: background threads wait on it to the end.
+/// The steady clock, `times` as fast. Never destroy an installed one: background threads wait on it until the process
+/// ends.
 class FastClock final : public Time::Clock {
  public:
   explicit FastClock(std::int64_t times) : times_(times), begin_(steady_.now()) {}
@@ -22,7 +23,7 @@ class FastClock final : public Time::Clock {
   }
 
  private:
-  /// The first moment of the steady clock at which this one has reached the deadline.
+  /// The time of the steady clock at which this clock reaches the deadline.
   Time::Monotonic slowed(const Time::Monotonic& deadline) const {
     if (deadline.isNever()) return deadline;
     return begin_ + Time::Elapsed::ofNanoseconds((deadline - begin_).getNanoseconds() / times_ + 1);

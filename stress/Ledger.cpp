@@ -1,4 +1,4 @@
-// Keeping the accounts.
+// Counts commands and log lines.
 #include <stress/Ledger.h>
 
 #include <chrono>
@@ -19,7 +19,7 @@ std::uint32_t draw(std::uint32_t below) {
 }
 
 void Ledger::violate(const std::string& what) {
-  // The first few tell what there is to tell.
+  // The first ones are enough to find the cause.
   if (violations++ < 20) std::fprintf(stderr, "VIOLATED: %s\n", what.c_str());
 }
 
@@ -38,12 +38,12 @@ std::string Ledger::summary() const {
          std::to_string(inFlight()) + " in flight; " + std::to_string(reports) + " reports";
 }
 
-Order::Order(Ledger& ledger, std::uint32_t count, Hook hook)
+Batch::Batch(Ledger& ledger, std::uint32_t count, Hook hook)
     : ledger_(ledger), count_(count), hook_(std::move(hook)), final_(new std::atomic<bool>[count]()) {
   ledger_.submitted += count;
 }
 
-Order::~Order() {
+Batch::~Batch() {
   std::uint32_t completed = 0;
   for (std::uint32_t id = 0; id < count_; ++id) completed += final_[id];
   ledger_.completed += completed;
@@ -51,7 +51,7 @@ Order::~Order() {
   ledger_.ended += count_;
 }
 
-void Order::progress(const Hevra::Command& command, const Hevra::Group& group, const HomeAutomation::Command::Status&) {
+void Batch::progress(const Hevra::Command& command, const Hevra::Group& group, const HomeAutomation::Command::Status&) {
   ++ledger_.reports;
   if (command.getId() >= count_) return ledger_.violate("a report of a command that was not submitted");
   const bool isFinal = Hevra::Command::isFinalStatus(command.getStatus());
@@ -60,7 +60,7 @@ void Order::progress(const Hevra::Command& command, const Hevra::Group& group, c
   if (hook_) hook_(command, group);
 }
 
-bool Order::submit(Ledger& ledger, Hevra::Interface::Command::Manager& manager, const std::string& group,
+bool Batch::submit(Ledger& ledger, Hevra::Interface::Command::Manager& manager, const std::string& group,
                    std::uint32_t count, Hook hook) {
   Hevra::Proxy::CommandContainerList commands;
   for (std::uint32_t id = 0; id < count; ++id) {
@@ -72,12 +72,12 @@ bool Order::submit(Ledger& ledger, Hevra::Interface::Command::Manager& manager, 
     command.setAcei(Hevra::Command::Acei(draw(8), 0, 0));
     commands.append(command);
   }
-  const auto order = Shared::make<Order>(ledger, count, std::move(hook));
+  const auto batch = Shared::make<Batch>(ledger, count, std::move(hook));
   try {
-    manager.add(order, Hevra::Group(group), commands);
+    manager.add(batch, Hevra::Group(group), commands);
     return true;
   } catch (const Bus::Message::Method::Return&) {
-    order->refused_ = true;
+    batch->refused_ = true;
     return false;
   }
 }
@@ -93,7 +93,7 @@ class CountingLogger::Lines final : public Log::Logger {
 
  private:
   void write(Log::Priority priority, const char* line) override {
-    // Behind "library> " and up to the first digit or name a line is the same each time.
+    // Lines of one kind have the same text after "library> ", up to the first digit or name.
     const std::string text = line;
     const std::size_t begin = text.find("> ") + 1;
     std::string kind = text.substr(begin, text.find_first_of("0123456789:#", begin) - begin);

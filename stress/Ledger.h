@@ -1,5 +1,5 @@
-// What becomes of each command that a randomised run submits, and of the lines that are logged meanwhile. What must
-// hold whatever happens is checked here; the programs only make things happen.
+// Counts the commands of a random run and its log lines, and checks the rules that hold in every run. The programs only
+// create the load.
 #pragma once
 
 #include <atomic>
@@ -15,21 +15,21 @@
 
 namespace Quarnix::Stress {
 
-/// A small generator of its own for each thread that draws.
+/// A random number from 0 to `below` - 1. Each thread has its own generator.
 std::uint32_t draw(std::uint32_t below);
 
-/// Counts commands from their submission until the manager has let them go, and what was found to be wrong.
+/// Counts commands from their submission until the manager drops them, and violated rules.
 ///
 /// Threads: any.
 class Ledger {
  public:
-  /// Says what is wrong; the run goes on and fails at its end.
+  /// Reports a violated rule. The run continues and fails at its end.
   void violate(const std::string& what);
   bool isSound() const noexcept { return violations == 0; }
 
-  /// Commands that are submitted or waited for.
+  /// The commands that the manager still has.
   std::uint64_t inFlight() const noexcept { return submitted - ended; }
-  /// Waits until all have gone, for so many seconds at the most; more is a violation.
+  /// Waits until the manager has no commands. It is a violation if this takes longer than `seconds`.
   void awaitNoneInFlight(int seconds);
   /// The counts, in one line.
   std::string summary() const;
@@ -37,27 +37,27 @@ class Ledger {
   using Counter = std::atomic<std::uint64_t>;
   Counter violations{0};
   Counter submitted{0};  // commands
-  Counter ended{0};      // commands that nobody refers to any more; the sum of the next three
+  Counter ended{0};      // commands that the manager has dropped; the sum of the next three
   Counter completed{0};  // with a final report
-  Counter expired{0};    // without one
-  Counter refused{0};    // likewise, of calls that failed
+  Counter expired{0};    // without a final report
+  Counter refused{0};    // without a final report, and the call failed
   Counter reports{0};
 };
 
-/// One submission: an originator that its commands alone keep alive, so that its destruction tells that the last of
-/// them has left the manager.
-class Order final : public Hevra::Interface::Command::Originator {
+/// The commands of one submission, and their originator. Only the commands keep it alive, so its destruction shows that
+/// the manager has dropped the last of them.
+class Batch final : public Hevra::Interface::Command::Originator {
  public:
   /// Runs on the manager's task, for every report.
   using Hook = std::function<void(const Hevra::Command& command, const Hevra::Group& group)>;
 
-  Order(Ledger& ledger, std::uint32_t count, Hook hook);
-  ~Order() override;
+  Batch(Ledger& ledger, std::uint32_t count, Hook hook);
+  ~Batch() override;
   void progress(const Hevra::Command& command, const Hevra::Group& group,
                 const HomeAutomation::Command::Status& status) override;
 
-  /// Submits commands with the identifiers from 0 to `count` - 1 as a group, whose identifier is used once in the run.
-  /// False when the call got an error reply; other exceptions go on.
+  /// Submits commands with the identifiers 0 to `count` - 1. `group` must be unique in the run. Returns false after an
+  /// error reply, and does not catch other exceptions.
   static bool submit(Ledger& ledger, Hevra::Interface::Command::Manager& manager, const std::string& group,
                      std::uint32_t count, Hook hook = {});
 
@@ -69,7 +69,7 @@ class Order final : public Hevra::Interface::Command::Originator {
   std::atomic<bool> refused_{false};
 };
 
-/// Is the process's logger for its life and counts the lines; one that is graver than a warning is a violation.
+/// The process's logger while it exists. Counts the lines; a line that is more severe than a warning is a violation.
 class CountingLogger {
  public:
   explicit CountingLogger(Ledger& ledger);
@@ -77,7 +77,7 @@ class CountingLogger {
   CountingLogger(const CountingLogger&) = delete;
   CountingLogger& operator=(const CountingLogger&) = delete;
 
-  /// How often each kind of line was logged, a line each; texts are told apart by their beginnings.
+  /// The number of lines of each kind, in one line each. The beginning of a text is its kind.
   std::string summary() const;
 
  private:

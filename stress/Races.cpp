@@ -1,6 +1,6 @@
-// hevra-stress SECONDS: everything that may run at once, does: calls, submissions and cancellations on one manager
-// while reports, signals and expiries come in, managers that come and go, hooks that call back and that stop their
-// managers. To be run under a sanitizer; what it does is random, what must hold is checked by the ledger and here.
+// hevra-stress SECONDS: runs random concurrent operations: calls, submissions and cancellations on one manager while
+// reports, signals and expiries arrive, short-lived managers, and hooks that make calls and stop their managers. Run it
+// under a sanitizer. The ledger and this program check the rules that hold in every run.
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
@@ -24,64 +24,65 @@ using namespace Quarnix;
 using namespace Quarnix::Stress;
 using Bus::Message::Method::Return;
 
-// The wait for a first report takes 600 ms then, that for a reply 250 ms.
-constexpr std::int64_t TIMES = 100;
+// With this factor, a command expires after 600 ms and a call after 250 ms.
+constexpr std::int64_t CLOCK_FACTOR = 100;
 constexpr std::uint64_t MOST_IN_FLIGHT = 2000;
 
 void pause(int milliseconds) { std::this_thread::sleep_for(std::chrono::milliseconds(milliseconds)); }
 
-/// Finds a hook of one manager that runs although `stop` has returned.
-class Silence {
+/// Finds hooks of one manager that run after `stop` has returned.
+class HookCheck {
  public:
-  explicit Silence(Ledger& ledger) : ledger_(ledger) {}
+  explicit HookCheck(Ledger& ledger) : ledger_(ledger) {}
 
-  /// Around the body of every hook.
+  /// Runs the body of a hook.
   template <class Body>
-  void hook(const Body& body) {
+  void run(const Body& body) {
     ++inside_;
-    ++hooks;
-    if (silent_) ledger_.violate("a hook ran after stop had returned");
+    ++count;
+    if (stopped_) ledger_.violate("a hook ran after stop had returned");
     struct Leave {
       std::atomic<int>& inside;
       ~Leave() { --inside; }
     } leave{inside_};
     body();
   }
-  /// After `stop` returned on a thread that is no task's, until the manager is started again.
-  void begin() {
-    silent_ = true;
+  /// Call this after `stop` has returned, on a thread that does not run a task.
+  void stopped() {
+    stopped_ = true;
     if (inside_ != 0) ledger_.violate("a hook was still running when stop returned");
   }
-  void end() { silent_ = false; }
+  /// Call this before `start`.
+  void starting() { stopped_ = false; }
 
-  std::atomic<std::uint64_t> hooks{0};
+  std::atomic<std::uint64_t> count{0};
 
  private:
   Ledger& ledger_;
   std::atomic<int> inside_{0};
-  std::atomic<bool> silent_{false};
+  std::atomic<bool> stopped_{false};
 };
 
-/// A command manager whose hooks look at the silence, and now and then stop the manager.
+/// A command manager whose hooks are checked, and sometimes stop the manager.
 class Commands final : public Hevra::Proxy::Command::Manager {
  public:
   Commands(Ledger& ledger, const std::string& name, std::uint32_t stopsOneIn)
-      : Manager(false, name), silence(ledger), stopsOneIn_(stopsOneIn) {}
+      : Manager(false, name), hooks(ledger), stopsOneIn_(stopsOneIn) {}
   ~Commands() override { stopForGood(); }
 
   void stopForGood() {
     stop();
-    silence.begin();
+    hooks.stopped();
   }
   void maybeStop() {
     if (stopsOneIn_ && draw(stopsOneIn_) == 0) stop();
   }
 
-  Silence silence;
+  HookCheck hooks;
 
  protected:
   void exception(std::string) override {
-    silence.hook([this] { maybeStop(); });
+    hooks.run([this] { maybeStop(); });
   }
 
  private:
@@ -90,17 +91,17 @@ class Commands final : public Hevra::Proxy::Command::Manager {
 
 class Nodes final : public Hevra::Proxy::Node::Manager {
  public:
-  Nodes(Ledger& ledger, std::uint32_t stopsOneIn) : Manager(false), silence(ledger), stopsOneIn_(stopsOneIn) {}
+  Nodes(Ledger& ledger, std::uint32_t stopsOneIn) : Manager(false), hooks(ledger), stopsOneIn_(stopsOneIn) {}
   ~Nodes() override {
     stop();
-    silence.begin();
+    hooks.stopped();
   }
 
-  Silence silence;
+  HookCheck hooks;
 
  protected:
   void modified(const Hevra::Node&, Hevra::NodeAction) override {
-    silence.hook([this] {
+    hooks.run([this] {
       if (stopsOneIn_ && draw(stopsOneIn_) == 0) stop();
     });
   }
@@ -109,31 +110,31 @@ class Nodes final : public Hevra::Proxy::Node::Manager {
   const std::uint32_t stopsOneIn_;
 };
 
-/// Everything on one bus.
-class Storm {
+/// All operations, on one bus.
+class Workload {
  public:
-  Storm(Ledger& ledger, std::string where) : ledger_(ledger), where_(std::move(where)) {
+  Workload(Ledger& ledger, std::string where) : ledger_(ledger), where_(std::move(where)) {
     shared_.setConnection(open());
     nodes_.setConnection(shared_.getConnection());
     board_.setConnection(shared_.getConnection());
   }
 
-  /// `meanwhile` is called about once a second.
-  template <class Meanwhile>
-  void run(int seconds, const Meanwhile& meanwhile) {
+  /// Calls `everySecond` about once a second.
+  template <class Callback>
+  void run(int seconds, const Callback& everySecond) {
     Hevra::Stack::Service service(faults(), open());
     service.start();
     shared_.start(true);
     nodes_.start(true);
-    for (int i = 0; i < 3; ++i) work([this] { submit(shared_, 8); });
-    work([this] { cancel(); });
-    work([this] { call(); });
-    work([this, &service] { announce(service); });
-    for (int i = 0; i < 2; ++i) work([this] { liveShortly(); });
-    work([this] { watchShortly(); });
+    for (int i = 0; i < 3; ++i) repeat([this] { submit(shared_, 8); });
+    repeat([this] { cancel(); });
+    repeat([this] { call(); });
+    repeat([this, &service] { announce(service); });
+    for (int i = 0; i < 2; ++i) repeat([this] { useCommandManager(); });
+    repeat([this] { useNodeManager(); });
     for (int second = 0; second < seconds; ++second) {
       pause(1000);
-      meanwhile();
+      everySecond();
       if (second % 3 != 2) continue;
       service.stop();
       service.start();
@@ -144,9 +145,9 @@ class Storm {
     service.stop();
     std::printf(
         "%s\n  %llu calls, %llu error replies, %llu failed starts, %llu command managers and %llu node "
-        "managers came and went, %llu hooks\n",
-        ledger_.summary().c_str(), number(calls_), number(errors_), number(failedStarts_), number(lives_),
-        number(watches_), number(hooks_) + number(shared_.silence.hooks) + number(nodes_.silence.hooks));
+        "managers created and destroyed, %llu hooks\n",
+        ledger_.summary().c_str(), number(calls_), number(errors_), number(failedStarts_), number(commandManagers_),
+        number(nodeManagers_), number(hooks_) + number(shared_.hooks.count) + number(nodes_.hooks.count));
   }
 
  private:
@@ -165,13 +166,14 @@ class Storm {
   }
   Shared::Pointer<Bus::Connection> open() const { return Bus::Connection::open(where_); }
 
+  /// Starts a thread that repeats `body` until the end of the run.
   template <class Body>
-  void work(Body body) {
+  void repeat(Body body) {
     workers_.emplace_back([this, body] {
       while (!over_) attempt(body);
     });
   }
-  /// Error replies and starts that fail are to be expected of a service that comes and goes.
+  /// Error replies and failed starts are expected while the service stops and starts.
   template <class Body>
   void attempt(const Body& body) {
     try {
@@ -192,14 +194,14 @@ class Storm {
       return false;
     }
     ++calls_;
-    const bool taken = Order::submit(ledger_, manager, "g" + std::to_string(++groups_), 1 + draw(most),
+    const bool taken = Batch::submit(ledger_, manager, "g" + std::to_string(++groups_), 1 + draw(most),
                                      [this, &manager](const auto& command, const auto& group) {
-                                       manager.silence.hook([&] { react(manager, command, group); });
+                                       manager.hooks.run([&] { react(manager, command, group); });
                                      });
     if (!taken) ++errors_;
     return taken;
   }
-  /// What an application does in its callback.
+  /// Acts as an application in its callback.
   void react(Commands& manager, const Hevra::Command& command, const Hevra::Group& group) {
     manager.maybeStop();
     if (draw(1000) == 0) throw std::runtime_error("of an application's callback");
@@ -238,35 +240,35 @@ class Storm {
       service.announceException("signal");
       service.getNodes().modify(node, Hevra::NodeAction::MODIFIED);
     }
-    pause(2);  // the signals would leave no room for anything else
+    pause(2);  // otherwise, the process would mostly handle signals
   }
-  /// A manager that is stopped at any moment: by its hooks, from here, or by its end.
-  void liveShortly() {
-    const std::string name = "m" + std::to_string(++lives_);
+  /// Uses a command manager that is stopped at random: by its hooks, by this thread, or by its destruction.
+  void useCommandManager() {
+    const std::string name = "m" + std::to_string(++commandManagers_);
     Commands manager(ledger_, name, draw(2) * 8);
     manager.setConnection(draw(2) ? shared_.getConnection() : open());
     for (std::uint32_t times = 1 + draw(2); times > 0; --times) {
-      manager.silence.end();
+      manager.hooks.starting();
       manager.start(draw(3) != 0);
       submit(manager, 4);
       for (std::uint32_t turns = draw(200); turns > 0; --turns) std::this_thread::yield();
       if (draw(3) != 0) manager.stopForGood();
     }
-    hooks_ += manager.silence.hooks;
+    hooks_ += manager.hooks.count;
   }
-  void watchShortly() {
-    ++watches_;
+  void useNodeManager() {
+    ++nodeManagers_;
     Nodes nodes(ledger_, draw(2) * 4);
     nodes.setConnection(draw(2) ? shared_.getConnection() : open());
     nodes.start(draw(3) != 0);
     for (std::uint32_t turns = draw(200); turns > 0; --turns) std::this_thread::yield();
-    hooks_ += nodes.silence.hooks;
+    hooks_ += nodes.hooks.count;
   }
 
   Ledger& ledger_;
   const std::string where_;
   std::atomic<bool> over_{false};
-  Counter groups_{0}, calls_{0}, errors_{0}, failedStarts_{0}, lives_{0}, watches_{0}, hooks_{0};
+  Counter groups_{0}, calls_{0}, errors_{0}, failedStarts_{0}, commandManagers_{0}, nodeManagers_{0}, hooks_{0};
   Commands shared_{ledger_, "shared", 0};
   Nodes nodes_{ledger_, 0};
   Hevra::Proxy::DaughterBoard::Manager board_;
@@ -277,12 +279,13 @@ bool run(int seconds) {
   Ledger instants;
   meetSimultaneously(instants, 100'000);
 
-  Time::Clock::install(new FastClock(TIMES));  // for ever: the timers' thread waits on it while the process ends
+  // Never destroyed: the timers' thread uses it until the process ends.
+  Time::Clock::install(new FastClock(CLOCK_FACTOR));
   Ledger ledger;
   {
     CountingLogger logger(ledger);
     std::printf("on the in-process bus: ");
-    Storm(ledger, "in-process").run(seconds / 2, [] {});
+    Workload(ledger, "in-process").run(seconds / 2, [] {});
     std::printf("%s", logger.summary().c_str());
   }
   Ledger overDaemon;
@@ -291,7 +294,7 @@ bool run(int seconds) {
     Harness::BusDaemon daemon;
     int second = 0;
     std::printf("on a bus daemon: ");
-    Storm(overDaemon, daemon.address()).run(seconds / 2, [&] {
+    Workload(overDaemon, daemon.address()).run(seconds / 2, [&] {
       if (++second % 4 != 0) return;
       daemon.kill();
       daemon.start();

@@ -1,4 +1,4 @@
-// Two threads report while the timers' thread works off the expiries of the same deadline.
+// Lets two threads report commands while the timers' thread handles their expiries, all at the same deadline.
 #include <stress/Simultaneous.h>
 
 #include <cstdio>
@@ -6,7 +6,7 @@
 #include <thread>
 #include <vector>
 
-#include <bus/CommandWrapper.h>
+#include <stress/Reports.h>
 #include <platform/bus/Connection.h>
 #include <platform/bus/object/Server.h>
 #include <platform/core/time/SimulatedClock.h>
@@ -20,7 +20,7 @@ namespace {
 constexpr std::uint32_t ROUND = 100;
 constexpr Time::Elapsed UNTIL_EXPIRY(60, 0);
 
-/// A stack service that takes commands and leaves the reports to others.
+/// A stack service that accepts commands and reports nothing.
 class SilentStack final : public Bus::Object::Server {
  public:
   SilentStack() {
@@ -39,7 +39,7 @@ class SilentStack final : public Bus::Object::Server {
   }
 };
 
-/// Counts up when its time has come, on the timers' thread, which goes on to the expiries behind it.
+/// Counts its expiries on the timers' thread, which then handles those of the commands.
 class StartingShot final : public Timer::Monotonic {
  public:
   StartingShot() : Timer::Monotonic(Time::Monotonic(UNTIL_EXPIRY), true) {}
@@ -53,25 +53,11 @@ class StartingShot final : public Timer::Monotonic {
   }
 };
 
-Bus::Message::Method::Call reportOf(std::uint32_t id, std::uint64_t round, const std::string& to) {
-  Bus::Message::Method::Call call;
-  call.setDestination(to);
-  call.setPath("/com/quarnix/Application/instant/Hevra/Originator");
-  call.setInterface("com.quarnix.Application.HevraZuv.Originator.Command");
-  call.setMember("progress");
-  call.setNoReplyExpected();
+Bus::Message::Method::Call makeFinalReport(const std::string& client, std::uint64_t round, std::uint32_t id) {
   Hevra::Command command;
   command.setId(id);
   command.setStatus(Hevra::HvDetailedCommandStatus::COMPLETED);
-  Bus::Message::Iterator arguments = call.begin();
-  Bus::Message::Iterator record = arguments.begin(Bus::Message::STRUCTURE);
-  Bus::Type::Wrapper<Hevra::Command>().serialize(record, command);
-  arguments.end(record);
-  Bus::Message::Iterator group = arguments.begin(Bus::Message::STRUCTURE);
-  group.append("r" + std::to_string(round));
-  arguments.end(group);
-  arguments.append(std::int32_t{2});
-  return call;
+  return makeReport(client, "instant", command, Hevra::Group("r" + std::to_string(round)));
 }
 
 }  // namespace
@@ -93,11 +79,11 @@ void meetSimultaneously(Ledger& ledger, std::uint64_t commands) {
     reporters.emplace_back([&, odd] {
       const auto connection = Bus::Connection::open("in-process");
       for (std::uint64_t round = 0; round < rounds; ++round) {
-        // From the end that expires first, or from the other, so that the two meet anywhere.
+        // In the order of the expiries or in the opposite order, so that the two meet at any command.
         const bool backwards = draw(2);
         std::vector<Bus::Message::Method::Call> calls;
         for (std::uint32_t i = odd; i < ROUND; i += 2)
-          calls.push_back(reportOf(backwards ? ROUND - 1 - i : i, round, name));
+          calls.push_back(makeFinalReport(name, round, backwards ? ROUND - 1 - i : i));
         shot.shots.wait(round);
         for (Bus::Message::Method::Call& call : calls) connection->call(call);
         ++reported;
@@ -107,7 +93,7 @@ void meetSimultaneously(Ledger& ledger, std::uint64_t commands) {
   }
   for (std::uint64_t round = 0; round < rounds; ++round) {
     shot.start();
-    Order::submit(ledger, manager, "r" + std::to_string(round), ROUND);
+    Batch::submit(ledger, manager, "r" + std::to_string(round), ROUND);
     clock.advance(UNTIL_EXPIRY);
     for (std::uint64_t seen = reported; seen < 2 * (round + 1); seen = reported) reported.wait(seen);
     clock.settle();

@@ -1,4 +1,4 @@
-// Expiries and final reports of the same commands at the same instant of a simulated clock.
+// Tests expiries and final reports of the same commands at the same instant of a simulated clock.
 #pragma once
 
 #include <cstdint>
@@ -7,7 +7,7 @@
 
 namespace Quarnix::Stress {
 
-/// Has `commands` (a multiple of 100) commands expire and report at once, in rounds of 100, and says what came of them.
+/// Lets `commands` commands (a multiple of 100) expire and report at once, in rounds of 100. Prints a summary.
 void meetSimultaneously(Ledger& ledger, std::uint64_t commands);
 
 }  // namespace Quarnix::Stress

@@ -1,6 +1,6 @@
-// hevra-soak SECONDS STACKD: a client submits commands under distinct keys all the time, over a bus daemon that is
-// restarted every 20 s, to a service in another process (the program STACKD) that is restarted every 33 s. Time is the
-// real one. Every command must leave the manager, with one final report at the most, and memory must stay flat.
+// hevra-soak SECONDS STACKD: constantly submits commands with distinct keys, in real time. The bus daemon restarts
+// every 20 s, and the service, the program STACKD in another process, every 33 s. Every command must leave the manager,
+// with at most one final report, and the memory must not grow.
 #include <signal.h>
 #include <sys/prctl.h>
 #include <sys/wait.h>
@@ -28,12 +28,12 @@ using Seconds = std::chrono::seconds;
 constexpr int BUS_LIFE = 20;
 constexpr int SERVICE_LIFE = 33;
 constexpr int SAMPLE = 10;
-// Nothing is heard of these for 60 s, or of a delayed one for its delay and 30 s, before they are forgotten.
+// The last commands expire 60 s after their last report, or after their delay plus 30 s.
 constexpr int LAST_EXPIRY = 75;
 constexpr std::uint64_t MOST_IN_FLIGHT = 20'000;
-constexpr double MOST_GROWTH = 1.05;  // of the last quarter's memory over the second quarter's
+constexpr double MOST_GROWTH = 1.05;  // limit of the last quarter's memory, relative to the second quarter's
 
-/// The service's process, which is started again whenever it has gone, as a service manager would.
+/// The process of the service. Starts it again when it has ended, as a service manager does.
 class ServiceProcess {
  public:
   ServiceProcess(std::string program, std::string address)
@@ -49,7 +49,7 @@ class ServiceProcess {
     pid_ = ::fork();
     if (pid_ != 0) return;
     ::prctl(PR_SET_PDEATHSIG, SIGKILL);
-    // Its warnings are of reports that nobody took, which is what this is about.
+    // The service warns of unanswered reports, which are expected here.
     if (!std::freopen("/dev/null", "w", stderr) || !std::freopen("/dev/null", "w", stdout)) ::_exit(126);
     ::execl(program_.c_str(), program_.c_str(), "--bus", address_.c_str(), "--pace", "20", "--drop", "0.02", "--fail",
             "0.05", "--refuse", "0.01", "--duplicate", "0.05", nullptr);
@@ -76,12 +76,12 @@ std::uint64_t residentKilobytes() {
   return resident * static_cast<std::uint64_t>(::sysconf(_SC_PAGESIZE)) / 1024;
 }
 
-void submitAllTheTime(Ledger& ledger, Hevra::Proxy::Command::Manager& manager, std::atomic<std::uint64_t>& groups,
+void submitConstantly(Ledger& ledger, Hevra::Proxy::Command::Manager& manager, std::atomic<std::uint64_t>& groups,
                       const std::atomic<bool>& over) {
   while (!over) {
     const bool taken = ledger.inFlight() < MOST_IN_FLIGHT &&
-                       Order::submit(ledger, manager, "g" + std::to_string(++groups), 1 + draw(4));
-    // About a thousand a second; slower while nobody is there.
+                       Batch::submit(ledger, manager, "g" + std::to_string(++groups), 1 + draw(4));
+    // About a thousand commands per second, and fewer while the service or the bus is down.
     std::this_thread::sleep_for(std::chrono::milliseconds(taken ? 5 : 50));
   }
 }
@@ -111,7 +111,7 @@ bool run(int seconds, const std::string& program) {
   std::atomic<std::uint64_t> groups{0};
   std::vector<std::thread> submitters;
   submitters.reserve(2);
-  for (int i = 0; i < 2; ++i) submitters.emplace_back([&] { submitAllTheTime(ledger, manager, groups, over); });
+  for (int i = 0; i < 2; ++i) submitters.emplace_back([&] { submitConstantly(ledger, manager, groups, over); });
   std::vector<std::uint64_t> samples;
   unsigned busStarts = 1;
   for (int second = 1; second <= seconds; ++second) {
@@ -135,7 +135,7 @@ bool run(int seconds, const std::string& program) {
               static_cast<unsigned long long>(residentKilobytes()), ledger.summary().c_str(), busStarts,
               static_cast<unsigned long long>(service.starts), logger.summary().c_str());
   if (ledger.completed == 0) ledger.violate("no command was carried out");
-  // Commands in flight pile up until the first have expired; before that there is nothing to compare with.
+  // The number of commands in flight grows until the first have expired; only longer runs can be compared.
   if (!isFlat(samples) && seconds >= 4 * LAST_EXPIRY) ledger.violate("the memory grows");
   return ledger.isSound();
 }

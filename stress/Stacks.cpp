@@ -1,5 +1,5 @@
-// hevra-stacks: how much of its stack each thread of the library uses under its deepest hook. Threads are painted
-// before they begin; the lowest byte that is not paint any more is the high water.
+// hevra-stacks: measures how much of its stack each thread of the library uses in its deepest hook. It fills the stack
+// of a thread with a pattern before the thread runs. The lowest byte that has changed gives the used size.
 #include <dlfcn.h>
 #include <pthread.h>
 #include <unistd.h>
@@ -12,7 +12,7 @@
 #include <string>
 
 #include <stress/FastClock.h>
-#include <bus/CommandWrapper.h>
+#include <stress/Reports.h>
 #include <platform/core/log/Logger.h>
 #include <platform/core/timer/Monotonic.h>
 #include <proxy/command/CommandContainerList.h>
@@ -27,14 +27,15 @@ using namespace Quarnix::Harness;
 
 constexpr const char* SERVICE = "com.quarnix.Application.Hevra";
 constexpr const char* MANAGER = "/com/quarnix/Application/HevraZuv/Manager/Command";
-constexpr unsigned char PAINT = 0xA5;
+constexpr const char* APPLICATION = "stacks";
+constexpr unsigned char PATTERN = 0xA5;
 
 struct Stack {
   unsigned char* low;
   std::size_t size;
 };
 
-/// The calling thread's.
+/// The stack of the calling thread.
 Stack ownStack() {
   pthread_attr_t attributes;
   void* low = nullptr;
@@ -45,7 +46,7 @@ Stack ownStack() {
   return {static_cast<unsigned char*>(low), size};
 }
 
-/// The threads by what they do, as their hooks have said.
+/// The threads by their duty. Each hook adds its thread.
 class Threads {
  public:
   void add(const char* name, unsigned int requested) {
@@ -59,7 +60,7 @@ class Threads {
     for (const auto& [name, thread] : threads_) {
       const auto& [stack, requested] = thread;
       std::size_t clean = 0;
-      while (clean < stack.size && stack.low[clean] == PAINT) ++clean;
+      while (clean < stack.size && stack.low[clean] == PATTERN) ++clean;
       const std::size_t used = stack.size - clean;
       std::printf("| %-28s | %9u | %9zu | %9zu | %4zu |\n", name.c_str(), requested, stack.size, used,
                   used * 100 / stack.size);
@@ -76,11 +77,11 @@ Threads& threads() {
   return instance;
 }
 
-/// Paints the stack below itself, down to its end.
-__attribute__((noinline)) void paint() {
-  // The bytes next to this frame are left to it; whoever comes later writes over them anyway.
+/// Fills the unused stack of the calling thread with the pattern.
+__attribute__((noinline)) void fillStack() {
+  // Leaves out the bytes next to this frame. Later calls overwrite them anyway.
   auto* const end = static_cast<unsigned char*>(__builtin_frame_address(0)) - 1024;
-  for (volatile unsigned char* at = ownStack().low; at < end; ++at) *at = PAINT;
+  for (volatile unsigned char* at = ownStack().low; at < end; ++at) *at = PATTERN;
 }
 
 struct Body {
@@ -88,14 +89,14 @@ struct Body {
   void* argument;
 };
 
-void* paintAndRun(void* given) {
-  const Body body = *static_cast<Body*>(given);
-  delete static_cast<Body*>(given);
-  paint();
+void* fillAndRun(void* allocated) {
+  const Body body = *static_cast<Body*>(allocated);
+  delete static_cast<Body*>(allocated);
+  fillStack();
   return body.run(body.argument);
 }
 
-/// Sends what the client has to read while its callback waits for the answer to `add`.
+/// A stack service. It sends messages that the client must read while its callback waits for the answer to `add`.
 class Service final : public Bus::Object::Server {
  public:
   explicit Service(Shared::Pointer<Connection> connection) {
@@ -106,9 +107,9 @@ class Service final : public Bus::Object::Server {
   }
   ~Service() override { retire(); }
 
-  /// A message of 64 levels to each of the client's objects, whose signatures neither expects.
-  void sendDeeply(const std::string& client) {
-    Call call = progressTo(client);
+  /// Sends a message of 64 levels to each of the client's objects, with signatures that they do not expect.
+  void sendDeepMessages(const std::string& client) {
+    Call call = Stress::makeProgressCall(client, APPLICATION);
     {
       Bus::Message::Iterator arguments = call.begin();
       nest(arguments, 0);
@@ -122,15 +123,7 @@ class Service final : public Bus::Object::Server {
     send(signal);
   }
   void report(const std::string& client, const Hevra::Command& command) {
-    Call call = progressTo(client);
-    Bus::Message::Iterator arguments = call.begin();
-    Bus::Message::Iterator record = arguments.begin(Bus::Message::STRUCTURE);
-    Bus::Type::Wrapper<Hevra::Command>().serialize(record, command);
-    arguments.end(record);
-    Bus::Message::Iterator group = arguments.begin(Bus::Message::STRUCTURE);
-    group.append("g");
-    arguments.end(group);
-    arguments.append(1);
+    Call call = Stress::makeReport(client, APPLICATION, command, Hevra::Group("g"));
     getConnection()->call(call);
   }
   void announce() {
@@ -141,23 +134,14 @@ class Service final : public Bus::Object::Server {
 
  protected:
   bool method(const Call& call) override {
-    sendDeeply(call.getSender());
+    sendDeepMessages(call.getSender());
     Return reply(call);
     send(reply);
     return true;
   }
 
  private:
-  static Call progressTo(const std::string& client) {
-    Call call;
-    call.setDestination(client);
-    call.setPath("/com/quarnix/Application/stacks/Hevra/Originator");
-    call.setInterface("com.quarnix.Application.HevraZuv.Originator.Command");
-    call.setMember("progress");
-    call.setNoReplyExpected();
-    return call;
-  }
-  /// 64 variants in each other around a byte.
+  /// Appends a byte in 64 nested variants.
   static void nest(Bus::Message::Iterator& outer, int level) {
     if (level == 64) return outer.append(std::uint8_t{1});
     Bus::Message::Iterator inner = outer.begin(Bus::Message::VARIANT, level == 63 ? "y" : "v");
@@ -166,10 +150,10 @@ class Service final : public Bus::Object::Server {
   }
 };
 
-/// Runs on every task: submits, reads the deep messages while it waits, and then fails.
+/// Its hook runs on every task: it submits a command, reads the deep messages while it waits, and throws.
 class Client final : public Hevra::Proxy::Command::Manager {
  public:
-  Client() : Manager(false, "stacks") {}
+  Client() : Manager(false, APPLICATION) {}
   ~Client() override { stop(); }
 
   void submit(const Shared::Pointer<Hevra::Interface::Command::Originator>& to, std::uint32_t id) {
@@ -193,7 +177,7 @@ class Client final : public Hevra::Proxy::Command::Manager {
 
 const auto PAGE = static_cast<unsigned int>(::getpagesize());
 
-/// Its commands are forgotten on the event's task, and with the last of them this goes.
+/// The event's task drops expired commands, and destroys this originator with the last one.
 class Originator final : public Hevra::Interface::Command::Originator {
  public:
   explicit Originator(Client& client) : client_(client) {}
@@ -223,7 +207,7 @@ class Timer final : public Quarnix::Timer::Monotonic {
   Client& client_;
 };
 
-/// Tells of the connection's own thread, which runs no hook but this.
+/// Measures the connection's own thread, which runs no hooks, but logs.
 class Lines final : public Log::StandardErrorLogger {
  public:
   static Gate& lost() {
@@ -260,25 +244,25 @@ void run() {
     Timer timer(client);
     timer.start();
     client.done.await(3);
-    client.done.await(4);      // forgotten
-    service.sendDeeply(name);  // read by nobody who calls
+    client.done.await(4);            // forgotten
+    service.sendDeepMessages(name);  // no caller is there to read these
     service.getConnection()->getNameOwner(SERVICE);
   }
   daemon.kill();
   Lines::lost().await();
   daemon.start();
   client.getConnection()->getUniqueName();
-  threads().print();  // as long as they are there
+  threads().print();  // while the threads still exist
 }
 
 }  // namespace
 
-// Stands before the C library's, for the library's threads as for all others.
+// Replaces the C library's function for all threads of the process.
 extern "C" int pthread_create(pthread_t* thread, const pthread_attr_t* attributes, void* (*run)(void*),
                               void* argument) noexcept {
   using Create = int (*)(pthread_t*, const pthread_attr_t*, void* (*)(void*), void*);
   static const auto create = reinterpret_cast<Create>(::dlsym(RTLD_NEXT, "pthread_create"));
-  return create(thread, attributes, &paintAndRun, new Body{run, argument});
+  return create(thread, attributes, &fillAndRun, new Body{run, argument});
 }
 
 int main() {

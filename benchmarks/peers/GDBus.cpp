@@ -1,4 +1,4 @@
-// GDBus. Values are built and taken apart as GVariants with one format a record, byte arrays as fixed arrays.
+// The peer of GDBus. It builds and reads each record as a GVariant with one format, and byte arrays as fixed arrays.
 #include <gio/gio.h>
 
 #include <benchmarks/peers/Peer.h>
@@ -91,7 +91,7 @@ class GDBus {
     Peers::check(error);
   }
 
-  void send(const Commands& commands) { ask(COMMAND_PATH, COMMAND_INTERFACE, "add", build(commands)); }
+  void send(const Commands& commands) { callAndWait(COMMAND_PATH, COMMAND_INTERFACE, "add", build(commands)); }
   void add(const Commands& commands) { send(commands); }
 
   static std::string receive(std::uint32_t iteration, std::uint32_t count) { return nodeReply(iteration, count); }
@@ -104,13 +104,13 @@ class GDBus {
   }
 
   bool call() {
-    const Variant reply = ask(BOARD_PATH, BOARD_INTERFACE, "hardreset", nullptr);
+    const Variant reply = callAndWait(BOARD_PATH, BOARD_INTERFACE, "hardreset", nullptr);
     gboolean yes = false;
     g_variant_get(reply, "(b)", &yes);
     return yes;
   }
 
-  Sensors list() { return readSensors(ask(NODE_PATH, NODE_INTERFACE, "getnodes", nullptr)); }
+  Sensors list() { return readSensors(callAndWait(NODE_PATH, NODE_INTERFACE, "getnodes", nullptr)); }
 
   void signals(std::uint32_t count, std::function<void(const Sensor&)> use) {
     if (!use_)
@@ -118,14 +118,14 @@ class GDBus {
                                          G_DBUS_SIGNAL_FLAGS_NONE, modified, this, nullptr);
     use_ = std::move(use);
     left_ = count;
-    ask(NODE_PATH, NODE_INTERFACE, "flood", g_variant_new("(u)", count));
+    callAndWait(NODE_PATH, NODE_INTERFACE, "flood", g_variant_new("(u)", count));
     while (left_) g_main_context_iteration(nullptr, true);
   }
 
   static bool same(const Sensor& node, const Sensor& expected) { return node == expected; }
 
  private:
-  Variant ask(const char* path, const char* interface, const char* member, GVariant* arguments) {
+  Variant callAndWait(const char* path, const char* interface, const char* member, GVariant* arguments) {
     GError* error = nullptr;
     GVariant* reply = g_dbus_connection_call_sync(bus_, HOST, path, interface, member, arguments, nullptr,
                                                   G_DBUS_CALL_FLAGS_NONE, -1, nullptr, &error);

@@ -1,7 +1,6 @@
-// The project itself, through its managers and marshallers as an application uses them.
+// The peer of the project: uses its managers and marshallers as an application does.
+#include <benchmarks/Messages.h>
 #include <benchmarks/peers/Peer.h>
-#include <bus/CommandContainerWrapper.h>
-#include <platform/bus/message/internal/Check.h>
 #include <platform/core/Event.h>
 #include <platform/hevra/HvTypes.h>
 #include <platform/hevra/RemoteSensorNode.h>
@@ -28,7 +27,7 @@ class Originator : public Hevra::Interface::Command::Originator {
   void progress(const Hevra::Command&, const Hevra::Group&, const Quarnix::HomeAutomation::Command::Status&) override {}
 };
 
-/// Hands every node to `use_` on its own task until none is left.
+/// Passes every changed node to `use_`, on its own task.
 class Nodes : public Hevra::Proxy::Node::Manager {
  public:
   explicit Nodes(const Connection& connection) : Manager(false) { setConnection(connection); }
@@ -44,7 +43,7 @@ class Nodes : public Hevra::Proxy::Node::Manager {
     call.setMember("flood");
     call.begin().append(count);
     send(call);
-    // What is missing by then is lost.
+    // Signals that do not arrive within this time are lost.
     done_.get_future().wait_for(std::chrono::seconds(20));
   }
 
@@ -105,17 +104,11 @@ class HevraProxy {
 
   void add(const Prepared& prepared) { commands_.add(originator_, prepared.group, prepared.commands); }
 
-  /// The bytes of a message are 8-aligned, as the transport has them.
   static Bus::Message::Frame receive(std::uint32_t iteration, std::uint32_t count) {
-    const std::string bytes = nodeReply(iteration, count);
-    Bus::Message::Frame frame{Bus::Message::Storage(bytes.size()), 0, static_cast<std::uint32_t>(bytes.size())};
-    std::memcpy(frame.storage.data(), bytes.data(), bytes.size());
-    return frame;
+    return Benchmarks::receiveNodes(iteration, count);
   }
   static std::vector<Shared::Pointer<Hevra::Node>> decode(const Bus::Message::Frame& frame) {
-    Bus::Message::Header header;
-    if (const char* rule = Bus::Message::check(frame.data(), frame.size(), header)) throw std::runtime_error(rule);
-    return Hevra::Proxy::Node::Manager::parseBusReply(Bus::Message::Method::Return(frame, header));
+    return Benchmarks::decodeNodes(frame);
   }
 
   bool call() { return board_.hardReset(); }
@@ -153,21 +146,7 @@ class HevraProxy {
 
  private:
   static Bus::Message::Method::Call build(const Prepared& prepared) {
-    Bus::Message::Method::Call call;
-    call.setPath(COMMAND_PATH);
-    call.setDestination(HOST);
-    call.setInterface(COMMAND_INTERFACE);
-    call.setMember("add");
-    Bus::Message::Iterator arguments = call.begin();
-    Bus::Message::Iterator server = arguments.begin(Bus::Message::STRUCTURE);
-    server.appendPath(ORIGINATOR_PATH);
-    arguments.end(server);
-    Bus::Message::Iterator group = arguments.begin(Bus::Message::STRUCTURE);
-    group.append(prepared.group.getId());
-    arguments.end(group);
-    Bus::Type::Wrapper<const Quarnix::HomeAutomation::Container<Hevra::Command>>().serialize(arguments,
-                                                                                             prepared.commands);
-    return call;
+    return Benchmarks::makeAdd(prepared.group.getId(), prepared.commands);
   }
 
   Connection connection_;

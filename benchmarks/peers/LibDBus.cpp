@@ -1,15 +1,15 @@
-// libdbus-1. Byte arrays go in and out as fixed arrays; a received message is checked when it is demarshalled.
+// The peer of libdbus-1. It appends and reads byte arrays as fixed arrays. Demarshalling checks a received message.
 #include <dbus/dbus.h>
 
 #include <benchmarks/peers/Peer.h>
 
 namespace Peers {
 
-void ok(bool done) { require(done, "libdbus has failed"); }
+void check(bool done) { require(done, "libdbus has failed"); }
 
 class Message {
  public:
-  explicit Message(DBusMessage* message) : message_(message) { ok(message); }
+  explicit Message(DBusMessage* message) : message_(message) { check(message); }
   Message(Message&& other) noexcept : message_(std::exchange(other.message_, nullptr)) {}
   ~Message() {
     if (message_) dbus_message_unref(message_);
@@ -74,7 +74,7 @@ class LibDBus {
   static constexpr bool SHARED = true;
 
   explicit LibDBus(const std::string& address) {
-    ok(dbus_threads_init_default());
+    check(dbus_threads_init_default());
     Error error;
     bus_ = dbus_connection_open_private(address.c_str(), &error);
     error.check();
@@ -96,7 +96,7 @@ class LibDBus {
     dbus_message_lock(call);
   }
 
-  void send(const Commands& commands) { wait(build(commands)); }
+  void send(const Commands& commands) { callAndWait(build(commands)); }
   void add(const Commands& commands) { send(commands); }
 
   static std::string receive(std::uint32_t iteration, std::uint32_t count) { return nodeReply(iteration, count); }
@@ -107,14 +107,14 @@ class LibDBus {
   }
 
   bool call() {
-    const Message reply = wait(callOf(BOARD_PATH, BOARD_INTERFACE, "hardreset"));
+    const Message reply = callAndWait(makeCall(BOARD_PATH, BOARD_INTERFACE, "hardreset"));
     dbus_bool_t yes = false;
     Error error;
-    ok(dbus_message_get_args(reply, &error, DBUS_TYPE_BOOLEAN, &yes, DBUS_TYPE_INVALID));
+    check(dbus_message_get_args(reply, &error, DBUS_TYPE_BOOLEAN, &yes, DBUS_TYPE_INVALID));
     return yes;
   }
 
-  Sensors list() { return readSensors(wait(callOf(NODE_PATH, NODE_INTERFACE, "getnodes"))); }
+  Sensors list() { return readSensors(callAndWait(makeCall(NODE_PATH, NODE_INTERFACE, "getnodes"))); }
 
   void signals(std::uint32_t count, const std::function<void(const Sensor&)>& use) {
     if (!std::exchange(subscribed_, true)) {
@@ -122,13 +122,13 @@ class LibDBus {
       dbus_bus_add_match(bus_, MODIFIED_RULE, &error);
       error.check();
     }
-    Message call = callOf(NODE_PATH, NODE_INTERFACE, "flood");
-    ok(dbus_message_append_args(call, DBUS_TYPE_UINT32, &count, DBUS_TYPE_INVALID));
-    wait(std::move(call));
+    Message call = makeCall(NODE_PATH, NODE_INTERFACE, "flood");
+    check(dbus_message_append_args(call, DBUS_TYPE_UINT32, &count, DBUS_TYPE_INVALID));
+    callAndWait(std::move(call));
     while (count) {
       DBusMessage* next = dbus_connection_pop_message(bus_);
       if (!next) {
-        ok(dbus_connection_read_write(bus_, -1));
+        check(dbus_connection_read_write(bus_, -1));
         continue;
       }
       const Message message(next);
@@ -149,11 +149,11 @@ class LibDBus {
   static bool same(const Sensor& node, const Sensor& expected) { return node == expected; }
 
  private:
-  static Message callOf(const char* path, const char* interface, const char* member) {
+  static Message makeCall(const char* path, const char* interface, const char* member) {
     return Message(dbus_message_new_method_call(HOST, path, interface, member));
   }
 
-  Message wait(const Message& call) {
+  Message callAndWait(const Message& call) {
     Error error;
     DBusMessage* reply = dbus_connection_send_with_reply_and_block(bus_, call, -1, &error);
     error.check();
@@ -161,30 +161,30 @@ class LibDBus {
   }
 
   Message build(const Commands& commands) {
-    Message call = callOf(COMMAND_PATH, COMMAND_INTERFACE, "add");
+    Message call = makeCall(COMMAND_PATH, COMMAND_INTERFACE, "add");
     DBusMessageIter arguments, list, fields;
     dbus_message_iter_init_append(call, &arguments);
     const auto append = [](DBusMessageIter& at, int type, const auto& value) {
-      ok(dbus_message_iter_append_basic(&at, type, &value));
+      check(dbus_message_iter_append_basic(&at, type, &value));
     };
     const auto single = [&](int type, const char* value) {
-      ok(dbus_message_iter_open_container(&arguments, DBUS_TYPE_STRUCT, nullptr, &fields));
+      check(dbus_message_iter_open_container(&arguments, DBUS_TYPE_STRUCT, nullptr, &fields));
       append(fields, type, value);
-      ok(dbus_message_iter_close_container(&arguments, &fields));
+      check(dbus_message_iter_close_container(&arguments, &fields));
     };
     single(DBUS_TYPE_OBJECT_PATH, ORIGINATOR_PATH);
     single(DBUS_TYPE_STRING, commands.group.c_str());
-    ok(dbus_message_iter_open_container(&arguments, DBUS_TYPE_ARRAY, COMMAND_SIGNATURE, &list));
+    check(dbus_message_iter_open_container(&arguments, DBUS_TYPE_ARRAY, COMMAND_SIGNATURE, &list));
     for (const Command& command : commands.list) {
-      ok(dbus_message_iter_open_container(&list, DBUS_TYPE_STRUCT, nullptr, &fields));
+      check(dbus_message_iter_open_container(&list, DBUS_TYPE_STRUCT, nullptr, &fields));
       append(fields, DBUS_TYPE_UINT32, command.id);
       append(fields, DBUS_TYPE_UINT64, command.parameterId);
       append(fields, DBUS_TYPE_BOOLEAN, dbus_bool_t{command.write});
       append(fields, DBUS_TYPE_UINT32, command.address);
       DBusMessageIter value;
-      ok(dbus_message_iter_open_container(&fields, DBUS_TYPE_VARIANT, "u", &value));
+      check(dbus_message_iter_open_container(&fields, DBUS_TYPE_VARIANT, "u", &value));
       append(value, DBUS_TYPE_UINT32, command.value);
-      ok(dbus_message_iter_close_container(&fields, &value));
+      check(dbus_message_iter_close_container(&fields, &value));
       append(fields, DBUS_TYPE_INT32, command.origin);
       append(fields, DBUS_TYPE_INT32, command.context);
       append(fields, DBUS_TYPE_BYTE, command.errorType);
@@ -195,9 +195,9 @@ class LibDBus {
       append(fields, DBUS_TYPE_UINT32, command.tag);
       append(fields, DBUS_TYPE_BYTE, command.status);
       append(fields, DBUS_TYPE_BYTE, command.acei);
-      ok(dbus_message_iter_close_container(&list, &fields));
+      check(dbus_message_iter_close_container(&list, &fields));
     }
-    ok(dbus_message_iter_close_container(&arguments, &list));
+    check(dbus_message_iter_close_container(&arguments, &list));
     return call;
   }
 

@@ -1,5 +1,4 @@
-// What all peers' programs share: the verbs, the clocks and the figures. A peer brings only its own work; see `run` for
-// what that is.
+// The common part of all peers' programs: verbs, clocks and figures. A peer provides the operations that Program lists.
 #pragma once
 
 #include <sched.h>
@@ -29,13 +28,14 @@ inline void require(bool holds, const char* what) {
   if (!holds) throw std::runtime_error(what);
 }
 
-inline double nowOf(clockid_t clock) {
+/// The time of a clock in microseconds.
+inline double microseconds(clockid_t clock) {
   timespec time{};
   ::clock_gettime(clock, &time);
   return static_cast<double>(time.tv_sec) * 1e6 + static_cast<double>(time.tv_nsec) / 1e3;
 }
-inline double wall() { return nowOf(CLOCK_MONOTONIC); }
-inline double cpu() { return nowOf(CLOCK_PROCESS_CPUTIME_ID); }
+inline double wall() { return microseconds(CLOCK_MONOTONIC); }
+inline double cpu() { return microseconds(CLOCK_PROCESS_CPUTIME_ID); }
 
 inline double quantile(std::vector<double> values, double which) {
   std::sort(values.begin(), values.end());
@@ -51,7 +51,7 @@ inline void print(std::initializer_list<std::pair<const char*, double>> figures)
   std::puts("}");
 }
 
-/// Times `work` each time, after three times that do not count.
+/// Runs `work` three times to warm up, then `count` times. Prints the times of these runs.
 template <class Work>
 void repeat(std::uint32_t count, const Work& work) {
   for (int i = 0; i < 3; ++i) work();
@@ -67,28 +67,28 @@ void repeat(std::uint32_t count, const Work& work) {
   print({{"us", quantile(times, 0.5)}, {"p99", quantile(times, 0.99)}, {"cpu", used / count}});
 }
 
-/// Runs one verb of a peer's program: PROGRAM VERB ADDRESS COUNT [SIZE], and prints its figures, in microseconds.
+/// Runs one verb of a peer's program, PROGRAM VERB ADDRESS COUNT [SIZE], and prints its figures in microseconds.
 ///
-/// A Peer has a connection of its own and these:
-///   Node                       what a decoded node is
+/// A Peer has its own connection and these members:
+///   Node                       the type of a decoded node
 ///   Peer(const std::string& address)
-///   prepare(Commands&&)        the commands as the library's users hold them
-///   encode(prepared)           builds the call "add", makes it ready for sending, and drops it
+///   prepare(Commands&&)        converts the commands to the form that users of the library have
+///   encode(prepared)           builds the call "add", makes it ready to send, and drops it
 ///   send(prepared)             builds the same call, sends it, and waits for the answer
-///   add(prepared)              the same as an application asks for it
-///   receive(iteration, count)  a list of sensors as it came from a bus, checked only where the library checks early
-///   decode(received)           reads it into nodes, with every check that the library makes
-///   call()                     "hardreset"
-///   list()                     "getnodes", read into nodes
-///   signals(count, use)        has the service send "modified" and gives every node to `use`; returns after the last
-///   same(node, sensor)         whether a decoded node holds the sensor's values
-///   SHARED                     whether threads share one connection
+///   add(prepared)              does the same through the function that an application calls
+///   receive(iteration, count)  makes a received list of sensors; checks it only if the library checks early
+///   decode(received)           reads the list into nodes, with every check that the library makes
+///   call()                     calls "hardreset"
+///   list()                     calls "getnodes" and reads the answer into nodes
+///   signals(count, use)        lets the service send "modified", and passes every node to `use` until the last one
+///   same(node, sensor)         tells whether a decoded node has the sensor's values
+///   SHARED                     tells whether threads share one connection
 template <class Peer>
 class Program {
  public:
   explicit Program(const std::string& address) : address_(address), peer_(address) {}
 
-  /// What it writes is kept by the service, what it reads is compared here.
+  /// Sends commands, which the service records for a comparison, and checks the values of decoded nodes.
   void check() {
     for (const std::uint32_t count : {0u, 1u, 1000u})
       for (const std::uint32_t iteration : {7u, 4000000000u}) {
@@ -112,13 +112,13 @@ class Program {
   }
 
   void encode(std::uint32_t count, std::uint32_t size) {
-    inBatches(
+    timeBatches(
         count, size, [&](std::uint32_t iteration) { return peer_.prepare(commands(iteration, size)); },
         [&](auto& prepared) { peer_.encode(prepared); });
   }
 
   void decode(std::uint32_t count, std::uint32_t size) {
-    inBatches(
+    timeBatches(
         count, size, [&](std::uint32_t iteration) { return peer_.receive(iteration, size); },
         [&](auto& received) { require(peer_.decode(received).size() == size, "nodes are missing"); });
   }
@@ -127,7 +127,7 @@ class Program {
     repeat(count, [&] { require(peer_.call(), "the answer to a call was no"); });
   }
 
-  /// As `call`, with all that an application of the library would have running beside it.
+  /// Measures `call` in a process with started managers.
   void callStarted(std::uint32_t count, std::uint32_t size) {
     if constexpr (requires { peer_.start(); }) peer_.start();
     call(count, size);
@@ -154,7 +154,7 @@ class Program {
     print({{"us", passed / count}, {"cpu", cpuUsed / count}, {"lost", count - received}});
   }
 
-  /// `count` calls in all, from `size` threads.
+  /// Measures `count` calls in total from `size` threads.
   void threads(std::uint32_t count, std::uint32_t size) {
     std::vector<std::vector<double>> times(size);
     std::atomic<std::uint32_t> ready{0};
@@ -197,10 +197,10 @@ class Program {
       require(Peer::same(*nodes[i], sensor(iteration, i)), "a node has other values");
   }
 
-  /// Times `work` on inputs that are made beforehand, each used once; by the processor's time, which what else runs on
-  /// the machine disturbs least.
+  /// Measures `work` on inputs that are made beforehand and used once. Measures processor time, because other processes
+  /// affect it least.
   template <class Prepare, class Work>
-  void inBatches(std::uint32_t count, std::uint32_t size, const Prepare& prepare, const Work& work) {
+  void timeBatches(std::uint32_t count, std::uint32_t size, const Prepare& prepare, const Work& work) {
     const std::uint32_t batch = std::max(1u, 256 / size);
     std::vector<double> times;
     std::uint32_t iteration = 0;

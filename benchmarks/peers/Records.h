@@ -1,4 +1,4 @@
-// The records that every peer writes and reads, with values that differ from one record and one iteration to the next.
+// The records that every peer writes and reads. Their values differ between records and between iterations.
 #pragma once
 
 #include <array>
@@ -40,7 +40,7 @@ struct Command {
   std::uint8_t status, acei;
 };
 
-/// What one "add" sends: the group's identifier and the commands.
+/// The arguments of one "add": the group's identifier and the commands.
 struct Commands {
   std::string group;
   std::vector<Command> list;
@@ -106,7 +106,7 @@ inline Sensor sensor(std::uint32_t iteration, std::uint32_t i) {
   return made;
 }
 
-/// Nodes as an application keeps them: objects of their own, because a list may hold all four kinds.
+/// Nodes as an application stores them: separate objects, because a list may have all four kinds.
 using Sensors = std::vector<std::unique_ptr<Sensor>>;
 
 }  // namespace Peers

@@ -1,8 +1,8 @@
-// Prints how many KiB of it are resident: of a client with all three managers started (RESIDENT ADDRESS), or, compiled
-// with PEERS_EMPTY, of a program that does nothing.
-#include <fstream>
-#include <iostream>
-#include <string>
+// Prints its resident size in KiB: that of a client with three started managers (peer-resident ADDRESS), or, compiled
+// with PEERS_EMPTY, that of a program that does nothing.
+#include <cstdio>
+
+#include <benchmarks/ProcessStatus.h>
 
 #ifndef PEERS_EMPTY
 #include <optional>
@@ -23,7 +23,5 @@ int main([[maybe_unused]] int argc, [[maybe_unused]] char** argv) {
   nodes.start(true);
   board.start(true);
 #endif
-  std::ifstream status("/proc/self/status");
-  for (std::string line; std::getline(status, line);)
-    if (line.starts_with("VmRSS:")) std::cout << std::stol(line.substr(6)) << '\n';
+  std::printf("%ld\n", Benchmarks::processStatus("VmRSS:"));
 }

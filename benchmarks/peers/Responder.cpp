@@ -1,6 +1,5 @@
-// The service that all peers call: answers at once with bytes made beforehand, so that next to nothing of what is
-// measured is its own. It speaks to the bus over a bare socket. With a file given, the body of every "add" is kept
-// there; with a pause, every call waits so long for its answer.
+// The service that all peers call. It uses a bare socket and answers with bytes made beforehand, so it adds very little
+// to the measurements. It can write the body of every "add" to a file, and can pause before each answer.
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
@@ -14,7 +13,7 @@ namespace {
 using namespace Peers;
 
 /// The text of a header field.
-std::string_view fieldOf(std::string_view message, char wanted) {
+std::string_view headerField(std::string_view message, char wanted) {
   for (std::size_t at = 16, end = 16 + wordAt(message, 12); at < end; at = (at + 7) / 8 * 8) {
     const char code = message[at], type = message[at + 2];
     at += 4;
@@ -34,7 +33,7 @@ class Service {
  public:
   Service(const std::string& path, std::uint32_t nodes, std::FILE* record, std::chrono::microseconds pause)
       : bus_(path), record_(record), pause_(pause) {
-    // Every list is another one, until the eighth.
+    // Eight different lists, which it sends in turn.
     for (std::uint32_t i = 0; i < 8; ++i) lists_.push_back(nodeList(i, nodes));
     Wire name;
     name.text(HOST);
@@ -52,7 +51,7 @@ class Service {
 
  private:
   void answer(std::string_view message) {
-    const std::string_view member = fieldOf(message, 3), body = message.substr(message.size() - wordAt(message, 4));
+    const std::string_view member = headerField(message, 3), body = message.substr(message.size() - wordAt(message, 4));
     if (pause_.count()) std::this_thread::sleep_for(pause_);
     if (member == "hardreset") {
       reply(message, "b", std::string("\1\0\0\0", 4));
@@ -72,7 +71,7 @@ class Service {
                     .path = {},
                     .interface = {},
                     .member = {},
-                    .destination = fieldOf(call, 7),
+                    .destination = headerField(call, 7),
                     .sender = {},
                     .signature = signature};
     std::string bytes = header(head, body.size());

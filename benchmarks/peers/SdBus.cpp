@@ -1,5 +1,6 @@
-// sd-bus. Arguments go in and out one by one, which costs it less than formats, byte arrays whole. It checks a body as
-// it is read, so that a message which was sealed and rewound costs what a received one does, but for the header.
+// The peer of sd-bus. It appends and reads arguments one by one, which is faster than formats, and byte arrays as a
+// whole. sd-bus checks a body while it reads it, so a message that was sealed and rewound costs as much as a received
+// one, except for the header.
 #include <systemd/sd-bus.h>
 
 #include <benchmarks/peers/Peer.h>
@@ -9,7 +10,7 @@ namespace Peers {
 constexpr const char* COMMAND_CONTENT = "utbuviiyisusuyy";
 constexpr const char* SENSOR_CONTENT = "uyqyayayaytyuuyqqyyyyyqb";
 
-void ok(int result) {
+void check(int result) {
   if (result < 0) throw std::runtime_error(std::strerror(-result));
 }
 
@@ -26,15 +27,15 @@ class Message {
 };
 
 void readSensor(sd_bus_message* message, Sensor& node) {
-  const auto read = [message](char type, auto& value) { ok(sd_bus_message_read_basic(message, type, &value)); };
+  const auto read = [message](char type, auto& value) { check(sd_bus_message_read_basic(message, type, &value)); };
   const auto block = [message](auto& to) {
     const void* bytes = nullptr;
     std::size_t size = 0;
-    ok(sd_bus_message_read_array(message, 'y', &bytes, &size));
+    check(sd_bus_message_read_array(message, 'y', &bytes, &size));
     require(size == to.size(), "an identity has another size");
     std::memcpy(to.data(), bytes, size);
   };
-  ok(sd_bus_message_enter_container(message, 'r', SENSOR_CONTENT));
+  check(sd_bus_message_enter_container(message, 'r', SENSOR_CONTENT));
   read('u', node.address), read('y', node.nodeClass), read('q', node.nodeType), read('y', node.manufacturer);
   block(node.first), block(node.second), block(node.third);
   read('t', node.stamp), read('y', node.state), read('u', node.extra), read('u', node.backbone);
@@ -44,7 +45,7 @@ void readSensor(sd_bus_message* message, Sensor& node) {
   int listening = 0;
   read('b', listening);
   node.listening = listening;
-  ok(sd_bus_message_exit_container(message));
+  check(sd_bus_message_exit_container(message));
 }
 
 class SdBus {
@@ -53,12 +54,12 @@ class SdBus {
   static constexpr bool SHARED = false;
 
   explicit SdBus(const std::string& address) {
-    ok(sd_bus_new(&bus_));
-    ok(sd_bus_set_address(bus_, address.c_str()));
-    ok(sd_bus_set_bus_client(bus_, 1));
-    ok(sd_bus_start(bus_));
+    check(sd_bus_new(&bus_));
+    check(sd_bus_set_address(bus_, address.c_str()));
+    check(sd_bus_set_bus_client(bus_, 1));
+    check(sd_bus_start(bus_));
     const char* name = nullptr;
-    ok(sd_bus_get_unique_name(bus_, &name));
+    check(sd_bus_get_unique_name(bus_, &name));
   }
   ~SdBus() { sd_bus_flush_close_unref(bus_); }
   SdBus(const SdBus&) = delete;
@@ -67,72 +68,72 @@ class SdBus {
 
   void encode(const Commands& commands) {
     Message call = build(commands);
-    ok(sd_bus_message_seal(call, ++serial_, 0));
+    check(sd_bus_message_seal(call, ++serial_, 0));
   }
 
   void send(const Commands& commands) {
     Message call = build(commands), reply;
-    ok(sd_bus_call(bus_, call, 0, nullptr, &reply));
+    check(sd_bus_call(bus_, call, 0, nullptr, &reply));
   }
   void add(const Commands& commands) { send(commands); }
 
   Message receive(std::uint32_t iteration, std::uint32_t count) {
     Message message;
-    ok(sd_bus_message_new_method_call(bus_, &message, HOST, NODE_PATH, NODE_INTERFACE, "nodes"));
-    ok(sd_bus_message_open_container(message, 'a', SENSOR_SIGNATURE));
+    check(sd_bus_message_new_method_call(bus_, &message, HOST, NODE_PATH, NODE_INTERFACE, "nodes"));
+    check(sd_bus_message_open_container(message, 'a', SENSOR_SIGNATURE));
     for (std::uint32_t i = 0; i < count; ++i) {
       const Sensor node = sensor(iteration, i);
-      ok(sd_bus_message_open_container(message, 'r', SENSOR_CONTENT));
-      ok(sd_bus_message_append(message, "uyqy", node.address, node.nodeClass, node.nodeType, node.manufacturer));
-      ok(sd_bus_message_append_array(message, 'y', node.first.data(), node.first.size()));
-      ok(sd_bus_message_append_array(message, 'y', node.second.data(), node.second.size()));
-      ok(sd_bus_message_append_array(message, 'y', node.third.data(), node.third.size()));
-      ok(sd_bus_message_append(message, "tyuuyqqyyyyyqb", node.stamp, node.state, node.extra, node.backbone,
-                               node.parameterType, node.minimum, node.maximum, node.scale, node.resolution,
-                               node.resolutionScale, node.mode, node.events, node.period, int{node.listening}));
-      ok(sd_bus_message_close_container(message));
+      check(sd_bus_message_open_container(message, 'r', SENSOR_CONTENT));
+      check(sd_bus_message_append(message, "uyqy", node.address, node.nodeClass, node.nodeType, node.manufacturer));
+      check(sd_bus_message_append_array(message, 'y', node.first.data(), node.first.size()));
+      check(sd_bus_message_append_array(message, 'y', node.second.data(), node.second.size()));
+      check(sd_bus_message_append_array(message, 'y', node.third.data(), node.third.size()));
+      check(sd_bus_message_append(message, "tyuuyqqyyyyyqb", node.stamp, node.state, node.extra, node.backbone,
+                                  node.parameterType, node.minimum, node.maximum, node.scale, node.resolution,
+                                  node.resolutionScale, node.mode, node.events, node.period, int{node.listening}));
+      check(sd_bus_message_close_container(message));
     }
-    ok(sd_bus_message_close_container(message));
-    ok(sd_bus_message_seal(message, iteration + 1, 0));
-    ok(sd_bus_message_rewind(message, 1));
+    check(sd_bus_message_close_container(message));
+    check(sd_bus_message_seal(message, iteration + 1, 0));
+    check(sd_bus_message_rewind(message, 1));
     return message;
   }
 
   static Sensors decode(sd_bus_message* message) {
     Sensors nodes;
-    ok(sd_bus_message_enter_container(message, 'a', SENSOR_SIGNATURE));
+    check(sd_bus_message_enter_container(message, 'a', SENSOR_SIGNATURE));
     while (!sd_bus_message_at_end(message, 0)) {
       nodes.push_back(std::make_unique<Sensor>());
       readSensor(message, *nodes.back());
     }
-    ok(sd_bus_message_exit_container(message));
+    check(sd_bus_message_exit_container(message));
     return nodes;
   }
 
   bool call() {
     Message reply;
     int yes = 0;
-    ok(sd_bus_call_method(bus_, HOST, BOARD_PATH, BOARD_INTERFACE, "hardreset", nullptr, &reply, nullptr));
-    ok(sd_bus_message_read(reply, "b", &yes));
+    check(sd_bus_call_method(bus_, HOST, BOARD_PATH, BOARD_INTERFACE, "hardreset", nullptr, &reply, nullptr));
+    check(sd_bus_message_read(reply, "b", &yes));
     return yes;
   }
 
   Sensors list() {
     Message reply;
-    ok(sd_bus_call_method(bus_, HOST, NODE_PATH, NODE_INTERFACE, "getnodes", nullptr, &reply, nullptr));
+    check(sd_bus_call_method(bus_, HOST, NODE_PATH, NODE_INTERFACE, "getnodes", nullptr, &reply, nullptr));
     return decode(reply);
   }
 
   void signals(std::uint32_t count, std::function<void(const Sensor&)> use) {
-    if (!use_) ok(sd_bus_match_signal(bus_, nullptr, HOST, NODE_PATH, NODE_INTERFACE, "modified", modified, this));
+    if (!use_) check(sd_bus_match_signal(bus_, nullptr, HOST, NODE_PATH, NODE_INTERFACE, "modified", modified, this));
     use_ = std::move(use);
     left_ = count;
     Message reply;
-    ok(sd_bus_call_method(bus_, HOST, NODE_PATH, NODE_INTERFACE, "flood", nullptr, &reply, "u", count));
+    check(sd_bus_call_method(bus_, HOST, NODE_PATH, NODE_INTERFACE, "flood", nullptr, &reply, "u", count));
     while (left_) {
       const int worked = sd_bus_process(bus_, nullptr);
-      ok(worked);
-      if (!worked) ok(sd_bus_wait(bus_, UINT64_MAX));
+      check(worked);
+      if (!worked) check(sd_bus_wait(bus_, UINT64_MAX));
     }
   }
 
@@ -141,24 +142,28 @@ class SdBus {
  private:
   Message build(const Commands& commands) {
     Message call;
-    ok(sd_bus_message_new_method_call(bus_, &call, HOST, COMMAND_PATH, COMMAND_INTERFACE, "add"));
-    ok(sd_bus_message_append(call, "(o)(s)", ORIGINATOR_PATH, commands.group.c_str()));
-    ok(sd_bus_message_open_container(call, 'a', COMMAND_SIGNATURE));
-    const auto append = [&call](char type, const auto& value) { ok(sd_bus_message_append_basic(call, type, &value)); };
-    const auto text = [&call](const std::string& value) { ok(sd_bus_message_append_basic(call, 's', value.c_str())); };
+    check(sd_bus_message_new_method_call(bus_, &call, HOST, COMMAND_PATH, COMMAND_INTERFACE, "add"));
+    check(sd_bus_message_append(call, "(o)(s)", ORIGINATOR_PATH, commands.group.c_str()));
+    check(sd_bus_message_open_container(call, 'a', COMMAND_SIGNATURE));
+    const auto append = [&call](char type, const auto& value) {
+      check(sd_bus_message_append_basic(call, type, &value));
+    };
+    const auto text = [&call](const std::string& value) {
+      check(sd_bus_message_append_basic(call, 's', value.c_str()));
+    };
     for (const Command& command : commands.list) {
-      ok(sd_bus_message_open_container(call, 'r', COMMAND_CONTENT));
+      check(sd_bus_message_open_container(call, 'r', COMMAND_CONTENT));
       append('u', command.id), append('t', command.parameterId), append('b', int{command.write});
       append('u', command.address);
-      ok(sd_bus_message_open_container(call, 'v', "u"));
+      check(sd_bus_message_open_container(call, 'v', "u"));
       append('u', command.value);
-      ok(sd_bus_message_close_container(call));
+      check(sd_bus_message_close_container(call));
       append('i', command.origin), append('i', command.context), append('y', command.errorType);
       append('i', command.errorId), text(command.errorText), append('u', command.delay), text(command.label);
       append('u', command.tag), append('y', command.status), append('y', command.acei);
-      ok(sd_bus_message_close_container(call));
+      check(sd_bus_message_close_container(call));
     }
-    ok(sd_bus_message_close_container(call));
+    check(sd_bus_message_close_container(call));
     return call;
   }
 
@@ -167,7 +172,7 @@ class SdBus {
     Sensor node{};
     std::uint8_t action = 0;
     readSensor(message, node);
-    ok(sd_bus_message_read(message, "y", &action));
+    check(sd_bus_message_read(message, "y", &action));
     peer.use_(node);
     --peer.left_;
     return 0;

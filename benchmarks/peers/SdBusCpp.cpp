@@ -1,5 +1,5 @@
-// sdbus-c++. Records are its Structs and tuples, as its documentation has it; byte arrays are vectors, which it appends
-// and reads a byte at a time.
+// The peer of sdbus-c++. Records are its Structs and tuples, as its documentation recommends. Byte arrays are vectors,
+// which it appends and reads one byte at a time.
 #include <sdbus-c++/sdbus-c++.h>
 
 #include <benchmarks/peers/Peer.h>

@@ -1,5 +1,5 @@
-// A bare client of a bus, which knows nothing but bytes: for the service that all peers call, and for what a call costs
-// without any library.
+// A minimal client of a bus, which sends and receives bytes. The service that all peers call uses it, and so does the
+// measurement of a call without a library.
 #pragma once
 
 #include <sys/socket.h>
@@ -22,7 +22,7 @@ inline std::uint32_t wordAt(std::string_view bytes, std::size_t at) {
   return word;
 }
 
-/// A client of the bus, which has said hello.
+/// A connection to the bus, authenticated and registered.
 class Socket {
  public:
   explicit Socket(const std::string& path) : fd_(::socket(AF_UNIX, SOCK_STREAM, 0)) {
@@ -51,7 +51,7 @@ class Socket {
       bytes.remove_prefix(static_cast<std::size_t>(count));
     }
   }
-  /// The first `size` bytes that were not yet taken.
+  /// Waits for the first `size` bytes that were not taken yet, and returns them.
   std::string_view peek(std::size_t size) {
     while (input_.size() - taken_ < size) {
       input_.erase(0, taken_);
@@ -65,13 +65,13 @@ class Socket {
     return std::string_view(input_).substr(taken_, size);
   }
   void take(std::size_t size) { taken_ += size; }
-  /// The whole message at the beginning of the input; little-endian, as all peers write on this machine.
+  /// Waits for the next message. It must be little-endian, as all peers on this machine write.
   std::string_view nextMessage() {
     const std::string_view fixed = peek(16);
     const std::size_t size = 16 + (wordAt(fixed, 12) + 7) / 8 * 8 + wordAt(fixed, 4);
     return peek(size);
   }
-  /// A call to the bus itself, and its answer.
+  /// Calls the bus itself and waits for its answer.
   void callBus(std::string_view member, std::string_view signature, const std::string& body) {
     const Head head{.serial = ++serial_,
                     .path = "/org/freedesktop/DBus",

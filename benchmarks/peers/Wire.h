@@ -1,5 +1,5 @@
-// Writes messages byte by byte, independently of the project and of all peers: what the stand-in service answers with,
-// and what is given to be decoded.
+// Writes messages byte by byte, independently of the project and of all peers, for the answers of the service and as
+// input of the decoders.
 #pragma once
 
 #include <cstdint>
@@ -78,7 +78,7 @@ struct Head {
   std::string_view path, interface, member, destination, sender, signature;
 };
 
-/// The header of a message, up to where its body begins.
+/// The header of a message, with the padding before the body.
 inline std::string header(const Head& head, std::size_t bodySize) {
   Wire wire;
   for (const std::uint8_t byte : {std::uint8_t{'l'}, head.type, std::uint8_t{0}, std::uint8_t{1}}) wire.put(byte);
@@ -109,7 +109,7 @@ inline std::string header(const Head& head, std::size_t bodySize) {
   return wire.bytes();
 }
 
-/// A whole reply that lists sensors, as it comes from a bus.
+/// A complete reply that lists sensors, as received from a bus.
 inline std::string nodeReply(std::uint32_t iteration, std::uint32_t count) {
   const std::string body = nodeList(iteration, count), list = std::string("a") + SENSOR_SIGNATURE;
   const Head head{.type = 2,

@@ -1,4 +1,4 @@
-"""Starts a dbus-daemon and a dbus-broker of one's own, and the service that answers on them."""
+"""Starts and stops private message buses, a dbus-daemon or a dbus-broker, and other programs."""
 
 import ctypes
 import os
@@ -20,25 +20,25 @@ def die_with_parent():
     ctypes.CDLL(None).prctl(1, signal.SIGKILL)
 
 
-def started(command, ready, log, **options):
-    """The process, once it has printed a line that begins with `ready`."""
+def start_program(command, ready, log, **options):
+    """Starts a program, and returns its process when it has printed a line that begins with `ready`."""
     process = subprocess.Popen(command, stdout=subprocess.PIPE, stderr=log, text=True, preexec_fn=die_with_parent,
                                **options)
     line = process.stdout.readline()
     if not line.startswith(ready):
-        ended(process)
+        kill_program(process)
         raise RuntimeError(f"{command[0]} did not start: {pathlib.Path(log.name).read_text().strip() or line}")
     return process
 
 
-def ended(process):
+def kill_program(process):
     process.kill()
     process.wait()
     process.stdout.close()
 
 
 class Bus:
-    """`name` is that of the program, "dbus-daemon" or "dbus-broker"."""
+    """A private bus. `name` is its program, "dbus-daemon" or "dbus-broker"; the latter needs another bus, `other`."""
 
     def __init__(self, name, folder, other=None):
         self.name = name
@@ -49,21 +49,21 @@ class Bus:
         self.log = open(f"{folder}/{name}.log", "w", encoding="utf-8")
         if name == "dbus-daemon":
             command = ["dbus-daemon", f"--config-file={configuration}", "--nofork", "--nosyslog", "--print-address=1"]
-            self.process = started(command, "unix:", self.log)
+            self.process = start_program(command, "unix:", self.log)
         else:
-            # Its launcher wants a session bus, which any bus is that answers, and the journal's socket.
+            # The launcher of dbus-broker needs a session bus, for which any bus will do, and the socket of the journal.
             unshare = ["unshare", "--mount"] + ([] if os.geteuid() == 0 else ["--map-root-user"])
             command = unshare + [sys.executable, "-B", __file__, self.socket, configuration]
             environment = dict(os.environ, DBUS_SESSION_BUS_ADDRESS=other.address)
-            self.process = started(command, "ready", self.log, env=environment)
+            self.process = start_program(command, "ready", self.log, env=environment)
 
     def stop(self):
-        ended(self.process)
+        kill_program(self.process)
         self.log.close()
 
 
 def launch_broker(path, configuration):
-    """In a mount namespace of its own: puts a journal in place to which nobody listens, and becomes the launcher."""
+    """Runs in its own mount namespace: creates a socket in the place of the journal, and executes the launcher."""
     libc = ctypes.CDLL(None, use_errno=True)
     os.makedirs("/run/systemd/journal", exist_ok=True)
     if libc.mount(b"tmpfs", b"/run/systemd/journal", b"tmpfs", 0, None) != 0:

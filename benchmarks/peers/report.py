@@ -1,4 +1,4 @@
-"""Makes of the figures what people read: the table on the console, docs/benchmarks.md and docs/benchmarks.svg."""
+"""Formats the figures: the tables on the console, docs/benchmarks.md and docs/benchmarks.svg."""
 
 import dataclasses
 import math
@@ -12,7 +12,7 @@ PROJECT = "hevra"
 PACKAGES = ["libsystemd0", "libsdbus-c++1", "libdbus-1-3", "libglib2.0-0", "dbus-daemon", "dbus-broker"]
 SIZES = [1, 10, 100, 1000, 10000]
 
-# title, row, figure: the lower the better but for the last
+# Title, row and figure. Lower is better, except for the calls per second.
 TABLE = [(f"encode `add` of {size:,} commands, us", f"encode {size}", "us") for size in SIZES]
 TABLE += [(f"decode {size:,} sensor nodes, us", f"decode {size}", "us") for size in SIZES]
 for bus in "dbus-daemon", "dbus-broker":
@@ -27,31 +27,35 @@ for threads in 1, 4, 16:
               (f"{threads} threads, calls/s", f"threads {threads}", "rate")]
 
 NOTES = [
-    "Everything, the client, the bus and the service, is pinned to one core. Rows of encoding and decoding, and where "
-    "it says so, are the client's processor time, the others wall time. Medians; ratios are the medians of each "
-    "round's. Every message is used once, and values differ between messages.",
-    "What a peer decodes ends in objects of their own on the heap, as the project's nodes are; what the project "
-    "encodes are its Command objects, whose error text it formats on the way, while the peers have theirs at hand.",
-    "sd-bus and sdbus-c++ check a body while it is read and have no public way to a message from bytes: they decode "
-    "one that was sealed and rewound. The others, the project too, check the whole message first.",
-    "sd-bus is used with its typed calls, which take about four fifths of the time that its format strings take, for "
-    "encoding and for decoding. libdbus's message is ready once it is locked, which copies nothing. Most of GDBus's time "
-    "is counting references of GVariants and allocating them.",
-    "sdbus-c++ 1.2 appends and reads byte arrays element by element; later versions have them whole.",
-    "sd-bus has a connection for each thread, because its connections are not shared by threads; all others share one.",
-    "`bare` is no library: a call's bytes made beforehand, one send, one poll, one receive. What a library adds to that "
-    "is its own; most of a call's processor time is the kernel's, which switches to the bus and back.",
-    "The client CPU of `hardReset` cannot reach 0.7 of sd-bus's on a machine where `bare` alone is about that: a profile "
-    "of the call (perf, cpu-clock) has 56 % in the kernel's finish_task_switch, 9 % in its unlocking with interrupts, "
-    "86 % in the kernel in all, 7.5 % in the library, 4.4 % in libc. Beyond `bare`, the library takes about half of what "
-    "sd-bus takes. Tried and kept: no read before the send, the background thread left asleep, waiters woken with no "
-    "mutex held.",
-    "In flight, what is resident is read after each round of adding and expiring 100,000 commands. The bytes in use come "
-    "back to the same number each time; what early rounds add are malloc's arenas, since keys that expire are queued by "
-    "the timers' thread and freed by another's, and how many wait at once is the scheduler's choice.",
-    "With 16 threads the 99th percentile is sd-bus's within about 2 % either way, from run to run: on one core it is the "
-    "time in which the bus serves the other fifteen.",
-    "`add` of the project includes the keys and timers of the commands; of sd-bus only the call.",
+    "Everything runs on one core: the client, the bus and the service. The rows of encoding and decoding, and those "
+    "that say so, give the client's processor time; the others give wall time. The figures are medians, and the "
+    "ratios are medians of the ratios of each round. Every message is used once, and the values differ between "
+    "messages.",
+    "Each library decodes into separate objects on the heap. The project encodes its Command objects and formats "
+    "their error texts while it encodes; the peers have these texts ready.",
+    "sd-bus and sdbus-c++ check a body while they read it, and have no public function that takes the bytes of a "
+    "message. They decode a message that was sealed and rewound. The others, including the project, first check the "
+    "whole message.",
+    "sd-bus is used through its typed functions, which take about four fifths of the time of its format strings, for "
+    "encoding and for decoding. A message of libdbus is ready when it is locked, which copies nothing. GDBus spends "
+    "most of its time on allocating GVariants and counting references to them.",
+    "sdbus-c++ 1.2 appends and reads byte arrays one byte at a time; later versions handle them as a whole.",
+    "sd-bus uses one connection for each thread, because threads cannot share its connections. All others share one.",
+    "`bare` uses no library: it makes the bytes of the call beforehand and calls send, poll and receive once each. "
+    "The difference to `bare` is the cost of a library. The kernel takes most of the processor time of a call, "
+    "because it switches to the bus and back.",
+    "The client CPU of `hardReset` cannot reach 0.7 of sd-bus's on a machine where `bare` alone takes about that "
+    "much. A profile of the call (perf, cpu-clock) has 56 % in the kernel's finish_task_switch, 9 % in its unlocking "
+    "with interrupts, 86 % in the kernel in all, 7.5 % in the library and 4.4 % in libc. Beyond `bare`, the library "
+    "takes about half of what sd-bus takes. Three measures reduced the time: the caller does not read before it "
+    "sends, the background thread stays asleep, and waiting threads are woken while no mutex is held.",
+    "The resident size with commands in flight is read after each round of adding and expiring 100,000 commands. The "
+    "bytes in use return to the same number each time. The first rounds add arenas of malloc: the timers' thread "
+    "queues the keys of expired commands and another thread frees them, and the scheduler decides how many wait at "
+    "once.",
+    "With 16 threads, the 99th percentile differs from sd-bus's by about 2 % in either direction from run to run. On "
+    "one core, this is the time that the bus needs for the other fifteen threads.",
+    "For the project, `add` includes the keys and timers of the commands; for sd-bus, it is only the call.",
 ]
 
 
@@ -71,14 +75,14 @@ class Result:
         return statistics.median(entry[figure] for entry in rounds) if rounds else None
 
     def ratio(self, row, other, figure, base=None):
-        """The project's figure in `row` over the other's in the same, or in `base`."""
+        """The project's figure in `row`, divided by the other's in `base`, or in the same row."""
         mine, theirs = self.figures.get((row, PROJECT)), self.figures.get((base or row, other))
         if not mine or not theirs:
             return None
         return statistics.median(a[figure] / b[figure] for a, b in zip(mine, theirs))
 
     def each(self, name, figure):
-        """A benchmark's figure; its time in us for each item."""
+        """A benchmark's figure; "us" is its time for each item."""
         entry = self.in_process.get(name)
         if not entry:
             return None
@@ -89,50 +93,47 @@ class Result:
         return entry["real_time"] * unit / int(parts[1] if parts[1].isdigit() else 1)
 
 
-def inverse(value):
-    return 1 / value if value else None
-
-
 def targets(result):
-    """What must be reached: a text, what it is, and the least or the most that it may be."""
-    def beats(row, figure="us"):
-        return inverse(result.ratio(row, "sd-bus", figure))
-    yield "encode 1,000 commands: times faster than sd-bus", beats("encode 1000"), "at least", 15
-    yield "encode 1 command: times faster than sd-bus", beats("encode 1"), "at least", 4
-    yield "decode 1,000 sensor nodes: times faster than sd-bus", beats("decode 1000"), "at least", 4
+    """Yields each target: its text, the measured value, and the least or the most that it may be."""
+    def speedup(row):
+        ratio = result.ratio(row, "sd-bus", "us")
+        return 1 / ratio if ratio else None
+    yield "encode 1,000 commands: times faster than sd-bus", speedup("encode 1000"), "at least", 15
+    yield "encode 1 command: times faster than sd-bus", speedup("encode 1"), "at least", 4
+    yield "decode 1,000 sensor nodes: times faster than sd-bus", speedup("decode 1000"), "at least", 4
     for bus, limit in ("dbus-daemon", 1.05), ("dbus-broker", 0.95):
         row, started = f"call {bus}", f"call-started {bus}"
-        yield f"hardReset over {bus}: median of sd_bus_call's", result.ratio(row, "sd-bus", "us"), "at most", limit
-        yield f"hardReset over {bus}: client CPU of its", result.ratio(row, "sd-bus", "cpu"), "at most", 0.7
-        yield (f"the same with managers started: median of sd_bus_call's", result.ratio(started, "sd-bus", "us", row),
+        yield f"hardReset over {bus}: median, relative to sd-bus", result.ratio(row, "sd-bus", "us"), "at most", limit
+        yield f"hardReset over {bus}: client CPU, relative to sd-bus", result.ratio(row, "sd-bus", "cpu"), "at most", 0.7
+        yield ("the same with managers started: median", result.ratio(started, "sd-bus", "us", row),
                "at most", 1.1)
-        yield (f"the same with managers started: client CPU of its", result.ratio(started, "sd-bus", "cpu", row),
+        yield ("the same with managers started: client CPU", result.ratio(started, "sd-bus", "cpu", row),
                "at most", 1)
     yield "hardReset: system calls", result.system_calls.get(PROJECT), "at most", 3.05
-    yield "16 threads: calls/s of sd-bus's", result.ratio("threads 16", "sd-bus", "rate"), "at least", 1
-    yield "16 threads: 99th percentile of sd-bus's", result.ratio("threads 16", "sd-bus", "p99"), "at most", 1
-    for what, figure, limit in ("wall", "us", 0.6), ("client CPU", "cpu", 0.25):
-        yield (f"getNodes of 1,000: {what} of sd-bus's", result.ratio("list dbus-daemon", "sd-bus", figure), "at most",
+    yield "16 threads: calls/s, relative to sd-bus", result.ratio("threads 16", "sd-bus", "rate"), "at least", 1
+    yield "16 threads: 99th percentile, relative to sd-bus", result.ratio("threads 16", "sd-bus", "p99"), "at most", 1
+    for what, figure, limit in ("wall time", "us", 0.6), ("client CPU", "cpu", 0.25):
+        yield (f"getNodes of 1,000: {what}, relative to sd-bus", result.ratio("list dbus-daemon", "sd-bus", figure), "at most",
                limit)
-    yield "modified: client CPU of sd-bus's", result.ratio("signals dbus-daemon", "sd-bus", "cpu"), "at most", 0.7
+    yield "modified: client CPU, relative to sd-bus", result.ratio("signals dbus-daemon", "sd-bus", "cpu"), "at most", 0.7
     lost = [entry["lost"] for row, peer in result.figures if row.startswith("signals") and peer == PROJECT
             for entry in result.figures[row, peer]]
-    yield "modified: lost", sum(lost) if lost else None, "at most", 0
-    yield "add of 1,000: client CPU of sd-bus's bare call", result.ratio("add", "sd-bus", "cpu"), "at most", 1
+    yield "modified: lost signals", sum(lost) if lost else None, "at most", 0
+    yield "add of 1,000: client CPU, relative to sd-bus's call alone", result.ratio("add", "sd-bus", "cpu"), "at most", 1
     yield "100,000 in flight: bytes each", result.each("addCommands/100000", "bytes_each"), "at most", 400
     for what, name in ("adding", "addCommands/100000"), ("re-arming", "rearmCommands/100000"), (
             "expiring", "expireCommands/100000"):
         yield f"100,000 in flight: {what}, us each", result.each(name, "us"), "at most", 2
     few, many = (result.each(f"expireCommands/{count}", "process_threads") for count in (1000, 100000))
-    yield ("100,000 in flight: threads more than with 1,000", None if many is None or few is None else many - few,
+    yield ("100,000 in flight: additional threads over 1,000", None if many is None or few is None else many - few,
            "at most", 0)
-    for which, rounds in ("second", "the second round adds"), ("later", "twelve later rounds add"):
+    for which, rounds in ("second", "the second round"), ("later", "the last eleven rounds"):
         grown = result.each("expireCommands/100000", f"{which}_round_KiB")
-        yield f"100,000 in flight: KiB that {rounds} to the process", grown, "at most", 256
+        yield f"100,000 in flight: KiB that the process grows in {rounds}", grown, "at most", 256
     within, over = (result.each(f"call{bus}/started:0", "us") for bus in ("InProcess", "OverDaemon"))
-    yield "in-process call of the daemon's time", within / over if within and over else None, "at most", 0.5
+    yield "in-process call: time, relative to a call over dbus-daemon", within / over if within and over else None, "at most", 0.5
     yield "stripped library on 32-bit ARM, KiB", result.sizes.get("32-bit ARM"), "at most", 300
-    yield "started client beside an empty program, KiB resident", result.resident, "at most", 1024
+    yield "started client: KiB resident above an empty program", result.resident, "at most", 1024
 
 
 def number(value):
@@ -182,12 +183,12 @@ def markdown(rows, heads):
     return "\n".join("| " + " | ".join(row) + " |" for row in rows)
 
 
-TARGET_HEADS = ["what must be reached", "measured", "limit", "reached"]
+TARGET_HEADS = ["target", "measured", "limit", "reached"]
 IN_PROCESS_HEADS = ["benchmark", "time", "items/s"]
 
 
 def text(result):
-    parts = [lines(figure_rows(result), ["(times the project's)"] + result.peers),
+    parts = [lines(figure_rows(result), ["(ratios to the project's)"] + result.peers),
              lines(target_rows(result), TARGET_HEADS)]
     if result.in_process:
         parts.insert(1, lines(in_process_rows(result), IN_PROCESS_HEADS))
@@ -215,12 +216,12 @@ def write(result, folder):
     notes = "\n".join(f"- {note}" for note in NOTES + result.notes)
     folder.joinpath("benchmarks.md").write_text(f"""# Benchmarks
 
-Made by `./dev bench`, which measures the project and four other libraries doing the same work, in turn, after checking
-that all write the same bytes and read the same values.
+`./dev bench` writes this page. It measures the project and four other libraries that do the same work. It first checks
+that all of them write the same bytes and read the same values.
 
 {chr(10).join(f"- {line}" for line in machine())}
 
-## What must be reached
+## Targets
 
 {markdown(target_rows(result), TARGET_HEADS)}
 
@@ -228,7 +229,7 @@ The shared library, stripped: {sizes}.
 
 ## Side by side
 
-In parentheses, how many times the project's figure.
+The figures in parentheses are ratios to the project's figure.
 
 {markdown(figure_rows(result), [""] + result.peers)}
 

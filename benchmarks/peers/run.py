@@ -1,6 +1,6 @@
 #!/usr/bin/python3
-"""Measures the project beside the other libraries: checks that all do the same work, starts the buses, runs the
-programs in turn, round after round, and hands the figures to report.py. See --help."""
+"""Compares the project with other libraries: starts the buses, checks that all libraries do the same work, runs their
+programs in turn for several rounds, and passes the figures to report.py. See --help."""
 
 import argparse
 import collections
@@ -21,12 +21,12 @@ import report
 
 ROOT = pathlib.Path(__file__).resolve().parents[2]
 PEERS = ["hevra", "sd-bus", "sdbus-c++", "libdbus", "gdbus"]
-BARE = "bare"  # no library at all
+BARE = "bare"  # without a library
 SIZES = {1: 60, 10: 60, 100: 60, 1000: 40, 10000: 5}
 DAEMON, BROKER = "dbus-daemon", "dbus-broker"
 
-# name, verb, how often, size, bus, who
-Row = collections.namedtuple("Row", "name verb count size bus who")
+# One measurement: a verb of the peers' programs, how often, of which size, on which bus, and by which peers.
+Row = collections.namedtuple("Row", "name verb count size bus peers")
 
 
 def rows():
@@ -49,17 +49,17 @@ class Bench:
         self.folder = folder
         self.peers = [peer for peer in [*PEERS, BARE] if (self.bin / f"peer-{peer}").exists()]
         self.buses = {}
-        self.notes = [f"{peer} is not installed and left out." for peer in PEERS if peer not in self.peers]
+        self.notes = [f"{peer} is not installed; its figures are missing." for peer in PEERS if peer not in self.peers]
 
     @contextlib.contextmanager
     def service(self, bus, record="/dev/null", pause=0):
         command = [str(self.bin / "peer-responder"), self.buses[bus].socket, record, str(pause)]
         with open(f"{self.folder}/responder.log", "w", encoding="utf-8") as log:
-            process = buses.started(command, "ready", log)
+            process = buses.start_program(command, "ready", log)
             try:
                 yield
             finally:
-                buses.ended(process)
+                buses.kill_program(process)
 
     def start_buses(self):
         self.buses[DAEMON] = buses.Bus(DAEMON, self.folder)
@@ -68,7 +68,7 @@ class Bench:
             with self.service(BROKER):
                 self.run("hevra", "call", BROKER, 1)
         except (RuntimeError, OSError) as error:
-            self.notes.append(f"dbus-broker could not be started here, its rows are left out: {error}")
+            self.notes.append(f"dbus-broker did not start; its rows are missing: {error}")
             if BROKER in self.buses:
                 self.buses.pop(BROKER).stop()
 
@@ -80,7 +80,7 @@ class Bench:
         return json.loads(done.stdout) if done.stdout else None
 
     def check(self):
-        """All write the same bytes and read the same values."""
+        """Checks that all peers write the same bytes and read the same values."""
         records = {}
         for peer in (peer for peer in self.peers if peer != BARE):
             record = f"{self.folder}/record-{peer}"
@@ -93,25 +93,25 @@ class Bench:
         print(f"{', '.join(records)}: the same {len(records['hevra'])} bytes written, the same values read")
 
     def measure(self, rounds, share, wanted):
-        """Figures by row and peer, a list with one entry a round. In each round every row is run by one peer after
-        the other; which one begins moves on."""
+        """Returns the figures by row and peer, as lists with one entry for each round. In each round, the peers run a row one
+        after the other; each round begins with the next peer."""
         figures = collections.defaultdict(list)
         chosen = [row for row in rows() if row.bus in self.buses and re.search(wanted, row.name)]
         for turn in range(rounds):
             for bus in self.buses:
                 with self.service(bus):
                     for row in (row for row in chosen if row.bus == bus):
-                        who = [peer for peer in self.peers if peer in row.who]
-                        first = turn % len(who)
-                        for peer in who[first:] + who[:first]:
+                        peers = [peer for peer in self.peers if peer in row.peers]
+                        first = turn % len(peers)
+                        for peer in peers[first:] + peers[:first]:
                             count = max(1, int(row.count * share))
                             figures[row.name, peer].append(self.run(peer, row.verb, bus, count, row.size))
             print(f"round {turn + 1} of {rounds}", file=sys.stderr, flush=True)
         return figures
 
     def system_calls(self):
-        """Per round trip: what some hundreds more of them take. The answers come late, because under the tracer they
-        would be there before they are waited for."""
+        """Counts the system calls of a round trip: the difference between 350 and 50 round trips, divided by 300. The service
+        answers late, because strace slows the caller so much that the answer would arrive before the caller waits."""
         totals = {}
         if not shutil.which("strace"):
             return totals
@@ -126,7 +126,7 @@ class Bench:
         return {peer: (more - less) / 300 for peer, (less, more) in totals.items()}
 
     def resident(self):
-        """KiB that a started client has more than an empty program."""
+        """Measures how many KiB more than an empty program a started client has resident."""
         def kib(program, *arguments):
             command = [str(self.bin / program), *arguments]
             return statistics.median(int(subprocess.run(command, capture_output=True, check=True).stdout)
@@ -135,7 +135,7 @@ class Bench:
             return kib("peer-resident", self.buses[DAEMON].address) - kib("peer-resident-empty")
 
     def in_process(self, quick):
-        """The benchmarks of the project alone; those that watch the process's memory in a process of their own."""
+        """Runs the project's own benchmarks. expireCommands measures the memory of the process, so it has its own process."""
         found = {}
         for which in ("expireCommands",) if quick else ("expireCommands", "-expireCommands"):
             command = [str(self.bin / "hevra-benchmarks"), "--benchmark_format=json", "--benchmark_min_time=0.05",
@@ -170,14 +170,14 @@ def sizes(build):
 
 def main():
     parser = argparse.ArgumentParser(description=__doc__)
-    parser.add_argument("--build", type=pathlib.Path, default=ROOT / "build/release", help="where it was built")
+    parser.add_argument("--build", type=pathlib.Path, default=ROOT / "build/release", help="the build folder")
     parser.add_argument("--rounds", type=int, default=5)
-    parser.add_argument("--rows", default="", help="only the rows in whose name this pattern is found")
-    parser.add_argument("--quick", action="store_true", help="the checks and one short round")
+    parser.add_argument("--rows", default="", help="run only the rows whose name matches this pattern")
+    parser.add_argument("--quick", action="store_true", help="run the checks and one short round")
     options = parser.parse_args()
     begin = time.monotonic()
-    # Everything, the buses and the service too, shares one core: all wait for each other anyway, and no peer's figures
-    # depend on where the scheduler puts whom.
+    # Everything shares one core, the buses and the service too. All wait for each other anyway, and the figures do not
+    # depend on the placement of processes by the scheduler.
     cores = sorted(os.sched_getaffinity(0))
     os.sched_setaffinity(0, {cores[-1]})
     with tempfile.TemporaryDirectory(prefix="hevra-bench-") as folder:

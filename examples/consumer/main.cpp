@@ -1,6 +1,7 @@
-// An application with a build of its own, against the installed library. What must hold where a shared library has its
-// border: every exception is caught by its own type, and every typed value is recognised, also after it came back from
-// a service, here the simulated stack inside this very process. Exits with 1 and the name of what was not recognised.
+// An application with its own build, which uses the installed library. Checks that types are recognised across the
+// border of the shared library: every exception is caught by its own type, and every typed value has its type after it
+// came back from a service, here the simulated stack in this process. Prints the types that are not recognised and
+// exits with 1.
 #include <cstdio>
 #include <future>
 #include <typeinfo>
@@ -55,7 +56,7 @@ struct OwnType : HvType {
   std::string toString() const override { return "a type that does not travel"; }
 };
 
-/// A structure with a text, which is no node record.
+/// Makes a reply that has no node record, but a structure with a text.
 Method::Return makeReply() {
   Method::Return reply{Method::Call()};
   Iterator arguments = reply.begin();
@@ -140,7 +141,8 @@ const Kind KINDS[] = {
     kind<HvNull, HvBlob>("HvNull"),  // travels as an empty blob
 };
 
-/// Looks at the value of every command when its last report comes; a command's number is its value's in KINDS.
+/// Checks the value of every command at its last report. The identifier of a command is the index of its value in
+/// KINDS.
 struct Watcher : Interface::Command::Originator {
   std::promise<void> done;
   std::size_t ended = 0;

@@ -1,4 +1,4 @@
-// One command an attempt.
+// Sends one command for each attempt.
 #include <examples/lamp/Lamp.h>
 
 #include <utility>
@@ -11,7 +11,7 @@ using Hevra::Proxy::Command::Outcome;
 
 namespace {
 
-/// The lamp does not care how far its commands have come.
+/// Ignores progress: the lamp only needs the end of a command.
 struct Uninterested : Hevra::Interface::Command::Originator {
   void progress(const Hevra::Command&, const Hevra::Group&, const HomeAutomation::Command::Status&) override {}
 };

@@ -1,4 +1,4 @@
-// A small application: switches a lamp on, and tries once more when the radio does not answer.
+// A small application: switches a lamp on, and retries once if the radio does not answer.
 #pragma once
 
 #include <cstdint>
@@ -10,11 +10,11 @@
 /// Threads: any.
 class Lamp {
  public:
-  /// The lamp is the node at that address.
+  /// `address`: the address of the lamp's node.
   explicit Lamp(std::uint32_t address);
 
   void turnOn();
-  /// "off", "switching", "on", or why it is not on.
+  /// "off", "switching", "on", or the reason why it is not on.
   std::string getState() const;
 
  private:
@@ -26,6 +26,6 @@ class Lamp {
   mutable Quarnix::Mutex mutex_;
   std::string state_ HEVRA_GUARDED_BY(mutex_) = "off";
   std::uint32_t lastId_ HEVRA_GUARDED_BY(mutex_) = 0;
-  // The last member, because it goes first: until then it tells attempts how they ended.
+  // The last member, so that it is destroyed first: its destructor still tells attempts how they ended.
   Quarnix::Hevra::Proxy::Command::Manager manager_{false, "lamp"};
 };

@@ -1,5 +1,4 @@
-// The test of the lamp: no bus, no radio, and none of the minutes that it is about. Any test framework will do; this
-// has none.
+// Tests the lamp without a bus, a radio or real time. It uses no test framework, but would work with any.
 #include <cstdio>
 #include <string>
 #include <vector>
