@@ -12,6 +12,7 @@
 #include <platform/hevra/HvTypes.h>
 #include <proxy/command/CommandContainerList.h>
 #include <proxy/node/Manager.h>
+#include <stack/Variant.h>
 
 namespace {
 
@@ -33,13 +34,14 @@ Hevra::Command command(std::uint32_t id) {
 
 Bus::Message::Method::Call addCall(const Hevra::Proxy::CommandContainerList& commands) {
   Bus::Message::Method::Call call;
-  call.setPath("/com/quarnix/Application/HevraZuv/Manager/Command");
-  call.setDestination("com.quarnix.Application.Hevra");
-  call.setInterface("com.quarnix.Application.Hevra.Manager.Command");
+  using namespace Hevra::Stack;
+  call.setPath(COMMAND_PATH);
+  call.setDestination(busNameOf(Variant::HEVRA));
+  call.setInterface(commandInterfaceOf(Variant::HEVRA).c_str());
   call.setMember("add");
   Bus::Message::Iterator arguments = call.begin();
   Bus::Message::Iterator server = arguments.begin(Bus::Message::STRUCTURE);
-  server.appendPath("/com/quarnix/Application/bench/Hevra/Originator");
+  server.appendPath(originatorPathOf(Variant::HEVRA, "bench"));
   arguments.end(server);
   Bus::Message::Iterator group = arguments.begin(Bus::Message::STRUCTURE);
   group.append("g1");

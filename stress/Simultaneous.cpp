@@ -12,6 +12,7 @@
 #include <platform/core/time/SimulatedClock.h>
 #include <platform/core/timer/Monotonic.h>
 #include <proxy/command/Manager.h>
+#include <stack/Variant.h>
 
 namespace Quarnix::Stress {
 
@@ -25,9 +26,9 @@ class SilentStack final : public Bus::Object::Server {
  public:
   SilentStack() {
     setConnection(Bus::Connection::open("in-process"));
-    setPath("/com/quarnix/Application/HevraZuv/Manager/Command");
+    setPath(Hevra::Stack::COMMAND_PATH);
     start(true);
-    getConnection()->requestName("com.quarnix.Application.Hevra");
+    getConnection()->requestName(busNameOf(Hevra::Stack::Variant::HEVRA));
   }
   ~SilentStack() override { retire(); }
 
@@ -56,8 +57,8 @@ class StartingShot final : public Timer::Monotonic {
 Bus::Message::Method::Call reportOf(std::uint32_t id, std::uint64_t round, const std::string& to) {
   Bus::Message::Method::Call call;
   call.setDestination(to);
-  call.setPath("/com/quarnix/Application/instant/Hevra/Originator");
-  call.setInterface("com.quarnix.Application.HevraZuv.Originator.Command");
+  call.setPath(originatorPathOf(Hevra::Stack::Variant::HEVRA, "instant"));
+  call.setInterface(Hevra::Stack::ORIGINATOR_INTERFACE);
   call.setMember("progress");
   call.setNoReplyExpected();
   Hevra::Command command;
