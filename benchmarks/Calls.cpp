@@ -9,6 +9,7 @@
 #include <platform/bus/object/Server.h>
 #include <proxy/command/Manager.h>
 #include <proxy/daughterboard/Manager.h>
+#include <stack/Variant.h>
 #include <tests/harness/BusDaemon.h>
 
 namespace {
@@ -20,9 +21,9 @@ class DaughterBoard : public Bus::Object::Server {
  public:
   explicit DaughterBoard(const Shared::Pointer<Bus::Connection>& connection) {
     setConnection(connection);
-    setPath("/com/quarnix/Application/HevraZuv/Manager/DaughterBoard");
+    setPath(Hevra::Stack::BOARD_PATH);
     start(true);
-    connection->requestName("com.quarnix.Application.Hevra");
+    connection->requestName(busNameOf(Hevra::Stack::Variant::HEVRA));
   }
   ~DaughterBoard() override { retire(); }
 

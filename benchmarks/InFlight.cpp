@@ -14,12 +14,13 @@
 #include <platform/core/time/SimulatedClock.h>
 #include <proxy/command/CommandContainerList.h>
 #include <proxy/command/Manager.h>
+#include <stack/Variant.h>
 
 namespace {
 
 using namespace Quarnix;
 
-constexpr const char* SERVICE = "com.quarnix.Application.Hevra";
+const std::string SERVICE = busNameOf(Hevra::Stack::Variant::HEVRA);
 
 /// Drops the lines that time-outs log.
 class SilentLogger : public Log::Logger {
@@ -31,7 +32,7 @@ class Stack : public Bus::Object::Server {
  public:
   explicit Stack(const Shared::Pointer<Bus::Connection>& connection) {
     setConnection(connection);
-    setPath("/com/quarnix/Application/HevraZuv/Manager/Command");
+    setPath(Hevra::Stack::COMMAND_PATH);
     start(true);
     // An "add" may carry 100,000 commands.
     connection->setLargestMessage(std::size_t{64} << 20, Bus::Connection::LARGEST_REPLY);

@@ -1,4 +1,4 @@
-// A task that sleeps until its next entry.
+// The task sleeps until the next entry is due.
 #include <stack/Agenda.h>
 
 #include <utility>
@@ -10,7 +10,7 @@ namespace Quarnix::Hevra::Stack {
 Agenda::Agenda() : wake_([this] { schedule(); }) {}
 
 Agenda::~Agenda() {
-  wake_.retire();  // before the task that it schedules
+  wake_.retire();  // first, because it schedules the task
   retire();
 }
 

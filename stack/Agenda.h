@@ -1,4 +1,4 @@
-// What is to be done later.
+// A list of work that is to be done later.
 #pragma once
 
 #include <functional>
@@ -10,8 +10,8 @@
 
 namespace Quarnix::Hevra::Stack {
 
-/// Runs each entry once its time has come, on a task of its own, one at a time in the order of their times; those of
-/// one time in the order in which they came.
+/// Runs each entry when its time has come. The entries run on the agenda's own task, one at a time and in the order of
+/// their times; entries of the same time run in the order in which they were added.
 ///
 /// Threads: any.
 class Agenda : private Task {
@@ -21,8 +21,9 @@ class Agenda : private Task {
   Agenda& operator=(const Agenda&) = delete;
   ~Agenda() override;
 
+  /// Adds an entry that runs after this span.
   void after(const Time::Elapsed& span, std::function<void()> entry);
-  /// Drops all entries; returns when none is running, but on a task's thread, where it does not wait.
+  /// Drops all entries and waits for the one that is running, except when it is called on a task's thread.
   void clear();
 
  private:

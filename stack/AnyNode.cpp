@@ -1,4 +1,4 @@
-// The kinds and their marshallers, in tables.
+// Chooses the marshaller of each kind from tables.
 #include <stack/AnyNode.h>
 
 #include <array>

@@ -1,4 +1,4 @@
-// A node of any of the four kinds as a value, and its record on the bus.
+// A node of any of the four kinds, held as a value, and its record on the bus.
 #pragma once
 
 #include <cstddef>
@@ -15,10 +15,11 @@
 
 namespace Quarnix::Hevra::Stack {
 
-/// A kind is known by its index here.
+/// The kinds are numbered by their index in this variant.
 using AnyNode = std::variant<RemoteActuatorNode, RemoteSensorNode, StackNode, RemoteControllerNode>;
 inline constexpr std::size_t KINDS = std::variant_size_v<AnyNode>;
 
+/// Returns what nodes of all kinds have in common.
 inline const Node& headOf(const AnyNode& node) {
   return std::visit([](const Node& head) -> const Node& { return head; }, node);
 }
@@ -26,14 +27,14 @@ inline Node& headOf(AnyNode& node) {
   return std::visit([](Node& head) -> Node& { return head; }, node);
 }
 
-/// The kind of the nodes of a class; none for a class without a record.
+/// Returns the kind of the nodes of a class; nothing for a class that has no record.
 std::optional<std::size_t> kindOf(NodeClass nodeClass) noexcept;
 
-/// The signature of a kind's record.
+/// Returns the signature of a kind's record.
 const std::string& signatureOf(std::size_t kind);
-/// Appends the node's record. Raises Bus::InvalidArgument for a label that is not UTF-8.
+/// Appends the node's record. Raises Bus::InvalidArgument when a label is not UTF-8.
 void append(Bus::Message::Iterator& iterator, const AnyNode& node);
-/// Reads the record of that kind, whose signature has been compared; the iterator stays on it.
+/// Reads a record of the kind; the caller has compared its signature. The iterator is not advanced.
 AnyNode read(Bus::Message::ConstIterator& iterator, std::size_t kind);
 
 }  // namespace Quarnix::Hevra::Stack

@@ -1,4 +1,4 @@
-// Takes calls apart and hands on what they ask for.
+// Reads the arguments of calls and passes them to the radio.
 #include <stack/CommandManager.h>
 
 #include <algorithm>
@@ -32,8 +32,7 @@ const std::string& addSignature() {
 
 CommandManager::CommandManager(Shared::Pointer<Bus::Connection> connection, const Options& options, NodeTable& nodes,
                                Faults& faults)
-    : SimulatedObject(connection, "/com/quarnix/Application/HevraZuv/Manager/Command", interfacesOf(options.variants),
-                      options, 0, faults),
+    : SimulatedObject(connection, COMMAND_PATH, interfacesOf(options.variants), options, 0, faults),
       radio_(connection, options.pace, nodes, faults) {}
 
 CommandManager::~CommandManager() { retire(); }
@@ -46,7 +45,7 @@ void CommandManager::announceException(const std::string& text) {
   }
 }
 
-/// Null when none that is served has the call's interface.
+/// Returns null when no served variant has the call's interface.
 const Variant* CommandManager::variantOf(const Call& call) const {
   const auto found = std::find_if(options_.variants.begin(), options_.variants.end(),
                                   [&](Variant served) { return commandInterfaceOf(served) == call.getInterface(); });
@@ -80,7 +79,7 @@ bool CommandManager::answer(const Call& call, Return&) {
   return true;
 }
 
-/// What `subjectOf` has read.
+/// Submits what `subjectOf` has read.
 void CommandManager::add(const Call& call) {
   std::vector<Job> jobs;
   for (Command& command : submission_.commands) {
@@ -90,13 +89,13 @@ void CommandManager::add(const Call& call) {
     job.command = std::move(command);
     job.command.setStatus(HvDetailedCommandStatus::INITIALIZED);
     job.command.getDetailedError().setErrorFieldsToString({});
-    if (drawFate(job)) jobs.push_back(std::move(job));
+    if (drawFaults(job)) jobs.push_back(std::move(job));
   }
   radio_.submit(call.getSender(), std::string(call.begin().begin().getText()), std::move(jobs));
 }
 
-/// False for a command that is lost.
-bool CommandManager::drawFate(Job& job) {
+/// Decides what goes wrong with the job. Returns false when its command gets lost.
+bool CommandManager::drawFaults(Job& job) {
   const bool dropped = dice_.roll(options_.drop);
   job.fails = dice_.roll(options_.fail);
   for (unsigned report = 0; report < Job::MAXIMUM_REPORTS; ++report) {

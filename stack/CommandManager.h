@@ -1,4 +1,4 @@
-// The command manager of the simulated stack. Its interfaces are those of the variants; its object is one for both.
+// The command manager of the simulated stack: one object, on which each variant has an interface.
 #pragma once
 
 #include <cstddef>
@@ -10,26 +10,27 @@
 
 namespace Quarnix::Hevra::Stack {
 
-/// Serves "add" and the three "cancel" of each variant.
+/// Serves "add" and the three forms of "cancel" for each variant.
 ///
-/// "add" takes an originator's path, a group and commands, which it hands to the radio as they are; only their status
-/// and the text of their error begin anew. "cancel" counts for the commands of the variant that it is sent to,
-/// whoever sent them: all of them, those with a key (the group's identifier, "_" and the command's), or those whose
-/// Acei has a priority level. It is answered alike whether there was one or not; a cancelled command reports CANCELLED.
+/// "add" takes the path of an originator, a group and commands. It resets the status and the error text of each command
+/// and hands the commands to the radio. "cancel" cancels commands of the variant that it is sent to, whoever added
+/// them: all of them, the one with a key (the group's identifier, "_" and the command's identifier), or those whose
+/// Acei has a priority level. Its answer is the same whether it found a command or not. A cancelled command reports
+/// CANCELLED.
 class CommandManager final : public SimulatedObject {
  public:
-  /// The table and the faults must outlive the manager.
+  /// `nodes` and `faults` must outlive the manager.
   CommandManager(Shared::Pointer<Bus::Connection> connection, const Options& options, NodeTable& nodes, Faults& faults);
   ~CommandManager() override;
 
-  /// Sends the signal "exception" for each variant. Raises Bus::InvalidArgument for what is no UTF-8 without NUL. Any
-  /// thread.
+  /// Sends the signal "exception" on the interface of each variant. Raises Bus::InvalidArgument when the text is not
+  /// UTF-8 or has a NUL. Any thread.
   void announceException(const std::string& text);
-  /// How many commands are in flight. Any thread.
+  /// Returns the number of commands in flight. Any thread.
   std::size_t getCommandCount() const { return radio_.getCommandCount(); }
-  /// Drops what is in flight. Any thread.
+  /// Drops the commands in flight. Any thread.
   void dropCommands() { radio_.drop(); }
-  /// The same, to be called after `stop`; returns when no report is under way.
+  /// Drops the commands in flight and waits for the reports under way. Call it after `stop`.
   void endCommands() { radio_.clear(); }
 
  private:
@@ -38,10 +39,10 @@ class CommandManager final : public SimulatedObject {
   const Variant* variantOf(const Bus::Message::Method::Call& call) const;
   void add(const Bus::Message::Method::Call& call);
   void cancel(Variant variant, const Bus::Message::Method::Call& call);
-  bool drawFate(Job& job);
+  bool drawFaults(Job& job);
 
   Radio radio_;
-  Submission submission_;  // of the call that is being answered
+  Submission submission_;  // what the present call has submitted
 };
 
 }  // namespace Quarnix::Hevra::Stack

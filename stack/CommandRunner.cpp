@@ -1,4 +1,4 @@
-// The life of the commands of one originator.
+// Takes each command from status to status and reports it.
 #include <stack/CommandRunner.h>
 
 #include <cstring>
@@ -32,7 +32,7 @@ void appendReport(Bus::Message::Iterator& arguments, const Job& job) {
   arguments.append(static_cast<std::int32_t>(summaryOf(job.command.getStatus())));
 }
 
-/// Whether an error says that nobody will ever be there again; unique names are not used twice.
+/// Says whether the error means that the connection has gone for good; a bus does not use a unique name twice.
 bool saysGone(const char* errorName) {
   return std::strcmp(errorName, "org.freedesktop.DBus.Error.ServiceUnknown") == 0 ||
          std::strcmp(errorName, "org.freedesktop.DBus.Error.NameHasNoOwner") == 0;
@@ -52,7 +52,7 @@ CommandRunner::CommandRunner(Shared::Pointer<Bus::Connection> connection, std::s
 
 CommandRunner::~CommandRunner() {
   drop();
-  wake_.retire();  // before the task that it schedules
+  wake_.retire();  // first, because it schedules the task
   retire();
 }
 
@@ -95,7 +95,7 @@ std::size_t CommandRunner::getCommandCount() const {
 void CommandRunner::entry() {
   const Time::Clock& clock = Time::Clock::get();
   MutexLock lock(mutex_);
-  inHand_ = {};  // not empty only when its report raised an error: it is given up
+  inHand_ = {};  // a job is still here when its report raised an exception; it is given up
   while (!waiting_.empty() && waiting_.begin()->first <= clock.now()) {
     inHand_ = waiting_.extract(waiting_.begin());
     Job& job = inHand_.mapped();
@@ -114,7 +114,7 @@ void CommandRunner::entry() {
     }
     if (effect.kind == Kind::ERROR) fail(job, effect.code, effect.text);
     lock.unlock();
-    // Meanwhile nobody else writes to the job but for `cancelled` and `dropped`, which are not read.
+    // While the mutex is free, other threads write only `cancelled` and `dropped` of the job, which are not read here.
     bool heard = true;
     if (effect.kind == Kind::RESTART) {
       faults_.restart(effect.time);
@@ -162,14 +162,14 @@ Time::Elapsed CommandRunner::waitAfter(const Job& job) const {
   return job.command.getStatus() == Status::DELAYED ? Time::Elapsed(job.command.getDelay(), 0) : pace_;
 }
 
-/// False when the originator has gone.
+/// Returns false when the originator has gone.
 bool CommandRunner::report(const Job& job, Kind effect) const {
   const bool twice = effect == Kind::DUPLICATE || (job.doubled >> (job.reports - 1) & 1);
   for (int times = twice ? 2 : 1; times > 0; --times) {
     Bus::Message::Method::Call call;
     call.setDestination(client_);
     call.setPath(path_);
-    call.setInterface("com.quarnix.Application.HevraZuv.Originator.Command");
+    call.setInterface(ORIGINATOR_INTERFACE);
     call.setMember("progress");
     call.setTimeout(REPLY_TIMEOUT);
     Bus::Message::Iterator arguments = call.begin();

@@ -1,4 +1,4 @@
-// Carries out the commands of one originator. There is no radio: a command only takes its time and reports.
+// Carries out the commands of one originator. Without a radio, a command only takes its time and reports.
 #pragma once
 
 #include <cstddef>
@@ -17,38 +17,39 @@
 
 namespace Quarnix::Hevra::Stack {
 
-/// Reports the statuses of each command by calling "progress" of the originator: DELAYED first and then a wait of its
-/// delay when it has one; then TRANSMITTED, IN_PROGRESS and COMPLETED (or FAILED), a pace apart.
+/// Reports the statuses of each command by calling "progress" of the originator. A command with a delay reports DELAYED
+/// and waits for that long. Then it reports TRANSMITTED, IN_PROGRESS and COMPLETED (or FAILED), with one pace between
+/// them.
 ///
-/// One report at a time: the next waits for the answer to the last, REPLY_TIMEOUT at the most, so that an originator is
-/// not flooded and one that is slow delays nobody's commands but its own. A report that is not answered, or answered
-/// with an error, is logged and not repeated; when the originator's connection is gone, its commands are dropped.
+/// The runner makes one report at a time and waits for its answer, for REPLY_TIMEOUT at most. So it does not flood an
+/// originator, and a slow originator delays only its own commands. A report without an answer, or with an error for an
+/// answer, is logged and not repeated. When the originator's connection has gone, its commands are dropped.
 ///
-/// A command that writes changes its node in the table, see NodeTable::write, just before it reports COMPLETED. Each
-/// report may meet a fault.
+/// A command that writes changes its node in the table just before it reports COMPLETED, see NodeTable::write. A fault
+/// may affect each report.
 ///
-/// Beside the command's own status a report says RUNNING until the end, then DONE for a completed command and FAILED
-/// for every other.
+/// Besides the command's own status, a report says RUNNING until the end, and at the end DONE for a completed command
+/// and FAILED for any other.
 ///
 /// Threads: any; the reports are made on the runner's own task.
 class CommandRunner : private Task {
  public:
   static constexpr Time::Elapsed REPLY_TIMEOUT{5, 0};
 
-  /// The originator is the object `path` of the connection whose unique name is `client`. The table and the faults must
+  /// The originator is the object `path` of the connection whose unique name is `client`. `nodes` and `faults` must
   /// outlive the runner.
   CommandRunner(Shared::Pointer<Bus::Connection> connection, std::string client, std::string path,
                 const Time::Elapsed& pace, NodeTable& nodes, Faults& faults);
   CommandRunner(const CommandRunner&) = delete;
   CommandRunner& operator=(const CommandRunner&) = delete;
-  /// Waits for the answer to a report under way.
+  /// Waits for the answer to the report under way.
   ~CommandRunner() override;
 
   void submit(std::vector<Job> jobs);
-  /// Those of the commands in flight that are `chosen` report CANCELLED next, which is their end. `chosen` is called
-  /// with the runner locked and must look at nothing but the job's variant and what the command came with.
+  /// Makes each command in flight that `chosen` accepts report CANCELLED next, as its last report. `chosen` is called
+  /// with the runner locked; it may read only the job's variant, its group and what the command was submitted with.
   void cancel(const std::function<bool(const Job&)>& chosen);
-  /// Drops all commands; no report of theirs begins after it.
+  /// Drops all commands; none of their reports begins afterwards.
   void drop();
   std::size_t getCommandCount() const;
 
@@ -71,7 +72,7 @@ class CommandRunner : private Task {
 
   mutable Mutex mutex_;
   Jobs waiting_ HEVRA_GUARDED_BY(mutex_);
-  Jobs::node_type inHand_ HEVRA_GUARDED_BY(mutex_);  // the one that is reported at the moment
+  Jobs::node_type inHand_ HEVRA_GUARDED_BY(mutex_);  // the one that is being reported
   Wake wake_;
 };
 

@@ -1,4 +1,4 @@
-// Counts resets.
+// Answers and counts resets.
 #include <stack/DaughterBoard.h>
 
 #include <cstring>
@@ -6,8 +6,7 @@
 namespace Quarnix::Hevra::Stack {
 
 DaughterBoard::DaughterBoard(Shared::Pointer<Bus::Connection> connection, const Options& options, Faults& faults)
-    : SimulatedObject(connection, "/com/quarnix/Application/HevraZuv/Manager/DaughterBoard", {boardInterface()},
-                      options, 1, faults) {}
+    : SimulatedObject(connection, BOARD_PATH, {boardInterface()}, options, 1, faults) {}
 
 DaughterBoard::~DaughterBoard() { retire(); }
 

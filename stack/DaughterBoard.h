@@ -1,4 +1,4 @@
-// The daughter board manager of the simulated stack. There is no board: a reset is counted.
+// The daughter board manager of the simulated stack. There is no board, so it only counts resets.
 #pragma once
 
 #include <atomic>
@@ -8,13 +8,14 @@
 
 namespace Quarnix::Hevra::Stack {
 
-/// Serves "hardreset", on the plain variant's interface only.
+/// Serves "hardreset" on the plain variant's interface.
 class DaughterBoard final : public SimulatedObject {
  public:
   DaughterBoard(Shared::Pointer<Bus::Connection> connection, const Options& options, Faults& faults);
   ~DaughterBoard() override;
 
-  /// What "hardreset" answers from now on; true at first. A reset that is answered with false counts too. Any thread.
+  /// Sets what "hardreset" answers from now on; at first it answers true. A reset that is answered with false is
+  /// counted too. Any thread.
   void setResetAnswer(bool answer) noexcept { resetAnswer_ = answer; }
   std::size_t getResetCount() const noexcept { return resets_; }
 

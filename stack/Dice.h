@@ -1,4 +1,4 @@
-// The draws that decide about faults. Not for anything that must be unpredictable.
+// Random numbers that decide about faults. They are predictable, so do not use them for anything secret.
 #pragma once
 
 #include <cstdint>
@@ -6,12 +6,12 @@
 
 namespace Quarnix::Hevra::Stack {
 
-/// A sequence of draws that depends on its seed only, on every machine the same. One thread at a time.
+/// A sequence of draws that depends only on the seed and is the same on every machine. One thread at a time.
 class Dice {
  public:
   explicit Dice(std::uint64_t seed) : engine_(seed) {}
 
-  /// True with the probability `rate`; makes one draw whatever the rate is.
+  /// Returns true with the probability `rate`. It makes one draw, whatever the rate is.
   bool roll(double rate) { return static_cast<double>(engine_() >> 11) * 0x1p-53 < rate; }
 
  private:

@@ -1,4 +1,4 @@
-// Sets the process up for a test, and back.
+// Sets the process up for a test and notes what the application submits.
 #include <stack/FakeStack.h>
 
 #include <atomic>
@@ -28,7 +28,7 @@ FakeStack::Surroundings::Surroundings() {
   try {
     formerDefault = Bus::Connection::getDefault();
   } catch (const Bus::InvalidArgument&) {
-    // The environment names no bus, and a test needs none.
+    // The environment names no bus; a test does not need one.
   }
   Bus::Connection::setDefault(Bus::Connection::open("in-process"));
 }

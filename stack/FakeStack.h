@@ -1,4 +1,4 @@
-// A stack service for the tests of an application: without a bus, a radio or real time.
+// A stack service for the tests of an application. It needs no bus daemon, no radio and no real time.
 #pragma once
 
 #include <chrono>
@@ -15,14 +15,14 @@
 
 namespace Quarnix::Hevra::Stack {
 
-/// While it lives, time stands still but for `advance`, the default connection is one to the bus inside this process,
-/// and a stack service is started there. It belongs to no test framework: what an application did is returned as a
-/// value to be compared.
+/// While it exists, time passes only in `advance`, the default connection leads to the bus inside this process, and a
+/// stack service is started there. It depends on no test framework: its operations return what the application did, and
+/// your test compares that.
 ///
-/// One a process at a time; a second raises std::logic_error. Make it before the application's managers, and let it
-/// outlive them. Threads: all of it from the one that made it, which is no task's. What the application does on
-/// managers' and timers' tasks is waited for, what it does on threads of its own is not: join them, or let
-/// Time::SimulatedClock::awaitWaiters tell that they wait.
+/// A process can have one at a time; a second one raises std::logic_error. Make it before the application's managers
+/// and destroy it after them. Threads: use it only on the thread that made it, which must not be a task's. It waits for
+/// what the application does on the tasks of managers and timers, but not for the application's own threads: join
+/// those, or use Time::SimulatedClock::awaitWaiters to learn that they wait.
 class FakeStack {
  public:
   /// Raises what Service raises.
@@ -30,45 +30,45 @@ class FakeStack {
   FakeStack(const FakeStack&) = delete;
   FakeStack& operator=(const FakeStack&) = delete;
 
-  /// Another service in place of the present one, with other options and nodes; what was submitted is forgotten.
+  /// Replaces the service by another one with these options and nodes, and forgets what was submitted.
   void serve(const Options& options);
 
-  /// Lets that much time pass, from one due deadline to the next, and returns when the service and the application's
-  /// managers have nothing left to do. Raises std::invalid_argument for a span below zero.
+  /// Lets this much time pass, from one deadline to the next, and returns when the service and the application's
+  /// managers have nothing left to do. Raises std::invalid_argument for a negative span.
   void advance(std::chrono::nanoseconds span);
-  /// The same without time passing.
+  /// Returns when the service and the application's managers have nothing left to do; no time passes.
   void settle() { clock_.settle(); }
   Time::SimulatedClock& clock() noexcept { return clock_; }
 
-  /// What goes wrong from now on; an empty plan for nothing. Raises what `check` raises.
+  /// Sets what goes wrong from now on; with an empty plan nothing does. Raises what `check` raises.
   void plan(const Plan& plan) { service_->setPlan(plan); }
-  /// Once all is idle, the service goes, with all commands in flight, and comes back after that time.
+  /// Waits until all is idle. Then the service disappears with all commands in flight, and comes back after this time.
   void restart(std::chrono::nanoseconds away = {});
-  /// The service announces an exception, for each variant.
+  /// Makes the service announce an exception on the interface of each variant.
   void exception(const std::string& text);
-  /// What a reset of the daughter board answers from now on; true at first.
+  /// Sets what a reset of the daughter board answers from now on; at first it answers true.
   void answerResets(bool answer) { service_->setResetAnswer(answer); }
 
-  /// The radio nodes and their links; a change is announced to the application.
+  /// Returns the radio nodes and their links. Changes that you make are announced to the application.
   NodeTable& nodes() noexcept { return service_->getNodes(); }
-  /// The state of the node at the address; none without such a node.
+  /// Returns the state of the node at the address; nothing when there is no such node.
   std::optional<std::uint32_t> stateOf(std::uint32_t address) const;
 
-  /// The commands that the application has submitted since the last time, each as "evening_1 writes true to 0x1001" or
-  /// "evening_2 reads 0x1001", refused ones too.
+  /// Returns the commands that the application has submitted since the last call, including refused ones. Each is a
+  /// text such as "evening_1 writes true to 0x1001" or "evening_2 reads 0x1001".
   std::vector<std::string> takeCommands();
-  /// The last command that it has submitted, whole.
+  /// Returns the last submitted command with all its fields.
   std::optional<Command> lastCommand() const;
-  /// How many commands are under way.
+  /// Returns the number of commands in flight.
   std::size_t commandsInFlight() const { return service_->getCommandCount(); }
-  /// How many resets of the daughter board were carried out.
+  /// Returns how often the daughter board was reset.
   std::size_t resets() const { return service_->getResetCount(); }
 
-  /// For all else.
+  /// Gives access to everything else.
   Service& service() noexcept { return *service_; }
 
  private:
-  /// The process as the fake needs it, and as it was before.
+  /// Sets the process up and restores it at the end.
   struct Surroundings {
     Surroundings();
     ~Surroundings();

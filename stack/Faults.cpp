@@ -1,4 +1,4 @@
-// Matching.
+// Matches calls and reports with rules.
 #include <stack/Faults.h>
 
 #include <algorithm>
@@ -16,22 +16,22 @@ void Faults::setPlan(const Plan& plan) {
     check(rule);
     rules.push_back({rule});
   }
-  any_ = !rules.empty();
+  hasRules_ = !rules.empty();
   MutexLock lock(mutex_);
   rules_.swap(rules);
 }
 
 Effect Faults::next(std::string_view on, const std::string& group, std::span<const Command> commands) {
-  if (!any_) return {};
+  if (!hasRules_) return {};
   const Effect* effect = nullptr;
   MutexLock lock(mutex_);
-  for (auto& [rule, met] : rules_) {
+  for (auto& [rule, matches] : rules_) {
     if (rule.on != on || (rule.group && *rule.group != group)) continue;
     const std::optional<std::uint32_t>& id = rule.command;
     if (id && std::none_of(commands.begin(), commands.end(), [&](const Command& one) { return one.getId() == *id; }))
       continue;
-    ++met;
-    if (!effect && met >= rule.nth && met - rule.nth < rule.times) effect = &rule.effect;
+    ++matches;
+    if (!effect && matches >= rule.nth && matches - rule.nth < rule.times) effect = &rule.effect;
   }
   return effect ? *effect : Effect();
 }

@@ -1,4 +1,4 @@
-// The plan in force, and the means to carry it out.
+// Applies the present plan to calls and reports.
 #pragma once
 
 #include <atomic>
@@ -15,17 +15,17 @@
 
 namespace Quarnix::Hevra::Stack {
 
-/// Counts what its rules fit and says what happens to it.
+/// Counts the calls and reports that match each rule and decides what happens to them.
 ///
-/// Threads: any; entries of the agenda run on its task, `restart` where it is called.
+/// Threads: any. The agenda's entries run on the agenda's task; `restart` runs on the thread that calls it.
 class Faults {
  public:
-  /// `restart` takes the time that the service's names are away. Raises what `check` raises.
+  /// `restart` is called with the time for which the service's names disappear. Raises what `check` raises.
   Faults(const Plan& plan, std::function<void(const Time::Elapsed& away)> restart);
 
-  /// Puts another plan in force, all of whose rules have seen nothing yet. Raises what `check` raises.
+  /// Replaces the plan; the rules of the new one start to count from zero. Raises what `check` raises.
   void setPlan(const Plan& plan);
-  /// What happens to this call or report; the group and the commands that it is about, if any.
+  /// Decides what happens to this call or report. `group` and `commands` are empty when it concerns none.
   Effect next(std::string_view on, const std::string& group, std::span<const Command> commands);
 
   void restart(const Time::Elapsed& away) const { restart_(away); }
@@ -34,13 +34,13 @@ class Faults {
  private:
   struct Counted {
     Rule rule;
-    std::uint32_t met = 0;
+    std::uint32_t matches = 0;
   };
 
   const std::function<void(const Time::Elapsed&)> restart_;
   Mutex mutex_;
   std::vector<Counted> rules_ HEVRA_GUARDED_BY(mutex_);
-  std::atomic<bool> any_{false};  // whether there are rules: calls that meet none need not take the mutex
+  std::atomic<bool> hasRules_{false};  // lets calls skip the mutex when there is no rule
   Agenda agenda_;
 };
 

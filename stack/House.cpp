@@ -1,4 +1,4 @@
-// Furnishes the house.
+// Makes the nodes of the small house.
 #include <stack/House.h>
 
 #include <cstdint>

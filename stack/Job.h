@@ -10,7 +10,7 @@
 namespace Quarnix::Hevra::Stack {
 
 struct Job {
-  /// How often a command that is not cancelled reports at the most: DELAYED, TRANSMITTED, IN_PROGRESS and its end.
+  /// The most reports of a command that is not cancelled: DELAYED, TRANSMITTED, IN_PROGRESS and the final status.
   static constexpr unsigned MAXIMUM_REPORTS = 4;
 
   Variant variant = Variant::HEVRA;
@@ -18,12 +18,12 @@ struct Job {
   Command command;
   bool fails = false;
   bool cancelled = false;
-  bool dropped = false;      // once the report in hand is out
-  bool held = false;         // its report has its status, and comes later
-  std::uint8_t doubled = 0;  // bit n: its report number n is sent twice
+  bool dropped = false;      // ends after the present report
+  bool held = false;         // its status is set; its report comes later
+  std::uint8_t doubled = 0;  // bit n is set: report number n is sent twice
   std::uint8_t reports = 0;  // so far
 
-  /// The group's identifier, "_" and the command's: what a command is cancelled by.
+  /// Returns the group's identifier, "_" and the command's identifier, by which a command is cancelled.
   std::string getKey() const { return group + "_" + std::to_string(command.getId()); }
 };
 

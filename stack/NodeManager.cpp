@@ -1,4 +1,4 @@
-// Takes the calls apart, and writes lists and signals.
+// Reads the arguments of calls and writes lists and signals.
 #include <stack/NodeManager.h>
 
 #include <cstdint>
@@ -18,7 +18,7 @@ using Bus::Message::Method::Return;
 
 namespace {
 
-using Array = std::vector<const AnyNode*>;  // of one kind
+using Array = std::vector<const AnyNode*>;  // of nodes of one kind
 
 std::vector<Array> groupRuns(const std::vector<AnyNode>& nodes) {
   std::vector<Array> arrays;
@@ -42,7 +42,7 @@ std::vector<Array> groupRuns(const std::vector<AnyNode>& nodes) {
   return kinds;
 }
 
-/// Behind a record: steps over it and reads the action.
+/// Advances the iterator from a record to the action behind it and reads that.
 NodeAction readAction(ConstIterator& argument) {
   std::int32_t action = 0;
   (++argument).get(action);

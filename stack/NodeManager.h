@@ -1,4 +1,4 @@
-// The node manager of one variant of the simulated stack. Both variants' serve the same table.
+// The node manager of one variant of the simulated stack. The managers of both variants share one table.
 #pragma once
 
 #include <string>
@@ -11,20 +11,20 @@ namespace Quarnix::Hevra::Stack {
 /// Serves "getnodes", "modify", "modifyLink", "removeChildrenNodes", "changekey" and "getNodeLink", and sends the
 /// signals "modified" and "linkModified".
 ///
-/// A list of nodes is an array for each run of one kind, in the order of the table, and no argument at all without a
-/// node. A signature has at most 255 letters: where the runs would make more, there is one array a kind instead, in the
-/// order of the kinds' first nodes.
+/// A list of nodes has one array for each run of nodes of the same kind, in the order of the table; an empty list has
+/// no argument at all. When that signature would exceed 255 characters, there is one array for each kind instead, in
+/// the order of the kinds' first nodes.
 ///
-/// Beside arguments of the wrong types, InvalidArgs answers an action that is none, a node whose class is not of its
-/// record, a key that is not 16 bytes or all zero, and a key for what is no stack node.
+/// The error InvalidArgs answers arguments of the wrong types, an unknown action, a node whose class does not fit its
+/// record, a key that is not 16 bytes long or is all zero, and a key for a node that is no stack node.
 class NodeManager final : public SimulatedObject {
  public:
-  /// The table and the faults must outlive the manager.
+  /// `nodes` and `faults` must outlive the manager.
   NodeManager(Shared::Pointer<Bus::Connection> connection, const Options& options, Variant variant, NodeTable& nodes,
               Faults& faults);
   ~NodeManager() override;
 
-  /// Sends the signal of a change. Any thread.
+  /// Sends the signal for a change. Any thread.
   void announce(const NodeTable::Change& change);
 
  private:

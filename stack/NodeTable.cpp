@@ -1,4 +1,4 @@
-// Changes the table and announces what was changed.
+// Changes the table and announces the changes.
 #include <stack/NodeTable.h>
 
 #include <algorithm>
@@ -22,7 +22,7 @@ void check(NodeAction action) {
   }
 }
 
-/// A node that could not be announced must not come in.
+/// Refuses a node that could not be announced.
 void check(const AnyNode& node) {
   const NodeClass nodeClass = headOf(node).getNodeClass();
   if (kindOf(nodeClass) != node.index()) {
@@ -44,11 +44,11 @@ std::uint32_t stateAfter(const HvType* value, std::uint32_t state) {
   return state;
 }
 
-auto at(std::uint32_t address) {
+auto hasAddress(std::uint32_t address) {
   return [address](const AnyNode& node) { return headOf(node).getAddress() == address; };
 }
 
-auto of(std::uint32_t address, NodeLinkType type) {
+auto isLinkOf(std::uint32_t address, NodeLinkType type) {
   return [=](const NodeLink& link) { return link.getNodeAddress() == address && link.getLinkType() == type; };
 }
 
@@ -71,7 +71,7 @@ std::vector<AnyNode> NodeTable::getNodes() const {
 
 std::optional<AnyNode> NodeTable::find(std::uint32_t address) const {
   MutexLock lock(mutex_);
-  const auto found = std::find_if(nodes_.begin(), nodes_.end(), at(address));
+  const auto found = std::find_if(nodes_.begin(), nodes_.end(), hasAddress(address));
   if (found == nodes_.end()) return std::nullopt;
   return *found;
 }
@@ -108,7 +108,7 @@ bool NodeTable::modify(const NodeLink& link, NodeAction action) {
     const auto node = findNode(link.getNodeAddress());
     const auto stack = findNode(link.getStackAddress());
     if (node == nodes_.end() || stack == nodes_.end() || !std::holds_alternative<StackNode>(*stack)) return false;
-    const auto found = std::find_if(links_.begin(), links_.end(), of(link.getNodeAddress(), link.getLinkType()));
+    const auto found = std::find_if(links_.begin(), links_.end(), isLinkOf(link.getNodeAddress(), link.getLinkType()));
     if ((found == links_.end()) != (action == NodeAction::ADDED)) return false;
     Change change{*node, link, action};
     if (action == NodeAction::ADDED) {
@@ -165,15 +165,15 @@ void NodeTable::write(const Command& command) {
 
 std::string NodeTable::getLinkId(std::uint32_t address, NodeLinkType type) const {
   MutexLock lock(mutex_);
-  const auto found = std::find_if(links_.begin(), links_.end(), of(address, type));
+  const auto found = std::find_if(links_.begin(), links_.end(), isLinkOf(address, type));
   return found == links_.end() ? "" : found->getLinkId();
 }
 
 NodeTable::Nodes::iterator NodeTable::findNode(std::uint32_t address) {
-  return std::find_if(nodes_.begin(), nodes_.end(), at(address));
+  return std::find_if(nodes_.begin(), nodes_.end(), hasAddress(address));
 }
 
-/// With all links that it is an end of.
+/// Removes the node with all links from or to it.
 NodeTable::Nodes::iterator NodeTable::remove(Nodes::iterator node) {
   const std::uint32_t address = headOf(*node).getAddress();
   for (auto link = links_.begin(); link != links_.end();) {
@@ -188,7 +188,7 @@ NodeTable::Nodes::iterator NodeTable::remove(Nodes::iterator node) {
   return nodes_.erase(node);
 }
 
-/// Whoever comes while another thread announces leaves its change to that one, which keeps them in order.
+/// While one thread announces, other threads leave their changes to it; so the changes stay in order.
 void NodeTable::announce() {
   MutexLock lock(mutex_);
   if (announcing_) return;

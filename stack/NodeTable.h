@@ -1,4 +1,4 @@
-// The radio nodes that the simulated stack knows, and the links between them; one table for both variants.
+// The radio nodes that the simulated stack knows, and their links. Both variants share one table.
 #pragma once
 
 #include <cstdint>
@@ -16,14 +16,15 @@
 
 namespace Quarnix::Hevra::Stack {
 
-/// Keeps nodes in the order in which they came, one an address, and links, one a type of each node. Every change is
-/// announced, whoever makes it, one at a time and in the order of the changes, before or soon after the change returns:
-/// when two threads make changes at once, one of them announces both.
+/// Keeps nodes in the order in which they were added, with one node at each address, and links, with one link of each
+/// type for a node. The listener is told of every change, one at a time and in the order of the changes. Usually that
+/// happens before the changing operation returns; when two threads make changes at the same time, one of them announces
+/// both.
 ///
-/// Threads: any; the listener is called on the threads that make changes, with nothing locked.
+/// Threads: any. The listener is called on the threads that make changes, with nothing locked.
 class NodeTable {
  public:
-  /// What became of a node, or of a link of that node. Of what is removed, the last state.
+  /// A change of a node, or of a link of that node. What was removed is given in its last state.
   struct Change {
     AnyNode node;
     std::optional<NodeLink> link;
@@ -31,30 +32,32 @@ class NodeTable {
   };
   using Listener = std::function<void(const Change& change)>;
 
-  /// Raises std::invalid_argument for two nodes of one address, and as `modify` does.
+  /// Raises std::invalid_argument when two nodes have the same address, and what `modify` raises.
   NodeTable(const std::vector<AnyNode>& nodes, Listener listener);
 
   std::vector<AnyNode> getNodes() const;
   std::optional<AnyNode> find(std::uint32_t address) const;
 
-  /// ADDED puts the node behind the others, MODIFIED puts it in the place of the one with its address, REMOVED takes
-  /// the one with its address away, and its links before it. False, with nothing done, when a node of the address is
-  /// there already or is not there. Raises std::invalid_argument for another action and for a node whose class is not
-  /// of its kind, Bus::InvalidArgument for a label that is not UTF-8 or has a NUL.
+  /// ADDED appends the node, MODIFIED replaces the node at its address, and REMOVED removes the node at its address,
+  /// after that node's links. Returns false and changes nothing when a node to be added exists already, or another one
+  /// does not exist. Raises std::invalid_argument for any other action and for a node whose class does not belong to
+  /// its kind, and Bus::InvalidArgument for a label that is not UTF-8 or has a NUL.
   bool modify(const AnyNode& node, NodeAction action);
-  /// The same for the link of this type that the node has; false also when there is no node at its node address, or no
-  /// stack node at its stack address. The node is announced with it. Raises std::invalid_argument for another action,
-  /// Bus::InvalidArgument for an identifier that is not UTF-8 or has a NUL.
+  /// Does the same with the link of this type that the node has. Returns false also when there is no node at the link's
+  /// node address, or no stack node at its stack address. The change names the node too. Raises std::invalid_argument
+  /// for any other action, and Bus::InvalidArgument for an identifier that is not UTF-8 or has a NUL.
   bool modify(const NodeLink& link, NodeAction action);
-  /// Gives the stack node at the address a key of 16 bytes; the key that it had becomes its old key. False when there
-  /// is none.
+  /// Gives the stack node at the address a key of 16 bytes; its present key becomes its old key. Returns false when
+  /// there is no such stack node.
   bool changeKey(std::uint32_t address, const std::uint8_t* key);
-  /// Removes the children of the node at the address: all other nodes whose backbone address it is, not theirs in turn.
+  /// Removes the children of the node at the address: all other nodes with that backbone address. Their own children
+  /// stay.
   void removeChildren(std::uint32_t address);
-  /// What a command that writes does to its node, if there is one: a boolean or an integer becomes the node's state
-  /// with its low byte, any other value, and none, counts the state up by one. Announced even when the state stays.
+  /// Applies a command that writes to its node, if there is one. The low byte of a boolean or an integer becomes the
+  /// node's state; with any other value, or none, the state increases by one. This is announced even when the state
+  /// stays the same.
   void write(const Command& command);
-  /// Empty when the node has no link of the type.
+  /// Returns the identifier of the node's link of this type; an empty text when it has none.
   std::string getLinkId(std::uint32_t address, NodeLinkType type) const;
 
  private:

@@ -1,4 +1,4 @@
-// What a simulated stack service is made of and which faults it shows.
+// The options of a simulated stack service: what it has, and how often it fails.
 #pragma once
 
 #include <cstdint>
@@ -13,31 +13,31 @@
 
 namespace Quarnix::Hevra::Stack {
 
-/// Every rate is a probability from 0 to 1. What happens is drawn from `seed`, for each object in a sequence of its
-/// own, and each draw is made whatever its rate is: the same calls in the same order meet the same faults.
+/// Every rate is a probability from 0 to 1. Each object draws from a sequence of its own, which depends on `seed`. It
+/// makes each draw whatever the rate is, so that the same calls in the same order always get the same faults.
 struct Options {
-  /// Each at most once, in any order.
+  /// The variants that are served, each at most once and in any order.
   std::vector<Variant> variants = {Variant::HEVRA, Variant::ZUV};
-  /// The time between two statuses of a command; zero for as fast as its originator answers.
+  /// The time between two statuses of a command. With zero, only the originator's answers take time.
   Time::Elapsed pace = Time::Elapsed::ofMilliseconds(200);
   std::uint64_t seed = 0;
-  /// The nodes at the beginning, one an address. There are no links then.
+  /// The nodes at the beginning, each with an address of its own. At the beginning there are no links.
   std::vector<AnyNode> nodes = makeHouse();
 
-  /// Of the commands: how many are lost without any progress,
+  /// The rate of commands that get lost without any progress.
   double drop = 0;
-  /// and how many end as FAILED.
+  /// The rate of commands that end as FAILED.
   double fail = 0;
-  /// Of the calls: how many are refused with an error reply and not carried out,
+  /// The rate of calls that are refused with an error reply and not carried out.
   double refuse = 0;
-  /// and how many are carried out without a reply.
+  /// The rate of calls that are carried out without a reply.
   double silent = 0;
-  /// Of the progress reports: how many are sent twice.
+  /// The rate of progress reports that are sent twice.
   double duplicate = 0;
 
-  /// What happens to chosen calls and reports whatever the rates say.
+  /// What happens to chosen calls and reports, whatever the rates say.
   Plan plan = {};
-  /// Told of each "add" that can be read, before anything happens to it; on the command manager's task.
+  /// Called for each "add" that can be read, before anything is done with it; on the command manager's task.
   std::function<void(const Submission& submission)> submitted = {};
 };
 

@@ -1,4 +1,4 @@
-// What a rule may say.
+// Checks rules.
 #include <stack/Plan.h>
 
 #include <algorithm>
@@ -37,7 +37,7 @@ void check(const Rule& rule) {
   if (isReport != effect.name.empty())
     refuse(isReport ? "an error's name for progress" : "an error without a name for '" + rule.on + "'",
            isReport ? "a code" : "one such as org.freedesktop.DBus.Error.Failed");
-  // Raises for what cannot be sent.
+  // This raises an error for a name or a text that cannot be sent.
   using namespace Bus::Message::Method;
   const Return sample(Call(), isReport ? "org.freedesktop.DBus.Error.Failed" : effect.name.c_str(), effect.text);
 }

@@ -1,12 +1,12 @@
-// Hands commands to the runners of their originators.
+// Passes commands to the runners of their originators.
 #include <stack/Radio.h>
 
 namespace Quarnix::Hevra::Stack {
 
 void Radio::submit(const std::string& client, const std::string& path, std::vector<Job> jobs) {
   if (jobs.empty()) return;
-  // Runners wait for their threads when they go, so they go after the mutex is released. None gets a job meanwhile:
-  // that happens under the mutex only.
+  // A runner's destructor waits for its thread, so idle runners are destroyed after the mutex is released. None of them
+  // can get a job in the meantime, because jobs are submitted only under the mutex.
   Runners idle;
   MutexLock lock(mutex_);
   std::unique_ptr<CommandRunner>& runner = runners_[{client, path}];
@@ -33,7 +33,7 @@ void Radio::clear() {
   MutexLock lock(mutex_);
   ended.swap(runners_);
   lock.unlock();
-  // All of them first, so that those whose originators do not answer run out of time together.
+  // All are told before the first is destroyed, so that those whose originators do not answer time out together.
   for (auto& [originator, runner] : ended) runner->drop();
 }
 

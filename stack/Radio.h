@@ -1,4 +1,4 @@
-// All commands that the simulated stack is carrying out, by the originators that they report to.
+// All commands that the simulated stack is carrying out, ordered by their originators.
 #pragma once
 
 #include <cstddef>
@@ -15,23 +15,23 @@
 
 namespace Quarnix::Hevra::Stack {
 
-/// Has a runner, and with it a thread, for each originator whose commands are in flight; one that is idle goes when the
-/// next commands are submitted.
+/// Has a runner, and with it a thread, for each originator that has commands in flight. An idle runner is removed when
+/// the next commands are submitted.
 ///
 /// Threads: any.
 class Radio {
  public:
-  /// The table and the faults must outlive the radio.
+  /// `nodes` and `faults` must outlive the radio.
   Radio(Shared::Pointer<Bus::Connection> connection, const Time::Elapsed& pace, NodeTable& nodes, Faults& faults)
       : connection_(std::move(connection)), pace_(pace), nodes_(nodes), faults_(faults) {}
 
-  /// Carries out the jobs for the originator, see CommandRunner.
+  /// Carries out the jobs for the originator `path` of `client`, see CommandRunner.
   void submit(const std::string& client, const std::string& path, std::vector<Job> jobs);
   /// See CommandRunner::cancel.
   void cancel(const std::function<bool(const Job&)>& chosen);
-  /// Drops all commands; reports that are under way are their last.
+  /// Drops all commands; the reports under way are their last ones.
   void drop();
-  /// The same; returns when no report is under way.
+  /// Drops all commands and waits for the reports under way.
   void clear();
   std::size_t getCommandCount() const;
 

@@ -1,4 +1,4 @@
-// Starting and stopping in the right order.
+// Starts and stops everything in the right order.
 #include <stack/Service.h>
 
 #include <algorithm>
@@ -64,25 +64,25 @@ void Service::start() {
 }
 
 void Service::stop() {
-  faults_.agenda().clear();  // names that would come back
-  giveNamesBack();
+  faults_.agenda().clear();  // a restart under way must not take the names again
+  releaseNames();
   board_.stop();
   for (const auto& manager : nodeManagers_) manager->stop();
   commands_.stop();
   commands_.endCommands();
-  // What a restart may have left that one of these began.
+  // One of the objects may have begun a restart before it stopped.
   faults_.agenda().clear();
-  giveNamesBack();
+  releaseNames();
 }
 
 void Service::restart(const Time::Elapsed& away) {
-  const std::vector<Variant> names = giveNamesBack();
+  const std::vector<Variant> names = releaseNames();
   if (names.empty()) return;
   commands_.dropCommands();
   faults_.agenda().after(away, [this, names] { takeNames(names); });
 }
 
-std::vector<Variant> Service::giveNamesBack() {
+std::vector<Variant> Service::releaseNames() {
   std::vector<Variant> names;
   {
     MutexLock lock(mutex_);

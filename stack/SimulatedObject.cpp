@@ -1,4 +1,4 @@
-// Answers, refuses or stays silent.
+// Answers calls, and applies faults to the answers.
 #include <stack/SimulatedObject.h>
 
 #include <cstdint>

@@ -1,4 +1,4 @@
-// What the objects of the simulated stack have in common: errors for bad calls, and the faults that befall good ones.
+// The base of the simulated stack's objects: it answers bad calls with errors and lets faults affect good ones.
 #pragma once
 
 #include <stdexcept>
@@ -12,32 +12,33 @@
 
 namespace Quarnix::Hevra::Stack {
 
-/// A call that `answer` does not know gets the error "org.freedesktop.DBus.Error.UnknownMethod", one whose arguments
-/// are wrong "...InvalidArgs", one that the dice refuse "...Failed", each with a text. What the plan says of a call
-/// goes before what the dice say.
+/// Answers a call that `answer` does not know with the error "org.freedesktop.DBus.Error.UnknownMethod", a call with
+/// wrong arguments with "...InvalidArgs", and a call that the dice refuse with "...Failed", each with a text. The plan
+/// takes precedence over the dice.
 ///
-/// Threads: as of any server; everything here runs on its task.
+/// Threads: everything here runs on the server's task.
 class SimulatedObject : public Bus::Object::Server {
  protected:
-  /// Raised by `answer`: the arguments are not what the member takes.
+  /// What `answer` raises when the member does not take the call's arguments.
   class InvalidArguments : public std::invalid_argument {
    public:
     using std::invalid_argument::invalid_argument;
   };
 
-  /// `interfaces`: what it serves, for its description. `stream` gives the object a sequence of draws of its own. The
-  /// faults must outlive the object.
+  /// The object describes itself with `interfaces`. `stream` distinguishes its sequence of draws from those of other
+  /// objects. `faults` must outlive the object.
   SimulatedObject(Shared::Pointer<Bus::Connection> connection, const std::string& path,
                   const std::vector<std::string>& interfaces, const Options& options, unsigned stream, Faults& faults);
 
-  /// The hook: the group and the commands that a call is about; called once for each call, before `answer`.
+  /// The hook returns the group and the commands that a call concerns. It is called once for each call, before
+  /// `answer`.
   virtual const Submission& subjectOf(const Bus::Message::Method::Call& call);
 
-  /// The hook: carries out a call and appends the return values. False, with nothing done, when there is no such
-  /// interface or member here.
+  /// The hook carries out a call and appends the return values. It returns false and does nothing when the object has
+  /// no such interface or member.
   virtual bool answer(const Bus::Message::Method::Call& call, Bus::Message::Method::Return& reply) = 0;
 
-  /// Raises InvalidArguments unless the call's arguments are `signature`; `words` say what they are.
+  /// Raises InvalidArguments unless the call's arguments have this signature; `words` describe the expected arguments.
   static void require(const Bus::Message::Method::Call& call, const std::string& signature, const std::string& words);
   [[noreturn]] static void refuseArguments(const Bus::Message::Method::Call& call, const std::string& words);
 

@@ -1,4 +1,4 @@
-// What one call of "add" has submitted.
+// What a call of "add" submits.
 #pragma once
 
 #include <string>
@@ -12,7 +12,7 @@ namespace Quarnix::Hevra::Stack {
 struct Submission {
   Variant variant = Variant::HEVRA;
   std::string group;
-  std::vector<Command> commands;  // as they came
+  std::vector<Command> commands;  // unchanged
 };
 
 }  // namespace Quarnix::Hevra::Stack

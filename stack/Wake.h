@@ -1,4 +1,4 @@
-// A timer that wakes whoever has it.
+// A timer that calls a function.
 #pragma once
 
 #include <functional>
@@ -8,13 +8,15 @@
 
 namespace Quarnix::Hevra::Stack {
 
-/// Calls what it was given when its time has come, on the timers' thread. Whoever has it retires it before itself.
+/// Calls the function on the timers' thread when its time has come. The owner retires it before anything that the
+/// function uses.
 class Wake : public Timer::Monotonic {
  public:
   explicit Wake(std::function<void()> wake) : Timer::Monotonic(Time::Monotonic(), false), wake_(std::move(wake)) {}
   ~Wake() override { retire(); }
   using Timer::Monotonic::retire;
 
+  /// Sets the time of the next call.
   void at(const Time::Monotonic& time) {
     setTime(time, false);
     start();

@@ -3,14 +3,15 @@
 
 #include <bus/CommandWrapper.h>
 #include <platform/bus/message/Iterator.h>
+#include <stack/Variant.h>
 
 namespace Quarnix::Stress {
 
 Bus::Message::Method::Call makeProgressCall(const std::string& client, const std::string& application) {
   Bus::Message::Method::Call call;
   call.setDestination(client);
-  call.setPath("/com/quarnix/Application/" + application + "/Hevra/Originator");
-  call.setInterface("com.quarnix.Application.HevraZuv.Originator.Command");
+  call.setPath(originatorPathOf(Hevra::Stack::Variant::HEVRA, application));
+  call.setInterface(Hevra::Stack::ORIGINATOR_INTERFACE);
   call.setMember("progress");
   call.setNoReplyExpected();
   return call;

@@ -12,6 +12,7 @@
 #include <platform/core/time/SimulatedClock.h>
 #include <platform/core/timer/Monotonic.h>
 #include <proxy/command/Manager.h>
+#include <stack/Variant.h>
 
 namespace Quarnix::Stress {
 
@@ -25,9 +26,9 @@ class SilentStack final : public Bus::Object::Server {
  public:
   SilentStack() {
     setConnection(Bus::Connection::open("in-process"));
-    setPath("/com/quarnix/Application/HevraZuv/Manager/Command");
+    setPath(Hevra::Stack::COMMAND_PATH);
     start(true);
-    getConnection()->requestName("com.quarnix.Application.Hevra");
+    getConnection()->requestName(busNameOf(Hevra::Stack::Variant::HEVRA));
   }
   ~SilentStack() override { retire(); }
 

@@ -17,6 +17,7 @@
 #include <platform/core/timer/Monotonic.h>
 #include <proxy/command/CommandContainerList.h>
 #include <proxy/command/Manager.h>
+#include <stack/Variant.h>
 #include <tests/harness/BusDaemon.h>
 #include <tests/harness/BusObjects.h>
 
@@ -25,8 +26,8 @@ namespace {
 using namespace Quarnix;
 using namespace Quarnix::Harness;
 
-constexpr const char* SERVICE = "com.quarnix.Application.Hevra";
-constexpr const char* MANAGER = "/com/quarnix/Application/HevraZuv/Manager/Command";
+constexpr Hevra::Stack::Variant VARIANT = Hevra::Stack::Variant::HEVRA;
+const std::string SERVICE = busNameOf(VARIANT);
 constexpr const char* APPLICATION = "stacks";
 constexpr unsigned char PATTERN = 0xA5;
 
@@ -101,7 +102,7 @@ class Service final : public Bus::Object::Server {
  public:
   explicit Service(Shared::Pointer<Connection> connection) {
     setConnection(std::move(connection));
-    setPath(MANAGER);
+    setPath(Hevra::Stack::COMMAND_PATH);
     start(true);
     getConnection()->requestName(SERVICE);
   }
@@ -115,7 +116,7 @@ class Service final : public Bus::Object::Server {
       nest(arguments, 0);
     }
     getConnection()->call(call);
-    Signal signal(MANAGER, "com.quarnix.Application.Hevra.Manager.Command", "exception");
+    Signal signal(Hevra::Stack::COMMAND_PATH, commandInterfaceOf(VARIANT).c_str(), "exception");
     {
       Bus::Message::Iterator arguments = signal.begin();
       nest(arguments, 0);
@@ -127,7 +128,7 @@ class Service final : public Bus::Object::Server {
     getConnection()->call(call);
   }
   void announce() {
-    Signal signal(MANAGER, "com.quarnix.Application.Hevra.Manager.Command", "exception");
+    Signal signal(Hevra::Stack::COMMAND_PATH, commandInterfaceOf(VARIANT).c_str(), "exception");
     signal.begin().append("a text");
     send(signal);
   }

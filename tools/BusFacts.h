@@ -1,4 +1,4 @@
-// What people want to know of the bus and of those on it, as texts.
+// Describes the bus and its users in texts.
 #pragma once
 
 #include <cstdint>
@@ -8,11 +8,12 @@
 
 namespace Quarnix::Hevra::Tools {
 
-/// Where the bus is, and who says so: `option` is what --bus was given, or empty.
+/// Returns where the bus is and what decided that. `option` is the value of --bus, or empty.
 std::string describePlace(const std::string& option);
-/// "root (0)".
+/// Returns the user's name and number, such as "root (0)".
 std::string nameOfUser(std::uint32_t user);
-/// The unique name, the user and the process of a connection, as far as the bus knows them. An error reply is thrown.
+/// Returns the unique name, the user and the process of a connection, as far as the bus knows them. Raises an error
+/// reply of the bus.
 std::string describeOwner(const Shared::Pointer<Bus::Connection>& connection, const std::string& owner);
 
 }  // namespace Quarnix::Hevra::Tools

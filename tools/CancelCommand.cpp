@@ -1,10 +1,10 @@
-// hevractl cancel: asks the service to cancel commands, and does not wait for them to end.
+// hevractl cancel: asks the service to cancel commands; it does not wait until they end.
 #include <memory>
 #include <optional>
 #include <string>
 
+#include <cli/Number.h>
 #include <proxy/command/Manager.h>
-#include <stack/forms/Number.h>
 #include <tools/Commands.h>
 
 namespace Quarnix::Hevra::Tools {
@@ -17,7 +17,7 @@ struct Choice {
 };
 
 ExitStatus cancel(const Context& context, const Choice& choice) {
-  Proxy::Command::Manager manager(context.zuv, context.application);
+  Proxy::Command::Manager manager(context.isZuv(), context.application);
   manager.setConnection(context.openBus());
   std::string what = "every command";
   if (choice.key) {
@@ -45,7 +45,7 @@ void addCancel(CLI::App& app, Context& context) {
       .add_option_function<std::string>(
           "--priority",
           [choice](const std::string& text) {
-            choice->priority = static_cast<std::uint32_t>(Stack::Forms::readNumber("--priority", text, UINT32_MAX));
+            choice->priority = static_cast<std::uint32_t>(Cli::readNumber("--priority", text, UINT32_MAX));
           },
           "The priority of the commands")
       ->type_name("N")

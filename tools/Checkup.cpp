@@ -1,14 +1,18 @@
-// Prints the steps, and knows what to do about the bus's errors.
+// Prints the steps and gives advice about the errors of the bus.
 #include <tools/Checkup.h>
 
 #include <algorithm>
 #include <string_view>
 
+#include <cli/Printable.h>
+#include <cli/Table.h>
 #include <platform/bus/message/method/Return.h>
-#include <stack/forms/Printable.h>
-#include <tools/Table.h>
 
 namespace Quarnix::Hevra::Tools {
+
+using Cli::GREEN;
+using Cli::RED;
+using Cli::Terminal;
 
 namespace {
 
@@ -18,7 +22,7 @@ constexpr std::size_t TEXT = 24;
 
 void padTo(std::string& line, std::size_t column) { line.resize(std::max(line.size() + 1, column), ' '); }
 
-/// Appends the words at column TEXT, and breaks lines before WIDTH where a word allows it.
+/// Appends the words from column TEXT on, and breaks lines between words so that they stay below WIDTH.
 void append(std::string& text, std::string_view words) {
   std::size_t column = TEXT;
   while (!words.empty()) {
@@ -64,7 +68,7 @@ bool Checkup::run(const char* name, const std::function<std::string()>& step, Ex
     return fail(failure.found, failure.advice);
   } catch (const Bus::Message::Method::Return& error) {
     std::string text = error.getErrorName() + std::string(": ") + error.getErrorText();
-    // A bus adds to a refusal all that it knows of the message and its two ends.
+    // After the semicolon a bus adds all that it knows about the message and both ends.
     if (text.find(".AccessDenied") != text.npos) text.resize(std::min(text.size(), text.find(';')));
     return fail(text, adviceFor(error.getErrorName()));
   } catch (const Exception& error) {
@@ -74,7 +78,7 @@ bool Checkup::run(const char* name, const std::function<std::string()>& step, Ex
 
 void Checkup::print(const char* name, const nlohmann::ordered_json& ok, const std::string& found,
                     const std::string& advice) const {
-  const std::string shown = Stack::Forms::printable(found);
+  const std::string shown = Cli::printable(found);
   const std::string verdict = ok.is_null() ? "skipped" : ok == true ? "ok" : "FAILED";
   std::string text = verdict;
   padTo(text, NAME);

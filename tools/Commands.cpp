@@ -1,4 +1,4 @@
-// What the commands have in common on the command line.
+// What all commands have in common on the command line.
 #include <tools/Commands.h>
 
 #include <string>

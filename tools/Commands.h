@@ -1,12 +1,12 @@
-// The commands of hevractl, a source each. A function adds its command to the command line, and leaves in the context
-// what is to run when it was chosen.
+// The commands of hevractl; each has a source file of its own. A function adds its command to the command line. When
+// that command is chosen, it stores in the context what is to run.
 #pragma once
 
 #include <string>
 
 #include <CLI/CLI.hpp>
 
-#include <stack/forms/Number.h>
+#include <cli/Number.h>
 #include <tools/Context.h>
 
 namespace Quarnix::Hevra::Tools {
@@ -22,15 +22,15 @@ void addDoctor(CLI::App& app, Context& context);
 void addWait(CLI::App& app, Context& context);
 void addRecord(CLI::App& app, Context& context);
 
-/// The option that prints the version; on every level.
+/// Adds the option that prints the version; every command has it.
 void addVersion(CLI::App& app);
-/// A command with what all of them have: the version, an example below its help, the global options behind it too.
+/// Adds a command that has the version option and an example below its help, and accepts the global options after its
+/// name.
 CLI::App& addCommand(CLI::App& app, const char* name, const char* description, const char* example);
-/// An option that must be given and takes a number of the target's range; so an argument, whose name has no dashes.
+/// Adds a required option that takes a number in the target's range; or an argument, when the name has no dashes.
 template <class T>
 CLI::Option* addNumber(CLI::App& command, const char* name, T& target, const char* description) {
-  CLI::Option* option =
-      command.add_option_function<std::string>(name, Stack::Forms::numberInto(name, target), description);
+  CLI::Option* option = command.add_option_function<std::string>(name, Cli::numberInto(name, target), description);
   return option->required()->type_name(*name == '-' ? "N" : "");
 }
 

@@ -1,14 +1,13 @@
-// The bus and the two outputs.
+// Opens the bus and prints results.
 #include <tools/Context.h>
 
 #include <iostream>
 
-#include <stack/forms/BusOption.h>
-#include <stack/forms/Printable.h>
+#include <cli/BusOption.h>
 
 namespace Quarnix::Hevra::Tools {
 
-Shared::Pointer<Bus::Connection> Context::openBus() const { return Stack::Forms::openBus(bus); }
+Shared::Pointer<Bus::Connection> Context::openBus() const { return Cli::openBus(bus); }
 
 void Context::print(const nlohmann::ordered_json& value, const std::string& sentence) const {
   if (json)
@@ -16,7 +15,5 @@ void Context::print(const nlohmann::ordered_json& value, const std::string& sent
   else
     std::cout << sentence << std::endl;
 }
-
-void complain(const std::string& text) { std::cerr << "hevractl: " << Stack::Forms::printable(text) << '\n'; }
 
 }  // namespace Quarnix::Hevra::Tools

@@ -1,4 +1,4 @@
-// What every command of hevractl needs: the global options, the bus, and where results go.
+// What every command of hevractl needs: the global options, the bus, and printing results.
 #pragma once
 
 #include <functional>
@@ -6,29 +6,31 @@
 
 #include <nlohmann/json.hpp>
 
+#include <cli/ExitStatus.h>
 #include <platform/bus/Connection.h>
-#include <tools/ExitStatus.h>
+#include <stack/Variant.h>
 
 namespace Quarnix::Hevra::Tools {
 
-struct Context {
-  std::string bus;  // empty: what the environment says
-  bool zuv = false;
-  std::string application = "hevractl";
-  bool strict = false;  // progress only from the service
-  bool json = false;
-  bool showKeys = false;  // in tables; JSON has them anyway
+using Cli::ExitStatus;
 
-  /// The command that the command line chose; runs once all of the line is known to be right.
+struct Context {
+  std::string bus;  // empty: the environment decides
+  Stack::Variant variant = Stack::Variant::HEVRA;
+  std::string application = "hevractl";
+  bool strict = false;  // take progress from the service only
+  bool json = false;
+  bool showKeys = false;  // in tables and recordings; JSON results always have them
+
+  /// The chosen command, which runs after the whole command line has been checked.
   std::function<ExitStatus(const Context&)> chosen;
 
-  /// Raises Malformed for what is no bus, Bus::StartFailed when the environment names none.
+  /// Whether the proxies are to reach the Zuv variant.
+  bool isZuv() const noexcept { return variant == Stack::Variant::ZUV; }
+  /// See Cli::openBus.
   Shared::Pointer<Bus::Connection> openBus() const;
-  /// Prints a result to standard output: the JSON value with --json, otherwise the sentence.
+  /// Prints a result to standard output: with --json the value, otherwise the sentence.
   void print(const nlohmann::ordered_json& value, const std::string& sentence) const;
 };
-
-/// Prints one line to standard error, "hevractl: " and the text, in which what is not printable is escaped.
-void complain(const std::string& text);
 
 }  // namespace Quarnix::Hevra::Tools

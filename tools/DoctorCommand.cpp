@@ -1,4 +1,4 @@
-// hevractl doctor: goes the road of a command step by step, and says where it is broken and what to do. It changes
+// hevractl doctor: follows the way of a command step by step, and says where it fails and what to do. It changes
 // nothing.
 #include <unistd.h>
 
@@ -28,7 +28,6 @@ using Bus::Message::Method::Return;
 using Failure = Checkup::Failure;
 
 constexpr int PINGS = 50;
-constexpr const char* COMMANDS_PATH = "/com/quarnix/Application/HevraZuv/Manager/Command";  // of both variants
 
 class Doctor {
  public:
@@ -46,12 +45,11 @@ class Doctor {
 
   const Context& context_;
   Checkup checkup_;
-  const Stack::Variant variant_ = context_.zuv ? Stack::Variant::ZUV : Stack::Variant::HEVRA;
-  const std::string host_ = Stack::busNameOf(variant_);
+  const std::string host_ = Stack::busNameOf(context_.variant);
   Shared::Pointer<Bus::Connection> connection_;
 };
 
-/// Reaching the bus and being let in are one operation, whose errors tell them apart.
+/// Examines connecting and authenticating. They are one operation, and only its errors distinguish them.
 bool Doctor::examineBus() {
   std::optional<Return> refusal;
   std::string uniqueName;
@@ -93,7 +91,7 @@ bool Doctor::examineBus() {
       ExitStatus::BUS_ERROR);
 }
 
-/// Who owns the service's name. One that the bus can start is started, as any call would.
+/// Finds the owner of the service's name. A service that the bus can start is started, as any call would start it.
 std::string Doctor::findService() const {
   const Peer bus(connection_);
   const SendReturn names = bus.ask("org.freedesktop.DBus", "ListActivatableNames");
@@ -123,10 +121,10 @@ std::string Doctor::findService() const {
                       : "");
 }
 
-/// Whether the bus lets us call the service, and it answers, be it with an error.
+/// Finds out whether the bus lets us call the service and whether the service answers, even with an error.
 std::string Doctor::findAnswer() const {
   try {
-    Peer(connection_, host_, COMMANDS_PATH).ping();
+    Peer(connection_, host_, Stack::COMMAND_PATH).ping();
   } catch (const Return& error) {
     const std::string name = error.getErrorName();
     if (name.ends_with(".AccessDenied") || name.ends_with(".NoReply")) throw;
@@ -142,7 +140,7 @@ std::string Doctor::findObject(const std::string& path, const std::string& inter
   try {
     text = object.introspect();
   } catch (const Return&) {
-    return path + ", which does not say what it is";  // as no object needs to
+    return path + ", which does not say what it is";  // objects need not describe themselves
   }
   if (text.find('"' + interface + '"') == text.npos) {
     throw Failure{
@@ -153,8 +151,8 @@ std::string Doctor::findObject(const std::string& path, const std::string& inter
   return path;
 }
 
-/// The service calls the application back, which the bus may forbid. To see it, a command is submitted that reads,
-/// waits a minute before it would be sent, and is cancelled at once: nothing reaches the radio.
+/// Finds out whether the bus lets the service call the application. It submits a command that only reads and has a
+/// delay of a minute, and cancels it at once, so that nothing reaches the radio.
 std::string Doctor::callBack(Proxy::Command::Manager& manager) const {
   class Listener : public Interface::Command::Originator, public Proxy::Command::OutcomeObserver {
    public:
@@ -167,7 +165,7 @@ std::string Doctor::callBack(Proxy::Command::Manager& manager) const {
       ended_ = true;
       change_.notifyAll();
     }
-    /// How many reports had come when the command ended, or at the deadline.
+    /// Waits until the command ends, or for the deadline, and returns the number of reports so far.
     std::size_t await(const Time::Monotonic& deadline) {
       MutexLock lock(mutex_);
       while (!ended_ && Time::Clock::get().wait(change_, mutex_, deadline)) continue;
@@ -201,7 +199,7 @@ std::string Doctor::callBack(Proxy::Command::Manager& manager) const {
 }
 
 std::string Doctor::measure() const {
-  const Peer object(connection_, host_, COMMANDS_PATH);
+  const Peer object(connection_, host_, Stack::COMMAND_PATH);
   std::vector<std::int64_t> times(PINGS);
   for (std::int64_t& time : times) {
     const Time::Monotonic begin = Time::Clock::get().now();
@@ -219,7 +217,7 @@ std::string Doctor::measure() const {
 }
 
 ExitStatus Doctor::examine() {
-  // A step is done when what it needs went well.
+  // A step is only run when the steps that it needs have succeeded.
   const auto step = [this](bool possible, const char* name, const char* needs, const std::function<std::string()>& look,
                            ExitStatus whenFailed = ExitStatus::NO) {
     if (possible) return checkup_.run(name, look, whenFailed);
@@ -235,20 +233,20 @@ ExitStatus Doctor::examine() {
   const auto object = [&](const char* name, const std::string& path, const std::string& interface) {
     return step(access, name, "access", [&] { return findObject(path, interface); });
   };
-  const bool commands = object("command manager", COMMANDS_PATH, Stack::commandInterfaceOf(variant_));
-  object("node manager", Stack::nodePathOf(variant_), Stack::nodeInterfaceOf(variant_));
-  if (context_.zuv) {
+  const bool commands = object("command manager", Stack::COMMAND_PATH, Stack::commandInterfaceOf(context_.variant));
+  object("node manager", Stack::nodePathOf(context_.variant), Stack::nodeInterfaceOf(context_.variant));
+  if (context_.isZuv()) {
     checkup_.skip("daughter board", "belongs to the other variant: --service hevra");
   } else {
-    object("daughter board", "/com/quarnix/Application/HevraZuv/Manager/DaughterBoard", Stack::boardInterface());
+    object("daughter board", Stack::BOARD_PATH, Stack::boardInterface());
   }
 
-  Proxy::Command::Manager manager(context_.zuv, context_.application);
+  Proxy::Command::Manager manager(context_.isZuv(), context_.application);
   if (context_.strict) manager.acceptProgressOnlyFromService();
   const bool application = step(bus, "application", "the bus", [&] {
     manager.setConnection(connection_);
     manager.start(true);
-    return "/com/quarnix/Application/" + context_.application + (context_.zuv ? "/Zuv" : "/Hevra") + "/Originator";
+    return Stack::originatorPathOf(context_.variant, context_.application);
   });
   step(commands && application, "progress", commands ? "the application" : "the command manager",
        [&] { return callBack(manager); });

@@ -1,9 +1,9 @@
-// hevractl link: changes links between nodes and looks them up. Its verbs are commands of their own.
+// hevractl link: changes links between nodes and looks them up, with a subcommand for each.
 #include <memory>
 #include <string>
 
+#include <cli/Printable.h>
 #include <proxy/node/Manager.h>
-#include <stack/forms/Printable.h>
 #include <tools/Commands.h>
 
 namespace Quarnix::Hevra::Tools {
@@ -24,7 +24,7 @@ ExitStatus set(const Context& context, const Request& request) {
   link.setStackAddress(request.stack);
   link.setLinkId(request.id);
   link.setLinkType(static_cast<NodeLinkType>(request.type));
-  Proxy::Node::Manager manager(context.zuv);
+  Proxy::Node::Manager manager(context.isZuv());
   manager.setConnection(context.openBus());
   const bool done = manager.modify(link, static_cast<NodeAction>(request.action));
   context.print({{"modified", done}}, done ? "The link was modified." : "The link was not modified.");
@@ -32,10 +32,10 @@ ExitStatus set(const Context& context, const Request& request) {
 }
 
 ExitStatus lookUp(const Context& context, const Request& request) {
-  Proxy::Node::Manager manager(context.zuv);
+  Proxy::Node::Manager manager(context.isZuv());
   manager.setConnection(context.openBus());
   const std::string id = manager.getNodeLinkId(request.node, static_cast<NodeLinkType>(request.type));
-  context.print({{"linkId", id}}, id.empty() ? "The node has no such link." : Stack::Forms::printable(id));
+  context.print({{"linkId", id}}, id.empty() ? "The node has no such link." : Cli::printable(id));
   return id.empty() ? ExitStatus::NO : ExitStatus::DONE;
 }
 

@@ -1,13 +1,13 @@
-// hevractl node: changes nodes. Its verbs are commands of their own.
+// hevractl node: changes nodes, with a subcommand for each change.
 #include <memory>
 #include <string>
 #include <variant>
 
+#include <json/Document.h>
+#include <json/Hexadecimal.h>
+#include <json/Malformed.h>
+#include <json/NodeForm.h>
 #include <proxy/node/Manager.h>
-#include <stack/forms/Document.h>
-#include <stack/forms/Hexadecimal.h>
-#include <stack/forms/Malformed.h>
-#include <stack/forms/NodeForm.h>
 #include <tools/Commands.h>
 
 namespace Quarnix::Hevra::Tools {
@@ -22,16 +22,16 @@ struct Request {
 };
 
 ExitStatus set(const Context& context, const Request& request) {
-  const Stack::Forms::Document document = Stack::Forms::readFile(request.file);
-  const Stack::AnyNode node = Stack::Forms::readNode(document.value, document.name);
-  Proxy::Node::Manager manager(context.zuv);
+  const Json::Document document = Json::readFile(request.file);
+  const Stack::AnyNode node = Json::readNode(document.value, document.name);
+  Proxy::Node::Manager manager(context.isZuv());
   manager.setConnection(context.openBus());
   const bool done = manager.modify(Stack::headOf(node), static_cast<NodeAction>(request.action));
   context.print({{"modified", done}}, done ? "The node was modified." : "The node was not modified.");
   return done ? ExitStatus::DONE : ExitStatus::NO;
 }
 
-/// For the calls whose error replies the manager does not look at: at least there must be a service.
+/// The manager ignores the error replies of some calls. Before these, at least the service must exist.
 void requireService(const Proxy::Node::Manager& manager) {
   if (manager.getConnection()->getNameOwner(manager.getHost()).empty()) {
     throw Bus::Message::Method::Return("org.freedesktop.DBus.Error.ServiceUnknown",
@@ -40,7 +40,7 @@ void requireService(const Proxy::Node::Manager& manager) {
 }
 
 ExitStatus remove(const Context& context, const Request& request) {
-  Proxy::Node::Manager manager(context.zuv);
+  Proxy::Node::Manager manager(context.isZuv());
   manager.setConnection(context.openBus());
   requireService(manager);
   manager.deleteNodes(request.address);
@@ -48,13 +48,13 @@ ExitStatus remove(const Context& context, const Request& request) {
   return ExitStatus::DONE;
 }
 
-/// What is wrong with a key is said without repeating it.
+/// Reads a key. The errors do not repeat it.
 std::vector<std::uint8_t> readKey(const std::string& argument) {
   constexpr const char* EXPECTED = "32 hexadecimal digits that are not all zero";
-  using Stack::Forms::Malformed;
-  auto [text, where] = argument == "-" ? Stack::Forms::readText(argument) : Stack::Forms::Text{argument, "HEX"};
+  using Json::Malformed;
+  auto [text, where] = argument == "-" ? Json::readText(argument) : Json::Text{argument, "HEX"};
   if (argument == "-") text.erase(text.find_last_not_of("\r\n") + 1);
-  const auto key = Stack::Forms::bytesOf(text);
+  const auto key = Json::bytesOf(text);
   if (text.size() != 2 * std::tuple_size_v<StackNode::Key>)
     throw Malformed(where, "a text of " + std::to_string(text.size()) + " characters", EXPECTED);
   if (!key) throw Malformed(where, "a text of other characters", EXPECTED);
@@ -64,7 +64,7 @@ std::vector<std::uint8_t> readKey(const std::string& argument) {
 
 ExitStatus changeKey(const Context& context, const Request& request) {
   const std::vector<std::uint8_t> key = readKey(request.key);
-  Proxy::Node::Manager manager(context.zuv);
+  Proxy::Node::Manager manager(context.isZuv());
   manager.setConnection(context.openBus());
   requireService(manager);
   manager.changeStackNodeKey(request.address, key.data());

@@ -1,11 +1,11 @@
-// Texts made from the JSON form, so that both show the same.
+// Makes the texts from a node's JSON, so that both show the same.
 #include <tools/NodeText.h>
 
 #include <cinttypes>
 #include <cstdio>
 #include <set>
 
-#include <stack/forms/NodeForm.h>
+#include <json/NodeForm.h>
 
 namespace Quarnix::Hevra::Tools {
 
@@ -24,10 +24,10 @@ std::string hexadecimal(std::uint64_t number) {
   return std::string(digits, static_cast<std::size_t>(length));
 }
 
-std::string kindOf(const Node& node) { return Stack::Forms::writeNode(node)["kind"].get<std::string>(); }
+std::string kindOf(const Node& node) { return Json::writeNode(node)["kind"].get<std::string>(); }
 
 std::string detailsOf(const Node& node, bool showKeys) {
-  const nlohmann::ordered_json form = Stack::Forms::writeNode(node);
+  const nlohmann::ordered_json form = Json::writeNode(node);
   const bool masked = !showKeys && form.contains("key");
   const std::set<std::string> inColumns = {"kind", "address", "nodeClass", "nodeType", "state"};
   const std::set<std::string> secrets = {"thirdIdentity", "key", "oldKey"};

@@ -1,4 +1,4 @@
-// Nodes in readable tables. Their JSON is in stack/forms.
+// Describes nodes in readable tables.
 #pragma once
 
 #include <cstdint>
@@ -8,13 +8,13 @@
 
 namespace Quarnix::Hevra::Tools {
 
-/// "controller", "actuator" and so on.
+/// Returns the name of the node's kind, such as "actuator".
 std::string kindOf(const Node& node);
-/// What else a node has that is not zero or empty, the long blocks last. The keys of a stack node are masked unless
-/// `showKeys`.
+/// Returns all other fields of a node that are not zero or empty; the long blocks come last. The keys of a stack node
+/// are masked unless `showKeys` is set.
 std::string detailsOf(const Node& node, bool showKeys);
 
-/// "0x1f".
+/// Returns the number with a prefix, such as "0x1f".
 std::string hexadecimal(std::uint64_t number);
 
 }  // namespace Quarnix::Hevra::Tools

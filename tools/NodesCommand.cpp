@@ -4,13 +4,16 @@
 #include <optional>
 #include <vector>
 
+#include <cli/Table.h>
+#include <json/NodeForm.h>
 #include <proxy/node/Manager.h>
-#include <stack/forms/NodeForm.h>
 #include <tools/Commands.h>
 #include <tools/NodeText.h>
-#include <tools/Table.h>
 
 namespace Quarnix::Hevra::Tools {
+
+using Cli::Table;
+using Cli::Terminal;
 
 namespace {
 
@@ -39,11 +42,11 @@ void printTable(const std::vector<Shared::Pointer<Node>>& nodes, bool showKeys) 
 }
 
 ExitStatus list(const Context& context, const Filter& filter) {
-  Proxy::Node::Manager manager(context.zuv);
+  Proxy::Node::Manager manager(context.isZuv());
   manager.setConnection(context.openBus());
   const auto nodes = query(manager, filter);
   if (context.json) {
-    for (const auto& node : nodes) std::cout << Stack::Forms::writeNode(*node).dump() << '\n';
+    for (const auto& node : nodes) std::cout << Json::writeNode(*node).dump() << '\n';
   } else {
     printTable(nodes, context.showKeys);
   }
@@ -60,7 +63,7 @@ void addNodes(CLI::App& app, Context& context) {
   const auto addFilter = [&command](const char* name, auto& target, const char* description) {
     return command
         .add_option_function<std::string>(
-            name, [name, &target](const std::string& text) { Stack::Forms::numberInto(name, target.emplace())(text); },
+            name, [name, &target](const std::string& text) { Cli::numberInto(name, target.emplace())(text); },
             description)
         ->type_name("N");
   };

@@ -1,4 +1,4 @@
-// An object on the bus that is asked directly, not through a manager.
+// Calls an object on the bus directly and not through a manager.
 #pragma once
 
 #include <string>
@@ -16,14 +16,14 @@ class Peer : public Bus::Object::Proxy {
     setHost(host.c_str());
     setPath(path);
   }
-  /// The bus itself, which may have to start a service first.
+  /// Calls the bus itself. Its answers may take longer, because it may have to start a service first.
   explicit Peer(const Shared::Pointer<Bus::Connection>& connection)
       : Peer(connection, "org.freedesktop.DBus", "/org/freedesktop/DBus") {
     timeout_ = Bus::Message::Method::Call::DEFAULT_TIMEOUT;
   }
 
-  /// The answer, for which it waits TIMEOUT at the most, for the bus's as long as any call. An error reply is thrown as
-  /// it is.
+  /// Calls the member and returns the answer. It waits for TIMEOUT at most, or for the usual time when it calls the
+  /// bus. Raises an error reply.
   template <class... Arguments>
   Bus::Message::SendReturn ask(const char* interface, const char* member, const Arguments&... arguments) const {
     Bus::Message::Method::Call call;

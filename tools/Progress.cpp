@@ -1,4 +1,4 @@
-// Notes how commands ended.
+// Counts the ends of commands.
 #include <tools/Progress.h>
 
 namespace Quarnix::Hevra::Tools {

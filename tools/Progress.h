@@ -1,4 +1,4 @@
-// What is known of the commands that `send` follows.
+// Keeps track of the commands that `send` follows.
 #pragma once
 
 #include <cstddef>
@@ -12,28 +12,29 @@
 
 namespace Quarnix::Hevra::Tools {
 
-/// Counts how the commands ended. Threads: any.
+/// Threads: any.
 class Progress {
  public:
   struct Summary {
     std::size_t completed = 0;
-    std::size_t failed = 0;  // ended in any other status
-    std::vector<std::uint32_t> lost;
-    std::vector<std::uint32_t> unheard;     // forgotten, because no more was heard of them
-    std::vector<std::uint32_t> unfinished;  // by now
+    std::size_t failed = 0;                 // ended with any other status
+    std::vector<std::uint32_t> lost;        // the service had them and has gone
+    std::vector<std::uint32_t> unheard;     // no report came for so long that the manager gave them up
+    std::vector<std::uint32_t> unfinished;  // have not ended yet
   };
 
   explicit Progress(const std::vector<Command>& commands);
 
+  /// Notes how a command ended.
   void end(std::uint32_t id, const Proxy::Command::Outcome& outcome);
-  /// Whether all have.
+  /// Returns whether all commands have ended.
   bool isEnded() const;
   Summary getSummary() const;
 
  private:
   mutable Mutex mutex_;
   std::set<std::uint32_t> unfinished_ HEVRA_GUARDED_BY(mutex_);
-  Summary summary_ HEVRA_GUARDED_BY(mutex_);  // but for `unfinished`
+  Summary summary_ HEVRA_GUARDED_BY(mutex_);  // without `unfinished`
 };
 
 }  // namespace Quarnix::Hevra::Tools

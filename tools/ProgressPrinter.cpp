@@ -1,26 +1,34 @@
-// The three forms of progress.
+// Prints progress as JSON, as rows that follow each other, or as rows that are updated in place.
 #include <tools/ProgressPrinter.h>
 
 #include <cstdio>
 #include <cstdlib>
 #include <iostream>
-#include <iterator>
 
+#include <cli/Printable.h>
+#include <json/CommandForm.h>
+#include <json/ValueForm.h>
 #include <platform/core/time/Clock.h>
-#include <stack/forms/CommandForm.h>
-#include <stack/forms/Printable.h>
+#include <platform/hevra/internal/StatusName.h>
 #include <tools/NodeText.h>
 
 namespace Quarnix::Hevra::Tools {
 
+using Cli::Cell;
+using Cli::GREEN;
+using Cli::RED;
+using Cli::Table;
+using Cli::Terminal;
+using Cli::YELLOW;
+
 namespace {
 
 std::string describe(const Shared::Pointer<HvType>& value) {
-  const nlohmann::ordered_json form = Stack::Forms::writeValue(value);
+  const nlohmann::ordered_json form = Json::writeValue(value);
   return form.is_null() ? "-" : form["type"].get<std::string>() + " " + form["value"].dump();
 }
 
-/// The error first, because it matters where the line is cut.
+/// The error comes first, because the line may be cut.
 std::string describe(const Command& command) {
   std::string text;
   const DetailedError& error = command.getDetailedError();
@@ -45,22 +53,15 @@ Cell cellOf(HvDetailedCommandStatus status) {
 
 }  // namespace
 
-std::string nameOf(HvDetailedCommandStatus status) {
-  static constexpr const char* NAMES[] = {"INITIALIZED", "TRANSMITTED", "IN_PROGRESS", "COMPLETED", "FAILED",
-                                          "CANCELLED",   "DELAYED",     "TIMED_OUT",   "REJECTED"};
-  const auto number = static_cast<std::uint32_t>(status);
-  return number < std::size(NAMES) ? NAMES[number] : std::to_string(number);
-}
-
 ProgressPrinter::ProgressPrinter(bool json, const Group& group, const std::vector<Command>& commands)
     : json_(json),
       group_(group),
       began_(Time::Clock::get().now()),
       table_(Terminal::ofOutput(), {{"COMMAND"}, {"STATUS", 11}, {"TIME", 8}, {"NODE"}, {"PARAMETER"}, {"VALUE"}}) {
   const Terminal terminal = Terminal::ofOutput();
-  const char* const trace = std::getenv("HEVRA_TRACE");  // whose lines come in between
+  const char* const trace = std::getenv("HEVRA_TRACE");  // its lines would come between the rows
   live_ = !json && !(trace && *trace) && !commands.empty() &&
-          commands.size() + 3 <= terminal.rows;  // titles, the summary, the cursor
+          commands.size() + 3 <= terminal.rows;  // plus the titles, the summary and the cursor
   for (const Command& command : commands) {
     lines_.push_back({command, began_, Cell("sent")});
     table_.fit(rowOf(lines_.back()));
@@ -77,7 +78,7 @@ Table::Row ProgressPrinter::rowOf(const Line& line) const {
           {describe(command)}};
 }
 
-/// Prints the titles, and the rows that are kept up to date.
+/// Prints the titles, and the rows when they are updated in place.
 void ProgressPrinter::begin() {
   if (begun_) return;
   begun_ = true;
@@ -93,7 +94,7 @@ void ProgressPrinter::printRows() {
 void ProgressPrinter::printAside(const std::string& text) {
   MutexLock lock(mutex_);
   if (begun_) std::cout << "\033[" + std::to_string(lines_.size()) + "A\r\033[J";
-  std::cout << Stack::Forms::printable(text) << '\n';
+  std::cout << Cli::printable(text) << '\n';
   if (begun_) printRows();
   std::cout << std::flush;
 }
@@ -106,7 +107,7 @@ void ProgressPrinter::print(const Command& command, const Group& group, HomeAuto
                                          {"group", group.getId()},
                                          {"status", static_cast<std::int32_t>(status)},
                                          {"final", final},
-                                         {"command", Stack::Forms::writeCommand(command)}};
+                                         {"command", Json::writeCommand(command)}};
     std::cout << line.dump() << std::endl;
     return;
   }
@@ -143,7 +144,7 @@ void ProgressPrinter::refresh() {
   }
 }
 
-/// Goes up to the row, writes it anew and comes back, in one go.
+/// Moves the cursor up to the row, rewrites it and moves back, all in one write.
 void ProgressPrinter::redraw(std::size_t index) {
   const std::string rows = std::to_string(lines_.size() - index);
   std::cout << "\033[" + rows + "A\r\033[K" + table_.line(rowOf(lines_[index])) + "\033[" + rows + "B\r" << std::flush;

@@ -1,4 +1,4 @@
-// Prints what is heard of the commands that `send` follows.
+// Prints the progress of the commands that `send` follows.
 #pragma once
 
 #include <cstddef>
@@ -6,40 +6,42 @@
 #include <string>
 #include <vector>
 
+#include <cli/Table.h>
 #include <platform/core/Mutex.h>
 #include <platform/core/time/Monotonic.h>
 #include <platform/hevra/Command.h>
 #include <platform/hevra/Group.h>
 #include <platform/hevra/homeautomation/command/Status.h>
-#include <tools/Table.h>
 
 namespace Quarnix::Hevra::Tools {
 
-/// One JSON object or one row of a table for each report; or, on a terminal that has a row for each command, a row for
-/// each command, kept up to date. The cursor is always at the beginning of the line below. Threads: any.
+/// Prints one JSON object or one table row for each report. On a terminal with enough rows, it prints one row for each
+/// command instead and updates it in place; the cursor then always stays at the beginning of the line below the table.
+/// Threads: any.
 class ProgressPrinter {
  public:
-  /// The time that is shown counts from here.
+  /// The displayed times count from the construction.
   ProgressPrinter(bool json, const Group& group, const std::vector<Command>& commands);
 
   void print(const Command& command, const Group& group, HomeAutomation::Command::Status status);
-  /// A command has ended without a report of it.
+  /// Shows that a command has ended without a report.
   void printEnd(std::uint32_t id, const std::string& how);
-  /// Prints a line above the rows that are kept up to date.
+  /// Prints a line above the rows that are updated in place.
   void printAside(const std::string& text);
-  /// Shows how long the commands take that have no end yet, where rows are kept up to date.
+  /// Updates the times of the commands that have not ended, when rows are updated in place.
   void refresh();
+  /// Whether rows are updated in place.
   bool isLive() const noexcept { return live_; }
 
  private:
   struct Line {
     Command command;
     Time::Monotonic changed;
-    Cell state;
+    Cli::Cell state;
     bool ended = false;
   };
 
-  Table::Row rowOf(const Line& line) const;
+  Cli::Table::Row rowOf(const Line& line) const;
   void begin() HEVRA_REQUIRES(mutex_);
   void printRows() HEVRA_REQUIRES(mutex_);
   void show(const Line& line) HEVRA_REQUIRES(mutex_);
@@ -49,15 +51,12 @@ class ProgressPrinter {
   const bool json_;
   const Group group_;
   const Time::Monotonic began_;
-  Table table_;
+  Cli::Table table_;
   bool live_ = false;
 
   Mutex mutex_;
   bool begun_ HEVRA_GUARDED_BY(mutex_) = false;
   std::vector<Line> lines_ HEVRA_GUARDED_BY(mutex_);
 };
-
-/// "COMPLETED", or the number of a status without a name.
-std::string nameOf(HvDetailedCommandStatus status);
 
 }  // namespace Quarnix::Hevra::Tools

@@ -1,4 +1,4 @@
-// hevractl record: keeps the traffic of the stack service in a file, for hevra-stackd --replay.
+// hevractl record: writes the traffic of the stack service to a file, for hevra-stackd --replay.
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -9,34 +9,38 @@
 #include <memory>
 #include <string>
 
+#include <cli/Interruption.h>
+#include <cli/Output.h>
+#include <json/BodyForm.h>
+#include <json/Malformed.h>
+#include <json/Recording.h>
 #include <platform/bus/ConnectionObserver.h>
 #include <platform/bus/Trace.h>
+#include <platform/bus/message/internal/TypeName.h>
 #include <platform/core/Mutex.h>
 #include <platform/core/log/internal/WriteWhole.h>
 #include <platform/core/time/Clock.h>
 #include <stack/Variant.h>
-#include <stack/forms/BodyForm.h>
-#include <stack/forms/Malformed.h>
-#include <stack/forms/Recording.h>
 #include <tools/Commands.h>
-#include <tools/Interruption.h>
 
 namespace Quarnix::Hevra::Tools {
+
+using Cli::Interruption;
 
 namespace {
 
 using Bus::Message::Method::Call;
 using Bus::Message::Method::Return;
-using Stack::Forms::Malformed;
-using Stack::Forms::RecordedMessage;
+using Json::Malformed;
+using Json::RecordedMessage;
 
 constexpr const char* BUS = "org.freedesktop.DBus";
 
-/// Ends the wait for a signal from outside.
+/// Makes the main thread stop waiting and end the program.
 void endProgram() { ::kill(::getpid(), SIGTERM); }
 
-/// The file, emptied; the program ends where it is refused. One that is to hold keys is this user's alone, or is not
-/// touched.
+/// Opens the file and empties it. Raises Malformed when that fails. A file that is to hold keys must belong to this
+/// user alone; otherwise it is left untouched.
 int openFile(const std::string& file, bool holdsKeys) {
   ::umask(077);
   const int descriptor = ::open(file.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC | (holdsKeys ? O_NOFOLLOW : 0), 0600);
@@ -52,18 +56,17 @@ int openFile(const std::string& file, bool holdsKeys) {
   return descriptor;
 }
 
-/// Writes down what arrives, but for what the bus itself has to say.
+/// Writes down the messages that arrive, without those of the bus itself.
 class Recorder : public Bus::Trace {
  public:
   Recorder(const std::string& file, bool showKeys) : showKeys_(showKeys), output_(openFile(file, showKeys)) {}
   ~Recorder() override { ::close(output_); }
 
   void message(Direction direction, const Bus::Message::Any& message) override {
-    constexpr const char* TYPES[] = {"", "call", "return", "error", "signal"};
-    const auto type = static_cast<std::size_t>(message.getType());
-    if (direction == Direction::OUT || type >= std::size(TYPES) || message.getSender() == std::string(BUS)) return;
+    const char* const type = nameOf(message.getType());
+    if (direction == Direction::OUT || !type || message.getSender() == std::string(BUS)) return;
     RecordedMessage recorded;
-    recorded.type = TYPES[type];
+    recorded.type = type;
     recorded.serial = message.getSerial();
     recorded.replySerial = message.getReplySerial();
     recorded.sender = message.getSender();
@@ -73,7 +76,7 @@ class Recorder : public Bus::Trace {
     recorded.member = message.getMember();
     recorded.error = message.getErrorName();
     recorded.signature = message.getSignature();
-    recorded.body = Stack::Forms::writeBody(showKeys_ ? message : Bus::Message::Any(withoutSecrets(message)));
+    recorded.body = Json::writeBody(showKeys_ ? message : Bus::Message::Any(withoutSecrets(message)));
 
     MutexLock lock(mutex_);
     if (finished_) return;
@@ -87,7 +90,7 @@ class Recorder : public Bus::Trace {
     }
   }
 
-  /// Writes nothing more; how many it has written. Raises Malformed when it could not.
+  /// Stops writing and returns the number of written messages. Raises Malformed when one could not be written.
   std::size_t finish(const std::string& file) {
     MutexLock lock(mutex_);
     finished_ = true;
@@ -105,11 +108,12 @@ class Recorder : public Bus::Trace {
   bool finished_ HEVRA_GUARDED_BY(mutex_) = false;
 };
 
-/// Keeps the link read, and ends the program with it: it would come back deaf.
-class Link : public Bus::ConnectionObserver {
+/// Has the connection read all the time. When the connection is lost, it ends the program, because a new connection
+/// would not be a monitor.
+class LossWatch : public Bus::ConnectionObserver {
  public:
-  explicit Link(Shared::Pointer<Bus::Connection> connection) : ConnectionObserver(std::move(connection), {}) {}
-  ~Link() override { retire(); }
+  explicit LossWatch(Shared::Pointer<Bus::Connection> connection) : ConnectionObserver(std::move(connection), {}) {}
+  ~LossWatch() override { retire(); }
 
   std::string getLoss() {
     MutexLock lock(mutex_);
@@ -129,13 +133,14 @@ class Link : public Bus::ConnectionObserver {
   std::string loss_ HEVRA_GUARDED_BY(mutex_);
 };
 
-/// Has the bus show what goes from and to the service, or else its signals.
+/// Asks the bus for all messages from and to the service; when the bus refuses, only for the service's signals.
 void listen(Bus::Connection& connection, const std::string& service) {
   try {
     connection.becomeMonitor({"sender='" + service + "'", "destination='" + service + "'"});
   } catch (const Return& refusal) {
-    complain("the bus lets nobody listen (" + std::string(refusal.getErrorName()) + ": " + refusal.getErrorText() +
-             "): only signals are kept, which cannot be replayed; try again as root");
+    Cli::Output::printError("the bus lets nobody listen (" + std::string(refusal.getErrorName()) + ": " +
+                            refusal.getErrorText() +
+                            "): only signals are kept, which cannot be replayed; try again as root");
     Call match;
     match.setDestination(BUS);
     match.setPath("/org/freedesktop/DBus");
@@ -152,17 +157,17 @@ ExitStatus record(const Context& context, const std::string& file) {
   const auto recorder = Shared::make<Recorder>(file, context.showKeys);
   Bus::Trace::set(recorder);
   const auto connection = context.openBus();
-  connection->getUniqueName();  // raises what keeps us from the bus
-  Link link(connection);
-  link.start();
-  listen(*connection, busNameOf(context.zuv ? Stack::Variant::ZUV : Stack::Variant::HEVRA));
+  connection->getUniqueName();  // raises an error when the bus cannot be reached
+  LossWatch watch(connection);
+  watch.start();
+  listen(*connection, busNameOf(context.variant));
   context.print({{"event", "ready"}}, "Recording to " + file + "; interrupt to end.");
   while (Interruption::getSignal() == 0) interruption.wait(Time::Monotonic::never());
 
   const std::size_t count = recorder->finish(file);
   context.print({{"event", "recorded"}, {"messages", count}},
                 "Recorded " + std::to_string(count) + (count == 1 ? " message." : " messages."));
-  if (const std::string loss = link.getLoss(); !loss.empty())
+  if (const std::string loss = watch.getLoss(); !loss.empty())
     throw Return("org.freedesktop.DBus.Error.Disconnected", loss);
   return ExitStatus::DONE;
 }

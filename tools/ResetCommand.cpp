@@ -1,4 +1,4 @@
-// hevractl reset: a hard reset of the radio daughter board.
+// hevractl reset: resets the radio daughter board.
 #include <proxy/daughterboard/Manager.h>
 #include <tools/Commands.h>
 

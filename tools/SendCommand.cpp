@@ -1,4 +1,4 @@
-// hevractl send: submits a group of commands and follows them to their ends.
+// hevractl send: submits a group of commands and follows them until they end.
 #include <unistd.h>
 
 #include <algorithm>
@@ -6,19 +6,22 @@
 #include <memory>
 #include <string>
 
+#include <cli/Interruption.h>
+#include <cli/Number.h>
+#include <cli/Output.h>
+#include <json/CommandForm.h>
+#include <json/Document.h>
 #include <platform/core/log/Logger.h>
 #include <platform/core/time/Clock.h>
 #include <proxy/command/CommandContainerList.h>
 #include <proxy/command/Manager.h>
-#include <stack/forms/CommandForm.h>
-#include <stack/forms/Document.h>
-#include <stack/forms/Number.h>
 #include <tools/Commands.h>
-#include <tools/Interruption.h>
 #include <tools/Progress.h>
 #include <tools/ProgressPrinter.h>
 
 namespace Quarnix::Hevra::Tools {
+
+using Cli::Interruption;
 
 namespace {
 
@@ -40,7 +43,7 @@ class Follower : public Interface::Command::Originator, public Proxy::Command::O
   }
   void ended(const Group&, std::uint32_t id, const Proxy::Command::Outcome& outcome) override {
     using Kind = Proxy::Command::Outcome::Kind;
-    // Of these two the caller knows: an error was raised, and it has given up.
+    // `send` itself knows of these two: it got an error, or it has given up.
     if (outcome.kind == Kind::REFUSED || outcome.kind == Kind::ABANDONED) return;
     if (outcome.kind != Kind::FINISHED)
       printer_.printEnd(id, outcome.kind == Kind::SERVICE_LOST ? "lost" : "no report");
@@ -54,7 +57,7 @@ class Follower : public Interface::Command::Originator, public Proxy::Command::O
   Interruption& interruption_;
 };
 
-/// Keeps what the library logs from the rows that are kept up to date, where both are on a terminal.
+/// Prints the library's log lines above the rows that are updated in place, when both are on a terminal.
 class LoggingAside {
  public:
   explicit LoggingAside(ProgressPrinter& printer) {
@@ -83,7 +86,7 @@ class LoggingAside {
 
 std::string count(std::size_t number) { return std::to_string(number) + (number == 1 ? " command" : " commands"); }
 
-/// "2 commands: 1, 2".
+/// Returns a text such as "2 commands: 1, 2".
 std::string listOf(std::vector<std::uint32_t> ids) {
   constexpr std::size_t MOST = 5;
   std::sort(ids.begin(), ids.end());
@@ -92,7 +95,7 @@ std::string listOf(std::vector<std::uint32_t> ids) {
   return text + (ids.size() > MOST ? ", ..." : "");
 }
 
-/// Until every command has ended, the time is over or a signal comes.
+/// Returns when every command has ended, at the deadline, or when a signal comes.
 void follow(const Progress& progress, ProgressPrinter& printer, Interruption& interruption,
             const Time::Monotonic& deadline) {
   const Time::Elapsed second(1, 0);
@@ -104,20 +107,20 @@ void follow(const Progress& progress, ProgressPrinter& printer, Interruption& in
 }
 
 ExitStatus send(const Context& context, const Request& request) {
-  const Stack::Forms::Document document = Stack::Forms::readFile(request.file);
-  const std::vector<Command> commands = Stack::Forms::readCommands(document.value, document.name);
+  const Json::Document document = Json::readFile(request.file);
+  const std::vector<Command> commands = Json::readCommands(document.value, document.name);
   const Group group(request.group);
   Interruption interruption;
   Progress progress(commands);
   ProgressPrinter printer(context.json, group, commands);
   LoggingAside logging(printer);
-  Proxy::Command::Manager manager(context.zuv, context.application);
+  Proxy::Command::Manager manager(context.isZuv(), context.application);
   manager.setConnection(context.openBus());
   if (context.strict) manager.acceptProgressOnlyFromService();
   if (!request.noWait) manager.start(true);
   const Proxy::CommandContainerList list(commands.begin(), commands.end());
   if (request.noWait) {
-    manager.add({}, group, list);  // nobody is to hear of them
+    manager.add({}, group, list);  // without an originator for the reports
     if (!context.json) std::cout << "Sent " << count(commands.size()) << '.' << std::endl;
     return ExitStatus::DONE;
   }
@@ -125,32 +128,32 @@ ExitStatus send(const Context& context, const Request& request) {
   manager.submit(follower, group, list, follower);
   interruption.begin();
   follow(progress, printer, interruption, Time::Clock::get().now() + Time::Elapsed(request.seconds, 0));
-  // Waits for the hook that is under way, and with it until the answer to the last report is sent.
+  // This waits for the hook under way, and so until the answer to the last report is sent.
   manager.stop();
   printer.refresh();
   logging.end();
 
   const Progress::Summary summary = progress.getSummary();
   if (!context.json) {
-    if (printer.isLive()) std::cout << '\r';  // over the "^C" of an interrupt
+    if (printer.isLive()) std::cout << '\r';  // overwrites the "^C" of an interrupt
     std::cout << summary.completed << " of " << count(commands.size()) << " completed";
     if (summary.failed) std::cout << ", " << summary.failed << " ended otherwise";
     std::cout << '.' << std::endl;
   }
   if (!summary.lost.empty()) {
-    complain(manager.getHost() + " has gone, and with it " + listOf(summary.lost));
+    Cli::Output::printError(manager.getHost() + " has gone, and with it " + listOf(summary.lost));
     return ExitStatus::BUS_ERROR;
   }
   if (!summary.unfinished.empty()) {
     if (Interruption::getSignal() != 0) {
-      complain("interrupted; hevractl cancel ends " + listOf(summary.unfinished));
+      Cli::Output::printError("interrupted; hevractl cancel ends " + listOf(summary.unfinished));
       Interruption::obey();
     }
-    complain("gave up after " + std::to_string(request.seconds) + " s on " + listOf(summary.unfinished));
+    Cli::Output::printError("gave up after " + std::to_string(request.seconds) + " s on " + listOf(summary.unfinished));
     return ExitStatus::GAVE_UP;
   }
   if (!summary.unheard.empty()) {
-    complain("no more was heard of " + listOf(summary.unheard));
+    Cli::Output::printError("no more was heard of " + listOf(summary.unheard));
     return ExitStatus::GAVE_UP;
   }
   return summary.failed ? ExitStatus::NO : ExitStatus::DONE;
@@ -171,7 +174,7 @@ void addSend(CLI::App& app, Context& context) {
   command.add_option("--group", request->group, "The group's identifier")->required()->type_name("ID");
   CLI::Option* noWait = command.add_flag("--no-wait", request->noWait, "Ends as soon as the service has the commands");
   command
-      .add_option_function<std::string>("--wait", Stack::Forms::numberInto("--wait", request->seconds),
+      .add_option_function<std::string>("--wait", Cli::numberInto("--wait", request->seconds),
                                         "How many seconds to follow them at the most [90]")
       ->type_name("SECONDS")
       ->excludes(noWait);

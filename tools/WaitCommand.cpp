@@ -1,18 +1,19 @@
-// hevractl wait: returns when the service is there, which may be before or after the bus is.
+// hevractl wait: waits until the service is there; the bus need not be there yet.
 #include <memory>
 #include <optional>
 #include <string>
 
+#include <cli/Number.h>
+#include <cli/Output.h>
 #include <platform/core/time/Clock.h>
 #include <proxy/command/Manager.h>
-#include <stack/forms/Number.h>
 #include <tools/Commands.h>
 
 namespace Quarnix::Hevra::Tools {
 
 namespace {
 
-/// Why the service is not there.
+/// Returns why the service is not there.
 std::string absence(const Bus::Object::Proxy& service) {
   try {
     if (service.getConnection()->getNameOwner(service.getHost()).empty()) return "nobody owns " + service.getHost();
@@ -23,15 +24,15 @@ std::string absence(const Bus::Object::Proxy& service) {
 }
 
 ExitStatus wait(const Context& context, const std::optional<std::uint32_t>& seconds) {
-  Proxy::Command::Manager service(context.zuv, context.application);
+  Proxy::Command::Manager service(context.isZuv(), context.application);
   service.setConnection(context.openBus());
   const Time::Monotonic deadline =
       seconds ? Time::Clock::get().now() + Time::Elapsed(*seconds, 0) : Time::Monotonic::never();
   const bool there = service.waitForService(deadline);
   if (there || context.json) context.print({{"available", there}}, "The service is there: " + service.getHost() + ".");
   if (there) return ExitStatus::DONE;
-  complain("gave up waiting after " + std::to_string(*seconds) + " s: " + absence(service) +
-           "; 'hevractl doctor' looks for the cause");
+  Cli::Output::printError("gave up waiting after " + std::to_string(*seconds) + " s: " + absence(service) +
+                          "; 'hevractl doctor' looks for the cause");
   return ExitStatus::GAVE_UP;
 }
 
@@ -43,8 +44,7 @@ void addWait(CLI::App& app, Context& context) {
       addCommand(app, "wait", "Waits until the service is there", "hevractl wait --timeout 30 && hevractl nodes");
   command
       .add_option_function<std::string>(
-          "--timeout",
-          [seconds](const std::string& text) { Stack::Forms::numberInto("--timeout", seconds->emplace())(text); },
+          "--timeout", [seconds](const std::string& text) { Cli::numberInto("--timeout", seconds->emplace())(text); },
           "How many seconds to wait at the most [for ever]")
       ->type_name("SECONDS");
   command.callback(

@@ -1,21 +1,29 @@
-// hevractl watch: prints what the stack service announces, until it is interrupted.
+// hevractl watch: prints what the stack service announces until it is interrupted.
 #include <string>
 #include <utility>
 
+#include <cli/Interruption.h>
+#include <cli/Table.h>
+#include <json/NodeForm.h>
 #include <platform/core/Mutex.h>
 #include <proxy/command/Manager.h>
 #include <proxy/node/Manager.h>
-#include <stack/forms/NodeForm.h>
 #include <tools/Commands.h>
-#include <tools/Interruption.h>
 #include <tools/NodeText.h>
-#include <tools/Table.h>
 
 namespace Quarnix::Hevra::Tools {
 
+using Cli::Cell;
+using Cli::GREEN;
+using Cli::Interruption;
+using Cli::RED;
+using Cli::Table;
+using Cli::Terminal;
+using Cli::YELLOW;
+
 namespace {
 
-/// Prints one line at a time, under the columns' titles. Threads: any.
+/// Prints one line at a time below the titles of the columns. Threads: any.
 class Printer {
  public:
   explicit Printer(const Context& context) : context_(context) {}
@@ -33,7 +41,7 @@ class Printer {
 
  private:
   const Context& context_;
-  // Wide enough for whatever may come.
+  // The columns are wide enough for all that may come.
   const Table table_{Terminal::ofOutput(),
                      {{"EVENT", 9}, {"ACTION", 8}, {"KIND", 10}, {"ADDRESS", 10}, {"STATE", 5}, {"DETAILS"}}};
   Mutex mutex_;
@@ -63,14 +71,14 @@ class NodeWatcher : public Proxy::Node::Manager {
 
   void modified(const Node& node, NodeAction action) override {
     printer_.print(
-        {{"event", "modified"}, {"action", static_cast<std::int32_t>(action)}, {"node", Stack::Forms::writeNode(node)}},
+        {{"event", "modified"}, {"action", static_cast<std::int32_t>(action)}, {"node", Json::writeNode(node)}},
         rowOf("node", action, node, detailsOf(node, printer_.isKeyShown())));
   }
   void linkModified(const Node& node, const NodeLink& link, NodeAction action) override {
     printer_.print({{"event", "linkModified"},
                     {"action", static_cast<std::int32_t>(action)},
-                    {"node", Stack::Forms::writeNode(node)},
-                    {"link", Stack::Forms::writeLink(link)}},
+                    {"node", Json::writeNode(node)},
+                    {"link", Json::writeLink(link)}},
                    rowOf("link", action, node, describe(link) + "  " + detailsOf(node, printer_.isKeyShown())));
   }
 
@@ -98,8 +106,8 @@ ExitStatus watch(const Context& context) {
   interruption.begin();
   const auto connection = context.openBus();
   Printer printer(context);
-  NodeWatcher nodes(context.zuv, printer);
-  ExceptionWatcher exceptions(context.zuv, context.application, printer);
+  NodeWatcher nodes(context.isZuv(), printer);
+  ExceptionWatcher exceptions(context.isZuv(), context.application, printer);
   nodes.setConnection(connection);
   exceptions.setConnection(connection);
   if (context.strict) exceptions.acceptProgressOnlyFromService();

@@ -1,33 +1,34 @@
-// hevractl: reaches the stack service from the command line, through the proxies.
+// hevractl: reaches the stack service from the command line through the proxies.
 #include <iostream>
 #include <string>
 #include <vector>
 
 #include <CLI/CLI.hpp>
 
+#include <cli/HelpFormatter.h>
+#include <cli/Output.h>
+#include <json/Malformed.h>
 #include <proxy/node/Manager.h>
-#include <stack/forms/HelpFormatter.h>
-#include <stack/forms/Malformed.h>
-#include <stack/forms/Output.h>
 #include <tools/Commands.h>
 
 namespace {
 
 using namespace Quarnix;
 using namespace Quarnix::Hevra::Tools;
-using Hevra::Stack::Forms::Malformed;
-using Hevra::Stack::Forms::Output;
+using Hevra::Cli::Output;
+using Hevra::Json::Malformed;
 
 void addGlobalOptions(CLI::App& app, Context& context) {
-  Hevra::Stack::Forms::layOutHelp(app);
+  Hevra::Cli::layOutHelp(app);
   addVersion(app);
   app.add_option("--bus", context.bus, "system, session or a bus address [$HEVRA_BUS, else system]")
       ->type_name("WHERE");
   app.add_option_function<std::string>(
          "--service",
          [&context](const std::string& text) {
-           if (text != "hevra" && text != "zuv") throw Malformed("--service", "'" + text + "'", "hevra or zuv");
-           context.zuv = text == "zuv";
+           const auto variant = Hevra::Stack::findVariant(text);
+           if (!variant) throw Malformed("--service", "'" + text + "'", "hevra or zuv");
+           context.variant = *variant;
          },
          "Which variant of the service: hevra or zuv [hevra]")
       ->type_name("WHICH");
@@ -38,7 +39,7 @@ void addGlobalOptions(CLI::App& app, Context& context) {
   app.add_flag("--json", context.json, "Prints one JSON value a line");
 }
 
-/// The name becomes an element of the object path that a manager serves.
+/// The application's name becomes an element of the object path that a manager serves.
 void checkApplication(const std::string& name) {
   constexpr const char* LETTERS = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789_";
   if (name.empty() || name.find_first_not_of(LETTERS) != name.npos)
@@ -66,7 +67,7 @@ ExitStatus run(int argc, char** argv, CLI::App& app, Output& output) {
 }
 
 int end(ExitStatus status, const std::string& text) {
-  complain(text);
+  Output::printError(text);
   return static_cast<int>(status);
 }
 
@@ -81,12 +82,12 @@ int main(int argc, char** argv) {
   try {
     return static_cast<int>(run(argc, argv, app, output));
   } catch (const CLI::RequiredError& error) {
-    // Where a command is missing there may be a word that is none.
+    // When the command is missing, there may be a word that is no command.
     const std::vector<std::string> words = app.remaining(true);
     if (words.empty()) return end(ExitStatus::WRONG_INPUT, error.what());
     return end(ExitStatus::WRONG_INPUT, "'" + words.front() + "' was not expected, and: " + error.what());
   } catch (const CLI::ParseError& error) {
-    if (error.get_exit_code() == 0) return app.exit(error);  // a help or the version was asked for
+    if (error.get_exit_code() == 0) return app.exit(error);  // the user asked for a help text or the version
     return end(ExitStatus::WRONG_INPUT, error.what());
   } catch (const Malformed& error) {
     return end(ExitStatus::WRONG_INPUT, error.what());

@@ -1,6 +1,7 @@
 // Which trace there is, and messages as lines.
 #include <platform/bus/Trace.h>
 
+#include <algorithm>
 #include <atomic>
 #include <cerrno>
 #include <charconv>
@@ -10,11 +11,12 @@
 #include <fcntl.h>
 
 #include <platform/bus/connection/Tracing.h>
-#include <platform/bus/message/internal/Names.h>
+#include <platform/bus/message/internal/TypeName.h>
 #include <platform/core/Mutex.h>
 #include <platform/core/internal/Descriptor.h>
 #include <platform/core/internal/Environment.h>
 #include <platform/core/internal/Hexadecimal.h>
+#include <platform/core/internal/Utf8.h>
 #include <platform/core/log/Logger.h>
 #include <platform/core/log/internal/WriteWhole.h>
 #include <platform/core/time/Clock.h>
@@ -134,7 +136,7 @@ class Walk {
     show("\"");
     std::size_t at = 0;
     for (std::size_t length = 0; at < whole.size(); at += length) {
-      length = Message::characterLength(whole.substr(at));
+      length = std::max(Utf8::lengthOfFirst(whole.substr(at)), std::size_t{1});
       if (at + length > MOST_TEXT) break;
       const std::string_view character = whole.substr(at, length);
       // The control characters: of those that have two bytes, the second one is the number.
@@ -213,10 +215,9 @@ void Trace::set(Shared::Pointer<Trace> trace) {
 void Trace::setRedactor(Redactor chosen) noexcept { redactor.store(chosen, std::memory_order_release); }
 
 std::string Trace::describe(Direction direction, const Any& message) {
-  static constexpr const char* KINDS[] = {"unknown", "call", "return", "error", "signal"};
-  const auto kind = static_cast<std::size_t>(message.getType());
   std::string line = direction == Direction::OUT ? "-> " : "<- ";
-  line += KINDS[kind < std::size(KINDS) ? kind : 0];
+  const char* const type = nameOf(message.getType());
+  line += type ? type : "unknown";
   line += " #" + std::to_string(message.getSerial());
   if (message.getReplySerial()) line += " of #" + std::to_string(message.getReplySerial());
   const auto add = [&](const char* before, const char* text) {

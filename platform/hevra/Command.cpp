@@ -5,21 +5,14 @@
 #include <cstdio>
 #include <stdexcept>
 
+#include <platform/hevra/internal/StatusName.h>
+
 namespace Quarnix::Hevra {
 
-namespace {
-
-constexpr const char* STATUS_NAMES[] = {"INITIALIZED", "TRANSMITTED", "IN_PROGRESS", "COMPLETED", "FAILED",
-                                        "CANCELLED",   "DELAYED",     "TIMED_OUT",   "REJECTED"};
-
-}  // namespace
-
 std::string Command::toString() const {
-  const auto status = static_cast<std::uint32_t>(status_);
-  std::string name = status < std::size(STATUS_NAMES) ? STATUS_NAMES[status] : std::to_string(status);
   char text[128];
   std::snprintf(text, sizeof text, "#%" PRIu32 " (node = %" PRIx32 " / parameter = %" PRIx64 " / status = %s)", id_,
-                address_, parameterId_, name.c_str());
+                address_, parameterId_, nameOf(status_).c_str());
   return text;
 }
 

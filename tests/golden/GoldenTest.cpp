@@ -13,14 +13,15 @@
 #include <bus/HvTypeVariantHandler.h>
 #include <bus/NodeLinkWrapper.h>
 #include <bus/SequenceContainerWrapper.h>
+#include <json/CommandForm.h>
+#include <json/Hexadecimal.h>
+#include <json/NodeForm.h>
+#include <json/ValueForm.h>
 #include <platform/bus/message/Signal.h>
 #include <platform/bus/message/internal/Check.h>
 #include <platform/bus/message/method/Call.h>
 #include <proxy/command/CommandContainerList.h>
 #include <proxy/node/Manager.h>
-#include <stack/forms/CommandForm.h>
-#include <stack/forms/Hexadecimal.h>
-#include <stack/forms/NodeForm.h>
 
 namespace Quarnix::Bus::Message {
 namespace {
@@ -37,7 +38,7 @@ const std::string RECORD = "utbuviiyisusuyy";
 
 /// The whole text of an error is read as its details; with those alone the command is written as it came.
 json toBeWrittenAgain(Command& command) {
-  json form = Stack::Forms::writeCommand(command);
+  json form = Json::writeCommand(command);
   const std::string text = command.getDetailedError().getErrorFieldsToString();
   const std::size_t colon = text.find(": ");
   command.getDetailedError().setErrorFieldsToString(colon == text.npos ? "" : text.substr(colon + 2));
@@ -99,16 +100,15 @@ json movedAny(ConstIterator& from, Iterator& to) {
     const Stack::AnyNode node = Stack::read(from, kind);
     ++from;
     Stack::append(to, node);
-    return Stack::Forms::writeNode(Stack::headOf(node));
+    return Json::writeNode(Stack::headOf(node));
   }
-  if (signature == "(uusi)")
-    return Stack::Forms::writeLink(moved<Bus::Type::StructWrapper<NodeLink>, NodeLink>(from, to));
+  if (signature == "(uusi)") return Json::writeLink(moved<Bus::Type::StructWrapper<NodeLink>, NodeLink>(from, to));
   if (signature == "a(" + RECORD + ")") return movedCommands(from, to);
   if (signature == "(" + RECORD + ")") return inside(movedCommand);
-  if (signature == "ay") return Stack::Forms::digitsOf(moved<Bytes, std::vector<unsigned char>>(from, to));
+  if (signature == "ay") return Json::digitsOf(moved<Bytes, std::vector<unsigned char>>(from, to));
   if (signature == "v") {
     auto handler = moved<Bus::Type::Wrapper<Bus::Type::VariantHandler>, Bus::Type::HvTypeVariantHandler>(from, to);
-    return Stack::Forms::writeValue(handler.value());
+    return Json::writeValue(handler.value());
   }
   if (signature[0] == 'a' || signature[0] == '(') {
     return inside([](ConstIterator& in, Iterator& out) {
@@ -177,7 +177,7 @@ class Golden : public testing::Test {
         const auto nodes = Proxy::Node::Manager::parseBusReply(SendReturn(theirs));
         auto node = nodes.begin();
         for (const json& list : arguments)
-          for (const json& form : list) EXPECT_EQ(json(Stack::Forms::writeNode(**node++)), form);
+          for (const json& form : list) EXPECT_EQ(json(Json::writeNode(**node++)), form);
         EXPECT_EQ(node, nodes.end());
       }
     }
@@ -215,7 +215,7 @@ TEST_F(Golden, IsReadAsWhatItHoldsAndWrittenAgain) {
   int count = 0;
   for (char order = 0; file >> name >> order >> digits && std::getline(file, form);) {
     SCOPED_TRACE(name + " " + order);
-    const auto bytes = Stack::Forms::bytesOf(digits).value();
+    const auto bytes = Json::bytesOf(digits).value();
     const Frame frame{Storage(bytes.size()), 0, static_cast<std::uint32_t>(bytes.size())};
     std::copy(bytes.begin(), bytes.end(), frame.storage.data());
     const Header header = checked(frame);

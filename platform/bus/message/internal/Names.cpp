@@ -2,7 +2,6 @@
 // the characters once and allocate nothing.
 #include <platform/bus/message/internal/Names.h>
 
-#include <algorithm>
 #include <array>
 #include <cstdint>
 #include <cstring>
@@ -12,6 +11,7 @@
 #include <platform/bus/message/Limits.h>
 #include <platform/bus/message/internal/Rules.h>
 #include <platform/core/internal/Hexadecimal.h>
+#include <platform/core/internal/Utf8.h>
 
 namespace Quarnix::Bus::Message {
 
@@ -61,23 +61,6 @@ bool isPlain(const unsigned char* at) noexcept {
   std::uint64_t word;
   std::memcpy(&word, at, sizeof word);
   return (((word - 0x0101010101010101U) | word) & 0x8080808080808080U) == 0;
-}
-
-// How many bytes the UTF-8 sequence at `at` has, 0 when it is none.
-inline std::size_t sequenceLength(const unsigned char* at, const unsigned char* end) noexcept {
-  const unsigned lead = at[0];
-  if (lead < 0x80) return 1;
-  if (lead < 0xc2 || lead > 0xf4) return 0;
-  const std::size_t length = lead < 0xe0 ? 2 : lead < 0xf0 ? 3 : 4;
-  if (static_cast<std::size_t>(end - at) < length) return 0;
-  // The second byte's range keeps out overlong forms, surrogates and what is beyond U+10FFFF.
-  const unsigned least = lead == 0xe0 ? 0xa0 : lead == 0xf0 ? 0x90 : 0x80;
-  const unsigned most = lead == 0xed ? 0x9f : lead == 0xf4 ? 0x8f : 0xbf;
-  if (at[1] < least || at[1] > most) return 0;
-  for (std::size_t i = 2; i < length; ++i) {
-    if ((at[i] & 0xc0U) != 0x80) return 0;
-  }
-  return length;
 }
 
 // The value as an error message shows it: on one line, printable and not endless.
@@ -145,15 +128,11 @@ const char* checkText(std::string_view text) noexcept {
     if (end - at < 8 && text.size() >= 8 && isPlain(end - 8)) return nullptr;
     if (at == end) return nullptr;
     if (*at == 0) return Rules::TEXT_NUL;
-    const std::size_t length = sequenceLength(at, end);
+    const std::size_t length =
+        Utf8::lengthOfFirst({reinterpret_cast<const char*>(at), static_cast<std::size_t>(end - at)});
     if (length == 0) return Rules::TEXT_UTF8;
     at += length;
   }
-}
-
-std::size_t characterLength(std::string_view text) noexcept {
-  const auto* const at = reinterpret_cast<const unsigned char*>(text.data());
-  return std::max(sequenceLength(at, at + text.size()), std::size_t{1});
 }
 
 void require(const char* rule, const char* what, std::string_view value) {

@@ -1,7 +1,6 @@
 // The syntax of what a message may name: object paths, interfaces, members, errors, bus names, texts.
 #pragma once
 
-#include <cstddef>
 #include <string_view>
 
 namespace Quarnix::Bus::Message {
@@ -17,8 +16,6 @@ const char* checkErrorName(std::string_view text) noexcept;
 const char* checkBusName(std::string_view text) noexcept;
 /// Strict UTF-8 without NUL; noncharacters are allowed.
 const char* checkText(std::string_view text) noexcept;
-/// How many bytes the first character of a text has, which must not be empty; 1 where no character begins.
-std::size_t characterLength(std::string_view text) noexcept;
 
 /// Raises InvalidArgument naming `what` (such as "object path"), the value and `rule` when `rule` is not null.
 void require(const char* rule, const char* what, std::string_view value);

@@ -5,6 +5,9 @@
 #include <cstdint>
 #include <string_view>
 
+#include <platform/core/internal/Hexadecimal.h>
+#include <platform/core/internal/Utf8.h>
+
 namespace Quarnix::Log {
 
 struct Character {
@@ -16,20 +19,11 @@ struct Character {
 /// The first character of a text that is not empty. Not printable are control characters (C0, DEL, C1), the overrides,
 /// embeddings and isolates of bidirectional text, the separators of lines and paragraphs, and bytes that are no UTF-8.
 inline Character firstOf(std::string_view text) noexcept {
-  const auto byte = [&](std::size_t i) { return static_cast<std::uint8_t>(text[i]); };
-  const std::uint8_t first = byte(0);
-  if (first < 0x80) return {1, first, first >= 0x20 && first != 0x7F};
-  const Character invalid{1, first, false};
-  const std::size_t length = first >= 0xF0 ? 4 : first >= 0xE0 ? 3 : 2;
-  if (first < 0xC2 || first > 0xF4 || length > text.size()) return invalid;
-  std::uint32_t code = first & (0xFFU >> (length + 1));
-  for (std::size_t i = 1; i < length; ++i) {
-    if ((byte(i) & 0xC0) != 0x80) return invalid;
-    code = code << 6 | (byte(i) & 0x3FU);
-  }
-  constexpr std::uint32_t LEAST[] = {0x80, 0x800, 0x10000};
-  if (code < LEAST[length - 2] || code > 0x10FFFF || (code >= 0xD800 && code <= 0xDFFF)) return invalid;
-  const bool isControl = code < 0xA0 || (code >= 0x2028 && code <= 0x202E) || (code >= 0x2066 && code <= 0x2069);
+  const std::size_t length = Utf8::lengthOfFirst(text);
+  if (length == 0) return {1, static_cast<std::uint8_t>(text.front()), false};
+  const std::uint32_t code = Utf8::codePointOf(text.substr(0, length));
+  const bool isControl = code < 0x20 || (code >= 0x7F && code < 0xA0) || (code >= 0x2028 && code <= 0x202E) ||
+                         (code >= 0x2066 && code <= 0x2069);
   return {length, code, !isControl};
 }
 
@@ -37,7 +31,6 @@ inline Character firstOf(std::string_view text) noexcept {
 /// what is not printable its number, such as "\x1b". Ends early when `take` returns false.
 template <class Take>
 void escape(std::string_view text, const Take& take) {
-  constexpr const char* DIGITS = "0123456789abcdef";
   while (!text.empty()) {
     const Character character = firstOf(text);
     if (character.isPrintable || text.front() == '\n') {
@@ -45,7 +38,7 @@ void escape(std::string_view text, const Take& take) {
     } else {
       for (const char c : text.substr(0, character.length)) {
         const auto byte = static_cast<std::uint8_t>(c);
-        const char number[] = {'\\', 'x', DIGITS[byte >> 4], DIGITS[byte & 15]};
+        const char number[] = {'\\', 'x', HEXADECIMAL_DIGITS[byte >> 4], HEXADECIMAL_DIGITS[byte & 15]};
         if (!take({number, sizeof number})) return;
       }
     }

@@ -1,0 +1,161 @@
+// hevra-stackd: the simulated stack service on a bus, for application developers, integration tests and demonstrations.
+#include <sys/time.h>
+#include <unistd.h>
+
+#include <csignal>
+#include <iostream>
+#include <string>
+
+#include <CLI/CLI.hpp>
+
+#include <cli/BusOption.h>
+#include <cli/ExitStatus.h>
+#include <cli/HelpFormatter.h>
+#include <cli/Number.h>
+#include <cli/Output.h>
+#include <json/Document.h>
+#include <json/Malformed.h>
+#include <json/NodeForm.h>
+#include <json/PlanForm.h>
+#include <platform/bus/message/method/Return.h>
+#include <stack/Service.h>
+#include <stackd/Replay.h>
+
+namespace {
+
+using namespace Quarnix;
+using Hevra::Cli::ExitStatus;
+using Hevra::Stack::Options;
+namespace Cli = Hevra::Cli;
+namespace Json = Hevra::Json;
+namespace Stack = Hevra::Stack;
+
+struct CommandLine {
+  std::string bus;
+  // Files; empty for the default.
+  std::string nodes;     // otherwise the small house
+  std::string scenario;  // otherwise no plan
+  std::string replay;    // otherwise a simulated service
+  Options options;
+};
+
+void addOptions(CLI::App& app, CommandLine& line) {
+  Options& options = line.options;
+  app.set_version_flag("--version", "hevra-stackd " HEVRA_VERSION, "Prints the version");
+  app.add_option("--bus", line.bus, "system, session or a bus address [$HEVRA_BUS, else system]")->type_name("WHERE");
+  app.add_option_function<std::string>(
+         "--service",
+         [&options](const std::string& text) {
+           if (text == "both") return;
+           const auto variant = Stack::findVariant(text);
+           if (!variant) throw Json::Malformed("--service", "'" + text + "'", "hevra, zuv or both");
+           options.variants = {*variant};
+         },
+         "Which variants of the service: hevra, zuv or both [both]")
+      ->type_name("WHICH");
+  app.add_option("--nodes", line.nodes, "The node table, a JSON array; - for standard input [a small house]")
+      ->type_name("FILE");
+  app.add_option_function<std::string>(
+         "--pace",
+         [&options](const std::string& text) {
+           const auto milliseconds = static_cast<std::int64_t>(Cli::readNumber("--pace", text, UINT32_MAX));
+           options.pace = Time::Elapsed::ofMilliseconds(milliseconds);
+         },
+         "Milliseconds between two statuses of a command, 0 for as fast as it goes [200]")
+      ->type_name("MS");
+  app.add_option_function<std::string>("--seed", Cli::numberInto("--seed", options.seed),
+                                       "What the faults are drawn from [0]")
+      ->type_name("N");
+
+  const auto addRate = [&app](const char* name, double& rate, const char* description) {
+    app.add_option_function<std::string>(
+           name, [name, &rate](const std::string& text) { rate = Cli::readRate(name, text); }, description)
+        ->type_name("RATE")
+        ->group("Faults, each a rate from 0 to 1");
+  };
+  app.add_option("--scenario", line.scenario, "What happens to which calls and reports, a JSON array of rules")
+      ->type_name("FILE");
+  addRate("--drop", options.drop, "Commands without any progress");
+  addRate("--fail", options.fail, "Commands that end as FAILED");
+  addRate("--refuse", options.refuse, "Calls that get an error reply and are not carried out");
+  addRate("--silent", options.silent, "Calls that are carried out and get no reply");
+  addRate("--duplicate", options.duplicate, "Progress reports that are sent twice");
+  app.add_option("--replay", line.replay,
+                 "Answers from what hevractl record has kept, at its pace; with --pace 0 at once")
+      ->type_name("FILE")
+      ->excludes("--nodes", "--scenario", "--seed", "--drop", "--fail", "--refuse", "--silent", "--duplicate");
+}
+
+int fail(ExitStatus status, const std::string& text) {
+  Cli::Output::printError(text);
+  return static_cast<int>(status);
+}
+
+/// Ends the process half a second from now, because an originator that does not answer its report would keep it
+/// waiting.
+void endSoon() {
+  std::signal(SIGALRM, [](int) { ::_exit(static_cast<int>(ExitStatus::DONE)); });
+  const itimerval half{{}, {0, 500'000}};
+  ::setitimer(ITIMER_REAL, &half, nullptr);
+}
+
+void serve(const CommandLine& line) {
+  // This comes before any thread is started, so that all threads leave these signals to sigwait.
+  sigset_t ends;
+  sigemptyset(&ends);
+  sigaddset(&ends, SIGINT);
+  sigaddset(&ends, SIGTERM);
+  pthread_sigmask(SIG_BLOCK, &ends, nullptr);
+
+  const auto serveUntilEnd = [&ends](auto&& service) {
+    service.start();
+    std::cout << "ready" << std::endl;
+    int signal = 0;
+    sigwait(&ends, &signal);
+    endSoon();
+    service.stop();
+  };
+  const Options& options = line.options;
+  if (line.replay.empty()) return serveUntilEnd(Stack::Service(options, Cli::openBus(line.bus)));
+  const std::vector<Json::RecordedMessage> recording = Json::readRecording(line.replay);
+  const bool atOnce = options.pace == Time::Elapsed();
+  serveUntilEnd(Hevra::Stackd::Replay(recording, atOnce, options.variants, Cli::openBus(line.bus)));
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  const Cli::Output output("hevra-stackd");
+  CLI::App app("The stack service without a radio: simulated commands, nodes, a daughter board.", "hevra-stackd");
+  app.footer("Example: hevra-stackd --bus session --nodes house.json --pace 50 --fail 0.1");
+  CommandLine line;
+  Cli::layOutHelp(app);
+  addOptions(app, line);
+  try {
+    app.parse(argc, argv);
+    if (!line.nodes.empty()) {
+      const Json::Document document = Json::readFile(line.nodes);
+      line.options.nodes = Json::readNodes(document.value, document.name);
+    }
+    if (!line.scenario.empty()) {
+      const Json::Document document = Json::readFile(line.scenario);
+      line.options.plan = Json::readPlan(document.value, document.name);
+    }
+    serve(line);
+    return static_cast<int>(ExitStatus::DONE);
+  } catch (const CLI::ParseError& error) {
+    if (error.get_exit_code() == 0) return app.exit(error);  // the user asked for the help or the version
+    return fail(ExitStatus::WRONG_INPUT, error.what());
+  } catch (const Json::Malformed& error) {
+    return fail(ExitStatus::WRONG_INPUT, error.what());
+  } catch (const Bus::Message::Method::Return& error) {
+    return fail(ExitStatus::BUS_ERROR, error.getErrorName() + std::string(": ") + error.what());
+  } catch (const std::exception& error) {
+    const std::string text = error.what();
+    const bool denied = text.find("AccessDenied") != text.npos;
+    return fail(ExitStatus::BUS_ERROR,
+                text + (denied ? "; install com.quarnix.Application.HevraZuv.conf, with this user in it, in "
+                                 "/usr/share/dbus-1/system.d"
+                               : ""));
+  }
+}
