@@ -5,6 +5,7 @@
 #include <cstdint>
 
 #include <platform/core/Mutex.h>
+#include <platform/core/internal/NeverDestroyed.h>
 
 namespace Quarnix {
 
@@ -17,15 +18,14 @@ std::atomic<std::uint64_t> figures{0};
 std::atomic<std::size_t> watchers{0};
 thread_local bool counted = false;
 
-/// Never destroyed, because threads end their work until the process is gone.
 struct Watch {
   Mutex mutex;
   ConditionVariable none;
 };
 
 Watch& watch() {
-  static Watch& instance = *new Watch;
-  return instance;
+  static NeverDestroyed<Watch> instance;
+  return instance.object;
 }
 
 }  // namespace

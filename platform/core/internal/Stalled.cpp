@@ -8,8 +8,8 @@ namespace Quarnix {
 Stalled::Stalled() noexcept : Timer::Monotonic(Time::Monotonic(Time::Elapsed(1, 0)), true) {}
 
 Stalled& Stalled::get() {
-  static Stalled& instance = *new Stalled;
-  return instance;
+  static NeverDestroyed<Stalled> instance;
+  return instance.object;
 }
 
 Stalled::Entry** Stalled::find(const Entry& entry) noexcept {

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <platform/core/Mutex.h>
+#include <platform/core/internal/NeverDestroyed.h>
 #include <platform/core/timer/Monotonic.h>
 
 namespace Quarnix {
@@ -37,7 +38,9 @@ class Stalled : private Timer::Monotonic {
   void remove(Entry& entry) noexcept;
 
  private:
+  friend union NeverDestroyed<Stalled>;
   Stalled() noexcept;
+  ~Stalled() override = default;
   void expired(const Time::Monotonic& deadline) override;
   Entry** find(const Entry& entry) noexcept HEVRA_REQUIRES(mutex_);
 

@@ -8,20 +8,21 @@
 #include <utility>
 
 #include <platform/core/Mutex.h>
+#include <platform/core/internal/NeverDestroyed.h>
 
 namespace Quarnix::Log {
 
 namespace {
 
-/// Made by whoever logs first, which may be before `main`, and never destroyed: threads log until the process is gone.
+/// Made by whoever logs first, which may be before `main`.
 struct Current {
   Mutex mutex;
   Shared::Pointer<Logger> logger HEVRA_GUARDED_BY(mutex) = Shared::make<StandardErrorLogger>();
 };
 
 Current& current() {
-  static Current& instance = *new Current;
-  return instance;
+  static NeverDestroyed<Current> instance;
+  return instance.object;
 }
 
 }  // namespace

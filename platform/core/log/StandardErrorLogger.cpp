@@ -7,6 +7,7 @@
 #include <string_view>
 
 #include <platform/core/Mutex.h>
+#include <platform/core/internal/NeverDestroyed.h>
 #include <platform/core/log/internal/Character.h>
 #include <platform/core/log/internal/Limit.h>
 #include <platform/core/log/internal/WriteWhole.h>
@@ -56,8 +57,8 @@ class Line {
 class StandardError : private Timer::Monotonic {
  public:
   static StandardError& get() {
-    static StandardError& instance = *new StandardError;  // threads log until the process is gone
-    return instance;
+    static NeverDestroyed<StandardError> instance;
+    return instance.object;
   }
 
   void write(Priority priority, const char* text) {
@@ -76,6 +77,7 @@ class StandardError : private Timer::Monotonic {
   }
 
  private:
+  friend union NeverDestroyed<StandardError>;
   StandardError() : Timer::Monotonic({}, false), limit_(Time::Clock::get().now()) {}
 
   bool isClosed(const Time::Monotonic& now) {

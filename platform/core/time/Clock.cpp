@@ -3,6 +3,7 @@
 
 #include <atomic>
 
+#include <platform/core/internal/NeverDestroyed.h>
 #include <platform/core/time/internal/SteadyClock.h>
 #include <platform/core/timer/internal/Queue.h>
 
@@ -12,9 +13,9 @@ namespace {
 
 std::atomic<Clock*> inForce{nullptr};
 
-SteadyClock& steady() {
-  static SteadyClock& instance = *new SteadyClock;
-  return instance;
+SteadyClock& steady() noexcept {
+  static NeverDestroyed<SteadyClock> instance;
+  return instance.object;
 }
 
 }  // namespace

@@ -10,7 +10,6 @@
 #include <string>
 #include <thread>
 #include <tuple>
-#include <vector>
 
 #include <sys/eventfd.h>
 #include <unistd.h>
@@ -33,9 +32,11 @@ struct Waiter {
   bool isWork = false;        // within a hook: does not count as activity while it waits
   const std::thread::id thread = std::this_thread::get_id();
 
-  bool woken = false;   // by the clock, which has then counted its work again
-  bool pinned = false;  // the clock is about to take its mutex
-  bool inTime = false;  // how it was when the wait ended
+  Waiter* next = nullptr;        // in the clock's list
+  Waiter* nextToWake = nullptr;  // in the list of the thread that wakes, while pinned
+  bool woken = false;            // by the clock, which has then counted its work again
+  bool pinned = false;           // the clock is about to take its mutex
+  bool inTime = false;           // how it was when the wait ended
   bool closed = false;
 };
 
@@ -54,14 +55,22 @@ struct SimulatedClock::State {
   ConditionVariable changed;
   Monotonic now HEVRA_GUARDED_BY(mutex);
   bool closed HEVRA_GUARDED_BY(mutex) = false;
-  std::vector<Waiter*> waiters HEVRA_GUARDED_BY(mutex);
+  Waiter* first HEVRA_GUARDED_BY(mutex) = nullptr;  // linked, so that a wait needs no memory
+
+  /// What points to the waiter; for null the end of the list.
+  Waiter** linkTo(const Waiter* waiter) HEVRA_REQUIRES(mutex) {
+    Waiter** link = &first;
+    while (*link != waiter) link = &(*link)->next;
+    return link;
+  }
 
   /// False when the deadline has been reached already.
   bool enter(Waiter& waiter) HEVRA_EXCLUDES(mutex) {
     MutexLock lock(mutex);
     if (waiter.deadline <= now) return false;
     waiter.woken = false;
-    waiters.push_back(&waiter);
+    waiter.next = nullptr;
+    *linkTo(nullptr) = &waiter;
     changed.notifyAll();
     if (waiter.isWork) Activity::end();
     return true;
@@ -74,7 +83,7 @@ struct SimulatedClock::State {
     if (waiter.isWork && !waiter.woken) Activity::begin();
     waiter.inTime = now < waiter.deadline;
     waiter.closed = closed;
-    waiters.erase(std::find(waiters.begin(), waiters.end(), &waiter));
+    *linkTo(&waiter) = waiter.next;
     changed.notifyAll();
     return true;
   }
@@ -88,24 +97,27 @@ struct SimulatedClock::State {
   template <class Choice>
   std::size_t wake(const Choice& isChosen) HEVRA_EXCLUDES(mutex) {
     std::size_t count = 0;
-    std::vector<Waiter*> pinned;
+    Waiter* pinned = nullptr;
     {
       MutexLock lock(mutex);
-      pinned.reserve(waiters.size());
-      for (Waiter* waiter : waiters) {
+      Waiter** end = &pinned;
+      for (Waiter* waiter = first; waiter; waiter = waiter->next) {
         if (waiter->woken || !isChosen(*waiter)) continue;
         waiter->woken = true;
         if (waiter->isWork) Activity::begin();
         if (!waiter->isTimerQueue) ++count;
         if (waiter->condition) {
           waiter->pinned = true;
-          pinned.push_back(waiter);
+          waiter->nextToWake = nullptr;
+          *end = waiter;
+          end = &waiter->nextToWake;
         } else {
           ::eventfd_write(waiter->descriptor, 1);
         }
       }
     }
-    for (Waiter* waiter : pinned) {
+    while (Waiter* const waiter = pinned) {
+      pinned = waiter->nextToWake;
       // A waiter holds its mutex from the moment it looks at the time until it waits, so that this is not missed.
       {
         MutexLock lock(*waiter->mutex);
@@ -130,7 +142,7 @@ struct SimulatedClock::State {
   Monotonic earliest() const HEVRA_EXCLUDES(mutex) {
     Monotonic time = Timer::Queue::get().earliest();
     MutexLock lock(mutex);
-    for (const Waiter* waiter : waiters)
+    for (const Waiter* waiter = first; waiter; waiter = waiter->next)
       if (!waiter->woken && !waiter->isTimerQueue) time = std::min(time, waiter->deadline);
     return time;
   }
@@ -139,7 +151,7 @@ struct SimulatedClock::State {
   std::optional<Idleness> idleness() const HEVRA_EXCLUDES(mutex) {
     MutexLock lock(mutex);
     Idleness idle;
-    for (const Waiter* waiter : waiters)
+    for (const Waiter* waiter = first; waiter; waiter = waiter->next)
       if (waiter->isWork) idle.waits.emplace(waiter->thread, waiter->condition, waiter->deadline);
     const Activity::Figures work = Activity::get();
     if (work.underWay != 0) return {};
@@ -164,7 +176,7 @@ SimulatedClock::~SimulatedClock() {
   }
   state_->wake([](const Waiter&) { return true; });
   MutexLock lock(state_->mutex);
-  while (!state_->waiters.empty()) state_->changed.wait(state_->mutex);
+  while (state_->first) state_->changed.wait(state_->mutex);
 }
 
 std::size_t SimulatedClock::advance(const Elapsed& span) {
@@ -202,11 +214,13 @@ void SimulatedClock::settle() {
 
 void SimulatedClock::awaitWaiters(std::size_t count) {
   MutexLock lock(state_->mutex);
-  const auto counts = [](const Waiter* waiter) {
-    return !waiter->woken && !waiter->isTimerQueue && !waiter->deadline.isNever();
-  };
-  while (static_cast<std::size_t>(std::count_if(state_->waiters.begin(), state_->waiters.end(), counts)) < count)
+  for (;;) {
+    std::size_t present = 0;
+    for (const Waiter* waiter = state_->first; waiter; waiter = waiter->next)
+      if (!waiter->woken && !waiter->isTimerQueue && !waiter->deadline.isNever()) ++present;
+    if (present >= count) return;
     state_->changed.wait(state_->mutex);
+  }
 }
 
 Monotonic SimulatedClock::now() const {

@@ -25,7 +25,7 @@ thread_local bool isTimerThread = false;
 }  // namespace
 
 // The mutex is held over a fork, so that the child finds the heap whole.
-Queue::Queue() {
+Queue::Queue() noexcept {
   pthread_atfork([]() HEVRA_NO_THREAD_SAFETY_ANALYSIS { get().mutex_.lock(); },
                  []() HEVRA_NO_THREAD_SAFETY_ANALYSIS { get().mutex_.unlock(); },
                  []() HEVRA_NO_THREAD_SAFETY_ANALYSIS {
@@ -44,9 +44,9 @@ void Queue::beginAnew() noexcept {
   new (&out_) ConditionVariable;
 }
 
-Queue& Queue::get() {
-  static Queue& instance = *new Queue;
-  return instance;
+Queue& Queue::get() noexcept {
+  static NeverDestroyed<Queue> instance;
+  return instance.object;
 }
 
 void Queue::start(Monotonic& timer) {

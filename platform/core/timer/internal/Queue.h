@@ -6,6 +6,7 @@
 #include <vector>
 
 #include <platform/core/Mutex.h>
+#include <platform/core/internal/NeverDestroyed.h>
 #include <platform/core/timer/Monotonic.h>
 
 namespace Quarnix::Timer {
@@ -17,7 +18,7 @@ namespace Quarnix::Timer {
 /// runs.
 class Queue {
  public:
-  static Queue& get();
+  static Queue& get() noexcept;
 
   void start(Monotonic& timer);
   void stop(Monotonic& timer) noexcept;
@@ -39,7 +40,9 @@ class Queue {
     Monotonic* timer;
   };
 
-  Queue();
+  friend union NeverDestroyed<Queue>;
+  Queue() noexcept;
+  ~Queue() = default;
   void beginAnew() noexcept HEVRA_REQUIRES(mutex_);
   static bool isEarlier(const Entry& a, const Entry& b) noexcept;
   static void* threadBody(void* queue) noexcept;
