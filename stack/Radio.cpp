@@ -30,9 +30,10 @@ void Radio::drop() {
 
 void Radio::clear() {
   Runners ended;
-  MutexLock lock(mutex_);
-  ended.swap(runners_);
-  lock.unlock();
+  {
+    MutexLock lock(mutex_);
+    ended.swap(runners_);
+  }
   // All of them first, so that those whose originators do not answer run out of time together.
   for (auto& [originator, runner] : ended) runner->drop();
 }

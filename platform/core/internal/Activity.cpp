@@ -1,4 +1,4 @@
-// The process-wide count of work under way, and waiting for it to reach zero.
+// Counts the work under way in the process, and waits until there is none.
 #include <platform/core/internal/Activity.h>
 
 #include <atomic>
@@ -11,7 +11,8 @@ namespace Quarnix {
 
 namespace {
 
-// Both figures in one, so that they are of one moment: what was begun above, what is under way below.
+// Both figures are in one word, so that they are of one moment: the upper half counts what was begun, the lower half
+// what is under way.
 constexpr std::uint64_t ONE_BEGUN = std::uint64_t{1} << 32;
 constexpr std::uint64_t ONE_UNDER_WAY = 1;
 std::atomic<std::uint64_t> figures{0};

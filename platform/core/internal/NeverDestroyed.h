@@ -1,4 +1,4 @@
-// An object that is made once and lives until the process is gone. Internal.
+// An object that is made once and lives until the process is gone.
 #pragma once
 
 namespace Quarnix {

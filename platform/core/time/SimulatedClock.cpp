@@ -1,4 +1,4 @@
-// Time that moves on command: who waits for it, who is woken when it moves, and when all is idle again.
+// Keeps who waits for the simulated time, wakes them when it moves, and finds out when all is idle again.
 #include <platform/core/time/SimulatedClock.h>
 
 #include <algorithm>
@@ -16,13 +16,13 @@
 
 #include <platform/core/internal/Activity.h>
 #include <platform/core/internal/Descriptor.h>
-#include <platform/core/timer/internal/Queue.h>
+#include <platform/core/time/internal/Deadlines.h>
 
 namespace Quarnix::Time {
 
 namespace {
 
-/// One wait under way, on the stack of the thread that waits. What is not constant is guarded by the clock's mutex.
+/// One wait under way, on the stack of the thread that waits. The clock's mutex guards what is not constant.
 struct Waiter {
   Monotonic deadline;
   Mutex* mutex = nullptr;
@@ -42,10 +42,10 @@ struct Waiter {
 
 }  // namespace
 
-/// The order of mutexes: that of a waiter, then this one. To notify a waiter the clock therefore lets this one go
-/// first, and pins the waiter meanwhile, so that its mutex and its condition variable stay.
+/// The order of mutexes is: a waiter's, then this one. Before the clock notifies a waiter, it therefore releases this
+/// one. It pins the waiter meanwhile, so that the waiter's mutex and condition variable stay.
 struct SimulatedClock::State {
-  /// What hooks wait for while no work is under way, and how much work was ever begun until then.
+  /// The waits of hooks while no work is under way, and how much work was begun until then.
   struct Idleness {
     std::set<std::tuple<std::thread::id, const void*, Monotonic>> waits;
     std::uint32_t begun = 0;
@@ -64,7 +64,7 @@ struct SimulatedClock::State {
     return link;
   }
 
-  /// False when the deadline has been reached already.
+  /// Returns false when the deadline has been reached already.
   bool enter(Waiter& waiter) HEVRA_EXCLUDES(mutex) {
     MutexLock lock(mutex);
     if (waiter.deadline <= now) return false;
@@ -76,7 +76,7 @@ struct SimulatedClock::State {
     return true;
   }
 
-  /// False when the waiter is pinned: it has to let its mutex go and await the end of that.
+  /// Returns false when the waiter is pinned: it has to release its mutex and wait until it is not.
   bool leave(Waiter& waiter) HEVRA_EXCLUDES(mutex) {
     MutexLock lock(mutex);
     if (waiter.pinned) return false;
@@ -93,7 +93,7 @@ struct SimulatedClock::State {
     while (waiter.pinned) changed.wait(mutex);
   }
 
-  /// Wakes the waiters that `isChosen` accepts; how many, the timer queue apart.
+  /// Wakes the waiters that `isChosen` accepts, and returns their number without the timer queue.
   template <class Choice>
   std::size_t wake(const Choice& isChosen) HEVRA_EXCLUDES(mutex) {
     std::size_t count = 0;
@@ -135,19 +135,19 @@ struct SimulatedClock::State {
       MutexLock lock(mutex);
       now = time;
     }
-    Timer::Queue::get().reconsider();
+    Deadlines::get().clockChanged();
     return wake([&time](const Waiter& waiter) { return waiter.deadline <= time; });
   }
 
   Monotonic earliest() const HEVRA_EXCLUDES(mutex) {
-    Monotonic time = Timer::Queue::get().earliest();
+    Monotonic time = Deadlines::get().earliest();
     MutexLock lock(mutex);
     for (const Waiter* waiter = first; waiter; waiter = waiter->next)
       if (!waiter->woken && !waiter->isTimerQueue) time = std::min(time, waiter->deadline);
     return time;
   }
 
-  /// Nothing when work is under way after all: no wait ends while this looks.
+  /// Returns nothing when work is under way after all. No wait ends while this looks.
   std::optional<Idleness> idleness() const HEVRA_EXCLUDES(mutex) {
     MutexLock lock(mutex);
     Idleness idle;
@@ -202,8 +202,8 @@ void SimulatedClock::settle() {
     const auto before = state_->idleness();
     if (!before) continue;
     if (before->waits.empty()) return;
-    // A hook that waits here may have been notified and not have run yet: all are woken to find out, until they only
-    // come back to the same waits and begin nothing else.
+    // A hook that waits here may have been notified and not have run yet. To find out, the clock wakes all of them
+    // until they only come back to the same waits and begin nothing else.
     const std::size_t woken = state_->wake([](const Waiter& waiter) { return waiter.isWork; });
     Activity::awaitNone();
     const auto after = state_->idleness();
@@ -233,11 +233,11 @@ bool SimulatedClock::wait(ConditionVariable& condition, Mutex& mutex, const Mono
   waiter.deadline = deadline;
   waiter.mutex = &mutex;
   waiter.condition = &condition;
-  waiter.isTimerQueue = Timer::Queue::get().waitsOn(condition);
+  waiter.isTimerQueue = Deadlines::get().waitsOn(condition);
   waiter.isWork = !waiter.isTimerQueue && Activity::isThisThreadCounted();
   if (!state_->enter(waiter)) return false;
   condition.wait(mutex);
-  // The state is not touched after `leave`: with the last waiter gone the clock may be gone too.
+  // Do not touch the state after `leave`: once the last waiter has left, the clock may be gone.
   while (!state_->leave(waiter)) {
     mutex.unlock();
     state_->awaitUnpinned(waiter);
