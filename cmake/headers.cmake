@@ -54,6 +54,7 @@ set(HEVRA_PROXY_HEADERS
   platform/core/time/Monotonic.h
   platform/core/time/SimulatedClock.h
   platform/core/timer/Monotonic.h
+  platform/core/timer/QueueEntry.h
   platform/hevra/ActuatorInformation.h
   platform/hevra/ApplicationException.h
   platform/hevra/Command.h

@@ -36,9 +36,8 @@ void Agenda::entry() {
   MutexLock lock(mutex_);
   while (!entries_.empty() && entries_.begin()->first <= Time::Clock::get().now()) {
     const auto due = entries_.extract(entries_.begin());
-    lock.unlock();
+    MutexUnlock unlock(mutex_);
     due.mapped()();
-    lock.lock();
   }
   if (!entries_.empty()) wake_.at(entries_.begin()->first);
 }

@@ -113,16 +113,17 @@ void CommandRunner::entry() {
       continue;
     }
     if (effect.kind == Kind::ERROR) fail(job, effect.code, effect.text);
-    lock.unlock();
-    // While the mutex is free, other threads write only `cancelled` and `dropped` of the job, which are not read here.
     bool heard = true;
-    if (effect.kind == Kind::RESTART) {
-      faults_.restart(effect.time);
-    } else {
-      if (job.command.isWrite() && job.command.getStatus() == Status::COMPLETED) nodes_.write(job.command);
-      if (effect.kind != Kind::SILENCE) heard = report(job, effect.kind);
+    {
+      // Meanwhile other threads write only `cancelled` and `dropped` of the job, which are not read here.
+      MutexUnlock unlock(mutex_);
+      if (effect.kind == Kind::RESTART) {
+        faults_.restart(effect.time);
+      } else {
+        if (job.command.isWrite() && job.command.getStatus() == Status::COMPLETED) nodes_.write(job.command);
+        if (effect.kind != Kind::SILENCE) heard = report(job, effect.kind);
+      }
     }
-    lock.lock();
     Jobs::node_type node = std::move(inHand_);
     if (!heard) waiting_.clear();
     if (!heard || job.dropped || Command::isFinalStatus(job.command.getStatus())) continue;

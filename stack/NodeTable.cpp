@@ -196,15 +196,13 @@ void NodeTable::announce() {
   while (!changes_.empty()) {
     const Change change = std::move(changes_.front());
     changes_.pop_front();
-    lock.unlock();
     try {
+      MutexUnlock unlock(mutex_);
       listener_(change);
     } catch (...) {
-      lock.lock();
       announcing_ = false;
       throw;
     }
-    lock.lock();
   }
   announcing_ = false;
 }

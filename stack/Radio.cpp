@@ -30,9 +30,10 @@ void Radio::drop() {
 
 void Radio::clear() {
   Runners ended;
-  MutexLock lock(mutex_);
-  ended.swap(runners_);
-  lock.unlock();
+  {
+    MutexLock lock(mutex_);
+    ended.swap(runners_);
+  }
   // All are told before the first is destroyed, so that those whose originators do not answer time out together.
   for (auto& [originator, runner] : ended) runner->drop();
 }

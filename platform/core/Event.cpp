@@ -1,4 +1,4 @@
-// Counting sends until the event's task takes them.
+// Counts the sends until the event's task takes them.
 #include <platform/core/Event.h>
 
 namespace Quarnix {

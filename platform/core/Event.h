@@ -1,4 +1,4 @@
-// A cross-task wake-up: `send` from anywhere makes `receive` run on the event's own task.
+// A wake-up across tasks: you call `send` on any thread, and `receive` runs on the event's own task.
 #pragma once
 
 #include <cstdint>
@@ -19,12 +19,13 @@ class HEVRA_EXPORT Event : public Task {
   void send() noexcept;
 
  protected:
-  /// What takes the sends.
+  /// The function that takes the sends.
   using Receive = void (*)(Event& event, unsigned long long count);
-  /// An event that calls `hook` instead of `receive`, as a task that is made with a body, see Task.
+  /// Makes an event that calls `hook` instead of `receive`, for the same reason as a task with a body, see Task.
   explicit Event(Receive hook) noexcept : Task(&run), receive_(hook) {}
 
-  /// The hook; `count` sends since the last time. Retire the event first in the destructor of the overriding class.
+  /// The hook; `count` is the number of sends since the last time. Retire the event first in the destructor of the
+  /// overriding class.
   virtual void receive(unsigned long long count) = 0;
 
   void entry() override;

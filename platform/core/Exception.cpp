@@ -1,4 +1,4 @@
-// The parts of the error base that are the same for every error. The errors themselves live beside what raises them.
+// What every error has in common. Each error stands beside the class that raises it.
 #include <platform/core/Exception.h>
 
 #include <utility>

@@ -1,8 +1,8 @@
-// Which symbols leave the shared library: everything is hidden unless marked with this.
+// Marks the symbols that the shared library exports; all others are hidden.
 #pragma once
 
 /// Marks what is part of the library's binary interface: every class that is thrown, recognised by its exact type or
 /// derived from by an application.
 #define HEVRA_EXPORT __attribute__((visibility("default")))
-/// Marks what stands inside a class of the interface but is nobody else's.
+/// Marks a class inside an exported class that only the library uses.
 #define HEVRA_INTERNAL __attribute__((visibility("hidden")))

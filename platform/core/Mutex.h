@@ -1,5 +1,5 @@
-// The mutex, the scoped lock and the condition variable of this library, annotated for Clang's thread-safety analysis.
-// Waiting with a deadline goes through Time::Clock, never through these classes, so that a simulated clock sees it.
+// The mutex, its locks and the condition variable of this library, annotated for Clang's thread-safety analysis.
+// To wait with a deadline, use Time::Clock and never these classes, so that a simulated clock sees the wait.
 #pragma once
 
 #include <condition_variable>
@@ -23,28 +23,28 @@ class HEVRA_CAPABILITY("mutex") Mutex {
   std::mutex native_;
 };
 
-/// Holds a mutex for a scope. `unlock` and `lock` let it go and take it again within the scope (around a call-out).
+/// Holds a mutex for a scope.
 class HEVRA_SCOPED_CAPABILITY MutexLock {
  public:
-  explicit MutexLock(Mutex& mutex) HEVRA_ACQUIRE(mutex) : mutex_(mutex), held_(true) { mutex_.lock(); }
-  ~MutexLock() HEVRA_RELEASE() {
-    if (held_) mutex_.unlock();
-  }
+  explicit MutexLock(Mutex& mutex) HEVRA_ACQUIRE(mutex) : mutex_(mutex) { mutex_.lock(); }
+  ~MutexLock() HEVRA_RELEASE() { mutex_.unlock(); }
   MutexLock(const MutexLock&) = delete;
   MutexLock& operator=(const MutexLock&) = delete;
 
-  void unlock() HEVRA_RELEASE() {
-    held_ = false;
-    mutex_.unlock();
-  }
-  void lock() HEVRA_ACQUIRE() {
-    mutex_.lock();
-    held_ = true;
-  }
+ private:
+  Mutex& mutex_;
+};
+
+/// Releases a held mutex for a scope, around a call to others' code, and takes it again.
+class HEVRA_SCOPED_CAPABILITY MutexUnlock {
+ public:
+  explicit MutexUnlock(Mutex& mutex) HEVRA_RELEASE(mutex) : mutex_(mutex) { mutex_.unlock(); }
+  ~MutexUnlock() HEVRA_RELEASE() { mutex_.lock(); }
+  MutexUnlock(const MutexUnlock&) = delete;
+  MutexUnlock& operator=(const MutexUnlock&) = delete;
 
  private:
   Mutex& mutex_;
-  bool held_;
 };
 
 class ConditionVariable {
@@ -56,7 +56,7 @@ class ConditionVariable {
   void notifyOne() noexcept { native_.notify_one(); }
   void notifyAll() noexcept { native_.notify_all(); }
 
-  /// Waits without a deadline; may return for no reason.
+  /// Waits without a deadline. It may return for no reason.
   void wait(Mutex& mutex) HEVRA_REQUIRES(mutex) {
     std::unique_lock<std::mutex> lock(mutex.native(), std::adopt_lock);
     native_.wait(lock);

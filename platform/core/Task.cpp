@@ -1,4 +1,4 @@
-// The states of a task and its way to a runner. What runs and where is the runner's.
+// Keeps the state of a task and makes its runner, which has the thread.
 #include <platform/core/Task.h>
 
 #include <cerrno>
@@ -7,8 +7,8 @@
 #include <string>
 #include <system_error>
 
-#include <platform/core/internal/Runner.h>
 #include <platform/core/log/Logger.h>
+#include <platform/core/task/internal/Runner.h>
 
 namespace Quarnix {
 

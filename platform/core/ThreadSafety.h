@@ -1,4 +1,4 @@
-// Names for Clang's thread-safety attributes; nothing under other compilers.
+// Macros for Clang's thread-safety attributes. They are empty under other compilers.
 #pragma once
 
 #if defined(__clang__)
@@ -10,10 +10,8 @@
 #define HEVRA_CAPABILITY(x) HEVRA_THREAD_ATTRIBUTE(capability(x))
 #define HEVRA_SCOPED_CAPABILITY HEVRA_THREAD_ATTRIBUTE(scoped_lockable)
 #define HEVRA_GUARDED_BY(x) HEVRA_THREAD_ATTRIBUTE(guarded_by(x))
-#define HEVRA_PT_GUARDED_BY(x) HEVRA_THREAD_ATTRIBUTE(pt_guarded_by(x))
 #define HEVRA_REQUIRES(...) HEVRA_THREAD_ATTRIBUTE(requires_capability(__VA_ARGS__))
 #define HEVRA_ACQUIRE(...) HEVRA_THREAD_ATTRIBUTE(acquire_capability(__VA_ARGS__))
-#define HEVRA_TRY_ACQUIRE(...) HEVRA_THREAD_ATTRIBUTE(try_acquire_capability(__VA_ARGS__))
 #define HEVRA_RELEASE(...) HEVRA_THREAD_ATTRIBUTE(release_capability(__VA_ARGS__))
 #define HEVRA_EXCLUDES(...) HEVRA_THREAD_ATTRIBUTE(locks_excluded(__VA_ARGS__))
 #define HEVRA_NO_THREAD_SAFETY_ANALYSIS HEVRA_THREAD_ATTRIBUTE(no_thread_safety_analysis)

@@ -1,12 +1,12 @@
-// What is known of an actuator beside its node's head.
+// The details of an actuator that its node's head does not have.
 #pragma once
 
 #include <cstdint>
 
 namespace Quarnix::Hevra {
 
-/// Node type, manufacturer and backbone address repeat the node's own: they are set when a node is read from the bus
-/// and are not written to it. Nothing here has a meaning to the library.
+/// The node type, the manufacturer and the backbone address repeat the node's own: reading a node from the bus sets
+/// them, and writing one leaves them out. All are carried unchanged, as Node says.
 class ActuatorInformation {
  public:
   std::uint16_t getNodeType() const noexcept { return nodeType_; }

@@ -1,4 +1,4 @@
-// The key function of the errors with a category.
+// The key function of ApplicationException.
 #include <platform/hevra/ApplicationException.h>
 
 namespace Quarnix::Hevra {

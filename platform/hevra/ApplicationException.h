@@ -9,7 +9,7 @@
 
 namespace Quarnix::Hevra {
 
-/// An error with a category byte. Derived classes give it its name (`getId`).
+/// An error with a category byte. A derived class gives the error its name (`getId`).
 class HEVRA_EXPORT ApplicationException : public Quarnix::Exception {
  public:
   explicit ApplicationException(std::uint8_t category, std::string message = {})

@@ -1,4 +1,4 @@
-// A command's text for logs, and the refusal of an Acei that cannot be.
+// Writes a command as a text for logs, and refuses an Acei that is out of range.
 #include <platform/hevra/Command.h>
 
 #include <cinttypes>

@@ -13,18 +13,18 @@
 
 namespace Quarnix::Hevra {
 
-/// A value: copies share the parameter value and the error's fields, which do not change, and nothing else.
+/// A value. Copies share the parameter value and the error's fields, which do not change, and nothing else.
 ///
-/// `origin`, `context`, `label` and `tag` mean nothing to the library and are carried unchanged both ways. A default
-/// command is all zeros, without a value, with the unknown Acei.
-/// Threads: as any value; no object of it is shared inside the library.
+/// The library gives no meaning to `origin`, `context`, `label` and `tag`; it carries them unchanged both ways. A
+/// default command is all zeros, without a value, with the unknown Acei. Threads: as any value. The library shares no
+/// command between threads.
 class HEVRA_EXPORT Command {
  public:
   /// The acknowledgement and priority byte: bits 7 to 5 the priority level, bits 4 to 3 the priority service number,
   /// bits 2 to 0 the extended information number.
   class HEVRA_EXPORT Acei {
    public:
-    /// The byte of an Acei that nobody knows; `isValid` does not hold for it.
+    /// The byte of an unknown Acei, for which `isValid` is false.
     static constexpr std::uint8_t UNKNOWN = 0xFF;
 
     constexpr explicit Acei(std::uint8_t value) noexcept : value_(value) {}
@@ -40,7 +40,7 @@ class HEVRA_EXPORT Command {
     constexpr unsigned getPriorityServiceNumber() const noexcept { return value_ >> 3 & 3u; }
     constexpr unsigned getExtendedInformationNumber() const noexcept { return value_ & 7u; }
 
-    /// Whether a byte from the bus is taken as it is: its extended information number is at most 3.
+    /// Whether the library takes a byte from the bus as it is: when its extended information number is at most 3.
     static constexpr bool isValid(std::uint8_t value) noexcept { return (value & 4u) == 0; }
 
     friend constexpr bool operator==(const Acei&, const Acei&) noexcept = default;
@@ -77,9 +77,9 @@ class HEVRA_EXPORT Command {
   const DetailedError& getDetailedError() const noexcept { return detailedError_; }
   DetailedError& getDetailedError() noexcept { return detailedError_; }
 
-  /// Seconds that the command is to wait, or waits, before it runs; 0 for at once or unknown.
+  /// How many seconds the command waits before it runs; 0 for at once or unknown.
   std::uint32_t getDelay() const noexcept { return delay_; }
-  /// A figure beside the delay that never crosses the bus: every command read from there has 0.
+  /// A figure beside the delay. It never crosses the bus: every command that is read from there has 0.
   std::uint64_t getDelayCompanion() const noexcept { return delayCompanion_; }
   void setDelay(std::uint32_t delay, std::uint64_t companion) noexcept {
     delay_ = delay;
@@ -98,7 +98,7 @@ class HEVRA_EXPORT Command {
   Acei getAcei() const noexcept { return acei_; }
   void setAcei(Acei acei) noexcept { acei_ = acei; }
 
-  /// Whether nothing more will be heard of a command with this status.
+  /// Whether this status is the last that is reported of a command.
   static constexpr bool isFinalStatus(HvDetailedCommandStatus status) noexcept {
     switch (status) {
       case HvDetailedCommandStatus::COMPLETED:

@@ -1,4 +1,4 @@
-// An error's text, and the key function of its fields.
+// Writes an error as a text. Here is the key function of ErrorField too.
 #include <platform/hevra/DetailedError.h>
 
 namespace Quarnix::Hevra {

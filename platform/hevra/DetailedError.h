@@ -1,4 +1,4 @@
-// A command's error: its code and what there is to say about it.
+// A command's error: its code and its details.
 #pragma once
 
 #include <charconv>
@@ -13,8 +13,8 @@
 
 namespace Quarnix::Hevra {
 
-/// An error code with details: either fields, which an application gives, or a text. On the bus only the code and
-/// `toString` travel; what is read back is a text.
+/// An error code with details, which are either fields that an application gives or a text. Only the code and the text
+/// of `toString` travel on the bus, so that the details of an error from the bus are a text.
 class HEVRA_EXPORT DetailedError {
  public:
   const ErrorCode& getErrorCode() const noexcept { return code_; }
@@ -24,18 +24,18 @@ class HEVRA_EXPORT DetailedError {
   void setErrorFields(std::vector<Shared::Pointer<ErrorField>> fields) noexcept { fields_ = std::move(fields); }
 
   const std::string& getErrorFieldsToString() const noexcept { return fieldsText_; }
-  /// Replaces the text; an empty one lets the fields speak again.
+  /// Replaces the text. When it is empty, the fields are the details again.
   void setErrorFieldsToString(std::string text) noexcept { fieldsText_ = std::move(text); }
 
-  /// Whether there is more to say than the code.
+  /// Whether there are details.
   bool hasDetails() const noexcept { return !fieldsText_.empty() || !fields_.empty(); }
   /// "type/id" when there are no details, else "type/id: " and the text or, without a text, the fields' texts joined
-  /// with ", ". Raises Shared::Exception::Nil where an empty pointer stands among those fields.
+  /// with ", ". Raises Shared::Exception::Nil when one of these fields is an empty pointer.
   std::string toString() const;
 
-  /// Room for the code's text, at most "255/-2147483648".
+  /// Room for the code's text, which is at most "255/-2147483648".
   using CodeText = char[16];
-  /// Writes the code's "type/id", without a NUL; what was written.
+  /// Writes the code's "type/id" without a NUL, and returns what it wrote.
   std::string_view writeCode(CodeText& text) const noexcept {
     char* end = std::to_chars(text, text + sizeof text, unsigned{code_.getErrorType()}).ptr;
     *end++ = '/';

@@ -1,4 +1,4 @@
-// The name of the error of an empty key.
+// Names the error of an empty key.
 #include <platform/hevra/EmptyKeySet.h>
 
 namespace Quarnix::Hevra {

@@ -1,4 +1,4 @@
-// The error of a stack node that was to get a key of zeros.
+// The error of setting a key of zeros.
 #pragma once
 
 #include <platform/core/shared/Pointer.h>
@@ -14,7 +14,7 @@ class HEVRA_EXPORT EmptyKeySet : public ApplicationException {
   ~EmptyKeySet() override;
   const char* getId() const override;
 
-  /// The stack node that was to get the key; empty where only its address is known, as at a proxy.
+  /// The stack node whose key it was; empty where only its address is known, as at a proxy.
   const Shared::Pointer<StackNode>& getStackNode() const noexcept { return stackNode_; }
 
  private:

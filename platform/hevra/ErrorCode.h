@@ -5,7 +5,7 @@
 
 namespace Quarnix::Hevra {
 
-/// What went wrong, as the stack service numbers it; 0/0 where nothing did. Both figures are carried unchanged.
+/// What went wrong, as the stack service numbers it; 0/0 when nothing did. The library carries both figures unchanged.
 class ErrorCode {
  public:
   constexpr ErrorCode() noexcept = default;

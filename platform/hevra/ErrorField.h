@@ -1,4 +1,4 @@
-// One detail of a command's error, as an application words it.
+// One detail of a command's error, in the words of an application.
 #pragma once
 
 #include <string>

@@ -1,4 +1,4 @@
-// Fresh group identifiers. They are random, not counted, so that neither a restart, a fork nor another process of the
+// Makes fresh group identifiers. They are random, so that neither a restart, nor a fork, nor another process of the
 // gateway repeats one that is still in flight.
 #include <platform/hevra/Group.h>
 

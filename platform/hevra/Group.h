@@ -8,8 +8,8 @@
 
 namespace Quarnix::Hevra {
 
-/// A group of commands, known by its identifier: any text. Identifiers and command identifiers together name a command
-/// ("g1" and 7 make "g1_7"), so that two groups in flight need two identifiers.
+/// A group of commands, known by its identifier, which may be any text. The identifiers of the group and of the command
+/// together name a command ("g1" and 7 make "g1_7"), so that two groups in flight need two identifiers.
 class HEVRA_EXPORT Group {
  public:
   /// True makes a fresh identifier, 16 random hexadecimal digits (raises std::system_error when the system has no

@@ -5,7 +5,7 @@
 
 namespace Quarnix::Hevra {
 
-/// The status inside a command record. Values without a name are kept as they are; a byte carries them on the bus.
+/// The status inside a command record. It travels as one byte. Values without a name are kept.
 enum class HvDetailedCommandStatus : std::uint32_t {
   INITIALIZED = 0,
   TRANSMITTED = 1,

@@ -1,4 +1,4 @@
-// The base of the typed values that a command carries. The concrete classes are in HvTypes.h.
+// The base of the typed values that a command carries. HvTypes.h has the concrete classes.
 #pragma once
 
 #include <string>
@@ -7,13 +7,13 @@
 
 namespace Quarnix::Hevra {
 
-/// One parameter value of the radio protocol. Values do not change once they are made and are held by Shared::Pointer,
-/// so that any number of commands and threads may hold the same one.
+/// One parameter value of the radio protocol. A value never changes and is held by Shared::Pointer, so that any number
+/// of commands and threads may hold the same one.
 class HEVRA_EXPORT HvType {
  public:
   virtual ~HvType();
 
-  /// The value for people to read: a decimal number, the string itself, lower-case hexadecimal digits for a blob,
+  /// The value as a text for people: a decimal number, the string itself, lower-case hexadecimal digits for a blob,
   /// "true" or "false", "null".
   virtual std::string toString() const = 0;
 

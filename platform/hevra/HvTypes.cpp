@@ -1,5 +1,5 @@
-// The typed values' key functions, which give each class its one identity across the shared library's border, and
-// their texts.
+// Writes the typed values as texts. Their key functions are here too: they give each class one identity, inside the
+// shared library and outside.
 #include <platform/hevra/HvTypes.h>
 
 #include <charconv>

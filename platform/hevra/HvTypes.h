@@ -1,5 +1,5 @@
-// The twelve concrete typed values. They stand in one header because they are one closed family: each is a name of its
-// own for a value type, and only objects of exactly these classes travel on the bus.
+// The twelve concrete typed values. They are one closed family and stand in one header: each names a value type, and
+// only objects of exactly these classes travel on the bus.
 #pragma once
 
 #include <cstdint>
@@ -11,8 +11,8 @@
 
 namespace Quarnix::Hevra {
 
-/// What the classes below have in common: the value they are built with and never change. `A` is how the constructor
-/// takes the value and `R` how `getValue` gives it; a reference given lives as long as the object.
+/// The common part of the classes below: the value that the constructor takes and that never changes. The constructor
+/// takes it as an `A`, and `getValue` returns it as an `R`; a reference that it returns lives as long as the object.
 template <class T, class A = T, class R = T>
 class HEVRA_EXPORT HvValue : public HvType {
  public:

@@ -1,4 +1,4 @@
-// The key function of the nodes.
+// The key function of Node.
 #include <platform/hevra/Node.h>
 
 namespace Quarnix::Hevra {

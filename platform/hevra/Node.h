@@ -13,9 +13,8 @@ namespace Quarnix::Hevra {
 /// A radio node, which is of one of four kinds: StackNode, RemoteActuatorNode, RemoteControllerNode, RemoteSensorNode.
 /// A kind's default object has the kind's own node class and is zero otherwise.
 ///
-/// The identities, `stamp`, `state` and `extra` mean nothing to the library and are carried unchanged both ways. The
-/// class and the state travel as their low bytes.
-/// A node is copied as the kind that it is, never as a bare Node.
+/// The library gives no meaning to the identities, `stamp`, `state` and `extra`; it carries them unchanged both ways.
+/// The class and the state travel as their low bytes. A node is copied as the kind that it is, never as a bare Node.
 /// Threads: as any value.
 class HEVRA_EXPORT Node {
  public:
@@ -29,11 +28,11 @@ class HEVRA_EXPORT Node {
   std::uint32_t getAddress() const noexcept { return address_; }
   void setAddress(std::uint32_t address) noexcept { address_ = address; }
 
-  /// Which record the node is sent as; it must fit the object's kind.
+  /// Decides which record the node is sent as. It must fit the kind of the object.
   NodeClass getNodeClass() const noexcept { return nodeClass_; }
   void setNodeClass(NodeClass nodeClass) noexcept { nodeClass_ = nodeClass; }
 
-  /// What the node is within its class; of a sensor, bits 6 to 13 are the sensor type.
+  /// What the node is within its class. Bits 6 to 13 of a sensor's are the sensor type.
   std::uint16_t getNodeType() const noexcept { return nodeType_; }
   void setNodeType(std::uint16_t nodeType) noexcept { nodeType_ = nodeType; }
 
@@ -45,7 +44,7 @@ class HEVRA_EXPORT Node {
   void setFirstIdentity(const std::uint8_t* bytes) noexcept { copy(bytes, firstIdentity_); }
   const SecondIdentity& getSecondIdentity() const noexcept { return secondIdentity_; }
   void setSecondIdentity(const std::uint8_t* bytes) noexcept { copy(bytes, secondIdentity_); }
-  /// Of a stack node, these are the key: handle them as a secret.
+  /// These bytes of a stack node are its key: keep them secret.
   const ThirdIdentity& getThirdIdentity() const noexcept { return thirdIdentity_; }
   void setThirdIdentity(const std::uint8_t* bytes) noexcept { copy(bytes, thirdIdentity_); }
 

@@ -5,8 +5,8 @@
 
 namespace Quarnix::Hevra {
 
-/// The class of a node decides which record it is sent as: actuators (0, 4, 5), sensors (1), the stack node (2) and
-/// controllers (6) have one, every other class has none and such a node cannot be sent. Values without a name are kept.
+/// The class of a node decides which record it is sent as. Actuators (0, 4, 5), sensors (1), the stack node (2) and
+/// controllers (6) have one; a node of any other class cannot be sent. Values without a name are kept.
 enum class NodeClass : std::uint32_t {
   ACTUATOR = 0,
   SENSOR = 1,

@@ -8,7 +8,7 @@
 
 namespace Quarnix::Hevra {
 
-/// A value. The identifier is the stack service's name for the link, any text.
+/// A value. The identifier is the stack service's name for the link and may be any text.
 class NodeLink {
  public:
   std::uint32_t getNodeAddress() const noexcept { return nodeAddress_; }

@@ -1,4 +1,4 @@
-// The key function of the actuator nodes.
+// The key function of RemoteActuatorNode.
 #include <platform/hevra/RemoteActuatorNode.h>
 
 namespace Quarnix::Hevra {

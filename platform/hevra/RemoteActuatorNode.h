@@ -6,7 +6,7 @@
 
 namespace Quarnix::Hevra {
 
-/// Of class ACTUATOR, ACTUATOR_WITH_SENSOR or REPEATING_ACTUATOR.
+/// Its class is ACTUATOR, ACTUATOR_WITH_SENSOR or REPEATING_ACTUATOR.
 class HEVRA_EXPORT RemoteActuatorNode : public Node {
  public:
   RemoteActuatorNode() noexcept : Node(NodeClass::ACTUATOR) {}

@@ -1,4 +1,4 @@
-// The key function of the controller nodes.
+// The key function of RemoteControllerNode.
 #include <platform/hevra/RemoteControllerNode.h>
 
 namespace Quarnix::Hevra {

@@ -5,7 +5,7 @@
 
 namespace Quarnix::Hevra {
 
-/// The head and nothing else.
+/// It has the head of a node and nothing else.
 class HEVRA_EXPORT RemoteControllerNode : public Node {
  public:
   RemoteControllerNode() noexcept : Node(NodeClass::CONTROLLER) {}

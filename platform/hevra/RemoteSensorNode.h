@@ -6,7 +6,7 @@
 
 namespace Quarnix::Hevra {
 
-/// Of class SENSOR.
+/// Its class is SENSOR.
 class HEVRA_EXPORT RemoteSensorNode : public Node {
  public:
   RemoteSensorNode() noexcept : Node(NodeClass::SENSOR) {}

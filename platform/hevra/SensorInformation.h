@@ -1,12 +1,12 @@
-// What is known of a sensor beside its node's head.
+// The details of a sensor that its node's head does not have.
 #pragma once
 
 #include <cstdint>
 
 namespace Quarnix::Hevra {
 
-/// Manufacturer, sensor type and backbone address come from the node's head: they are set when a node is read from the
-/// bus and are not written to it. Nothing here has a meaning to the library.
+/// The manufacturer, the sensor type and the backbone address come from the node's head: reading a node from the bus
+/// sets them, and writing one leaves them out. All are carried unchanged, as Node says.
 class SensorInformation {
  public:
   std::uint8_t getManufacturerId() const noexcept { return manufacturerId_; }

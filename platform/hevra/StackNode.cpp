@@ -1,4 +1,4 @@
-// The stack node's key function, and whether it has a key.
+// Tells whether a stack node has a key.
 #include <platform/hevra/StackNode.h>
 
 #include <algorithm>

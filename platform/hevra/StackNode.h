@@ -8,9 +8,8 @@
 
 namespace Quarnix::Hevra {
 
-/// The node that the gateway's own radio is, with the key of its network. Key and old key are secrets.
-///
-/// The blocks of three and four bytes mean nothing to the library and are carried unchanged both ways.
+/// The node of the gateway's own radio, with the key of its network. Keep the key and the old key secret. The blocks of
+/// three and four bytes are carried unchanged, as Node says.
 class HEVRA_EXPORT StackNode : public Node {
  public:
   using Key = std::array<std::uint8_t, 16>;

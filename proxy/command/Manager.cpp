@@ -162,8 +162,7 @@ Manager::Timer::Timer(Manager* owner, Shared::Pointer<Interface::Command::Origin
     : Quarnix::Timer::Monotonic(Time::Monotonic(Time::Elapsed(seconds, 0)), true),
       manager(owner),
       key(std::move(entryKey)),
-      originator(std::move(client)),
-      expiredKey{key} {
+      originator(std::move(client)) {
   setStackSize(static_cast<unsigned int>(::getpagesize()) * 4);
 }
 

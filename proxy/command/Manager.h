@@ -150,7 +150,6 @@ class HEVRA_EXPORT Manager : public virtual Bus::Object::Proxy,
     std::string key;
     Shared::Pointer<Interface::Command::Originator> originator;
     // Guarded by the manager's mutex.
-    std::list<std::string> expiredKey;  // the key once more, to be moved to `expiredKeys` without needing memory
     Watches watches;
     Life life = Life::WAITING;
   };
@@ -170,7 +169,8 @@ class HEVRA_EXPORT Manager : public virtual Bus::Object::Proxy,
   void arm(const Shared::Pointer<Interface::Command::Originator>& client, const std::string& key, Watches watches);
   void waitAnew(const std::string& key, const Hevra::Command& command);
   void timeout(Timer& timer);
-  void queueExpired(Timer& timer);
+  void queueExpired(const Timer& timer) noexcept;
+  void takeAllExpired(std::multimap<std::string, Timer>& expired) HEVRA_REQUIRES(mutex_);
   Entry takeExpired(const std::string& key) HEVRA_REQUIRES(mutex_);
 
   // How commands end, for their observers.
@@ -190,6 +190,7 @@ class HEVRA_EXPORT Manager : public virtual Bus::Object::Proxy,
   /// destroyed.
   Mutex mutex_;
   std::multimap<std::string, Timer> replaced_ HEVRA_GUARDED_BY(mutex_);  // EXPIRED, with others under their keys
+  bool isKeyMissing_ HEVRA_GUARDED_BY(mutex_) = false;                   // `expiredKeys` had no memory for one
   std::unique_ptr<Presence> presence_ HEVRA_GUARDED_BY(mutex_);          // made by the first `submit`, then constant
   std::once_flag connectionShared_;                                      // with the originator
   std::atomic<Hearing> hearing_{Hearing::NOTHING};

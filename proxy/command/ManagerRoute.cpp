@@ -3,6 +3,9 @@
 #include <proxy/command/Manager.h>
 #include <proxy/command/internal/Outcomes.h>
 
+#include <new>
+#include <utility>
+
 namespace Quarnix::Hevra::Proxy::Command {
 
 namespace {
@@ -93,15 +96,26 @@ void Manager::timeout(Timer& timer) {
   queueExpired(timer);
 }
 
-void Manager::queueExpired(Timer& timer) {
+void Manager::queueExpired(const Timer& timer) noexcept {
   {
     MutexLock lock(mutex_);
-    expiredKeys.splice(expiredKeys.end(), timer.expiredKey);
+    try {
+      expiredKeys.push_back(timer.key);
+    } catch (const std::bad_alloc&) {
+      isKeyMissing_ = true;
+    }
   }
   Event::send();
 }
 
 void Manager::receive(unsigned long long) {
+  std::multimap<std::string, Timer> all;
+  {
+    MutexLock lock(mutex_);
+    if (std::exchange(isKeyMissing_, false)) takeAllExpired(all);
+  }
+  for (const auto& [key, timer] : all) tell(timer.watches, Outcomes::get().timedOut);
+  all.clear();
   // One key at a time, and looked at anew each time: more may be appended meanwhile.
   for (;;) {
     std::list<std::string> key;
@@ -126,6 +140,16 @@ void Manager::receive(unsigned long long) {
       Event::send();
       throw;
     }
+  }
+}
+
+/// Needs no key, and takes the keys that are queued too.
+void Manager::takeAllExpired(std::multimap<std::string, Timer>& expired) {
+  expiredKeys.clear();
+  expired.swap(replaced_);
+  for (auto entry = timers.begin(); entry != timers.end();) {
+    const auto present = entry++;
+    if (present->second.life == Life::EXPIRED) expired.insert(timers.extract(present));
   }
 }
 

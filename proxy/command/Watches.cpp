@@ -1,7 +1,7 @@
 // Telling observers how commands ended.
 #include <proxy/command/Watches.h>
 
-#include <platform/core/internal/Boundary.h>
+#include <platform/core/log/internal/Boundary.h>
 #include <proxy/command/internal/Outcomes.h>
 
 namespace Quarnix::Hevra::Proxy::Command {

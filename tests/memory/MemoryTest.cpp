@@ -244,6 +244,23 @@ TEST(MemoryAtAnExpiry, IsNotNeeded) {
   }
 }
 
+// The timers' thread ended the process when it came to wait.
+TEST(MemoryOfAWait, IsNotNeeded) {
+  Time::SimulatedClock clock;
+  const Time::Monotonic deadline = clock.now() + Time::Elapsed(1, 0);
+  std::thread waiting([&] {
+    const FailingAllocation failing(1, true);
+    Mutex mutex;
+    ConditionVariable never;
+    MutexLock lock(mutex);
+    while (clock.wait(never, mutex, deadline)) {
+    }
+  });
+  clock.awaitWaiters(1);
+  clock.advance(Time::Elapsed(1, 0));
+  waiting.join();
+}
+
 // A report stops the timer of its command, and could not start it again.
 TEST(MemoryOfATimer, IsNotNeededToStartAgain) {
   struct Idle : Timer::Monotonic {

@@ -11,7 +11,6 @@
 
 #include <platform/bus/Error.h>
 #include <platform/bus/connection/InProcessBus.h>
-#include <platform/bus/connection/MutexUnlock.h>
 #include <platform/bus/connection/Owners.h>
 #include <platform/bus/connection/SocketTransport.h>
 #include <platform/bus/message/Limits.h>

@@ -8,7 +8,6 @@
 #include <new>
 #include <utility>
 
-#include <platform/bus/connection/MutexUnlock.h>
 #include <platform/bus/connection/Tracing.h>
 #include <platform/core/time/Clock.h>
 

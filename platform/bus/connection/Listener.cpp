@@ -12,7 +12,6 @@
 #include <utility>
 
 #include <platform/bus/Error.h>
-#include <platform/bus/connection/MutexUnlock.h>
 #include <platform/core/internal/Descriptor.h>
 #include <platform/core/internal/Thread.h>
 #include <platform/core/time/Clock.h>

@@ -4,7 +4,6 @@
 #include <algorithm>
 #include <utility>
 
-#include <platform/bus/connection/MutexUnlock.h>
 #include <platform/bus/connection/ReaderRole.h>
 
 namespace Quarnix::Bus::Internal {

@@ -4,7 +4,7 @@
 #include <utility>
 
 #include <platform/bus/message/internal/Check.h>
-#include <platform/core/internal/Boundary.h>
+#include <platform/core/log/internal/Boundary.h>
 
 namespace Quarnix::Bus::Internal {
 

@@ -4,9 +4,9 @@
 #include <system_error>
 
 #include <platform/core/internal/Activity.h>
-#include <platform/core/internal/Boundary.h>
 #include <platform/core/internal/Fork.h>
 #include <platform/core/log/Logger.h>
+#include <platform/core/log/internal/Boundary.h>
 #include <platform/core/time/Clock.h>
 
 namespace Quarnix::Bus::Object {

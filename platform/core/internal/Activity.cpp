@@ -1,31 +1,32 @@
-// The process-wide count of work under way, and waiting for it to reach zero.
+// Counts the work under way in the process, and waits until there is none.
 #include <platform/core/internal/Activity.h>
 
 #include <atomic>
 #include <cstdint>
 
 #include <platform/core/Mutex.h>
+#include <platform/core/internal/NeverDestroyed.h>
 
 namespace Quarnix {
 
 namespace {
 
-// Both figures in one, so that they are of one moment: what was begun above, what is under way below.
+// Both figures are in one word, so that they are of one moment: the upper half counts what was begun, the lower half
+// what is under way.
 constexpr std::uint64_t ONE_BEGUN = std::uint64_t{1} << 32;
 constexpr std::uint64_t ONE_UNDER_WAY = 1;
 std::atomic<std::uint64_t> figures{0};
 std::atomic<std::size_t> watchers{0};
 thread_local bool counted = false;
 
-/// Never destroyed, because threads end their work until the process is gone.
 struct Watch {
   Mutex mutex;
   ConditionVariable none;
 };
 
 Watch& watch() {
-  static Watch& instance = *new Watch;
-  return instance;
+  static NeverDestroyed<Watch> instance;
+  return instance.object;
 }
 
 }  // namespace

@@ -1,13 +1,13 @@
-// How much work the process's tasks and timers have at the moment, so that a simulated clock knows when all is idle.
-// Internal; it orders nothing and protects nothing.
+// Counts the work that the process's tasks and timers have at the moment, so that a simulated clock knows when all is
+// idle. It orders nothing and protects nothing.
 #pragma once
 
 #include <cstdint>
 
 namespace Quarnix {
 
-/// Threads: any. `begin` and `end` are one atomic operation each while nobody waits in `awaitNone`. Whoever hands work
-/// on begins the other's before it ends its own, so that the count does not touch zero in between.
+/// Threads: any. `begin` and `end` are one atomic operation each while nobody waits in `awaitNone`. A thread that hands
+/// work to another begins the other's work before it ends its own, so that the count does not reach zero in between.
 class Activity {
  public:
   static void begin() noexcept;
@@ -21,7 +21,7 @@ class Activity {
   };
   static Figures get() noexcept;
 
-  /// Says that what the calling thread runs is counted here, for the rest of its life.
+  /// Marks the calling thread, for the rest of its life: the work that it runs is counted here.
   static void countThisThread() noexcept;
   static bool isThisThreadCounted() noexcept;
 };

@@ -1,4 +1,4 @@
-// Keeping descriptors away from the standard ones.
+// Keeps descriptors away from the standard ones.
 #include <platform/core/internal/Descriptor.h>
 
 #include <cerrno>

@@ -1,4 +1,4 @@
-// The environment, as far as it may be trusted.
+// Reads the environment as far as it may be trusted.
 #include <platform/core/internal/Environment.h>
 
 #include <cstdlib>

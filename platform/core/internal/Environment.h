@@ -1,11 +1,11 @@
-// Reading the process's environment. Internal.
+// Reads the process's environment.
 #pragma once
 
 namespace Quarnix {
 
-/// The value of an environment variable; null where it is not set, or empty. In a process whose privileges were raised
-/// when it was started (set-user-ID, set-group-ID, file capabilities) always null: the environment is that of the user
-/// who started it, who is not to choose its bus or a file that it writes.
+/// Returns the value of an environment variable, or null where it is not set or empty. It always returns null in a
+/// process that was started with raised privileges (set-user-ID, set-group-ID, file capabilities): the user who started
+/// it must not choose its bus or a file that it writes.
 const char* environmentValue(const char* name) noexcept;
 
 }  // namespace Quarnix

@@ -1,4 +1,4 @@
-// Counting in every forked child.
+// Counts in every forked child.
 #include <platform/core/internal/Fork.h>
 
 #include <atomic>

@@ -1,10 +1,11 @@
-// Telling a forked child from the process in which something was made.
+// Tells a forked child from the process in which an object was made.
 #pragma once
 
 namespace Quarnix {
 
-/// How many forks lie between this process and the one that called it first. What belongs to threads keeps the count of
-/// its making: with another one, its threads have stayed behind in a parent, and its mutexes are in any state.
+/// Returns how many forks lie between this process and the one that called it first. An object with threads keeps the
+/// count of its making. When the count is another one, the threads have stayed behind in a parent, and the mutexes are
+/// in any state.
 unsigned forkCount() noexcept;
 
 }  // namespace Quarnix

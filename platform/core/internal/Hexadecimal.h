@@ -1,4 +1,4 @@
-// Bytes as hexadecimal digits.
+// Writes bytes as hexadecimal digits.
 #pragma once
 
 #include <cstdint>

@@ -1,4 +1,4 @@
-// Making threads: stack size, signal mask, name.
+// Makes threads: sets their stack size, signal mask and name.
 #include <platform/core/internal/Thread.h>
 
 #include <cerrno>

@@ -1,5 +1,4 @@
-// How the platform makes its threads. Internal; a thread here is what a task or the timer queue runs on, nothing to
-// join work with.
+// Makes the platform's threads, on which the tasks and the timer queue run.
 #pragma once
 
 #include <pthread.h>
@@ -7,8 +6,8 @@
 namespace Quarnix {
 
 /// Makes a thread that runs `body(argument)` under `name` (at most 15 bytes) with `stackSize` bytes of stack besides
-/// what the runtime itself needs. It takes no signals but those of its own faults, so that the application's handlers
-/// run on the application's threads. 0, or the error number.
+/// what the runtime itself needs. The thread takes no signals but those of its own faults, so that the application's
+/// handlers run on the application's threads. Returns 0, or the error number.
 int startThread(pthread_t& thread, unsigned int stackSize, const char* name, void* (*body)(void*),
                 void* argument) noexcept;
 

@@ -1,4 +1,4 @@
-// The process's logger: holding it and formatting for it. Where the lines go by default is StandardErrorLogger's.
+// Keeps the process's logger and formats lines for it. StandardErrorLogger.cpp has the default one.
 #include <platform/core/log/Logger.h>
 
 #include <algorithm>
@@ -8,20 +8,21 @@
 #include <utility>
 
 #include <platform/core/Mutex.h>
+#include <platform/core/internal/NeverDestroyed.h>
 
 namespace Quarnix::Log {
 
 namespace {
 
-/// Made by whoever logs first, which may be before `main`, and never destroyed: threads log until the process is gone.
+/// Made by whoever logs first, which may be before `main`.
 struct Current {
   Mutex mutex;
   Shared::Pointer<Logger> logger HEVRA_GUARDED_BY(mutex) = Shared::make<StandardErrorLogger>();
 };
 
 Current& current() {
-  static Current& instance = *new Current;
-  return instance;
+  static NeverDestroyed<Current> instance;
+  return instance.object;
 }
 
 }  // namespace
@@ -37,9 +38,8 @@ Shared::Pointer<Logger> Logger::get() {
 void Logger::set(Shared::Pointer<Logger> logger) {
   Current& process = current();
   MutexLock lock(process.mutex);
+  // The former logger goes with the parameter, after the lock: its destructor is the application's.
   process.logger.swap(logger);
-  // The former logger may be destroyed now, and its destructor is the application's.
-  lock.unlock();
 }
 
 void Logger::print(Priority priority, const char* format, ...) {
@@ -57,8 +57,8 @@ void Logger::printArguments(Priority priority, const char* format, va_list argum
   std::string whole;
   const char* line = length < 0 ? format : buffer;
   if (length >= static_cast<int>(sizeof buffer)) {
-    // What is cut off anyway takes no memory. So many bytes without the prefix are too many: the line says that it is
-    // cut.
+    // What a StandardErrorLogger cuts off takes no memory. LONGEST bytes without the prefix are too many for it, so
+    // that the line says that it is cut.
     const bool isCut = dynamic_cast<const StandardErrorLogger*>(this);
     const auto needed = static_cast<std::size_t>(length);
     whole.resize(isCut ? std::min(needed, StandardErrorLogger::LONGEST) : needed);
@@ -75,7 +75,7 @@ void printQuietly(Priority priority, const char* format, ...) noexcept {
   try {
     if (const auto logger = Logger::get()) logger->printArguments(priority, format, arguments);
   } catch (...) {
-    // The caller must go on, and there is nowhere left to say that the line was lost.
+    // The caller must go on, and there is no place left to say that the line is lost.
   }
   va_end(arguments);
 }

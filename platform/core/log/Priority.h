@@ -7,7 +7,7 @@ namespace Quarnix::Log {
 
 enum class Priority : int { EMERGENCY = 0, ALERT, CRITICAL, ERROR, WARNING, NOTICE, INFO, DEBUG, SILENT, UNKNOWN };
 
-/// The names of the priorities by their number, in three spellings, a table of its own in each translation unit.
+/// The names of the priorities by their number, in three spellings. Each translation unit has its own tables.
 [[maybe_unused]] static const char* const PRIORITY_UPPER_NAMES[] = {
     "EMERGENCY", "ALERT", "CRITICAL", "ERROR", "WARNING", "NOTICE", "INFO", "DEBUG", "SILENT", "UNKNOWN"};
 [[maybe_unused]] static const char* const PRIORITY_CAPITALISED_NAMES[] = {

@@ -1,23 +1,23 @@
-// The logger that a process starts with: escaped lines to standard error, and no more than the limit lets through.
+// Writes escaped lines to standard error, as many as the limit lets through.
 #include <platform/core/log/Logger.h>
 
 #include <cstdio>
-#include <exception>
 #include <optional>
 #include <string_view>
 
 #include <platform/core/Mutex.h>
+#include <platform/core/internal/NeverDestroyed.h>
 #include <platform/core/log/internal/Character.h>
 #include <platform/core/log/internal/Limit.h>
 #include <platform/core/log/internal/WriteWhole.h>
 #include <platform/core/time/Clock.h>
-#include <platform/core/timer/Monotonic.h>
+#include <platform/core/timer/internal/Queue.h>
 
 namespace Quarnix::Log {
 
 namespace {
 
-/// One line as it is written, in memory of its own: logging needs none.
+/// One line as it is written. It has the memory that it needs within itself.
 class Line {
  public:
   Line(Priority priority, std::string_view text) noexcept {
@@ -26,7 +26,7 @@ class Line {
     append({"<", 1});
     append({&digit, 1});
     append({">", 1});
-    std::size_t uncut = size_;  // how much of it would leave room for the mark
+    std::size_t uncut = size_;  // the most of the text that leaves room for the mark
     bool isCut = false;
     escape(text, [&](std::string_view piece) {
       if (size_ + piece.size() + END.size() > sizeof bytes_) return !(isCut = true);
@@ -52,12 +52,12 @@ class Line {
   std::size_t size_ = 0;
 };
 
-/// Standard error, of which a process has one, whoever logs there.
-class StandardError : private Timer::Monotonic {
+/// Standard error, which the process has once, whatever the number of its loggers.
+class StandardError final : private Timer::QueueEntry {
  public:
   static StandardError& get() {
-    static StandardError& instance = *new StandardError;  // threads log until the process is gone
-    return instance;
+    static NeverDestroyed<StandardError> instance;
+    return instance.object;
   }
 
   void write(Priority priority, const char* text) {
@@ -65,27 +65,30 @@ class StandardError : private Timer::Monotonic {
     tellSuppressed(now);
     // While every line is suppressed, none is made.
     const std::optional<Line> line = isClosed(now) ? std::nullopt : std::make_optional<Line>(priority, text);
-    MutexLock lock(mutex_);
-    const bool isTaken = line && limit_.takeLine(line->getText().size(), now);
-    if (!line) limit_.suppress();
-    const bool isFirst = !isTaken && limit_.getSuppressed() == 1;
-    const Time::Monotonic nextSecond = limit_.getNextSecond();
-    lock.unlock();
+    bool isTaken = false;
+    {
+      MutexLock lock(mutex_);
+      isTaken = line && limit_.takeLine(line->getText().size(), now);
+      if (!line) limit_.suppress();
+      if (!isTaken && limit_.getSuppressed() == 1) tellAt(limit_.getNextSecond());
+    }
     if (isTaken) writeWhole(STDERR_FILENO, line->getText());
-    if (isFirst) tellAt(nextSecond);
   }
 
  private:
-  StandardError() : Timer::Monotonic({}, false), limit_(Time::Clock::get().now()) {}
+  friend union NeverDestroyed<StandardError>;
+  StandardError() : Timer::QueueEntry({}, false), limit_(Time::Clock::get().now()) {}
 
   bool isClosed(const Time::Monotonic& now) {
     MutexLock lock(mutex_);
     return limit_.isClosed(now);
   }
-  void tellSuppressed(const Time::Monotonic& now) {
+  unsigned long long takeSuppressed(const Time::Monotonic& now) {
     MutexLock lock(mutex_);
-    const auto count = static_cast<unsigned long long>(limit_.takeSuppressed(now));
-    lock.unlock();
+    return limit_.takeSuppressed(now);
+  }
+  void tellSuppressed(const Time::Monotonic& now) {
+    const unsigned long long count = takeSuppressed(now);
     if (count == 0) return;
     char text[Limit::NOTE_BYTES];
     std::snprintf(text, sizeof text, "libCore> %llu log %s suppressed, because too much was logged", count,
@@ -93,22 +96,16 @@ class StandardError : private Timer::Monotonic {
     writeWhole(STDERR_FILENO, Line(Priority::WARNING, text).getText());
   }
 
+  /// If it cannot be started, the next line that is written tells it.
   void tellAt(const Time::Monotonic& time) noexcept {
-    try {
-      setTime(time, false);
-      start();
-    } catch (const std::exception&) {
-      // The next line that is written tells it.
-    }
+    Timer::Queue::get().setTime(*this, time, false);
+    Timer::Queue::get().start(*this);
   }
-  void expired(const Time::Monotonic&) override {
+  void deadlineReached(const Time::Monotonic&) noexcept override {
     tellSuppressed(Time::Clock::get().now());
     MutexLock lock(mutex_);
     // Other threads may have told it, and have logged too much again.
-    const bool isLeft = limit_.getSuppressed() > 0;
-    const Time::Monotonic nextSecond = limit_.getNextSecond();
-    lock.unlock();
-    if (isLeft) tellAt(nextSecond);
+    if (limit_.getSuppressed() > 0) tellAt(limit_.getNextSecond());
   }
 
   Mutex mutex_;

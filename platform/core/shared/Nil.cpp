@@ -1,4 +1,4 @@
-// The error of an empty Shared::Pointer, and where it is raised.
+// Raises the error of an empty Shared::Pointer.
 #include <platform/core/shared/Nil.h>
 
 namespace Quarnix::Shared::Exception {

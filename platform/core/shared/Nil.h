@@ -13,7 +13,7 @@ class HEVRA_EXPORT Nil : public Quarnix::Exception {
   const char* getId() const override;
 };
 
-/// Raises Nil; out of line so that dereferencing stays a test and a jump.
+/// Raises Nil. It is not inline, so that dereferencing stays a test and a jump.
 [[noreturn]] HEVRA_EXPORT void raiseNil();
 
 }  // namespace Quarnix::Shared::Exception

@@ -1,4 +1,4 @@
-// The reference-counted holder of every polymorphic object that crosses an interface.
+// The reference-counted pointer to every polymorphic object that crosses an interface.
 #pragma once
 
 #include <atomic>
@@ -12,7 +12,7 @@ namespace Quarnix::Shared {
 
 namespace Detail {
 
-/// The count of one shared object, and how the object goes when nobody holds it any more.
+/// The count of one shared object, and the function that destroys the object when nobody holds it any more.
 class Count {
  public:
   using Destroy = void (*)(Count*) noexcept;
@@ -53,10 +53,10 @@ struct InlineCount : Count {
 
 /// A shared reference to a T, or nothing.
 ///
-/// Ownership: the object is destroyed when the last reference goes, on the thread that lets it go.
-/// Threads: the count is atomic, so that references to one object may be copied and dropped from any thread; one
-/// Pointer object itself is not to be written by one thread while another uses it.
-/// Errors: dereferencing an empty pointer raises Shared::Exception::Nil.
+/// Ownership: the object is destroyed when the last reference goes, on the thread that drops it.
+/// Threads: the count is atomic, so that any thread may copy and drop references to one object. While one thread writes
+/// a Pointer object, no other may use that same Pointer. Errors: dereferencing an empty pointer raises
+/// Shared::Exception::Nil.
 template <class T>
 class Pointer {
  public:
@@ -112,10 +112,10 @@ class Pointer {
   T& operator*() const { return *checked(); }
   T* get() const noexcept { return object_; }
   explicit operator bool() const noexcept { return object_ != nullptr; }
-  /// How many references there are now; a figure for tests and logs.
+  /// How many references there are now, for tests and logs.
   std::size_t useCount() const noexcept { return count_ ? count_->use() : 0; }
 
-  /// The same object as a U when it is one, else an empty pointer.
+  /// The same object as a U if it is one, or an empty pointer.
   template <class U>
   Pointer<U> as() const noexcept {
     U* object = dynamic_cast<U*>(object_);

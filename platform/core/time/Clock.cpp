@@ -1,10 +1,11 @@
-// Which clock is in force.
+// Keeps which clock is in force.
 #include <platform/core/time/Clock.h>
 
 #include <atomic>
 
+#include <platform/core/internal/NeverDestroyed.h>
+#include <platform/core/time/internal/Deadlines.h>
 #include <platform/core/time/internal/SteadyClock.h>
-#include <platform/core/timer/internal/Queue.h>
 
 namespace Quarnix::Time {
 
@@ -12,9 +13,9 @@ namespace {
 
 std::atomic<Clock*> inForce{nullptr};
 
-SteadyClock& steady() {
-  static SteadyClock& instance = *new SteadyClock;
-  return instance;
+SteadyClock& steady() noexcept {
+  static NeverDestroyed<SteadyClock> instance;
+  return instance.object;
 }
 
 }  // namespace
@@ -28,7 +29,7 @@ Clock& Clock::get() noexcept {
 
 void Clock::install(Clock* clock) noexcept {
   inForce.store(clock);
-  Timer::Queue::get().reconsider();
+  Deadlines::get().clockChanged();
 }
 
 }  // namespace Quarnix::Time

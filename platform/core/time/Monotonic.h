@@ -5,8 +5,8 @@
 
 namespace Quarnix::Time {
 
-/// A point of the process clock's time (see Clock), which never steps; also, where a flag says so, a time relative to
-/// some start.
+/// A point of the process clock's time (see Clock), which never steps. Where a flag says so, it is a time relative to
+/// some start instead.
 class Monotonic {
  public:
   constexpr Monotonic() noexcept = default;

@@ -1,4 +1,4 @@
-// Time that moves on command: who waits for it, who is woken when it moves, and when all is idle again.
+// Keeps who waits for the simulated time, wakes them when it moves, and finds out when all is idle again.
 #include <platform/core/time/SimulatedClock.h>
 
 #include <algorithm>
@@ -10,20 +10,19 @@
 #include <string>
 #include <thread>
 #include <tuple>
-#include <vector>
 
 #include <sys/eventfd.h>
 #include <unistd.h>
 
 #include <platform/core/internal/Activity.h>
 #include <platform/core/internal/Descriptor.h>
-#include <platform/core/timer/internal/Queue.h>
+#include <platform/core/time/internal/Deadlines.h>
 
 namespace Quarnix::Time {
 
 namespace {
 
-/// One wait under way, on the stack of the thread that waits. What is not constant is guarded by the clock's mutex.
+/// One wait under way, on the stack of the thread that waits. The clock's mutex guards what is not constant.
 struct Waiter {
   Monotonic deadline;
   Mutex* mutex = nullptr;
@@ -33,18 +32,20 @@ struct Waiter {
   bool isWork = false;        // within a hook: does not count as activity while it waits
   const std::thread::id thread = std::this_thread::get_id();
 
-  bool woken = false;   // by the clock, which has then counted its work again
-  bool pinned = false;  // the clock is about to take its mutex
-  bool inTime = false;  // how it was when the wait ended
+  Waiter* next = nullptr;        // in the clock's list
+  Waiter* nextToWake = nullptr;  // in the list of the thread that wakes, while pinned
+  bool woken = false;            // by the clock, which has then counted its work again
+  bool pinned = false;           // the clock is about to take its mutex
+  bool inTime = false;           // how it was when the wait ended
   bool closed = false;
 };
 
 }  // namespace
 
-/// The order of mutexes: that of a waiter, then this one. To notify a waiter the clock therefore lets this one go
-/// first, and pins the waiter meanwhile, so that its mutex and its condition variable stay.
+/// The order of mutexes is: a waiter's, then this one. Before the clock notifies a waiter, it therefore releases this
+/// one. It pins the waiter meanwhile, so that the waiter's mutex and condition variable stay.
 struct SimulatedClock::State {
-  /// What hooks wait for while no work is under way, and how much work was ever begun until then.
+  /// The waits of hooks while no work is under way, and how much work was begun until then.
   struct Idleness {
     std::set<std::tuple<std::thread::id, const void*, Monotonic>> waits;
     std::uint32_t begun = 0;
@@ -54,27 +55,35 @@ struct SimulatedClock::State {
   ConditionVariable changed;
   Monotonic now HEVRA_GUARDED_BY(mutex);
   bool closed HEVRA_GUARDED_BY(mutex) = false;
-  std::vector<Waiter*> waiters HEVRA_GUARDED_BY(mutex);
+  Waiter* first HEVRA_GUARDED_BY(mutex) = nullptr;  // linked, so that a wait needs no memory
 
-  /// False when the deadline has been reached already.
+  /// What points to the waiter; for null the end of the list.
+  Waiter** linkTo(const Waiter* waiter) HEVRA_REQUIRES(mutex) {
+    Waiter** link = &first;
+    while (*link != waiter) link = &(*link)->next;
+    return link;
+  }
+
+  /// Returns false when the deadline has been reached already.
   bool enter(Waiter& waiter) HEVRA_EXCLUDES(mutex) {
     MutexLock lock(mutex);
     if (waiter.deadline <= now) return false;
     waiter.woken = false;
-    waiters.push_back(&waiter);
+    waiter.next = nullptr;
+    *linkTo(nullptr) = &waiter;
     changed.notifyAll();
     if (waiter.isWork) Activity::end();
     return true;
   }
 
-  /// False when the waiter is pinned: it has to let its mutex go and await the end of that.
+  /// Returns false when the waiter is pinned: it has to release its mutex and wait until it is not.
   bool leave(Waiter& waiter) HEVRA_EXCLUDES(mutex) {
     MutexLock lock(mutex);
     if (waiter.pinned) return false;
     if (waiter.isWork && !waiter.woken) Activity::begin();
     waiter.inTime = now < waiter.deadline;
     waiter.closed = closed;
-    waiters.erase(std::find(waiters.begin(), waiters.end(), &waiter));
+    *linkTo(&waiter) = waiter.next;
     changed.notifyAll();
     return true;
   }
@@ -84,28 +93,31 @@ struct SimulatedClock::State {
     while (waiter.pinned) changed.wait(mutex);
   }
 
-  /// Wakes the waiters that `isChosen` accepts; how many, the timer queue apart.
+  /// Wakes the waiters that `isChosen` accepts, and returns their number without the timer queue.
   template <class Choice>
   std::size_t wake(const Choice& isChosen) HEVRA_EXCLUDES(mutex) {
     std::size_t count = 0;
-    std::vector<Waiter*> pinned;
+    Waiter* pinned = nullptr;
     {
       MutexLock lock(mutex);
-      pinned.reserve(waiters.size());
-      for (Waiter* waiter : waiters) {
+      Waiter** end = &pinned;
+      for (Waiter* waiter = first; waiter; waiter = waiter->next) {
         if (waiter->woken || !isChosen(*waiter)) continue;
         waiter->woken = true;
         if (waiter->isWork) Activity::begin();
         if (!waiter->isTimerQueue) ++count;
         if (waiter->condition) {
           waiter->pinned = true;
-          pinned.push_back(waiter);
+          waiter->nextToWake = nullptr;
+          *end = waiter;
+          end = &waiter->nextToWake;
         } else {
           ::eventfd_write(waiter->descriptor, 1);
         }
       }
     }
-    for (Waiter* waiter : pinned) {
+    while (Waiter* const waiter = pinned) {
+      pinned = waiter->nextToWake;
       // A waiter holds its mutex from the moment it looks at the time until it waits, so that this is not missed.
       {
         MutexLock lock(*waiter->mutex);
@@ -123,23 +135,23 @@ struct SimulatedClock::State {
       MutexLock lock(mutex);
       now = time;
     }
-    Timer::Queue::get().reconsider();
+    Deadlines::get().clockChanged();
     return wake([&time](const Waiter& waiter) { return waiter.deadline <= time; });
   }
 
   Monotonic earliest() const HEVRA_EXCLUDES(mutex) {
-    Monotonic time = Timer::Queue::get().earliest();
+    Monotonic time = Deadlines::get().earliest();
     MutexLock lock(mutex);
-    for (const Waiter* waiter : waiters)
+    for (const Waiter* waiter = first; waiter; waiter = waiter->next)
       if (!waiter->woken && !waiter->isTimerQueue) time = std::min(time, waiter->deadline);
     return time;
   }
 
-  /// Nothing when work is under way after all: no wait ends while this looks.
+  /// Returns nothing when work is under way after all. No wait ends while this looks.
   std::optional<Idleness> idleness() const HEVRA_EXCLUDES(mutex) {
     MutexLock lock(mutex);
     Idleness idle;
-    for (const Waiter* waiter : waiters)
+    for (const Waiter* waiter = first; waiter; waiter = waiter->next)
       if (waiter->isWork) idle.waits.emplace(waiter->thread, waiter->condition, waiter->deadline);
     const Activity::Figures work = Activity::get();
     if (work.underWay != 0) return {};
@@ -164,7 +176,7 @@ SimulatedClock::~SimulatedClock() {
   }
   state_->wake([](const Waiter&) { return true; });
   MutexLock lock(state_->mutex);
-  while (!state_->waiters.empty()) state_->changed.wait(state_->mutex);
+  while (state_->first) state_->changed.wait(state_->mutex);
 }
 
 std::size_t SimulatedClock::advance(const Elapsed& span) {
@@ -190,8 +202,8 @@ void SimulatedClock::settle() {
     const auto before = state_->idleness();
     if (!before) continue;
     if (before->waits.empty()) return;
-    // A hook that waits here may have been notified and not have run yet: all are woken to find out, until they only
-    // come back to the same waits and begin nothing else.
+    // A hook that waits here may have been notified and not have run yet. To find out, the clock wakes all of them
+    // until they only come back to the same waits and begin nothing else.
     const std::size_t woken = state_->wake([](const Waiter& waiter) { return waiter.isWork; });
     Activity::awaitNone();
     const auto after = state_->idleness();
@@ -202,11 +214,13 @@ void SimulatedClock::settle() {
 
 void SimulatedClock::awaitWaiters(std::size_t count) {
   MutexLock lock(state_->mutex);
-  const auto counts = [](const Waiter* waiter) {
-    return !waiter->woken && !waiter->isTimerQueue && !waiter->deadline.isNever();
-  };
-  while (static_cast<std::size_t>(std::count_if(state_->waiters.begin(), state_->waiters.end(), counts)) < count)
+  for (;;) {
+    std::size_t present = 0;
+    for (const Waiter* waiter = state_->first; waiter; waiter = waiter->next)
+      if (!waiter->woken && !waiter->isTimerQueue && !waiter->deadline.isNever()) ++present;
+    if (present >= count) return;
     state_->changed.wait(state_->mutex);
+  }
 }
 
 Monotonic SimulatedClock::now() const {
@@ -219,11 +233,11 @@ bool SimulatedClock::wait(ConditionVariable& condition, Mutex& mutex, const Mono
   waiter.deadline = deadline;
   waiter.mutex = &mutex;
   waiter.condition = &condition;
-  waiter.isTimerQueue = Timer::Queue::get().waitsOn(condition);
+  waiter.isTimerQueue = Deadlines::get().waitsOn(condition);
   waiter.isWork = !waiter.isTimerQueue && Activity::isThisThreadCounted();
   if (!state_->enter(waiter)) return false;
   condition.wait(mutex);
-  // The state is not touched after `leave`: with the last waiter gone the clock may be gone too.
+  // Do not touch the state after `leave`: once the last waiter has left, the clock may be gone.
   while (!state_->leave(waiter)) {
     mutex.unlock();
     state_->awaitUnpinned(waiter);

@@ -1,4 +1,4 @@
-// Which characters of a text from elsewhere may be shown. Internal.
+// Tells which characters of a text from outside may be shown.
 #pragma once
 
 #include <cstddef>
@@ -16,8 +16,9 @@ struct Character {
   bool isPrintable;    // false for what is no UTF-8
 };
 
-/// The first character of a text that is not empty. Not printable are control characters (C0, DEL, C1), the overrides,
-/// embeddings and isolates of bidirectional text, the separators of lines and paragraphs, and bytes that are no UTF-8.
+/// Returns the first character of a text that is not empty. These are not printable: control characters (C0, DEL, C1),
+/// the overrides, embeddings and isolates of bidirectional text, the separators of lines and paragraphs, and bytes that
+/// are no UTF-8.
 inline Character firstOf(std::string_view text) noexcept {
   const std::size_t length = Utf8::lengthOfFirst(text);
   if (length == 0) return {1, static_cast<std::uint8_t>(text.front()), false};
@@ -27,8 +28,8 @@ inline Character firstOf(std::string_view text) noexcept {
   return {length, code, !isControl};
 }
 
-/// Hands `take` the text in pieces that fit one line of a log or of a terminal: a line break is a space, each byte of
-/// what is not printable its number, such as "\x1b". Ends early when `take` returns false.
+/// Hands `take` the text in pieces that fit one line of a log or of a terminal. A line break becomes a space, and each
+/// byte of a character that is not printable becomes its number, such as "\x1b". Ends early when `take` returns false.
 template <class Take>
 void escape(std::string_view text, const Take& take) {
   while (!text.empty()) {

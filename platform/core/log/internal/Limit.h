@@ -1,4 +1,4 @@
-// How much may be logged. Internal.
+// Limits how much is logged.
 #pragma once
 
 #include <algorithm>
@@ -10,8 +10,10 @@
 
 namespace Quarnix::Log {
 
-/// Lines and bytes that may be written, of which each second brings some. Once a line was too much, none may be written
-/// until the next second begins. Threads: none of its own.
+/// Counts the lines and bytes that may be written; each second brings some more. Once a line is too much, none may be
+/// written until the next second begins.
+///
+/// Threads: one at a time.
 class Limit {
  public:
   static constexpr std::size_t BURST_LINES = 1000, LINES_A_SECOND = 100;
@@ -25,7 +27,7 @@ class Limit {
     refill(now);
     return isClosed_;
   }
-  /// Whether a line of so many bytes may be written; one that may not is counted.
+  /// Whether a line of so many bytes may be written. Counts one that may not.
   bool takeLine(std::size_t bytes, const Time::Monotonic& now) noexcept {
     if (!isClosed(now) && lines_ > 0 && bytes <= bytes_) {
       --lines_;
@@ -37,8 +39,8 @@ class Limit {
     return false;
   }
   void suppress() noexcept { ++suppressed_; }
-  /// How many lines were suppressed, once lines may be written again, and then nothing until there are others. The line
-  /// that says so costs bytes only.
+  /// Once lines may be written again, returns how many were suppressed, and begins to count anew; 0 before. The line
+  /// that tells the number costs bytes only.
   std::uint64_t takeSuppressed(const Time::Monotonic& now) noexcept {
     if (isClosed(now) || suppressed_ == 0) return 0;
     bytes_ -= std::min(bytes_, NOTE_BYTES);
@@ -51,7 +53,7 @@ class Limit {
 
  private:
   void refill(const Time::Monotonic& now) noexcept {
-    // A thread may come late with its time; far back it is that of another clock.
+    // A thread may come late with its time. A time far back is that of another clock.
     if (now + Time::Elapsed(60, 0) < second_) second_ = now;
     const std::int64_t seconds = (now - second_).getSeconds();
     if (seconds <= 0) return;

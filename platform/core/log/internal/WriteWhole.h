@@ -1,4 +1,4 @@
-// Writing a line so that lines of several threads and processes do not mix. Internal.
+// Writes a line so that lines of several threads and processes do not mix.
 #pragma once
 
 #include <cerrno>
@@ -10,8 +10,8 @@
 
 namespace Quarnix::Log {
 
-/// In one write; more only when the first was cut short. Returns what could not be written, with errno; a reader that
-/// has gone is EPIPE, and SIGPIPE is not raised.
+/// Writes the text with one write, and with more only when the first was cut short. Returns the rest that could not be
+/// written, with `errno` set: EPIPE when the reader has gone. It never raises SIGPIPE.
 inline std::string_view writeWhole(int descriptor, std::string_view text) noexcept {
   sigset_t pipe, before;
   sigemptyset(&pipe);
@@ -25,7 +25,7 @@ inline std::string_view writeWhole(int descriptor, std::string_view text) noexce
     if (written <= 0) break;
     text.remove_prefix(static_cast<std::size_t>(written));
   }
-  // The signal is this thread's, and pending as long as it is blocked.
+  // The signal is pending for this thread as long as it is blocked.
   constexpr timespec AT_ONCE{0, 0};
   if (!text.empty() && error == EPIPE && !sigismember(&before, SIGPIPE)) sigtimedwait(&pipe, nullptr, &AT_ONCE);
   pthread_sigmask(SIG_SETMASK, &before, nullptr);

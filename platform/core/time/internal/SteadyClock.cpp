@@ -1,4 +1,4 @@
-// CLOCK_MONOTONIC and the waits of the system that follow it.
+// Reads CLOCK_MONOTONIC, and waits by it.
 #include <platform/core/time/internal/SteadyClock.h>
 
 #include <algorithm>
@@ -9,7 +9,7 @@ namespace Quarnix::Time {
 
 namespace {
 
-// No single wait is longer, so that no deadline, however far, overflows a time type of the system.
+// No single wait is longer, so that a deadline far away overflows no time type of the system.
 constexpr Elapsed LONGEST_WAIT(24 * 60 * 60, 0);
 
 }  // namespace

@@ -1,4 +1,4 @@
-// The system's steady clock as the process's clock. Internal: everybody asks Clock::get().
+// The system's steady clock. Ask Clock::get() for the clock in force.
 #pragma once
 
 #include <platform/core/time/Clock.h>

@@ -5,7 +5,7 @@
 
 namespace Quarnix::HomeAutomation::Command {
 
-/// A number that the stack service interprets; every value is allowed.
+/// A number that the stack service interprets. Every value is allowed.
 class Priority {
  public:
   constexpr explicit Priority(std::uint32_t value) noexcept : value_(value) {}

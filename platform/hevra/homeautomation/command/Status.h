@@ -1,11 +1,11 @@
-// The status of a command as home automation at large sees it.
+// The status of a command in the terms of home automation.
 #pragma once
 
 #include <cstdint>
 
 namespace Quarnix::HomeAutomation::Command {
 
-/// Travels beside a command record in a progress report and decides nothing there; values without a name are kept.
+/// It travels beside the command record in a progress report, where it decides nothing. Values without a name are kept.
 enum class Status : std::int32_t { PENDING = 0, RUNNING = 1, DONE = 2, FAILED = 3 };
 
 }  // namespace Quarnix::HomeAutomation::Command

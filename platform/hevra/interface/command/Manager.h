@@ -1,4 +1,4 @@
-// Whoever takes commands for the radio, in this process or in another.
+// The interface of an object that takes commands for the radio, in this process or in another.
 #pragma once
 
 #include <string>
@@ -15,12 +15,12 @@ class HEVRA_EXPORT Manager {
  public:
   virtual ~Manager();
 
-  /// Submits the commands that the container's cursor yields as one group; `originator` hears of each one's progress.
+  /// Submits the commands that the container's cursor yields as one group. `originator` hears of their progress.
   virtual void add(const Shared::Pointer<Originator>& originator, const Group& group,
                    const HomeAutomation::Container<Hevra::Command>& commands) = 0;
   /// Cancels every command.
   virtual void cancel() = 0;
-  /// Cancels what goes by this key.
+  /// Cancels the commands with this key.
   virtual void cancel(const std::string& key) = 0;
   /// Cancels the commands of this priority.
   virtual void cancel(const HomeAutomation::Command::Priority& priority) = 0;

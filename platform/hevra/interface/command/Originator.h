@@ -1,4 +1,4 @@
-// Whoever submits commands and wants to hear of their progress.
+// The interface of an object that submits commands and hears of their progress.
 #pragma once
 
 #include <platform/core/Export.h>
@@ -8,14 +8,15 @@
 
 namespace Quarnix::Hevra::Interface::Command {
 
-/// Threads: called on a task of whoever delivers; with the proxies, one call at a time per manager. It may call the
-/// manager back. An exception that leaves it is logged by the task, and the stack service gets no answer to the report.
+/// Threads: the calls come on a task of the object that delivers the reports; from the proxies, one at a time per
+/// manager. You may call the manager back. The task logs an exception that leaves a call, and the stack service gets no
+/// answer to the report.
 class HEVRA_EXPORT Originator {
  public:
   virtual ~Originator();
 
-  /// One report. Whether the command is at its end is told by its own status (`Hevra::Command::isFinalStatus`), not by
-  /// `status`. The references are valid during the call only.
+  /// One report. The command's own status, not `status`, tells whether it is the last
+  /// (`Hevra::Command::isFinalStatus`). The references are valid during the call only.
   virtual void progress(const Hevra::Command& command, const Group& group,
                         const HomeAutomation::Command::Status& status) = 0;
 

@@ -1,4 +1,4 @@
-// Whoever looks after the radio daughter board, in this process or in another.
+// The interface of an object that looks after the radio daughter board, in this process or in another.
 #pragma once
 
 #include <platform/core/Export.h>
@@ -9,7 +9,7 @@ class HEVRA_EXPORT Manager {
  public:
   virtual ~Manager();
 
-  /// Resets the radio hardware; true when that was done.
+  /// Resets the radio hardware. Returns true when that is done.
   virtual bool hardReset() = 0;
 
  protected:

@@ -1,4 +1,4 @@
-// The key function of the node managers, and the notifications that nobody asked for.
+// The key function of the node managers, and the notifications that do nothing by default.
 #include <platform/hevra/interface/node/Manager.h>
 
 namespace Quarnix::Hevra::Interface::Node {

@@ -1,4 +1,4 @@
-// Whoever looks after the radio nodes and the links between them, in this process or in another.
+// The interface of an object that looks after the radio nodes and their links, in this process or in another.
 #pragma once
 
 #include <string>
@@ -16,19 +16,18 @@ class HEVRA_EXPORT Manager {
  public:
   virtual ~Manager();
 
-  /// All nodes; those of a class; those of a class and a node type.
+  /// Return all nodes, those of a class, and those of a class and a node type.
   virtual std::vector<Shared::Pointer<Hevra::Node>> getNodes() const = 0;
   virtual std::vector<Shared::Pointer<Hevra::Node>> getNodes(const NodeClass& nodeClass) const = 0;
   virtual std::vector<Shared::Pointer<Hevra::Node>> getNodes(const NodeClass& nodeClass,
                                                              unsigned short nodeType) const = 0;
 
-  /// Adds, changes or removes a node, or a link; true when that was done.
+  /// Add, change or remove a node, or a link. Return true when that is done.
   virtual bool modify(const Hevra::Node& node, NodeAction action) = 0;
   virtual bool modify(const NodeLink& link, NodeAction action) = 0;
 
-  /// Notifications: a node was changed; a link was changed, `node` being the one that it belongs to. Nothing by
-  /// default: override those that are of interest. The references are valid during the call only. A node is one of the
-  /// four kinds.
+  /// Notifications of a change: of a node, or of a link and the node that it belongs to. They do nothing by default:
+  /// override those that you want. The references are valid during the call only. A node is of one of the four kinds.
   virtual void modified(const Hevra::Node& node, NodeAction action);
   virtual void linkModified(const Hevra::Node& node, const NodeLink& link, NodeAction action);
 
@@ -36,7 +35,7 @@ class HEVRA_EXPORT Manager {
   virtual void changeStackNodeKey(const unsigned int& address, const unsigned char* key) = 0;
   /// Removes the nodes below the one at `address`.
   virtual void deleteNodes(const unsigned int& address) = 0;
-  /// The identifier of a node's link of a type; empty when there is none.
+  /// Returns the identifier of a node's link of a type; empty when there is none.
   virtual std::string getNodeLinkId(unsigned int address, NodeLinkType type) = 0;
 
  protected:

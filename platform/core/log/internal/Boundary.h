@@ -1,4 +1,4 @@
-// Where hooks of an application are called from threads of the library, and where their exceptions end. Internal.
+// Calls hooks of an application from threads of the library, and ends their exceptions.
 #pragma once
 
 #include <exception>
@@ -8,7 +8,7 @@
 
 namespace Quarnix {
 
-/// Runs `hook`. An exception that leaves it is logged as that of a `what`; false then.
+/// Runs `hook`. Logs an exception that leaves it as that of a `what`, and returns false then.
 template <class Hook>
 bool runAtBoundary(const char* what, Hook&& hook) noexcept {
   try {

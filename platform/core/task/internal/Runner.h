@@ -1,4 +1,4 @@
-// The part of a task that exists only once there is something to run: its thread and what the thread waits for.
+// The part of a task that exists once there is something to run: the thread and what it waits for.
 #pragma once
 
 #include <pthread.h>
@@ -7,12 +7,13 @@
 
 #include <platform/core/Mutex.h>
 #include <platform/core/Task.h>
-#include <platform/core/internal/Stalled.h>
+#include <platform/core/task/internal/Stalled.h>
 
 namespace Quarnix {
 
-/// Threads: any, except `retire`, which is the last call and not the own thread's.
-/// Ownership: the task's reference, and one of each thread that is about to wake the runner's; the last deletes it.
+/// Threads: any. `retire` is the last call, and comes from another thread than the runner's own.
+/// Ownership: the task has a reference, and so has each thread that is about to wake the runner's thread. The last one
+/// deletes the runner.
 class Task::Runner final : private Stalled::Entry {
  public:
   explicit Runner(Task& task) noexcept;
@@ -23,12 +24,12 @@ class Task::Runner final : private Stalled::Entry {
   void schedule() noexcept { apply(true); }
   /// Looks again at whether the task is enabled.
   void reconsider() noexcept { apply(false); }
-  /// Makes the thread unless it is there; 0, or the error number.
+  /// Makes the thread unless it is there. Returns 0, or the error number.
   int makeThread() noexcept;
   /// Waits until the run that is under way, if any, is over.
   void awaitOut() noexcept;
-  /// Ends the thread; the task says already that it is retired. False in a forked child, where the thread has stayed
-  /// behind: then nothing of this may be touched any more, and it is not to be released.
+  /// Ends the thread of a task that is marked as retired. Returns false in a forked child, where the thread has stayed
+  /// behind: then do not touch this object any more, and do not release it.
   bool retire() noexcept;
   void release() noexcept;
 
@@ -38,8 +39,8 @@ class Task::Runner final : private Stalled::Entry {
   void run() noexcept;
   void apply(bool scheduled) noexcept;
   bool tryAgain() noexcept override;
-  /// Makes the members below agree with what is pending and whether the task is enabled; the error number of a thread
-  /// that is needed and cannot be made.
+  /// Brings the members below in line with what is pending and whether the task is enabled. Returns 0, or the error
+  /// number when the thread is needed and cannot be made.
   int update() noexcept HEVRA_REQUIRES(mutex_);
   bool isThreadToWake() const noexcept HEVRA_REQUIRES(mutex_);
   int ensureThread() noexcept HEVRA_REQUIRES(mutex_);

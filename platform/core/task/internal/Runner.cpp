@@ -1,12 +1,12 @@
-// The thread of a task: made when there is first something to run, kept until the task is retired.
-#include <platform/core/internal/Runner.h>
+// Makes the thread of a task when there is first something to run, and keeps it until the task is retired.
+#include <platform/core/task/internal/Runner.h>
 
 #include <cerrno>
 
 #include <platform/core/internal/Activity.h>
-#include <platform/core/internal/Boundary.h>
 #include <platform/core/internal/Fork.h>
 #include <platform/core/internal/Thread.h>
+#include <platform/core/log/internal/Boundary.h>
 
 namespace Quarnix {
 
@@ -38,9 +38,11 @@ void Task::Runner::run() noexcept {
     }
     pending_ = false;
     running_ = true;
-    lock.unlock();
-    const bool returned = runAtBoundary("task", [this] { task_.body_(task_); });
-    lock.lock();
+    bool returned = false;
+    {
+      MutexUnlock unlock(mutex_);
+      returned = runAtBoundary("task", [this] { task_.body_(task_); });
+    }
     running_ = false;
     ++runs_;
     if (!returned) pending_ = true;
@@ -78,15 +80,18 @@ void Task::Runner::release() noexcept {
 
 void Task::Runner::apply(bool scheduled) noexcept {
   if (!isOfThisProcess()) return;
-  MutexLock lock(mutex_);
-  pending_ = pending_ || scheduled;
-  const int error = update();
-  const bool wakes = isThreadToWake();
-  if (wakes) references_.fetch_add(1);
-  lock.unlock();
+  int error = 0;
+  bool wakes = false;
+  {
+    MutexLock lock(mutex_);
+    pending_ = pending_ || scheduled;
+    error = update();
+    wakes = isThreadToWake();
+    if (wakes) references_.fetch_add(1);
+  }
   if (wakes) {
-    // With the mutex free, or the thread would wake only to wait for it; and with a reference, because what has been
-    // scheduled may by now have led to the end of this task.
+    // The mutex is free, or the thread would wake only to wait for it. The reference is held because the run may have
+    // led to the end of this task by now.
     work_.notifyOne();
     release();
   }
@@ -117,22 +122,25 @@ void Task::Runner::awaitOut() noexcept {
   if (!isOfThisProcess()) return;
   MutexLock lock(mutex_);
   update();
-  // This run only: with somebody enabling the task again, waiting for a moment without a run might never end.
+  // It waits for this run only: if somebody enables the task again, there may never be a moment without a run.
   const unsigned int run = runs_;
-  // And never on a task's thread: two tasks that stop each other would wait for ever.
+  // It never waits on a task's thread: two tasks that stop each other would wait for ever.
   while (running_ && runs_ == run && !Activity::isThisThreadCounted()) out_.wait(mutex_);
 }
 
 bool Task::Runner::retire() noexcept {
   if (!isOfThisProcess()) return false;
   Stalled::get().remove(*this);
-  MutexLock lock(mutex_);
-  ending_ = true;
-  update();
-  work_.notifyOne();
-  const bool hasThread = hasThread_;
-  const pthread_t thread = thread_;
-  lock.unlock();
+  bool hasThread = false;
+  pthread_t thread = {};
+  {
+    MutexLock lock(mutex_);
+    ending_ = true;
+    update();
+    work_.notifyOne();
+    hasThread = hasThread_;
+    thread = thread_;
+  }
   if (hasThread) pthread_join(thread, nullptr);
   return true;
 }

@@ -1,17 +1,18 @@
-// What could not be done for want of memory or threads and is tried again each second. Internal, and for nothing else:
-// work that can be done is never put off here.
+// Tries again, each second, what could not be done for want of memory or threads. Work that can be done is never put
+// off here.
 #pragma once
 
 #include <platform/core/Mutex.h>
-#include <platform/core/timer/Monotonic.h>
+#include <platform/core/internal/NeverDestroyed.h>
+#include <platform/core/timer/QueueEntry.h>
 
 namespace Quarnix {
 
-/// The process's list of what is stalled; made on first use and never destroyed.
+/// The process's list of stalled work.
 ///
 /// Threads: any. The list's mutex is held while an entry is tried again, so that an entry is not in use once `remove`
-/// has returned; `add` and `remove` are therefore not to be called under a lock that `tryAgain` takes.
-class Stalled : private Timer::Monotonic {
+/// has returned. Therefore do not call `add` or `remove` under a lock that `tryAgain` takes.
+class Stalled final : private Timer::QueueEntry {
  public:
   /// Derive from it to be put on the list; linking allocates nothing.
   class Entry {
@@ -22,7 +23,7 @@ class Stalled : private Timer::Monotonic {
 
    protected:
     ~Entry() = default;
-    /// True when it is done and off the list.
+    /// Returns true when it is done, which takes it off the list.
     virtual bool tryAgain() noexcept = 0;
 
    private:
@@ -32,13 +33,15 @@ class Stalled : private Timer::Monotonic {
 
   static Stalled& get();
 
-  /// False when it is on the list already.
+  /// Returns false when the entry is on the list already.
   bool add(Entry& entry) noexcept;
   void remove(Entry& entry) noexcept;
 
  private:
+  friend union NeverDestroyed<Stalled>;
   Stalled() noexcept;
-  void expired(const Time::Monotonic& deadline) override;
+  ~Stalled() = default;
+  void deadlineReached(const Time::Monotonic& deadline) noexcept override;
   Entry** find(const Entry& entry) noexcept HEVRA_REQUIRES(mutex_);
 
   Mutex mutex_;
