@@ -9,45 +9,35 @@ namespace Quarnix::Test {
 
 namespace {
 
-struct Countdown {
-  std::atomic<unsigned> left{0};  // 0: off
-  std::atomic<bool> lasting{false}, failed{false};
-
-  bool fails() noexcept {
-    if (failed && lasting) return true;
-    if (left == 0 || left.fetch_sub(1) != 1) return false;
-    return failed = true;
-  }
-};
-
-thread_local Countdown* here = nullptr;  // of the thread that has one
-Countdown own;
-std::atomic<bool> elsewhere{false};
+std::atomic<unsigned> left{0};
+std::atomic<bool> isLasting{false}, hasFailed{false}, isElsewhere{false};
+thread_local bool isHere = false;  // on the thread that has the object
 std::atomic<std::size_t> count{0};
 
 bool fails() noexcept {
-  if (here) return here->fails();
-  return elsewhere && own.fails();
+  if (isHere == isElsewhere) return false;
+  if (hasFailed) return isLasting;
+  return left > 0 && left.fetch_sub(1) == 1 && (hasFailed = true);
 }
 
 }  // namespace
 
 FailingAllocation::FailingAllocation(unsigned number, bool lasting, Where where) noexcept {
-  static Countdown none;
-  own.failed = false;
-  own.lasting = lasting;
-  own.left = number;
-  here = where == Where::HERE ? &own : &none;
-  elsewhere = where == Where::ELSEWHERE;
+  hasFailed = false;
+  isLasting = lasting;
+  left = number;
+  isHere = true;
+  isElsewhere = where == Where::ELSEWHERE;
 }
 
 FailingAllocation::~FailingAllocation() {
-  elsewhere = false;
-  here = nullptr;
-  own.left = 0;
+  left = 0;
+  isLasting = false;
+  isElsewhere = false;
+  isHere = false;
 }
 
-bool FailingAllocation::happened() const noexcept { return own.failed; }
+bool FailingAllocation::happened() const noexcept { return hasFailed; }
 std::size_t FailingAllocation::blocks() noexcept { return count; }
 
 }  // namespace Quarnix::Test

@@ -4,6 +4,8 @@
 #include <memory>
 #include <ostream>
 #include <string>
+#include <utility>
+#include <vector>
 
 #include <gtest/gtest.h>
 
@@ -14,6 +16,15 @@
 namespace Quarnix::Test {
 
 using namespace Harness;
+using Texts = std::vector<std::string>;
+
+/// A served object that is started, behind NAME.
+struct Service : TestServer {
+  explicit Service(Shared::Pointer<Connection> connection, Hook hook = echo)
+      : TestServer(std::move(connection), std::move(hook)) {
+    serve(*this, NAME);
+  }
+};
 
 /// What StartFailed says when `act` raises it.
 template <class Act>

@@ -1,11 +1,12 @@
-// The simulated clock: time that moves on command, for timers, threads and sockets alike.
+// Spans of time, and the clocks: time that moves on command, for timers, threads and sockets alike, and the real one.
+#include <unistd.h>
+
 #include <atomic>
 #include <cerrno>
+#include <limits>
 #include <memory>
 #include <stdexcept>
 #include <thread>
-
-#include <unistd.h>
 
 #include <platform/core/time/SimulatedClock.h>
 #include <tests/platform/core/Support.h>
@@ -16,6 +17,22 @@ namespace {
 using Test::TestTask;
 using Test::TestTimer;
 
+TEST(Elapsed, KeepsNanosecondsAndSaturates) {
+  constexpr std::int64_t MOST = std::numeric_limits<std::int64_t>::max();
+  constexpr std::int64_t LEAST = std::numeric_limits<std::int64_t>::min();
+  const std::pair<Elapsed, std::int64_t> rows[] = {
+      {Elapsed(1, -1), 999'999'999},
+      {Elapsed(MOST / 10, 0), MOST},
+      {Elapsed(LEAST / 10, 0), LEAST},
+      {Elapsed(0xFFFFFFFFLL + 30, 0), 4'294'967'325'000'000'000},
+      {Elapsed(MOST / 1'000'000'000, 999'999'999), MOST},
+      {Elapsed(0, LEAST) + Elapsed(0, -1), LEAST},
+      {Elapsed::ofMilliseconds(MOST), MOST},
+  };
+  for (const auto& [span, nanoseconds] : rows) EXPECT_EQ(span.getNanoseconds(), nanoseconds);
+  EXPECT_EQ(Elapsed(0, -1'999'999'999).getSeconds(), -1) << "rounded towards zero";
+}
+
 /// Waits on a condition of its own until `deadline`; its mutex is gone as soon as the wait is over.
 void waitUntil(const Monotonic& deadline) {
   Mutex mutex;
@@ -24,6 +41,18 @@ void waitUntil(const Monotonic& deadline) {
   while (Clock::get().wait(condition, mutex, deadline)) {
   }
 }
+
+/// A pipe, with something in it or not.
+struct Pipe {
+  Pipe() { EXPECT_EQ(::pipe(ends), 0); }
+  ~Pipe() { ::close(ends[0]), ::close(ends[1]); }
+  void write() const { EXPECT_EQ(::write(ends[1], "x", 1), 1); }
+  int poll(const Monotonic& deadline) const {
+    pollfd descriptors[2] = {{ends[0], POLLIN, 0}, {}};
+    return Clock::get().poll(descriptors, 1, deadline);
+  }
+  int ends[2];
+};
 
 TEST(SimulatedClock, LosesNoWakeUpOfManyThreads) {
   constexpr int THREADS = 8;
@@ -42,31 +71,20 @@ TEST(SimulatedClock, LosesNoWakeUpOfManyThreads) {
 
 TEST(SimulatedClock, IsFollowedByPoll) {
   SimulatedClock clock;
-  int ends[2];
-  ASSERT_EQ(::pipe(ends), 0);
+  const Pipe served, empty;
   const Monotonic deadline = clock.now() + Elapsed(25, 0);
-  const auto poll = [&] {
-    pollfd descriptors[2] = {{ends[0], POLLIN, 0}, {}};
-    return clock.poll(descriptors, 1, deadline);
-  };
-  std::thread served([&] { EXPECT_EQ(poll(), 1); });
+  std::thread one([&] { EXPECT_EQ(served.poll(deadline), 1); });
   clock.awaitWaiters(1);
-  char byte = 'x';
-  ASSERT_EQ(::write(ends[1], &byte, 1), 1);
-  served.join();
-  ASSERT_EQ(::read(ends[0], &byte, 1), 1);
+  served.write();
+  one.join();
 
-  std::thread empty([&] { EXPECT_EQ(poll(), 0); });
+  std::thread two([&] { EXPECT_EQ(empty.poll(deadline), 0); });
   clock.awaitWaiters(1);
   EXPECT_EQ(clock.advance(Elapsed(25, -1)), 0U);
   EXPECT_EQ(clock.advance(Elapsed(0, 1)), 1U);
-  empty.join();
-
-  EXPECT_EQ(poll(), 0) << "the deadline is past";
-  ASSERT_EQ(::write(ends[1], &byte, 1), 1);
-  EXPECT_EQ(poll(), 1) << "past, but with data";
-  ::close(ends[0]);
-  ::close(ends[1]);
+  two.join();
+  EXPECT_EQ(empty.poll(deadline), 0) << "the deadline is past";
+  EXPECT_EQ(served.poll(deadline), 1) << "past, but with data";
 }
 
 TEST(SimulatedClock, PassesOverAHookThatWaitsForItsTime) {
@@ -109,14 +127,14 @@ TEST(SimulatedClock, SettlesOnlyWhenANotifiedHookHasRun) {
     }
     finished.fetch_add(1);
   });
-  for (int round = 1; round <= 200; ++round) {
+  for (int round = 0; round < 200; ++round) {
     asking.schedule();
-    clock.settle();
-    ASSERT_EQ(finished, round - 1);
-    answers = true;
-    answering.schedule();
-    clock.settle();
-    ASSERT_EQ(finished, round);
+    for (const bool isAnswered : {false, true}) {
+      answers = isAnswered;
+      if (isAnswered) answering.schedule();
+      clock.settle();
+      ASSERT_EQ(finished, round + isAnswered);
+    }
     answers = false;
   }
 }
@@ -124,18 +142,14 @@ TEST(SimulatedClock, SettlesOnlyWhenANotifiedHookHasRun) {
 TEST(SimulatedClock, WakesWhoStillWaitsAtTheEndOfItsLife) {
   Clock& steady = Clock::get();
   auto clock = std::make_unique<SimulatedClock>();
-  Clock& installed = Clock::get();
   const Monotonic deadline = clock->now() + Elapsed(1, 0);
-  std::thread waiting([&] {
+  std::thread waiting([&, &installed = *clock] {
     Mutex mutex;
     ConditionVariable condition;
     MutexLock lock(mutex);
     EXPECT_TRUE(installed.wait(condition, mutex, deadline));
   });
-  std::thread polling([&] {
-    pollfd none[1];
-    EXPECT_TRUE(installed.poll(none, 0, deadline) == -1 && errno == EINTR);
-  });
+  std::thread polling([&] { EXPECT_TRUE(Pipe().poll(deadline) == -1 && errno == EINTR); });
   clock->awaitWaiters(2);
   clock.reset();
   waiting.join();
@@ -145,22 +159,17 @@ TEST(SimulatedClock, WakesWhoStillWaitsAtTheEndOfItsLife) {
 
 TEST(SteadyClock, WaitsUntilADeadlineOrForADescriptor) {
   Clock& clock = Clock::get();
+  const Pipe pipe;
   for (const Monotonic& deadline : {Monotonic(Elapsed(-1, 0)), clock.now() + Elapsed::ofMilliseconds(2)}) {
     waitUntil(deadline);
     EXPECT_GE(clock.now(), deadline);
+    const Monotonic next = deadline + Elapsed::ofMilliseconds(2);
+    EXPECT_EQ(pipe.poll(next), 0);
+    EXPECT_GE(clock.now(), next);
   }
-  int ends[2];
-  ASSERT_EQ(::pipe(ends), 0);
-  pollfd descriptors[2] = {{ends[0], POLLIN, 0}, {}};
-  for (const Monotonic& deadline : {Monotonic(Elapsed(-1, 0)), clock.now() + Elapsed::ofMilliseconds(2)}) {
-    EXPECT_EQ(clock.poll(descriptors, 1, deadline), 0);
-    EXPECT_GE(clock.now(), deadline);
-  }
-  ASSERT_EQ(::write(ends[1], "x", 1), 1);
+  pipe.write();
   for (const Monotonic& deadline : {Monotonic(), Monotonic::never(), Monotonic(Elapsed(1LL << 33, 0))})
-    EXPECT_EQ(clock.poll(descriptors, 1, deadline), 1);
-  ::close(ends[0]);
-  ::close(ends[1]);
+    EXPECT_EQ(pipe.poll(deadline), 1);
 }
 
 }  // namespace
