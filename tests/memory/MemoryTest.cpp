@@ -1,8 +1,9 @@
 // Running out of memory at each allocation of an operation in turn, once and for good: the caller learns of it or has
 // what was asked for, what was used works again once there is memory, and nothing is lost for ever.
 #include <atomic>
-#include <functional>
+#include <cstdlib>
 #include <memory>
+#include <new>
 #include <stdexcept>
 #include <thread>
 
@@ -19,10 +20,36 @@
 #include <proxy/command/Manager.h>
 #include <tests/harness/BusDaemon.h>
 #include <tests/harness/BusObjects.h>
-#include <tests/memory/FailingAllocation.h>
 
 namespace Quarnix::Test {
 namespace {
+
+std::atomic<unsigned> left{0};
+std::atomic<bool> isLasting{false}, hasFailed{false}, isElsewhere{false};
+thread_local bool isHere = false;    // on the thread that has the object
+std::atomic<std::size_t> blocks{0};  // that the process has now
+
+bool fails() noexcept {
+  if (isHere == isElsewhere) return false;
+  if (hasFailed) return isLasting;
+  return left > 0 && left.fetch_sub(1) == 1 && (hasFailed = true);
+}
+
+/// For its life, the `number`th allocation from now on fails, and if it is `lasting` each one after it too: on this
+/// thread or on all others. The C++ library's own exceptions are not affected.
+struct FailingAllocation {
+  enum class Where { HERE, ELSEWHERE };
+  FailingAllocation(unsigned number, bool lasting, Where where = Where::HERE) noexcept {
+    hasFailed = false;
+    isLasting = lasting;
+    left = number;
+    isHere = true;
+    isElsewhere = where == Where::ELSEWHERE;
+  }
+  ~FailingAllocation() { left = 0, isHere = isElsewhere = false; }
+  /// Whether there were so many.
+  bool happened() const noexcept { return hasFailed; }
+};
 
 using namespace Harness;
 using Bus::Message::Iterator;
@@ -153,7 +180,7 @@ struct Memory : testing::Test {
 TEST_F(Memory, MayFailAtAnyAllocation) {
   for (const auto& operation : OPERATIONS) {
     for (const bool lasting : {false, true}) {
-      std::size_t blocks = 0;
+      std::size_t before = 0;
       bool happened = true;
       for (unsigned number = 0; happened; ++number) {
         SCOPED_TRACE(std::string(operation.name) + ", allocation " + std::to_string(number));
@@ -175,8 +202,8 @@ TEST_F(Memory, MayFailAtAnyAllocation) {
           world.check();
         }
         // The first round, in which nothing fails, makes what is made once in the process.
-        if (number == 1) blocks = FailingAllocation::blocks();
-        while (number > 1 && FailingAllocation::blocks() > blocks) std::this_thread::yield();
+        if (number == 1) before = blocks;
+        while (number > 1 && blocks > before) std::this_thread::yield();
         ASSERT_LT(number, 10'000u);
       }
     }
@@ -233,10 +260,38 @@ TEST_F(Memory, IsNotKeptForNamesThatNobodyUses) {
     EXPECT_EQ(TestProxy(connection, "com.example.Nobody" + std::to_string(number)).ask("Echo"),
               error("ServiceUnknown"));
     connection->getNameOwner(SERVICE);
-    if (number == 9) before = FailingAllocation::blocks();
+    if (number == 9) before = blocks;
   }
-  EXPECT_LT(FailingAllocation::blocks(), before + 10);
+  EXPECT_LT(blocks, before + 10);
 }
 
 }  // namespace
 }  // namespace Quarnix::Test
+
+// What the linker puts in the place of the library's calls of malloc and realloc, and of everybody's of new.
+using Quarnix::Test::blocks;
+using Quarnix::Test::fails;
+extern "C" {
+void* __real_malloc(std::size_t size);
+void* __real_realloc(void* block, std::size_t size);
+void* __wrap_malloc(std::size_t size) { return fails() ? nullptr : __real_malloc(size); }
+void* __wrap_realloc(void* block, std::size_t size) { return fails() ? nullptr : __real_realloc(block, size); }
+}
+
+void* operator new(std::size_t size, const std::nothrow_t&) noexcept {
+  void* const block = fails() ? nullptr : __real_malloc(size ? size : 1);
+  if (block) ++blocks;
+  return block;
+}
+void* operator new(std::size_t size) {
+  if (void* const block = operator new(size, std::nothrow)) return block;
+  throw std::bad_alloc();
+}
+void operator delete(void* block) noexcept {
+  if (block) --blocks;
+  std::free(block);
+}
+void operator delete(void* block, std::size_t) noexcept { operator delete(block); }
+void* operator new[](std::size_t size) { return operator new(size); }
+void operator delete[](void* block) noexcept { operator delete(block); }
+void operator delete[](void* block, std::size_t) noexcept { operator delete(block); }

@@ -137,12 +137,7 @@ TEST_P(Calls, ThatMustNotBeSentAreErrorsThatNameTheValue) {
     return [=] {
       Call call;
       Iterator arguments = call.begin();
-      try {
-        build(arguments);
-      } catch (const Bus::InvalidArgument&) {
-        EXPECT_THROW(call.seal(1, {}), Bus::UnusableMessage) << "half written";
-        throw;
-      }
+      build(arguments);
     };
   };
   // Structures that the message opens count with those in the contents of an array that stays empty.

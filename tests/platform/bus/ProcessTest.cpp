@@ -7,7 +7,6 @@
 #include <optional>
 #include <set>
 
-#include <platform/core/time/SimulatedClock.h>
 #include <tests/platform/bus/BothBuses.h>
 #include <tests/platform/core/Support.h>
 
@@ -130,27 +129,6 @@ TEST_P(Descriptors, AreAnErrorWhereNoneIsLeft) {
       EXPECT_TRUE(flags < 0 || (flags & FD_CLOEXEC) || inherited.count(descriptor)) << descriptor;
     }
   }
-}
-
-// The bus socket was once descriptor 1, so that what the application printed went to the bus.
-TEST_P(Descriptors, OfTheStandardStreamsAreLeftToTheApplication) {
-  const Time::SimulatedClock clock;
-  Service server(open());
-  int kept[3], seen[3];
-  for (int standard = 0; standard < 3; ++standard) {
-    kept[standard] = ::fcntl(standard, F_DUPFD_CLOEXEC, 3);
-    ::close(standard);
-  }
-  TestProxy proxy(open(), NAME);
-  proxy.start(true);
-  const std::string reply = proxy.ask("Echo", "heard");
-  for (int standard = 0; standard < 3; ++standard) {
-    seen[standard] = ::fcntl(standard, F_GETFD);
-    ::dup2(kept[standard], standard);
-    ::close(kept[standard]);
-  }
-  EXPECT_EQ(reply, "heard");
-  for (const int flags : seen) EXPECT_EQ(flags, -1);
 }
 
 }  // namespace

@@ -10,14 +10,6 @@ namespace {
 using Bus::Trace;
 using Bus::Message::Any;
 
-struct Recording : Trace {
-  void message(Direction direction, const Any& message) override {
-    lines.add(describe(direction, message));
-    throw std::runtime_error("which harms nobody");
-  }
-  Recorder<std::string> lines;
-};
-
 TEST(Trace, ShowsAMessageInOneLineWithoutItsSecrets) {
   Call call = callTo("Set", "a \"quoted\" \\ text\n\x7f, \xC2\x9B and \xC3\xA9");
   call.setDestination(NAME);
@@ -53,22 +45,16 @@ TEST(Trace, ShowsAMessageInOneLineWithoutItsSecrets) {
   EXPECT_THROW(Any(cleared.getBytes().first(99)), Bus::UnusableMessage);
 }
 
-TEST(Trace, SeesWhatALinkSendsAndReceives) {
+TEST(Trace, HarmsNobodyWhenItRaises) {
+  struct Raising : Trace {
+    void message(Direction direction, const Any& message) override {
+      throw std::runtime_error(describe(direction, message));
+    }
+  };
   const CapturingLogger logger;
-  BusDaemon daemon;
-  Service server(Connection::open(daemon.address()));
-  const auto trace = Shared::make<Recording>();
-  Trace::set(trace);
-  const auto connection = Connection::open(daemon.address());
-  const std::string us = connection->getUniqueName(), them = server.getConnection()->getUniqueName();
-  Trace::set({});
-  EXPECT_EQ(TestProxy(connection, NAME).ask("Echo", "hello"), "hello");
-  Texts exchange;
-  for (const std::string& line : trace->lines.all())
-    if (line.find("org.freedesktop.DBus") == line.npos) exchange.push_back(line);
-  ASSERT_EQ(exchange.size(), 2u);
-  EXPECT_TRUE(exchange[0].ends_with(" to com.example.Service /test/object com.example.Test.Echo(\"hello\")"));
-  EXPECT_TRUE(exchange[1].ends_with(" from " + them + " to " + us + " (\"hello\")"));
+  Trace::set(Shared::make<Raising>());
+  const Service server(Connection::open("in-process"));
+  EXPECT_EQ(TestProxy(Connection::open("in-process"), NAME).ask("Echo", "hello"), "hello");
 }
 
 }  // namespace

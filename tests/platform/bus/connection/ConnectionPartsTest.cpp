@@ -1,5 +1,5 @@
-// The parts of a connection by themselves: its address, its match rules, what becomes of a message that is being
-// written, and who may answer a call.
+// The parts of a connection by themselves: its address, its match rules, and what becomes of a message that is
+// being written.
 #include <deque>
 
 #include <gtest/gtest.h>
@@ -9,7 +9,6 @@
 #include <platform/bus/connection/Calls.h>
 #include <platform/bus/connection/MatchRule.h>
 #include <platform/bus/connection/OutgoingQueue.h>
-#include <platform/bus/connection/Owners.h>
 #include <platform/bus/connection/ReaderRole.h>
 
 namespace Quarnix::Bus::Internal {
@@ -148,30 +147,6 @@ TEST_F(ConnectionParts, LoseALinkDuringAWrite) {
   };
   EXPECT_EQ(write(), Result::EMPTY);
   EXPECT_TRUE(first->state == State::LOST && second->state == State::UNSENT);
-}
-
-TEST_F(ConnectionParts, GiveACallToTheOwnerThatMayHaveReceivedIt) {
-  Host host{nullptr, "a.b"};
-  const struct {
-    std::uint64_t settledAt, reads;
-    const char* now;
-    bool isContested, oldCounts, newCounts;
-  } rows[] = {{0, 5, ":1.2", false, true, true},  // it has not left
-              {5, 4, ":1.2", false, true, true},  // the change may be older
-              {5, 4, "", true, true, false},
-              {5, 5, ":1.2", true, true, false}};  // the old owner has it
-  for (const auto& row : rows) {
-    const auto call = push();
-    call->host = &host;
-    call->owner = ":1.1";
-    call->settledAt = row.settledAt;
-    EXPECT_EQ(calls.changeOwner(host, ":1.1", row.now, row.reads), row.isContested);
-    EXPECT_EQ(calls.find(call->serial, ":1.1", false) == call, row.oldCounts);
-    EXPECT_EQ(calls.find(call->serial, ":1.2", false) == call, row.newCounts);
-    calls.failThoseHeldBy(":1.1", &host, "org.freedesktop.DBus.Error.NameHasNoOwner", "gone");
-    EXPECT_EQ(call->state == State::ANSWERED, row.isContested);
-    calls.giveUp(*call);
-  }
 }
 
 TEST_F(ConnectionParts, NumberCallsAroundZeroAndThoseInFlight) {
