@@ -50,11 +50,10 @@ inline std::string textOf(const Bus::Message::SendReturn& reply) {
 inline std::string error(const std::string& name) { return "!org.freedesktop.DBus.Error." + name; }
 
 /// A served object. Keeps the calls, before the hook answers them; without a hook it gives back the text.
-class TestServer : public Bus::Object::Server {
- public:
+struct TestServer : Bus::Object::Server {
   using Hook = std::function<bool(TestServer&, const Call&)>;
-  explicit TestServer(Shared::Pointer<Connection> connection, Hook hook = echo, const char* path = PATH)
-      : hook_(std::move(hook)) {
+  explicit TestServer(Shared::Pointer<Connection> connection, Hook act = echo, const char* path = PATH)
+      : hook(std::move(act)) {
     setConnection(std::move(connection));
     setPath(path);
   }
@@ -79,24 +78,20 @@ class TestServer : public Bus::Object::Server {
     send(signal);
   }
 
-  Recorder<Call> calls;
-
- protected:
   bool method(const Call& call) override {
     calls.add(call);
-    return hook_(*this, call);
+    return hook(*this, call);
   }
 
- private:
-  const Hook hook_;
+  Recorder<Call> calls;
+  const Hook hook;
 };
 
 /// Keeps the signals, after its hook has seen them.
-class TestProxy : public Bus::Object::Proxy {
- public:
+struct TestProxy : Bus::Object::Proxy {
   using Hook = std::function<void(TestProxy&, const Signal&)>;
-  TestProxy(Shared::Pointer<Connection> connection, const std::string& host, Hook hook = {}, const char* path = PATH)
-      : hook_(std::move(hook)) {
+  TestProxy(Shared::Pointer<Connection> connection, const std::string& host, Hook act = {}, const char* path = PATH)
+      : hook(std::move(act)) {
     setConnection(std::move(connection));
     setHost(host.c_str());
     setPath(path);
@@ -115,25 +110,21 @@ class TestProxy : public Bus::Object::Proxy {
     return texts;
   }
 
-  Recorder<Signal> signals;
-
- protected:
   void signal(const Signal& signal) override {
-    if (hook_) hook_(*this, signal);
+    if (hook) hook(*this, signal);
     signals.add(signal);
   }
 
- private:
-  const Hook hook_;
+  Recorder<Signal> signals;
+  const Hook hook;
 };
 
 /// Keeps what it is told, as "connected :1.0", "lost: the bus closed the connection", "up com.example.Service :1.1" and
 /// "down com.example.Service", before the hook sees it.
-class TestObserver : public Bus::ConnectionObserver {
- public:
+struct TestObserver : Bus::ConnectionObserver {
   using Hook = std::function<void(TestObserver&, const std::string&)>;
-  TestObserver(Shared::Pointer<Connection> connection, std::vector<std::string> services, Hook hook = {})
-      : ConnectionObserver(std::move(connection), std::move(services)), hook_(std::move(hook)) {}
+  TestObserver(Shared::Pointer<Connection> connection, std::vector<std::string> services, Hook act = {})
+      : ConnectionObserver(std::move(connection), std::move(services)), hook(std::move(act)) {}
   ~TestObserver() override { retire(); }
   /// What came since the last time, once it is so much.
   std::vector<std::string> heard(std::size_t count) {
@@ -141,20 +132,17 @@ class TestObserver : public Bus::ConnectionObserver {
     return changes.take();
   }
 
-  Recorder<std::string> changes;
-
- protected:
   void connected(const std::string& uniqueName) override { tell("connected " + uniqueName); }
   void lost(const std::string& reason) override { tell("lost: " + reason); }
   void serviceUp(const std::string& name, const std::string& owner) override { tell("up " + name + " " + owner); }
   void serviceDown(const std::string& name) override { tell("down " + name); }
-
- private:
   void tell(const std::string& change) {
     changes.add(change);
-    if (hook_) hook_(*this, change);
+    if (hook) hook(*this, change);
   }
-  const Hook hook_;
+
+  Recorder<std::string> changes;
+  const Hook hook;
 };
 
 }  // namespace Quarnix::Harness

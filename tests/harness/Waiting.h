@@ -23,12 +23,14 @@ class Recorder {
   }
   /// Until there are so many; false at the deadline.
   bool await(std::size_t count) {
-    return awaitAll([count](const std::vector<T>& values) { return values.size() >= count; });
+    std::unique_lock lock(mutex_);
+    return changed_.wait_for(lock, FAILURE_DEADLINE, [&] { return values_.size() >= count; });
   }
   /// Until one fulfils the condition.
   template <class Condition>
   bool awaitAny(const Condition& condition) {
-    return awaitAll([&](const std::vector<T>& values) { return std::ranges::any_of(values, condition); });
+    std::unique_lock lock(mutex_);
+    return changed_.wait_for(lock, FAILURE_DEADLINE, [&] { return std::ranges::any_of(values_, condition); });
   }
   std::vector<T> all() const {
     const std::lock_guard lock(mutex_);
@@ -42,12 +44,6 @@ class Recorder {
   }
 
  private:
-  template <class Condition>
-  bool awaitAll(const Condition& condition) {
-    std::unique_lock lock(mutex_);
-    return changed_.wait_for(lock, FAILURE_DEADLINE, [&] { return condition(values_); });
-  }
-
   mutable std::mutex mutex_;
   std::condition_variable changed_;
   std::vector<T> values_;

@@ -1,25 +1,17 @@
 // Running out of memory at each allocation of an operation in turn, once and for good: the caller learns of it or has
 // what was asked for, what was used works again once there is memory, and nothing is lost for ever.
-#include <atomic>
 #include <cstdlib>
-#include <memory>
 #include <new>
-#include <stdexcept>
-#include <thread>
-
-#include <gtest/gtest.h>
 
 #include <bus/CommandContainerWrapper.h>
 #include <bus/CommandVectorWrapper.h>
 #include <bus/CommandWrapper.h>
-#include <platform/core/log/Logger.h>
-#include <platform/core/time/SimulatedClock.h>
-#include <platform/core/timer/Monotonic.h>
 #include <platform/hevra/HvTypes.h>
 #include <proxy/command/CommandContainerList.h>
 #include <proxy/command/Manager.h>
 #include <tests/harness/BusDaemon.h>
 #include <tests/harness/BusObjects.h>
+#include <tests/platform/core/Support.h>
 
 namespace Quarnix::Test {
 namespace {
@@ -238,13 +230,10 @@ TEST_F(Memory, IsNotNeededAtAnExpiry) {
 
 // A report stops the timer of its command, and could not start it again.
 TEST_F(Memory, IsNotNeededToStartATimerAgain) {
-  struct Idle : Timer::Monotonic {
-    Idle() : Monotonic(Time::Monotonic(Time::Elapsed(3600, 0)), true) {}
-    ~Idle() override { retire(); }
-    void expired(const Time::Monotonic&) override {}
-  } timer, others[40];
+  TestTimer timer(Time::Elapsed(3600, 0));
+  std::vector<TestTimer> others(40, timer);
   timer.start();
-  for (Idle& other : others) {
+  for (TestTimer& other : others) {
     timer.stop();
     other.start();
     const FailingAllocation failing(1, true);

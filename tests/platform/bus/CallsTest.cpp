@@ -2,7 +2,6 @@
 #include <future>
 #include <thread>
 
-#include <platform/core/time/SimulatedClock.h>
 #include <tests/platform/bus/BothBuses.h>
 
 namespace Quarnix::Test {
@@ -10,7 +9,6 @@ namespace {
 
 using Bus::Message::Iterator;
 using Time::Elapsed;
-using Time::SimulatedClock;
 
 class Calls : public BothBuses {};
 HEVRA_ON_BOTH_BUSES(Calls);
@@ -61,7 +59,7 @@ TEST_P(Calls, ThatExpectNoReplyGetNone) {
 }
 
 TEST_P(Calls, EndExactlyAtTheirDeadlineAndIgnoreALateReply) {
-  SimulatedClock clock;
+  Time::SimulatedClock clock;
   Service server(open(), echoing);
   const TestProxy proxy(open(), NAME);
   const auto waiting = [&](const Elapsed& timeout) {
@@ -197,7 +195,7 @@ TEST_P(Calls, ThatMustNotBeSentAreErrorsThatNameTheValue) {
 
 // Time stands still here: nothing may wait for a time-out.
 TEST_P(Calls, FailAtOnceWhenTheServiceGoes) {
-  SimulatedClock clock;
+  Time::SimulatedClock clock;
   const TestProxy proxy(open(), NAME);
   for (const bool leaves : {true, false}) {
     auto connection = open();
@@ -218,7 +216,7 @@ TEST_P(Calls, FailAtOnceWhenTheServiceGoes) {
 // Nobody reads the caller's socket while the service moves, so that all of it is old news by the time of the call: the
 // reply then comes from another connection than the one that the caller knows.
 TEST_P(Calls, SucceedAfterTheServiceHasMoved) {
-  SimulatedClock clock;
+  Time::SimulatedClock clock;
   const TestProxy proxy(open(), NAME);
   std::vector<std::unique_ptr<Service>> former;
   std::unique_ptr<Service> server;

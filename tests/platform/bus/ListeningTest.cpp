@@ -1,7 +1,4 @@
 // Which signals reach a proxy, and what an observer hears of its connection and of services, on both buses.
-#include <future>
-
-#include <platform/core/time/SimulatedClock.h>
 #include <tests/platform/bus/BothBuses.h>
 
 namespace Quarnix::Test {
@@ -104,21 +101,6 @@ TEST_P(Listening, SlowObserversHoldUpNobodyAndMissNoLoss) {
   EXPECT_EQ(observer.changes.take(), (Texts{link, DOWN, up(service), DOWN, up(service)}));
   observer.start();
   EXPECT_EQ(observer.heard(2), (Texts{link, DOWN}));
-}
-
-TEST_P(Listening, ThreadsMayAskOrWaitForTheServiceInstead) {
-  const TestProxy proxy(connection, NAME);
-  const Time::Monotonic now = Time::Clock::get().now(), never = now + Time::Elapsed(1'000'000, 0);
-  for (int i = 0; i < 2; ++i) {
-    EXPECT_FALSE(proxy.isAvailable());
-    EXPECT_FALSE(proxy.waitForService(now));
-    auto waiting = std::async(std::launch::async, [&] { return proxy.waitForService(never); });
-    service->requestName(NAME);
-    EXPECT_TRUE(waiting.get());
-    EXPECT_TRUE(proxy.isAvailable());
-    service->releaseName(NAME);
-    roundTrip(connection);
-  }
 }
 
 TEST(DaemonObserver, WaitsForTheBusWithPausesThatGrowToFiveSeconds) {

@@ -3,7 +3,6 @@
 #include <cstdlib>
 #include <thread>
 
-#include <platform/core/time/SimulatedClock.h>
 #include <tests/platform/bus/BothBuses.h>
 
 namespace Quarnix::Test {
@@ -155,26 +154,6 @@ TEST_P(Serving, RefusesWhatWaitsWhenAHookStopsItAndTheNextStopWaitsForTheHook) {
   inHook.join();
   queued.join();
   EXPECT_EQ(server.calls.count(), 1u);
-}
-
-TEST_P(Serving, MayBeStoppedFromTheHooksOfEachOther) {
-  const auto connection = open(), caller = open();
-  connection->requestName(NAME);
-  std::vector<std::unique_ptr<TestServer>> servers;
-  Gate both;
-  const auto stopAll = [&](TestServer& self, const Call& call) {
-    both.open();
-    EXPECT_TRUE(both.await(2));
-    for (const auto& server : servers) server->stop();
-    return TestServer::echo(self, call);
-  };
-  for (const char* path : {"/one", "/two"}) servers.push_back(std::make_unique<TestServer>(connection, stopAll, path));
-  for (const auto& server : servers) server->start(true);
-  const TestProxy one(caller, NAME, {}, "/one"), two(caller, NAME, {}, "/two");
-  std::thread other([&] { EXPECT_EQ(two.ask("Echo", "last of two"), "last of two"); });
-  EXPECT_EQ(one.ask("Echo", "last of one"), "last of one");
-  other.join();
-  for (const TestProxy* proxy : {&one, &two}) EXPECT_EQ(proxy->ask("Echo"), error("UnknownObject"));
 }
 
 TEST_P(Serving, AnswersTheStandardInterfaces) {

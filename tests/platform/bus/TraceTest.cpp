@@ -1,6 +1,4 @@
-// What a trace sees of the messages, and how they read as lines.
-#include <stdexcept>
-
+// How a message reads as a line of a trace.
 #include <platform/bus/Trace.h>
 #include <tests/platform/bus/BothBuses.h>
 
@@ -43,18 +41,6 @@ TEST(Trace, ShowsAMessageInOneLineWithoutItsSecrets) {
   const std::string shown = Trace::describe(Trace::Direction::OUT, cleared);
   EXPECT_EQ(shown.substr(line.find("<(")), "<(0x" + std::string(32, '0') + line.substr(line.find("****") + 4));
   EXPECT_THROW(Any(cleared.getBytes().first(99)), Bus::UnusableMessage);
-}
-
-TEST(Trace, HarmsNobodyWhenItRaises) {
-  struct Raising : Trace {
-    void message(Direction direction, const Any& message) override {
-      throw std::runtime_error(describe(direction, message));
-    }
-  };
-  const CapturingLogger logger;
-  Trace::set(Shared::make<Raising>());
-  const Service server(Connection::open("in-process"));
-  EXPECT_EQ(TestProxy(Connection::open("in-process"), NAME).ask("Echo", "hello"), "hello");
 }
 
 }  // namespace

@@ -2,12 +2,8 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <functional>
-#include <stdexcept>
-#include <string>
 #include <tuple>
 
-#include <platform/core/time/SimulatedClock.h>
 #include <tests/platform/core/Support.h>
 
 namespace Quarnix::Log {

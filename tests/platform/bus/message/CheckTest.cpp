@@ -2,7 +2,6 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <bit>
 #include <initializer_list>
 #include <memory>
 #include <string>
@@ -191,26 +190,6 @@ MessageBytes fullMessage(bool isBig) {
           "f1:o s:/a/b f3:s s:m f2:s s:a.b f4:s s:c.d f5:u u3 f6:s s:e.f f7:s s::1.5 f8:g g:ybqitdsogvaba(yay)a{sv}",
           "y1 u1 q2 u3 t4 t5 s:\xe2\x82\xac s:/a g:a{sv} g:(uv) |8 u6 g:as [4 s:x s: ] [4 u0 u1 ] "
           "[8 y7 [1 y1 y2 y3 ] |8 y8 [1 ] ] [8 s:k g:y y9 |8 s:l g:d t10 ]"};
-}
-
-TEST(Message, IsReadAlikeInBothOrdersAndWhenTrusted) {
-  constexpr bool NATIVE_IS_BIG = std::endian::native == std::endian::big;
-  const MessageBytes native = fullMessage(NATIVE_IS_BIG), swapped = fullMessage(!NATIVE_IS_BIG);
-  Header headers[3];
-  ASSERT_STREQ(ruleOf(native, native.size(), headers[0]), VALID);
-  ASSERT_STREQ(ruleOf(swapped, swapped.size(), headers[1]), VALID);
-  readTrustedHeader(native.data(), native.size(), headers[2]);
-  EXPECT_TRUE(headers[1].swapped);
-  for (const Header& header : headers) {
-    EXPECT_EQ(header.type, CALL);
-    EXPECT_EQ(header.serial, 7U);
-    EXPECT_EQ(header.replySerial, 3U);
-    EXPECT_EQ(header.bodyOffset + header.bodyLength, native.size());
-    for (std::size_t code = 1; code <= 8; ++code) {
-      EXPECT_EQ(header.texts[code].offset, headers[0].texts[code].offset) << code;
-      EXPECT_EQ(header.texts[code].length, headers[0].texts[code].length) << code;
-    }
-  }
 }
 
 TEST(Message, IsRefusedWhenItIsCutOrTooLong) {
