@@ -28,15 +28,14 @@ bool fails() noexcept {
 }
 
 /// For its life, the `number`th allocation from now on fails, and if it is `lasting` each one after it too: on this
-/// thread or on all others. The C++ library's own exceptions are not affected.
+/// thread or `elsewhere`, on all others. The C++ library's own exceptions are not affected.
 struct FailingAllocation {
-  enum class Where { HERE, ELSEWHERE };
-  FailingAllocation(unsigned number, bool lasting, Where where = Where::HERE) noexcept {
+  FailingAllocation(unsigned number, bool lasting, bool elsewhere = false) noexcept {
     hasFailed = false;
     isLasting = lasting;
     left = number;
     isHere = true;
-    isElsewhere = where == Where::ELSEWHERE;
+    isElsewhere = elsewhere;
   }
   ~FailingAllocation() { left = 0, isHere = isElsewhere = false; }
   /// Whether there were so many.
@@ -79,11 +78,6 @@ struct World {
     list.reset();
     manager->add(originator, GROUP, list);
   }
-  /// From now on its link must stay.
-  void use() {
-    ask();
-    name = client->getUniqueName();
-  }
   /// With memory again, everything goes.
   void check() {
     ask();
@@ -112,7 +106,7 @@ struct World {
       std::make_unique<Hevra::Proxy::Command::Manager>(false, "app");
   Shared::Pointer<Hevra::Interface::Command::Originator> originator = Shared::make<Listener>();
   CommandContainerList list = commands();
-  std::string name;
+  std::string name;  // when its link must stay
 };
 
 void build(World& world) {
@@ -137,6 +131,7 @@ void none(World&) {}
 void start(World& world) { world.manager->start(true); }
 void listen(World& world) { world.proxy->start(true); }
 void ask(World& world) { world.ask(); }
+void use(World& world) { world.ask(), world.name = world.client->getUniqueName(); }
 
 const struct {
   const char* name;
@@ -145,17 +140,14 @@ const struct {
 } OPERATIONS[] = {
     {"build", none, build},
     {"first call", none, ask},
-    {"call", [](World& world) { world.use(); }, ask},
+    {"call", use, ask},
     {"call while started", listen, ask},
     {"signal", none, [](World& world) { world.server.ring("text"); }},
     {"start", none, start},
     {"stop", start, [](World& world) { world.manager->stop(); }},
     {"submit", start, [](World& world) { world.add(); }},
-    {"name", none,
-     [](World& world) {
-       world.client->requestName("com.example.Another");
-       world.client->releaseName("com.example.Another");
-     }},
+    {"name", none, [](World& world) { world.client->requestName("com.example.Another"); }},
+    {"release", none, [](World& world) { world.client->releaseName("com.example.Another"); }},
     {"end of a proxy", listen, [](World& world) { world.remake(); }},
 };
 
@@ -218,7 +210,7 @@ TEST_F(Memory, IsNotNeededAtAnExpiry) {
       world.manager->submit(world.originator, GROUP, world.list, ends);
       submitted += 2;
       {
-        const FailingAllocation failing(number, lasting, FailingAllocation::Where::ELSEWHERE);
+        const FailingAllocation failing(number, lasting, true);
         clock.advance(Time::Elapsed(60, 0));
         happened = failing.happened();
       }

@@ -1,4 +1,4 @@
-// A process and its bus: there is no bus, the process forks, or it has no descriptors left.
+// A process that forks, and one that has no descriptors left.
 #include <fcntl.h>
 #include <sys/resource.h>
 #include <sys/wait.h>
@@ -12,27 +12,6 @@
 
 namespace Quarnix::Test {
 namespace {
-
-TEST(Daemon, ThatIsNotThereIsAClearError) {
-  BusDaemon daemon(BusDaemon::Begin::STOPPED);
-  const std::string reason = "org.freedesktop.DBus.Error.NoServer: Cannot connect to the message bus at " +
-                             daemon.address() + ": No such file or directory";
-  const auto connection = Connection::open(daemon.address());
-  TestProxy proxy(connection, NAME);
-  TestServer server(connection);
-  EXPECT_EQ(proxy.ask("Echo"), error("NoServer"));
-  EXPECT_EQ(failureOf([&] { proxy.start(true); }),
-            "Cannot subscribe to /test/object of com.example.Service: " + reason);
-  EXPECT_EQ(failureOf([&] { server.start(true); }), "Cannot serve /test/object: " + reason);
-  EXPECT_NE(failureOf([&] { connection->requestName(NAME); }), "none");
-  EXPECT_THROW(connection->getUniqueName(), Return);
-
-  daemon.start();
-  EXPECT_EQ(Connection::open(daemon.address())->getUniqueName(), ":1.0") << "something was left half started";
-  TestServer::serve(server, NAME);
-  proxy.start(true);
-  EXPECT_EQ(proxy.ask("Echo", "now"), "now");
-}
 
 // The child's end of the socket is the parent's: whatever the child does, the parent must not notice.
 TEST(Daemon, IsNotDisturbedByAForkedChild) {

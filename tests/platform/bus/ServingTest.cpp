@@ -29,37 +29,6 @@ TEST_P(Serving, TakesAPathOnceInAConnection) {
   EXPECT_EQ(second.calls.count(), 1u);
 }
 
-TEST_P(Serving, TakesCallsOnlyFromTheOwnerOfTheNameThatItWasGiven) {
-  Time::SimulatedClock clock;
-  const auto owner = open(), stranger = open();
-  TestServer server(open());
-  server.setCaller("not a name");
-  EXPECT_THROW(server.start(true), Bus::InvalidArgument);
-  server.setCaller(NAME);
-  server.start(false);
-  const std::string address = server.getConnection()->getUniqueName();
-  const TestProxy ofOwner(owner, address), ofStranger(stranger, address);
-  EXPECT_EQ(ofOwner.ask("Echo"), error("AccessDenied")) << "before it owns the name";
-  clock.settle();
-  owner->requestName(NAME);
-  EXPECT_EQ(ofOwner.ask("Echo", "admitted"), "admitted");
-  EXPECT_EQ(ofStranger.ask("Echo"), error("AccessDenied"));
-  EXPECT_FALSE(ofStranger.introspect().empty());
-  owner->releaseName(NAME);
-  EXPECT_EQ(ofOwner.ask("Echo"), error("AccessDenied")) << "after it owned the name";
-  clock.advance(Time::Elapsed(1, 0));
-  for (int times = 0; times < 2; ++times) {
-    EXPECT_EQ(ofStranger.ask("Echo"), error("AccessDenied"));
-    clock.settle();
-  }
-  server.stop();
-  const auto warning = [](const std::string& count) {
-    return "4 Bus object /test/object refused " + count + " calls from others than the owner of com.example.Service";
-  };
-  EXPECT_EQ(logger_.get(), (Texts{warning("1"), warning("3"), warning("1")}));
-  EXPECT_EQ(server.calls.count(), 1u);
-}
-
 // Nobody read once nothing was started, and the callers waited for their whole time-outs.
 TEST_P(Serving, AnswersCallsAlsoWhenNothingIsStartedAnyMore) {
   const auto peer = open();
