@@ -16,9 +16,7 @@
 namespace Quarnix::Harness {
 
 BusDaemon::BusDaemon(Begin begin, const std::string& rules) {
-  std::string folder = "/tmp/hevra-bus-XXXXXX";  // a socket's path is short
-  if (!::mkdtemp(folder.data())) throw std::runtime_error("no temporary folder for a bus");
-  folder_ = folder;
+  if (!::mkdtemp(folder_.data())) throw std::runtime_error("no temporary folder for a bus");
   address_ = "unix:path=" + folder_ + "/bus";
   std::ofstream(folder_ + "/bus.conf")
       << "<!DOCTYPE busconfig PUBLIC \"-//freedesktop//DTD D-Bus Bus Configuration 1.0//EN\"\n"

@@ -28,7 +28,8 @@ class BusDaemon {
   void kill();
 
  private:
-  std::string folder_, address_;
+  std::string folder_ = "/tmp/hevra-bus-XXXXXX";  // a socket's path is short
+  std::string address_;
   pid_t pid_ = -1;
 };
 

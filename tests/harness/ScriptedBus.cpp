@@ -1,13 +1,13 @@
 // The scripted bus's end of the socket.
 #include <tests/harness/ScriptedBus.h>
 
-#include <cstddef>
-#include <cstring>
-
 #include <sys/socket.h>
 #include <sys/time.h>
 #include <sys/un.h>
 #include <unistd.h>
+
+#include <cstddef>
+#include <cstring>
 
 #include <gtest/gtest.h>
 
@@ -26,7 +26,37 @@ std::string nameOf(int descriptor, int (*get)(int, sockaddr*, socklen_t*)) {
   return {name.sun_path, length - offsetof(sockaddr_un, sun_path)};
 }
 
+/// Nothing waits for ever.
+void limit(int descriptor) {
+  const timeval patience{FAILURE_DEADLINE.count(), 0};
+  for (const int direction : {SO_RCVTIMEO, SO_SNDTIMEO})
+    EXPECT_EQ(::setsockopt(descriptor, SOL_SOCKET, direction, &patience, sizeof patience), 0) << "nobody came";
+}
+
 }  // namespace
+
+std::string bytesOf(Bus::Message::Base& message, const char* sender) {
+  const Bus::Message::Frame frame = message.seal(1, {{}, CLIENT, sender});
+  return {reinterpret_cast<const char*>(frame.data()), frame.size()};
+}
+
+std::string replyTo(const Call& call, const std::string& text, const char* sender) {
+  const bool isError = text.starts_with('!');
+  Return reply = isError ? Return(call, text.c_str() + 1, "text") : Return(call);
+  if (!isError) reply.begin().append(text);
+  return bytesOf(reply, sender);
+}
+
+std::string ringing(const std::string& text, const char* sender) {
+  Signal signal = signalOf("Rang", text);
+  return bytesOf(signal, sender);
+}
+
+std::string ownerChanged(const std::string& before, const std::string& now) {
+  Signal signal("/org/freedesktop/DBus", BUS, "NameOwnerChanged");
+  signal.begin().append(NAME, before, now);
+  return bytesOf(signal, BUS);
+}
 
 ScriptedBus::ScriptedBus() : listening_(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
   sockaddr_un name{};
@@ -34,8 +64,7 @@ ScriptedBus::ScriptedBus() : listening_(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLO
   // The kernel chooses an abstract name.
   EXPECT_EQ(::bind(listening_, reinterpret_cast<sockaddr*>(&name), sizeof(sa_family_t)), 0);
   EXPECT_EQ(::listen(listening_, 1), 0);
-  const timeval patience{FAILURE_DEADLINE.count(), 0};
-  ::setsockopt(listening_, SOL_SOCKET, SO_RCVTIMEO, &patience, sizeof patience);
+  limit(listening_);
   address_ = "unix:abstract=" + nameOf(listening_, ::getsockname).substr(1);
 }
 
@@ -44,7 +73,8 @@ ScriptedBus::~ScriptedBus() {
   ::close(listening_);
 }
 
-Shared::Pointer<Connection> ScriptedBus::connect(Shared::Pointer<Connection> connection) {
+Shared::Pointer<Connection> ScriptedBus::connect() {
+  auto connection = Connection::open(address_);
   auto name = later([&] { return connection->getUniqueName(); });
   greet();
   EXPECT_EQ(name.get(), CLIENT);
@@ -54,9 +84,7 @@ Shared::Pointer<Connection> ScriptedBus::connect(Shared::Pointer<Connection> con
 void ScriptedBus::accept() {
   close();
   socket_ = ::accept4(listening_, nullptr, nullptr, SOCK_CLOEXEC);
-  const timeval patience{FAILURE_DEADLINE.count(), 0};
-  for (const int direction : {SO_RCVTIMEO, SO_SNDTIMEO})
-    EXPECT_EQ(::setsockopt(socket_, SOL_SOCKET, direction, &patience, sizeof patience), 0) << "nobody came";
+  limit(socket_);
 }
 
 Call ScriptedBus::authenticate() {
@@ -66,8 +94,6 @@ Call ScriptedBus::authenticate() {
   EXPECT_EQ(line(), "BEGIN\r\n");
   return expect("Hello");
 }
-
-void ScriptedBus::greet() { answer(authenticate(), CLIENT, BUS); }
 
 void ScriptedBus::close() {
   if (socket_ >= 0) ::close(std::exchange(socket_, -1));
@@ -100,27 +126,6 @@ void ScriptedBus::write(const std::string& bytes, std::size_t piece) {
   }
 }
 
-std::string ScriptedBus::replyTo(const Call& call, const std::string& text, const char* sender) {
-  if (text.starts_with('!')) {
-    Return reply(call, text.c_str() + 1, "text");
-    return bytesOf(reply, sender);
-  }
-  Return reply(call);
-  reply.begin().append(text);
-  return bytesOf(reply, sender);
-}
-
-std::string ScriptedBus::ownerChanged(const std::string& name, const std::string& before, const std::string& now) {
-  Signal signal("/org/freedesktop/DBus", BUS, "NameOwnerChanged");
-  signal.begin().append(name, before, now);
-  return bytesOf(signal, BUS);
-}
-
-std::string ScriptedBus::bytesOf(Bus::Message::Base& message, const char* sender) {
-  const Bus::Message::Frame frame = message.seal(1, {{}, CLIENT, sender});
-  return {reinterpret_cast<const char*>(frame.data()), frame.size()};
-}
-
 std::string ScriptedBus::read(std::size_t count, std::size_t piece) {
   std::string bytes(count, '\0');
   for (std::size_t at = 0; at < count;) {
@@ -135,9 +140,9 @@ std::string ScriptedBus::read(std::size_t count, std::size_t piece) {
 }
 
 Bus::Message::Frame ScriptedBus::frameOf(std::size_t piece, Bus::Message::Header& header) {
-  const std::string head = read(Bus::Message::FIXED_HEADER_SIZE, piece);
-  const auto declared = Bus::Message::declaredSize(reinterpret_cast<const std::uint8_t*>(head.data()));
-  const std::string bytes = declared.rule ? head : head + read(declared.size - head.size(), piece);
+  std::string bytes = read(Bus::Message::FIXED_HEADER_SIZE, piece);
+  const auto declared = Bus::Message::declaredSize(reinterpret_cast<const std::uint8_t*>(bytes.data()));
+  if (!declared.rule) bytes += read(declared.size - bytes.size(), piece);
   Bus::Message::Storage storage(bytes.size());
   std::memcpy(storage.data(), bytes.data(), bytes.size());
   if (const char* rule = Bus::Message::check(storage.data(), bytes.size(), header))

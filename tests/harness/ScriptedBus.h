@@ -2,7 +2,6 @@
 // does not read, goes and comes back.
 #pragma once
 
-#include <cstdint>
 #include <future>
 #include <string>
 #include <utility>
@@ -12,13 +11,22 @@
 
 namespace Quarnix::Harness {
 
+/// The unique names of the client and of the service behind NAME, and the bus's own.
+constexpr const char *CLIENT = ":1.7", *SERVICE = ":1.9", *BUS = "org.freedesktop.DBus";
+
+/// What the client reads: a message,
+std::string bytesOf(Bus::Message::Base& message, const char* sender = SERVICE);
+/// a reply with a text, or with the error that textOf writes as "!name",
+std::string replyTo(const Call& call, const std::string& text, const char* sender = SERVICE);
+/// the signal "Rang",
+std::string ringing(const std::string& text, const char* sender = SERVICE);
+/// or that NAME has changed hands.
+std::string ownerChanged(const std::string& before, const std::string& now);
+
 /// Listens on a socket of its own. All verbs run on the test's thread and wait, where they wait, for the client, whose
 /// calls therefore run `later`. A client that does not do what the script expects fails the test.
 class ScriptedBus {
  public:
-  /// The unique names of the client and of the service behind NAME, and the bus's own.
-  static constexpr const char *CLIENT = ":1.7", *SERVICE = ":1.9", *BUS = "org.freedesktop.DBus";
-
   ScriptedBus();
   ~ScriptedBus();
   ScriptedBus(const ScriptedBus&) = delete;
@@ -26,14 +34,13 @@ class ScriptedBus {
 
   const std::string& address() const noexcept { return address_; }
   /// A connection that has been greeted.
-  Shared::Pointer<Connection> connect() { return connect(Connection::open(address_)); }
-  Shared::Pointer<Connection> connect(Shared::Pointer<Connection> connection);
+  Shared::Pointer<Connection> connect();
 
   /// The next link.
   void accept();
   /// The link up to the greeting, whose call it returns; and with its answer.
   Call authenticate();
-  void greet();
+  void greet() { answer(authenticate(), CLIENT, BUS); }
   void close();
   /// From now on the client's socket takes as few bytes as the system allows.
   void narrow() const;
@@ -50,14 +57,16 @@ class ScriptedBus {
   Call expect(const char* member);
 
   void write(const std::string& bytes, std::size_t piece = std::string::npos);
-  /// A reply with a text, or with the error that textOf writes as "!name".
   void answer(const Call& call, const std::string& text, const char* sender = SERVICE) {
     write(replyTo(call, text, sender));
   }
-  static std::string replyTo(const Call& call, const std::string& text, const char* sender = SERVICE);
-  /// That a name has changed hands.
-  static std::string ownerChanged(const std::string& name, const std::string& before, const std::string& now);
-  static std::string bytesOf(Bus::Message::Base& message, const char* sender);
+  /// The bus's own reply.
+  template <class T>
+  void grant(const Call& call, const T& value) {
+    Return reply(call);
+    reply.begin().append(value);
+    write(bytesOf(reply, BUS));
+  }
 
  private:
   std::string read(std::size_t count, std::size_t piece);

@@ -17,41 +17,33 @@ template <class T>
 class Recorder {
  public:
   void add(T value) {
-    const std::lock_guard<std::mutex> lock(mutex_);
+    const std::lock_guard lock(mutex_);
     values_.push_back(std::move(value));
     changed_.notify_all();
   }
   /// Until there are so many; false at the deadline.
   bool await(std::size_t count) {
-    return awaitAll([count](const std::vector<T>& values) { return values.size() >= count; });
+    std::unique_lock lock(mutex_);
+    return changed_.wait_for(lock, FAILURE_DEADLINE, [&] { return values_.size() >= count; });
   }
   /// Until one fulfils the condition.
   template <class Condition>
   bool awaitAny(const Condition& condition) {
-    return awaitAll(
-        [&condition](const std::vector<T>& values) { return std::any_of(values.begin(), values.end(), condition); });
+    std::unique_lock lock(mutex_);
+    return changed_.wait_for(lock, FAILURE_DEADLINE, [&] { return std::ranges::any_of(values_, condition); });
   }
   std::vector<T> all() const {
-    const std::lock_guard<std::mutex> lock(mutex_);
+    const std::lock_guard lock(mutex_);
     return values_;
   }
-  std::size_t count() const {
-    const std::lock_guard<std::mutex> lock(mutex_);
-    return values_.size();
-  }
+  std::size_t count() const { return all().size(); }
   /// What was added since the last `take`.
   std::vector<T> take() {
-    const std::lock_guard<std::mutex> lock(mutex_);
+    const std::lock_guard lock(mutex_);
     return std::exchange(values_, {});
   }
 
  private:
-  template <class Condition>
-  bool awaitAll(const Condition& condition) {
-    std::unique_lock<std::mutex> lock(mutex_);
-    return changed_.wait_for(lock, FAILURE_DEADLINE, [&] { return condition(values_); });
-  }
-
   mutable std::mutex mutex_;
   std::condition_variable changed_;
   std::vector<T> values_;

@@ -2,11 +2,13 @@
 #pragma once
 
 #include <memory>
-#include <ostream>
 #include <string>
+#include <utility>
+#include <vector>
 
 #include <gtest/gtest.h>
 
+#include <platform/core/time/SimulatedClock.h>
 #include <tests/harness/BusDaemon.h>
 #include <tests/harness/BusObjects.h>
 #include <tests/harness/CapturingLogger.h>
@@ -14,6 +16,15 @@
 namespace Quarnix::Test {
 
 using namespace Harness;
+using Texts = std::vector<std::string>;
+
+/// A served object that is started, behind NAME.
+struct Service : TestServer {
+  explicit Service(Shared::Pointer<Connection> connection, Hook act = echo)
+      : TestServer(std::move(connection), std::move(act)) {
+    serve(*this, NAME);
+  }
+};
 
 /// What StartFailed says when `act` raises it.
 template <class Act>
@@ -26,14 +37,11 @@ std::string failureOf(const Act& act) {
   return "none";
 }
 
-enum class Kind { IN_PROCESS, DAEMON };
-inline std::ostream& operator<<(std::ostream& out, Kind kind) {
-  return out << (kind == Kind::DAEMON ? "Daemon" : "InProcess");
-}
+inline std::string nameOfBus(const ::testing::TestParamInfo<bool>& info) { return info.param ? "Daemon" : "InProcess"; }
 
-class BothBuses : public ::testing::TestWithParam<Kind> {
+class BothBuses : public ::testing::TestWithParam<bool> {
  protected:
-  BothBuses() : daemon_(GetParam() == Kind::DAEMON ? std::make_unique<BusDaemon>() : nullptr) {}
+  BothBuses() : daemon_(GetParam() ? std::make_unique<BusDaemon>() : nullptr) {}
 
   /// A connection of its own.
   Shared::Pointer<Connection> open() const { return Connection::open(daemon_ ? daemon_->address() : "in-process"); }
@@ -49,8 +57,6 @@ class BothBuses : public ::testing::TestWithParam<Kind> {
   CapturingLogger logger_;
 };
 
-#define HEVRA_ON_BOTH_BUSES(Suite)                                                        \
-  INSTANTIATE_TEST_SUITE_P(Bus, Suite, ::testing::Values(Kind::IN_PROCESS, Kind::DAEMON), \
-                           ::testing::PrintToStringParamName())
+#define HEVRA_ON_BOTH_BUSES(Suite) INSTANTIATE_TEST_SUITE_P(Bus, Suite, ::testing::Bool(), nameOfBus)
 
 }  // namespace Quarnix::Test

@@ -1,4 +1,4 @@
-// What a trace sees of the messages, and how they read as lines.
+// How a message reads as a line of a trace.
 #include <platform/bus/Trace.h>
 #include <tests/platform/bus/BothBuses.h>
 
@@ -7,33 +7,17 @@ namespace {
 
 using Bus::Trace;
 using Bus::Message::Any;
-using Lines = std::vector<std::string>;
-
-class Recording : public Trace {
- public:
-  void message(Direction direction, const Any& message) override {
-    lines.add(describe(direction, message));
-    throw std::runtime_error("which harms nobody");
-  }
-  Recorder<std::string> lines;
-};
-
-Any sealed(Bus::Message::Base& message) {
-  const auto frame = message.seal(7, {PATH, {}, ":1.1"});
-  return Any({frame.data(), frame.size()});
-}
 
 TEST(Trace, ShowsAMessageInOneLineWithoutItsSecrets) {
   Call call = callTo("Set", "a \"quoted\" \\ text\n\x7f, \xC2\x9B and \xC3\xA9");
   call.setDestination(NAME);
   Bus::Message::Iterator arguments = call.begin();
-  arguments.append(std::uint8_t{1}, std::int16_t{-2}, std::uint64_t{1} << 63, 2.5, false);
-  arguments.append(std::string(239, 'x') + "\xC3\xA9");
+  const std::string wide(239, 'x');
+  arguments.append(std::uint8_t{1}, std::int16_t{-2}, std::uint64_t{1} << 63, 2.5, false, wide + "\xC3\xA9");
   auto variant = arguments.begin(Bus::Message::VARIANT, "(ayay)");
   auto record = variant.begin(Bus::Message::STRUCTURE);
   const std::vector<std::uint8_t> key(16, 0xAB), open(70, 0xCD);
-  record.appendBytes(key.data(), key.size());
-  record.appendBytes(open.data(), open.size());
+  for (const auto& bytes : {key, open}) record.appendBytes(bytes.data(), bytes.size());
   variant.end(record);
   arguments.end(variant);
   auto numbers = arguments.begin(Bus::Message::ARRAY, "i");
@@ -42,13 +26,14 @@ TEST(Trace, ShowsAMessageInOneLineWithoutItsSecrets) {
   Trace::setRedactor(
       [](const Any&, std::string_view structure, unsigned field) noexcept { return structure == "(ayay)" && !field; });
 
-  const Any message = sealed(call);
-  std::string bytes = "0x";
+  const auto frame = call.seal(7, {PATH, {}, ":1.1"});
+  const Any message({frame.data(), frame.size()});
+  std::string bytes;
   for (int i = 0; i < 64; ++i) bytes += "cd";
   const std::string line =
       "-> call #7 from :1.1 to com.example.Service /test/object com.example.Test.Set("
       "\"a \\\"quoted\\\" \\\\ text\\u000a\\u007f, \\u009b and \xC3\xA9\", 1, -2, 9223372036854775808, 2.5, false, \"" +
-      std::string(239, 'x') + "\"... 2 bytes, <(****, " + bytes +
+      wide + "\"... 2 bytes, <(****, 0x" + bytes +
       "... 6 bytes)>, [0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15... 2 more])";
   EXPECT_EQ(Trace::describe(Trace::Direction::OUT, message), line);
   const Any cleared(Trace::withoutSecrets(message));
@@ -56,28 +41,6 @@ TEST(Trace, ShowsAMessageInOneLineWithoutItsSecrets) {
   const std::string shown = Trace::describe(Trace::Direction::OUT, cleared);
   EXPECT_EQ(shown.substr(line.find("<(")), "<(0x" + std::string(32, '0') + line.substr(line.find("****") + 4));
   EXPECT_THROW(Any(cleared.getBytes().first(99)), Bus::UnusableMessage);
-}
-
-TEST(Trace, SeesWhatALinkSendsAndReceives) {
-  const CapturingLogger logger;
-  BusDaemon daemon;
-  TestServer server(Connection::open(daemon.address()));
-  TestServer::serve(server, NAME);
-  const auto trace = Shared::make<Recording>();
-  Trace::set(trace);
-  const auto connection = Connection::open(daemon.address());
-  const std::string us = connection->getUniqueName();
-  Trace::set({});
-  trace->lines.take();
-  EXPECT_EQ(TestProxy(connection, NAME).ask("Echo", "hello"), "hello");
-  const std::string them = server.getConnection()->getUniqueName();
-  Lines exchange;
-  for (const std::string& line : trace->lines.all())
-    if (line.find("org.freedesktop.DBus") == line.npos)
-      exchange.push_back(line.substr(0, line.find('#')) + line.substr(line.find(' ', line.find('#')) + 1));
-  ASSERT_EQ(exchange.size(), 2u);
-  EXPECT_EQ(exchange[0], "-> call to com.example.Service /test/object com.example.Test.Echo(\"hello\")");
-  EXPECT_EQ(exchange[1].substr(exchange[1].find("from")), "from " + them + " to " + us + " (\"hello\")");
 }
 
 }  // namespace

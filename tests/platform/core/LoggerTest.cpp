@@ -2,11 +2,8 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <functional>
-#include <stdexcept>
-#include <string>
+#include <tuple>
 
-#include <platform/core/time/SimulatedClock.h>
 #include <tests/platform/core/Support.h>
 
 namespace Quarnix::Log {
@@ -20,69 +17,58 @@ std::string writtenBy(const std::function<void()>& act) {
   return testing::internal::GetCapturedStderr();
 }
 
-std::size_t linesOf(const std::string& text) {
-  return static_cast<std::size_t>(std::count(text.begin(), text.end(), '\n'));
+std::string print(Priority priority, const std::string& text, int times = 1) {
+  return writtenBy([&] {
+    for (int i = 0; i < times; ++i) Logger::get()->print(priority, "%s", text.c_str());
+  });
 }
 
 TEST(Logger, WritesToStandardErrorBehindThePriority) {
-  const std::string wide(2000, '\x1b');
-  const auto cutWide = [&](std::size_t count) {
-    std::string text;
-    while (count-- > 0) text += "\\x1b";
-    return text;
-  };
+  using enum Priority;
+  const auto wide = [](std::size_t length) { return std::string(length, 'x'); };
   const struct {
     Priority priority;
-    std::string text;
-    std::string written;
+    std::string text, written;
   } rows[] = {
-      {Priority::EMERGENCY, "a", "<0>a\n"},
-      {Priority::WARNING, "line of two\nlines", "<4>line of two lines\n"},
-      {Priority::DEBUG, "", "<7>\n"},
-      {Priority::SILENT, "never seen", ""},
-      {Priority::UNKNOWN, "a", "<6>a\n"},
+      {EMERGENCY, "a", "<0>a\n"},
+      {DEBUG, "", "<7>\n"},
+      {SILENT, "never seen", ""},
+      {UNKNOWN, "a", "<6>a\n"},
       {static_cast<Priority>(-1), "a", "<6>a\n"},
-      {Priority::WARNING, "\x1b[2J\r\t\x7f Gr\u00f6\u00dfe", "<4>\\x1b[2J\\x0d\\x09\\x7f Gr\u00f6\u00dfe\n"},
-      {Priority::WARNING, "\u009b \u202e \u2066 \u2028",
-       "<4>\\xc2\\x9b \\xe2\\x80\\xae \\xe2\\x81\\xa6 \\xe2\\x80\\xa8\n"},
-      {Priority::WARNING, "\xff\xe2\x80", "<4>\\xff\\xe2\\x80\n"},
-      {Priority::WARNING, std::string(4092, 'x'), "<4>" + std::string(4092, 'x') + "\n"},
-      {Priority::WARNING, std::string(4093, 'x'), "<4>" + std::string(4083, 'x') + "... (cut)\n"},
-      {Priority::WARNING, std::string(8'000'000, 'x'), "<4>" + std::string(4083, 'x') + "... (cut)\n"},
-      {Priority::WARNING, wide, "<4>" + cutWide(1020) + "... (cut)\n"},
+      {WARNING, "\x1b[2J\n\r\x7f Gr\u00f6\u00dfe", "<4>\\x1b[2J \\x0d\\x7f Gr\u00f6\u00dfe\n"},
+      {WARNING, "\u009b\u202e\u2066\u2028", "<4>\\xc2\\x9b\\xe2\\x80\\xae\\xe2\\x81\\xa6\\xe2\\x80\\xa8\n"},
+      {WARNING, "\xff\xe2\x80", "<4>\\xff\\xe2\\x80\n"},
+      {WARNING, wide(511), "<4>" + wide(511) + "\n"},
+      {WARNING, wide(512), "<4>" + wide(512) + "\n"},
+      {WARNING, wide(4092), "<4>" + wide(4092) + "\n"},
+      {WARNING, wide(4093), "<4>" + wide(4083) + "... (cut)\n"},
+      {WARNING, wide(4081) + "\x1b" + wide(8'000'000), "<4>" + wide(4081) + "... (cut)\n"},
   };
-  for (const auto& row : rows)
-    EXPECT_EQ(writtenBy([&] { Logger::get()->print(row.priority, "%s", row.text.c_str()); }), row.written);
+  for (const auto& row : rows) EXPECT_EQ(print(row.priority, row.text), row.written);
 }
 
 TEST(Logger, WritesNoMoreThanItsLimit) {
-  const std::size_t WIDE = 4096;
   Time::SimulatedClock clock;
-  for (const std::size_t length : {std::size_t{20}, WIDE}) {
-    clock.advance(Time::Elapsed(3600, 0));
-    const auto flood = [&](int count) {
-      return writtenBy([&] {
-        for (int i = 0; i < count; ++i) Logger::get()->print(Priority::WARNING, "%s", std::string(length, 'x').c_str());
-      });
+  // How many lines of a length are written at once, and each second.
+  for (const auto& [length, burst, each] : {std::tuple(20U, 1000, 100), {4096U, 40, 4}}) {
+    const auto flood = [&clock, text = std::string(length, 'x')](const Time::Elapsed& pause) {
+      const std::string note = writtenBy([&] { clock.advance(pause); });
+      const std::string lines = print(Priority::WARNING, text, 1500);
+      return note + std::to_string(std::count(lines.begin(), lines.end(), '\n'));
     };
-    const std::size_t burst = length == WIDE ? 40 : 1000;
-    const std::size_t each = length == WIDE ? 4 : 100;
-    EXPECT_EQ(linesOf(flood(1500)), burst);
-    EXPECT_EQ(flood(1500), "");
-    EXPECT_EQ(
-        writtenBy([&] { clock.advance(Time::Elapsed(1, 0)); }),
-        "<4>libCore> " + std::to_string(3000 - burst) + " log lines were suppressed, because too much was logged\n");
-    std::size_t written = 0;
+    EXPECT_EQ(flood(Time::Elapsed(3600, 0)), std::to_string(burst));
+    EXPECT_EQ(flood(Time::Elapsed()), "0");
+    std::string note = "<4>libCore> " + std::to_string(3000 - burst);
     for (int second = 0; second < 60; ++second) {
-      const std::string lines = flood(150);
-      EXPECT_LE(linesOf(lines), each);
-      EXPECT_GE(linesOf(lines) + 1, each);
-      written += lines.size() + writtenBy([&] { clock.advance(Time::Elapsed(1, 0)); }).size();
+      const std::string told = flood(Time::Elapsed(1, 0));
+      EXPECT_TRUE(told.starts_with(note + " log lines were suppressed, because too much was logged\n")) << told;
+      const int lines = std::stoi(told.substr(told.find('\n')));
+      EXPECT_TRUE(lines == each || lines == each - 1) << lines;
+      note = "<4>libCore> " + std::to_string(1500 - lines);
     }
-    EXPECT_LT(written + burst * (length + 4), 1U << 20);
     clock.advance(Time::Elapsed(3600, 0));
-    EXPECT_EQ(writtenBy([] { Logger::get()->print(Priority::WARNING, "a"); }), "<4>a\n");
   }
+  EXPECT_EQ(print(Priority::WARNING, "a"), "<4>a\n");
 }
 
 TEST(Logger, OutlivesStandardError) {
@@ -93,33 +79,25 @@ TEST(Logger, OutlivesStandardError) {
   ::dup2(ends[1], STDERR_FILENO);
   Logger::get()->print(Priority::WARNING, "nobody reads");
   ::close(STDERR_FILENO);
-  Logger::get()->print(Priority::WARNING, "nobody reads");
+  Logger::get()->print(Priority::WARNING, "nor is there anything to write to");
   ::dup2(kept, STDERR_FILENO);
-  EXPECT_EQ(writtenBy([] { Logger::get()->print(Priority::WARNING, "a"); }), "<4>a\n");
+  EXPECT_EQ(print(Priority::WARNING, "a"), "<4>a\n");
 }
 
-TEST(Logger, KeepsLinesOfAnyLengthWhole) {
-  const CapturingLogger kept;
-  for (const std::size_t length : {510U, 511U, 512U, 513U, 100'000U}) {
-    const std::string text(length, 'x');
-    Logger::get()->print(Priority::INFO, "%s|", text.c_str());
-    EXPECT_EQ(kept.get().back(), "6 " + text + "|");
-  }
-}
-
-TEST(Logger, FailsOnlyWhenPrintingLoudly) {
+TEST(Logger, GetsLinesWholeAndFailsOnlyWhenPrintingLoudly) {
   struct Throwing : Logger {
     void write(Priority, const char*) override { throw std::runtime_error("full"); }
   };
   const CapturingLogger kept;
+  const std::string wide(100'000, 'x');
+  print(Priority::INFO, wide);
+  EXPECT_EQ(kept.get(), std::vector{"6 " + wide});
   Logger::set(Shared::make<Throwing>());
   EXPECT_THROW(Logger::get()->print(Priority::WARNING, "lost"), std::runtime_error);
   EXPECT_NO_THROW(printQuietly(Priority::WARNING, "lost"));
   Logger::set(nullptr);
   EXPECT_THROW(Logger::get()->print(Priority::WARNING, "lost"), Shared::Exception::Nil);
-  testing::internal::CaptureStderr();
-  printQuietly(Priority::WARNING, "lost");
-  EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
+  EXPECT_EQ(writtenBy([] { printQuietly(Priority::WARNING, "lost"); }), "");
 }
 
 }  // namespace

@@ -1,12 +1,17 @@
 // What the tests of the core share: a task and a timer with a body given by the test.
 #pragma once
 
+#include <atomic>
 #include <functional>
+#include <memory>
+#include <stdexcept>
+#include <thread>
 #include <utility>
 
 #include <gtest/gtest.h>
 
 #include <platform/core/Task.h>
+#include <platform/core/time/SimulatedClock.h>
 #include <platform/core/timer/Monotonic.h>
 #include <tests/harness/CapturingLogger.h>
 
@@ -15,36 +20,26 @@ namespace Quarnix::Test {
 using Harness::CapturingLogger;
 using Harness::Gate;
 
-class TestTask : public Task {
- public:
-  explicit TestTask(std::function<void(TestTask&)> body = {}) : body_(std::move(body)) {}
+struct TestTask : Task {
+  explicit TestTask(std::function<void(TestTask&)> act) : body(std::move(act)) {}
   ~TestTask() override { retire(); }
   using Task::isOwnThread;
   using Task::prepare;
   using Task::schedule;
-
- protected:
-  void entry() override { body_(*this); }
-
- private:
-  std::function<void(TestTask&)> body_;
+  void entry() override { body(*this); }
+  std::function<void(TestTask&)> body;
 };
 
-class TestTimer : public Timer::Monotonic {
- public:
+struct TestTimer : Timer::Monotonic {
   using Body = std::function<void(TestTimer&, const Time::Monotonic&)>;
-  explicit TestTimer(const Time::Elapsed& time, Body body = {})
-      : Timer::Monotonic(Time::Monotonic(time), true), body_(std::move(body)) {}
+  explicit TestTimer(const Time::Elapsed& time, Body act = {})
+      : Timer::Monotonic(Time::Monotonic(time), true), body(std::move(act)) {}
   TestTimer(const TestTimer&) = default;
   ~TestTimer() override { retire(); }
-
- protected:
   void expired(const Time::Monotonic& deadline) override {
-    if (body_) body_(*this, deadline);
+    if (body) body(*this, deadline);
   }
-
- private:
-  Body body_;
+  Body body;
 };
 
 }  // namespace Quarnix::Test

@@ -1,35 +1,27 @@
-// Tasks and events: one run at a time, no wake-up lost, and when delivery ends.
-#include <atomic>
-#include <csignal>
-#include <fstream>
-#include <memory>
-#include <stdexcept>
-#include <system_error>
-#include <thread>
-#include <vector>
-
+// Tasks, events and timers: one run at a time, no wake-up lost, in order, and when delivery ends.
 #include <pthread.h>
-#include <sys/mman.h>
 #include <sys/resource.h>
 #include <unistd.h>
 
+#include <csignal>
+#include <fstream>
+#include <map>
+#include <random>
+#include <system_error>
+
 #include <platform/core/Event.h>
-#include <platform/core/time/SimulatedClock.h>
 #include <tests/platform/core/Support.h>
 
-namespace Quarnix {
+namespace Quarnix::Test {
 namespace {
 
-using Test::CapturingLogger;
-using Test::Gate;
-using Test::TestTask;
 using Time::Elapsed;
-using Time::SimulatedClock;
+using Time::Monotonic;
+using Texts = std::vector<std::string>;
 
 TEST(Task, RunsOneEntryAtATimeAndLosesNoWakeUp) {
   constexpr int EACH = 3000;
-  std::atomic<int> posted{0};
-  std::atomic<int> inside{0};
+  std::atomic<int> posted{0}, inside{0};
   int taken = 0;
   Gate all;
   TestTask task([&](TestTask&) {
@@ -48,49 +40,47 @@ TEST(Task, RunsOneEntryAtATimeAndLosesNoWakeUp) {
   EXPECT_TRUE(all.await());
 }
 
-TEST(Task, WaitsForTheBodyWhenDisabledOrDestroyed) {
-  for (const bool isDestroyed : {false, true}) {
-    Gate entered, release;
-    std::atomic<bool> inside{false};
-    auto task = std::make_unique<TestTask>([&](TestTask&) {
-      inside = true;
-      entered.open();
-      EXPECT_TRUE(release.await());
-      inside = false;
-    });
-    task->schedule();
-    ASSERT_TRUE(entered.await());
-    std::thread opener([&] { release.open(); });
-    isDestroyed ? task.reset() : task->disable();
-    EXPECT_FALSE(inside) << isDestroyed;
-    opener.join();
-  }
+TEST(Task, WaitsForTheBodyWhenDisabled) {
+  Gate entered, release;
+  std::atomic<bool> inside{true};
+  TestTask task([&](TestTask&) {
+    entered.open();
+    EXPECT_TRUE(release.await());
+    inside = false;
+  });
+  task.schedule();
+  ASSERT_TRUE(entered.await());
+  std::thread opener([&] { release.open(); });
+  task.disable();
+  EXPECT_FALSE(inside);
+  opener.join();
 }
 
-TEST(Task, MayDisableItselfAndKeepsWhatIsScheduledForEnable) {
-  SimulatedClock clock;
-  std::atomic<int> runs{0};
+struct Tasks : testing::Test {
+  Time::SimulatedClock clock{Monotonic(Elapsed(1000, 0))};
+  CapturingLogger logger;
+  int runs = 0;
+};
+
+TEST_F(Tasks, MayDisableThemselvesAndKeepWhatIsScheduledForEnable) {
   TestTask task([&](TestTask& self) {
     EXPECT_TRUE(self.isOwnThread());
-    runs.fetch_add(1);
+    ++runs;
     self.disable();
     self.schedule();
   });
-  task.schedule();
-  clock.settle();
   EXPECT_FALSE(task.isOwnThread());
-  task.schedule();
-  clock.settle();
+  for (int i = 0; i < 2; ++i) {
+    task.schedule();
+    clock.settle();
+  }
   EXPECT_EQ(runs, 1);
   task.enable();
   clock.settle();
   EXPECT_EQ(runs, 2);
 }
 
-TEST(Task, RunsOnForWhatIsLeftAfterAnException) {
-  SimulatedClock clock;
-  const CapturingLogger kept;
-  int runs = 0;
+TEST_F(Tasks, RunOnForWhatIsLeftAfterAnException) {
   TestTask task([&](TestTask&) {
     ++runs;
     if (runs == 1) throw std::runtime_error("first");
@@ -99,55 +89,41 @@ TEST(Task, RunsOnForWhatIsLeftAfterAnException) {
   task.schedule();
   clock.settle();
   EXPECT_EQ(runs, 3);
-  EXPECT_EQ(kept.get(), (std::vector<std::string>{"4 libCore> an exception left a task: first",
-                                                  "4 libCore> an exception of an unknown type left a task"}));
+  EXPECT_EQ(logger.get(), (Texts{"4 libCore> an exception left a task: first",
+                                 "4 libCore> an exception of an unknown type left a task"}));
 }
 
-TEST(Task, GivesItsThreadTheStackAskedForAndNoSignals) {
-  SimulatedClock clock;
-  for (const unsigned int bytes : {0U, 4U * static_cast<unsigned int>(getpagesize()), 3'000'001U}) {
+TEST_F(Tasks, GiveTheirThreadTheStackAskedForAndNoSignals) {
+  TestTask task([&](TestTask&) {
+    pthread_attr_t attributes;
     std::size_t stack = 0;
+    ASSERT_EQ(pthread_getattr_np(pthread_self(), &attributes), 0);
+    pthread_attr_getstacksize(&attributes, &stack);
+    pthread_attr_destroy(&attributes);
+    EXPECT_GE(stack, 3'000'001U + 64 * 1024);
     sigset_t blocked;
-    TestTask task([&](TestTask&) {
-      pthread_attr_t attributes;
-      ASSERT_EQ(pthread_getattr_np(pthread_self(), &attributes), 0);
-      void* base = nullptr;
-      pthread_attr_getstack(&attributes, &base, &stack);
-      pthread_attr_destroy(&attributes);
-      pthread_sigmask(SIG_BLOCK, nullptr, &blocked);
-    });
-    task.setStackSize(bytes);
-    task.schedule();
-    clock.settle();
-    EXPECT_GE(stack, bytes + 64 * 1024);
-    EXPECT_EQ(sigismember(&blocked, SIGTERM), 1);
-    EXPECT_EQ(sigismember(&blocked, SIGSEGV), 0);
-  }
+    pthread_sigmask(SIG_BLOCK, nullptr, &blocked);
+    EXPECT_TRUE(sigismember(&blocked, SIGTERM) && !sigismember(&blocked, SIGSEGV));
+    ++runs;
+  });
+  task.setStackSize(3'000'001U);
+  task.schedule();
+  clock.settle();
+  EXPECT_EQ(runs, 1);
 }
 
-TEST(Task, TriesAgainWhenNoThreadCanBeMade) {
-  SimulatedClock clock;
-  const CapturingLogger kept;
-  int runs = 0;
+TEST_F(Tasks, TryAgainWhenNoThreadCanBeMade) {
+  if (sizeof(void*) < 8) GTEST_SKIP() << "an emulator knows no limit of the address space";
   TestTask task([&](TestTask&) { ++runs; });
   auto gone = std::make_unique<TestTask>(task);
   rlimit former;
   ASSERT_EQ(getrlimit(RLIMIT_AS, &former), 0);
-  unsigned long pages = 0;
+  rlim_t pages = 0;
   std::ifstream("/proc/self/statm") >> pages;
-  rlimit tight = former;
-  tight.rlim_cur = pages * static_cast<unsigned long>(getpagesize()) + 512UL * 1024 * 1024;
+  const rlimit tight{pages * static_cast<rlim_t>(getpagesize()) + (512UL << 20), former.rlim_max};
   ASSERT_EQ(setrlimit(RLIMIT_AS, &tight), 0);
-  // An emulator knows no such limit, but 32 bits have an end.
-  constexpr std::size_t BLOCK = 512UL * 1024 * 1024;
-  std::vector<void*> taken;
-  while (sizeof(void*) < 8) {
-    void* const block = ::mmap(nullptr, BLOCK, PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0);
-    if (block == MAP_FAILED) break;
-    taken.push_back(block);
-  }
   for (TestTask* one : {&task, gone.get()}) {
-    one->setStackSize(1024U * 1024 * 1024);
+    one->setStackSize(1U << 30);
     one->schedule();
     one->schedule();
   }
@@ -155,21 +131,18 @@ TEST(Task, TriesAgainWhenNoThreadCanBeMade) {
   clock.advance(Elapsed(1, 0));
   gone.reset();
   ASSERT_EQ(setrlimit(RLIMIT_AS, &former), 0);
-  for (void* block : taken) ::munmap(block, BLOCK);
   EXPECT_EQ(runs, 0);
-  EXPECT_EQ(kept.get().size(), 2U);
+  EXPECT_EQ(logger.count(), 2U);
   clock.advance(Elapsed(1, 0));
   EXPECT_EQ(runs, 1);
 }
 
-TEST(Event, DeliversSendsTogetherWithTheirNumber) {
+TEST_F(Tasks, OfEventsReceiveSendsTogetherWithTheirNumber) {
   struct Counting : Event {
     ~Counting() override { retire(); }
     void receive(unsigned long long count) override { counts.push_back(count); }
     std::vector<unsigned long long> counts;
-  };
-  SimulatedClock clock;
-  Counting event;
+  } event;
   event.send();
   clock.settle();
   event.disable();
@@ -179,5 +152,118 @@ TEST(Event, DeliversSendsTogetherWithTheirNumber) {
   EXPECT_EQ(event.counts, (std::vector<unsigned long long>{1, 3}));
 }
 
+struct Timers : Tasks {
+  std::unique_ptr<TestTimer> make(std::int64_t time, int name) {
+    return std::make_unique<TestTimer>(Elapsed(time, 0),
+                                       [this, name](TestTimer&, const Monotonic&) { expired.push_back(name); });
+  }
+  /// A time relative to a start, or a point.
+  static void set(TestTimer& timer, std::int64_t seconds, bool isRelative) {
+    timer.setTime(Monotonic(Elapsed(seconds, 0)), isRelative);
+  }
+  std::vector<int> expired;
+};
+
+TEST_F(Timers, ExpireInOrderOfDeadlinesThenStarts) {
+  std::vector<std::unique_ptr<TestTimer>> timers;
+  for (int i = 0; i < 300; ++i) timers.push_back(make(0, i));
+  std::map<std::pair<std::int64_t, int>, int> order;  // timers by deadline and start
+  std::mt19937 random(1);
+  for (int start = 0; start < 3000; ++start) {
+    const auto i = static_cast<int>(random() % timers.size());
+    TestTimer& timer = *timers[static_cast<std::size_t>(i)];
+    std::erase_if(order, [i](const auto& one) { return one.second == i; });
+    if (start % 4 == 0) {
+      timer.stop();
+      continue;
+    }
+    const std::int64_t seconds = 1 + random() % 50;
+    start % 2 == 0 ? set(timer, seconds, true) : set(timer, 1000 + seconds, false);
+    timer.start();
+    order[{seconds, start}] = i;
+  }
+  clock.advance(Elapsed(60, 0));
+  std::vector<int> expected;
+  for (const auto& [when, i] : order) expected.push_back(i);
+  EXPECT_EQ(expired, expected);
+}
+
+TEST_F(Timers, FollowStartStopAndSetTime) {
+  const struct {
+    const char* what;
+    std::function<void(TestTimer&)> does;
+    std::vector<int> at;  // seconds after the first start
+  } rows[] = {
+      {"begins anew", [](TestTimer& timer) { timer.start(); }, {90}},
+      {"does not move when its time is set", [](TestTimer& timer) { set(timer, 5, true); }, {60}},
+      {"begins anew with its time", [](TestTimer& timer) { set(timer, 5, true), timer.start(); }, {35}},
+      {"takes a point in the past", [](TestTimer& timer) { set(timer, 5, false), timer.start(); }, {30}},
+      {"saturates", [](TestTimer& timer) { timer.setTime(Monotonic::never(), true), timer.start(); }, {}},
+      {"stops", [](TestTimer& timer) { timer.stop(), timer.stop(); }, {}},
+      {"stops as a task", [](TestTimer& timer) { timer.disable(); }, {}},
+      {"is copied without running", [](TestTimer& timer) { EXPECT_FALSE(TestTimer(timer).isRunning()); }, {60}},
+      {"starts again after a stop", [](TestTimer& timer) { timer.disable(), timer.enable(); }, {90}},
+  };
+  for (const auto& row : rows) {
+    expired.clear();
+    const auto begin = clock.now();
+    TestTimer timer(Elapsed(60, 0), [&](TestTimer& self, const Monotonic&) {
+      EXPECT_FALSE(self.isRunning());
+      expired.push_back(static_cast<int>((clock.now() - begin).getSeconds()));
+    });
+    timer.start();
+    clock.advance(Elapsed(30, 0));
+    row.does(timer);
+    clock.advance(Elapsed(1000, 0));
+    EXPECT_EQ(expired, row.at) << row.what;
+  }
+}
+
+TEST_F(Timers, MayBeStartedAndDestroyedFromHooksAndOutliveAnException) {
+  auto other = make(4, 4);
+  other->start();
+  TestTimer timer(Elapsed(3, 0), [&](TestTimer& self, const Monotonic& deadline) {
+    EXPECT_EQ(clock.now(), deadline);
+    expired.push_back(static_cast<int>(deadline.getElapsed().getSeconds()));
+    self.start();
+    other.reset();
+    if (expired.size() == 2) throw std::runtime_error("second");
+  });
+  timer.start();
+  clock.advance(Elapsed(10, 0));
+  EXPECT_EQ(expired, (std::vector{1003, 1006, 1009}));
+  EXPECT_EQ(logger.get(), Texts{"4 libCore> an exception left a timer: second"});
+}
+
+TEST_F(Timers, DoNotWaitInStopForTheHookButInRetireTheyDo) {
+  Gate entered, release;
+  bool inside = false;
+  auto timer = std::make_unique<TestTimer>(Elapsed(), [&](TestTimer& self, const Monotonic&) {
+    inside = true;
+    entered.open();
+    EXPECT_TRUE(release.await());
+    self.start();
+    inside = false;
+  });
+  timer->start();
+  ASSERT_TRUE(entered.await());
+  timer->stop();
+  EXPECT_EQ(release.count(), 0);
+  std::thread opener([&] { release.open(); });
+  timer.reset();
+  EXPECT_FALSE(inside);
+  opener.join();
+  clock.advance(Elapsed(1, 0));
+  EXPECT_EQ(entered.count(), 1);
+}
+
+TEST(TaskDeathTest, EndsTheProcessWhenATaskOrATimerIsDestroyedFromItsOwnHook) {
+  const std::function<void()> rows[] = {
+      [] { (new TestTask([](TestTask& self) { delete &self; }))->schedule(); },
+      [] { (new TestTimer(Elapsed(), [](TestTimer& self, const Monotonic&) { delete &self; }))->start(); }};
+  for (const auto& begin : rows)
+    EXPECT_DEATH((begin(), Gate().await()), "<4>.*own hook: the hook has dropped the last reference");
+}
+
 }  // namespace
-}  // namespace Quarnix
+}  // namespace Quarnix::Test

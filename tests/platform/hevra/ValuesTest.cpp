@@ -1,4 +1,5 @@
 // The values of the application: commands and their errors, typed values, groups and the keys of stack nodes.
+#include <array>
 #include <limits>
 #include <stdexcept>
 
@@ -12,14 +13,7 @@
 namespace Quarnix::Hevra {
 namespace {
 
-TEST(Command, IsAtItsEndWithFiveStatuses) {
-  for (std::uint32_t status = 0; status < 300; ++status) {
-    const bool isFinal = status == 3 || status == 4 || status == 5 || status == 7 || status == 8;
-    EXPECT_EQ(Command::isFinalStatus(static_cast<HvDetailedCommandStatus>(status)), isFinal) << status;
-  }
-}
-
-TEST(Command, NamesItselfInOneLine) {
+TEST(Command, NamesItselfInOneLineAndKnowsItsEnd) {
   Command command;
   command.setId(4294967295);
   command.setAddress(0xFEDCBA98);
@@ -28,52 +22,41 @@ TEST(Command, NamesItselfInOneLine) {
   EXPECT_EQ(command.toString(), "#4294967295 (node = fedcba98 / parameter = fedcba9876543210 / status = REJECTED)");
   command.setStatus(static_cast<HvDetailedCommandStatus>(4294967295));
   EXPECT_NE(command.toString().find("status = 4294967295)"), std::string::npos);
+  std::string ends;
+  for (std::uint32_t status = 0; status < 300; ++status)
+    if (Command::isFinalStatus(static_cast<HvDetailedCommandStatus>(status))) ends += std::to_string(status);
+  EXPECT_EQ(ends, "34578");
 }
 
 TEST(Acei, PacksThreeNumbersIntoAByte) {
   EXPECT_EQ(Command::Acei(5, 2, 6).getValue(), 0xB6);
-  constexpr Command::Acei read(0xB6);
-  static_assert(read.getPriorityLevel() == 5 && read.getPriorityServiceNumber() == 2 &&
-                read.getExtendedInformationNumber() == 6);
+  const Command::Acei read(0xB6);
+  EXPECT_TRUE(read.getPriorityLevel() == 5 && read.getPriorityServiceNumber() == 2);
+  EXPECT_EQ(read.getExtendedInformationNumber(), 6);
   EXPECT_FALSE(Command::Acei::isValid(Command::Acei::UNKNOWN));
-  EXPECT_THROW(Command::Acei(8, 0, 0), std::out_of_range);
-  EXPECT_THROW(Command::Acei(0, 4, 0), std::out_of_range);
-  EXPECT_THROW(Command::Acei(0, 0, 8), std::out_of_range);
+  for (const auto& [level, service, information] : {std::array{8U, 0U, 0U}, {0U, 4U, 0U}, {0U, 0U, 8U}})
+    EXPECT_THROW(Command::Acei(level, service, information), std::out_of_range);
 }
 
-struct Field : ErrorField {
-  std::string toString() const override { return "a"; }
-};
-
 TEST(DetailedError, SaysItsCodeAndItsDetails) {
-  const auto a = Shared::make<Field>();
-  const struct {
-    std::uint8_t type;
-    int id;
-    std::vector<Shared::Pointer<ErrorField>> fields;
-    const char *text, *whole;
-  } rows[] = {
-      {255, -2147483647 - 1, {}, "", "255/-2147483648"},
-      {2, 7, {a, a}, "", "2/7: a, a"},
-      {2, 7, {a}, "text", "2/7: text"},
+  struct Field : ErrorField {
+    std::string toString() const override { return "a"; }
   };
-  for (const auto& row : rows) {
-    DetailedError error;
-    error.setErrorCode(ErrorCode(row.type, row.id));
-    error.setErrorFields(row.fields);
-    error.setErrorFieldsToString(row.text);
-    EXPECT_EQ(error.toString(), row.whole);
-  }
+  DetailedError error;
+  error.setErrorCode(ErrorCode(255, -7));
+  EXPECT_EQ(error.toString(), "255/-7");
+  error.setErrorFields({Shared::make<Field>(), Shared::make<Field>()});
+  EXPECT_EQ(error.toString(), "255/-7: a, a");
+  error.setErrorFieldsToString("text");
+  EXPECT_EQ(error.toString(), "255/-7: text");
 }
 
 TEST(HvTypes, SayTheirValue) {
   const std::pair<Shared::Pointer<HvType>, const char*> rows[] = {
       {Shared::make<HvByte>(std::uint8_t{255}), "255"},
       {Shared::make<HvUInt64>(std::numeric_limits<std::uint64_t>::max()), "18446744073709551615"},
-      {Shared::make<HvInt64>(std::numeric_limits<std::int64_t>::min()), "-9223372036854775808"},
       {Shared::make<HvDouble>(-0.1), "-0.1"},
       {Shared::make<HvBool>(true), "true"},
-      {Shared::make<HvString>("a b"), "a b"},
       {Shared::make<HvBlob>(std::vector<std::uint8_t>{0, 1, 0xAB}), "0001ab"},
       {Shared::make<HvNull>(), "null"},
   };
@@ -81,21 +64,16 @@ TEST(HvTypes, SayTheirValue) {
 }
 
 TEST(Group, TakesOrMakesAnIdentifier) {
-  EXPECT_EQ(Group(false).getId(), "");
   EXPECT_EQ(Group("g1").getId(), "g1");  // not the flag that a character pointer could turn into
-  EXPECT_EQ(Group(std::string("g1")).getId(), "g1");
-  const Group first(true), second(true);
-  EXPECT_EQ(first.getId().size(), 16u);
-  EXPECT_EQ(first.getId().find_first_not_of("0123456789abcdef"), std::string::npos);
-  EXPECT_NE(first.getId(), second.getId());
+  EXPECT_EQ(Group(true).getId().find_first_not_of("0123456789abcdef"), std::string::npos);
+  EXPECT_NE(Group(true).getId(), Group(true).getId());
 }
 
 TEST(StackNode, HasItsKeyAsThirdIdentity) {
-  StackNode node;
-  StackNode::Key key{};
-  EXPECT_TRUE(StackNode::isKeyEmpty(key.data()));
   for (const std::size_t place : {0U, 15U}) {
-    key = {};
+    StackNode node;
+    StackNode::Key key{};
+    EXPECT_TRUE(StackNode::isKeyEmpty(key.data()));
     key[place] = 0x80;
     EXPECT_FALSE(StackNode::isKeyEmpty(key.data())) << place;
     node.setKey(key.data());

@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 namespace Quarnix::Bus::Message {
@@ -30,7 +31,7 @@ class MessageBytes {
   MessageBytes& write(std::string_view script) {
     while (!script.empty()) {
       const std::size_t end = std::min(script.find(' '), script.size());
-      writeWord(script.substr(0, end));
+      writeWord(script[0], script.substr(1, end - 1));
       script.remove_prefix(std::min(end + 1, script.size()));
     }
     return *this;
@@ -44,46 +45,25 @@ class MessageBytes {
   std::size_t size() const { return bytes_.size(); }
 
  private:
-  struct Array {
-    std::size_t length;  // where it stands
-    std::size_t first;
-  };
-
   static std::uint64_t parse(std::string_view digits) { return std::stoull(std::string(digits), nullptr, 0); }
 
-  void writeWord(std::string_view word) {
-    const std::string_view rest = word.substr(1);
-    switch (word[0]) {
-      case 'y':
-      case 'q':
-      case 'u':
-      case 't':
-        number(parse(rest), std::size_t{1} << std::string_view("yqut").find(word[0]));
-        break;
-      case 's':
-        number(rest.size() - 1, 4).text(rest.substr(1));
-        break;
-      case 'g':
-        number(rest.size() - 1, 1).text(rest.substr(1));
-        break;
-      case 'f': {
-        const std::size_t colon = rest.find(':');
-        align(8)
-            .number(parse(rest.substr(0, colon)), 1)
-            .number(rest.size() - colon - 1, 1)
-            .text(rest.substr(colon + 1));
-        break;
-      }
-      case '|':
-        align(parse(rest));
-        break;
-      case '[':
-        number(0, 4);
-        arrays_.push_back({size() - 4, align(parse(rest)).size()});
-        break;
-      default:
-        set(arrays_.back().length, static_cast<std::uint32_t>(size() - arrays_.back().first));
-        arrays_.pop_back();
+  void writeWord(char kind, std::string_view rest) {
+    if (const std::size_t power = std::string_view("yqut").find(kind); power < 4) {
+      number(parse(rest), std::size_t{1} << power);
+    } else if (kind == 's' || kind == 'g') {
+      number(rest.size() - 1, kind == 's' ? 4 : 1).text(rest.substr(1));
+    } else if (kind == 'f') {
+      const std::size_t colon = rest.find(':');
+      align(8).number(parse(rest.substr(0, colon)), 1);
+      number(rest.size() - colon - 1, 1).text(rest.substr(colon + 1));
+    } else if (kind == '|') {
+      align(parse(rest));
+    } else if (kind == '[') {
+      const std::size_t length = number(0, 4).size() - 4;
+      arrays_.emplace_back(length, align(parse(rest)).size());
+    } else {
+      set(arrays_.back().first, static_cast<std::uint32_t>(size() - arrays_.back().second));
+      arrays_.pop_back();
     }
   }
   MessageBytes& align(std::uint64_t alignment) {
@@ -92,9 +72,8 @@ class MessageBytes {
   }
   MessageBytes& number(std::uint64_t value, std::size_t bytes) {
     align(bytes);
-    for (std::size_t i = 0; i < bytes; ++i) {
+    for (std::size_t i = 0; i < bytes; ++i)
       bytes_.push_back(static_cast<std::uint8_t>(value >> (8 * (isBig_ ? bytes - 1 - i : i))));
-    }
     return *this;
   }
   void text(std::string_view characters) {
@@ -104,7 +83,7 @@ class MessageBytes {
 
   bool isBig_;
   std::vector<std::uint8_t> bytes_;
-  std::vector<Array> arrays_;
+  std::vector<std::pair<std::size_t, std::size_t>> arrays_;  // where the length stands, and the first element
 };
 
 }  // namespace Quarnix::Bus::Message

@@ -1,0 +1,163 @@
+// The parts of a connection by themselves: its address, its match rules, and what becomes of a message that is
+// being written.
+#include <deque>
+
+#include <gtest/gtest.h>
+
+#include <platform/bus/Connection.h>
+#include <platform/bus/connection/Address.h>
+#include <platform/bus/connection/Calls.h>
+#include <platform/bus/connection/MatchRule.h>
+#include <platform/bus/connection/OutgoingQueue.h>
+#include <platform/bus/connection/ReaderRole.h>
+
+namespace Quarnix::Bus::Internal {
+namespace {
+
+TEST(Address, NamesTheSocketsOrWhatIsWrong) {
+  const std::pair<const char*, std::vector<std::string>> rows[] = {
+      {"unix:guid=0123,path=/run/bus", {"/run/bus"}},
+      {"unix:path=/a%20b%2c%3B%39", {"/a b,;9"}},
+      {"unix:abstract=name", {std::string("\0name", 5)}},
+      {"tcp:host=localhost,port=1;unix:path=/a;unix:path=/b;", {"/a", "/b"}},
+  };
+  for (const auto& [text, expected] : rows) {
+    std::vector<std::string> paths;
+    for (const Address& address : parseAddresses(text)) paths.push_back(address.path);
+    EXPECT_EQ(paths, expected) << text;
+  }
+  const std::pair<std::string, const char*> wrong[] = {
+      {"", "expected a unix:path=... or unix:abstract=... address"},
+      {"sytem", "expected \"system\", \"session\", \"in-process\" or unix:path=..."},
+      {"tcp:host=localhost,port=1", "expected a unix:path=... or unix:abstract=... address"},
+      {"unix:", "expected path= or abstract="},
+      {"unix:/run/bus", "expected KEY=VALUE, such as path=/run/dbus/system_bus_socket"},
+      {"unix:path=", "expected a value behind path="},
+      {"unix:path=/a,abstract=b", "expected only one of path= and abstract="},
+      {"unix:path=/a%zz", "expected two hexadecimal digits behind '%'"},
+      {"unix:path=/" + std::string(107, 'a'), "expected a socket path of at most 107 bytes"},
+  };
+  for (const auto& [text, expected] : wrong) {
+    try {
+      Connection::open(text);
+      ADD_FAILURE() << text << " was accepted";
+    } catch (const InvalidArgument& error) {
+      EXPECT_EQ(std::string(error.what()), "Bus address \"" + text + "\": " + expected);
+    }
+  }
+}
+
+TEST(MatchRule, LetsThroughWhatAgreesWithEveryKeyOrSaysWhatIsWrong) {
+  Message::Signal signal("/a/b", "com.example.One", "Rang");
+  signal.begin().append("first");
+  const struct {
+    const char* text;
+    bool matches;
+    const char* problem;
+  } rows[] = {
+      {"", true, ""},
+      {"type='method_call'", false, ""},
+      {"path='/a'", false, ""},
+      {"interface='com.example.Two',member='Rang'", false, ""},
+      {"interface='com.example.One',member='Ran'", false, ""},
+      {"arg0=''", false, ""},
+      {"sender='a.b',type='signal',path='/a/b',interface='com.example.One',member='Rang',arg0='first'", true, ""},
+      {"type=signal", false, "expected KEY='VALUE' at \"type=signal\""},
+      {"path='/a',member='x", false, "expected KEY='VALUE' at \"member='x\""},
+      {"arg1='x'", false, "expected type, sender, path, interface, member or arg0 instead of \"arg1\""},
+  };
+  std::string problem;
+  for (const auto& row : rows) {
+    problem.clear();
+    const auto rule = MatchRule::parse(row.text, problem);
+    EXPECT_EQ(problem, row.problem) << row.text;
+    EXPECT_EQ(rule && rule->matches(signal, true), row.matches) << row.text;
+    EXPECT_FALSE(rule && rule->matches(signal, false)) << row.text;
+  }
+  EXPECT_FALSE(MatchRule::parse("arg0='5'", problem)->matches(Message::Signal("/a", "a.b", "c"), true));
+}
+
+using State = Transaction::State;
+using Result = OutgoingQueue::Result;
+
+/// A link that takes so many bytes at each write.
+struct ScriptedLink : Transport {
+  int descriptor() const noexcept override { return 0; }
+  std::ptrdiff_t write(const Message::Frame*, std::size_t, std::size_t) noexcept override {
+    if (duringWrite) duringWrite();
+    const std::ptrdiff_t taken = takes.front();
+    takes.pop_front();
+    return taken;
+  }
+  bool read(std::vector<Received>&, std::string&) override { return false; }
+  void shutdown() noexcept override {}
+
+  std::deque<std::ptrdiff_t> takes;
+  std::function<void()> duringWrite;
+};
+
+struct ConnectionParts : testing::Test {
+  std::shared_ptr<Transaction> push() {
+    auto made = std::make_shared<Transaction>();
+    made->serial = calls.nextSerial();
+    made->replyExpected = true;
+    calls.add(made);
+    outgoing.push({Message::Storage(10), 0, 10}, made);
+    return made;
+  }
+  Result write() {
+    MutexLock lock(mutex);
+    return outgoing.write(mutex, link, reader);
+  }
+
+  Mutex mutex;
+  ReaderRole reader;
+  Calls calls{reader};
+  OutgoingQueue outgoing{calls};
+  std::shared_ptr<ScriptedLink> script = std::make_shared<ScriptedLink>();
+  std::shared_ptr<Transport> link = script;
+};
+
+TEST_F(ConnectionParts, WriteTheRestOfAMessageThatIsGivenUp) {
+  const auto leaving = push(), queued = push();
+  script->takes = {3, 0, 7};
+  EXPECT_EQ(write(), Result::BLOCKED);
+  EXPECT_TRUE(leaving->state == State::LEAVING && queued->state == State::QUEUED);
+  // The writer has both in hand meanwhile: the second one once stayed in the queue.
+  script->duringWrite = [&] {
+    for (const auto& one : {leaving, queued}) {
+      outgoing.giveUp(*one);
+      calls.giveUp(*one);
+    }
+  };
+  EXPECT_EQ(write(), Result::BLOCKED);
+  script->duringWrite = nullptr;
+  EXPECT_EQ(write(), Result::EMPTY);
+  EXPECT_TRUE(leaving->state == State::GIVEN_UP && queued->state == State::GIVEN_UP);
+}
+
+TEST_F(ConnectionParts, LoseALinkDuringAWrite) {
+  const auto first = push(), second = push();
+  script->takes = {4};
+  script->duringWrite = [&] {
+    outgoing.loseAll();
+    calls.loseAll();
+    link.reset();
+    EXPECT_TRUE(first->state == State::LEAVING && second->state == State::LEAVING);
+  };
+  EXPECT_EQ(write(), Result::EMPTY);
+  EXPECT_TRUE(first->state == State::LOST && second->state == State::UNSENT);
+}
+
+TEST_F(ConnectionParts, NumberCallsAroundZeroAndThoseInFlight) {
+  Calls old(reader, 0xfffffffe);
+  const auto call = push();
+  for (const std::uint32_t serial : {0xffffffffU, 1U, 3U}) {
+    EXPECT_EQ(old.nextSerial(), serial);
+    call->serial = serial == 1 ? 2 : serial;
+    old.add(call);
+  }
+}
+
+}  // namespace
+}  // namespace Quarnix::Bus::Internal
