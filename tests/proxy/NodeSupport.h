@@ -14,7 +14,6 @@
 
 namespace Quarnix::Hevra::Proxy::Test {
 
-inline constexpr const char* NODE_SERVICE = "com.quarnix.Application.Hevra";
 inline constexpr const char* NODE_PATH = "/com/quarnix/Application/Hevra/Manager/Node";
 inline constexpr const char* NODE_INTERFACE = "com.quarnix.Application.Hevra.Manager.Node";
 

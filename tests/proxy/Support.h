@@ -20,6 +20,11 @@ using Bus::Message::Method::Call;
 using Bus::Message::Method::Return;
 using Lines = std::vector<std::string>;
 
+inline constexpr const char* SERVICE = "com.quarnix.Application.Hevra";
+inline constexpr const char* COMMAND_PATH = "/com/quarnix/Application/HevraZuv/Manager/Command";
+inline constexpr const char* COMMAND_INTERFACE = "com.quarnix.Application.Hevra.Manager.Command";
+inline constexpr const char* ORIGINATOR_INTERFACE = "com.quarnix.Application.HevraZuv.Originator.Command";
+
 /// Strings that come from any thread.
 class Texts : public Harness::Recorder<std::string> {
  public:
@@ -96,6 +101,17 @@ class Listening : public Proxy::Command::Manager {
  protected:
   void exception(std::string message) override { exceptions.add(std::move(message)); }
 };
+
+/// A call to the originator of the application "app".
+inline Call callBack(const std::string& destination, const char* interface = ORIGINATOR_INTERFACE,
+                     const char* member = "progress") {
+  Call call;
+  call.setDestination(destination);
+  call.setPath("/com/quarnix/Application/app/Hevra/Originator");
+  call.setInterface(interface);
+  call.setMember(member);
+  return call;
+}
 
 /// The call with the arguments of "progress": the command, group "g" and status 2.
 inline Call reportOf(Call call, const Hevra::Command& command) {

@@ -15,6 +15,8 @@ namespace Quarnix::Hevra::Stack::Test {
 using namespace Hevra::Proxy::Test;
 using Commands = Hevra::Proxy::CommandContainerList;
 
+inline constexpr const char* BOARD_PATH = "/com/quarnix/Application/HevraZuv/Manager/DaughterBoard";
+
 /// Commands with the identifiers from 1 to `count` and nothing else.
 inline std::vector<Command> commands(std::uint32_t count) {
   std::vector<Command> made(count);

@@ -1,4 +1,5 @@
-// Commands and nodes in JSON: what is accepted and how it is printed, what is refused and in which words.
+// Commands and nodes in JSON and numbers on the command line: what is accepted, what is refused and in which words; and
+// what reaches a terminal.
 #include <string>
 
 #include <gtest/gtest.h>
@@ -9,6 +10,8 @@
 #include <stack/forms/Document.h>
 #include <stack/forms/Malformed.h>
 #include <stack/forms/NodeForm.h>
+#include <stack/forms/Number.h>
+#include <stack/forms/Printable.h>
 
 namespace Quarnix::Hevra::Stack::Forms {
 namespace {
@@ -28,9 +31,6 @@ std::string refusalOf(const Read& act) {
     return error.what();
   }
   return "accepted";
-}
-std::string refusalOfCommands(const std::string& text) {
-  return refusalOf([&text] { read(text); });
 }
 
 TEST(CommandForm, FillsInWhatIsLeftOut) {
@@ -53,8 +53,7 @@ TEST(CommandForm, SaysWhatIsWrongAndWhere) {
   const std::string u32 = ", expected an integer from 0 to 4294967295";
   const std::string bytes = ", expected an even number of lower-case hexadecimal digits";
   const struct {
-    std::string text;
-    std::string refusal;
+    std::string text, refusal;
   } rows[] = {
       {"", "line 1, column 1: the end given, expected more of a JSON text"},
       {"[{\"id\":1}\n,]", "line 2, column 2: ']' given, expected JSON in UTF-8"},
@@ -64,28 +63,31 @@ TEST(CommandForm, SaysWhatIsWrongAndWhere) {
        "arrays and objects more than 128 deep in each other given, expected at most so many"},
       {R"([{"id":1,"value":{"type":"d","value":1e999}}])",
        "[0].value.value: 1e999 given, expected a number that a double holds"},
+      {R"({"id":1})", "{\"id\":1} given, expected an array of commands"},
       {"[[]]", "[0]: [] given, expected an object"},
       {"[{}]", "[0].id: nothing given" + u32},
-      {R"([{"id":1},{"id":2,"colour":3}])",
-       "[1]: the key \"colour\" given, expected one of id, parameterId, write, address, value, origin, context, error, "
-       "delay, label, tag, status, acei"},
       {R"([{"id":1},{"id":2,"value":{"type":"y","value":1,"type":"q"}}])",
        "[1].value: the key \"type\" twice given, expected each key once"},
       {R"([{"id":1},{"id":2},{"id":1}])", "[2].id: 1 given, expected another than that of [0]"},
       {R"([{"id":-1}])", "[0].id: -1 given" + u32},
       {R"([{"id":1.0}])", "[0].id: 1.0 given" + u32},
+      {R"([{"id":1,"status":256}])", "[0].status: 256 given, expected an integer from 0 to 255"},
+      {R"([{"id":1,"error":{"type":256}}])", "[0].error.type: 256 given, expected an integer from 0 to 255"},
       {R"([{"id":1,"parameterId":18446744073709551616}])",
        "[0].parameterId: 1.8446744073709552e+19 given, expected an integer from 0 to 18446744073709551615"},
       {R"([{"id":1,"acei":4}])", "[0].acei: 4 given, expected a byte whose bit 2 is clear, or 255 for unknown"},
       {R"([{"id":1,"label":"a\u0000b"}])", "[0].label: \"a\\u0000b\" given, expected a string without \\u0000"},
       {R"([{"id":1,"value":{"type":"w","value":1}}])",
        "[0].value.type: \"w\" given, expected one of ay y q n u i t x s d b null"},
+      {R"([{"id":1,"value":{"type":"n","value":-32769}}])",
+       "[0].value.value: -32769 given, expected an integer from -32768 to 32767"},
       {R"([{"id":1,"value":{"type":"ay","value":"0G"}}])", "[0].value.value: \"0G\" given" + bytes},
       {R"([{"id":1,"value":{"type":"d","value":"1"}}])", "[0].value.value: \"1\" given, expected a number"},
       {R"([{"id":1,"value":{"type":"b","value":0}}])", "[0].value.value: 0 given, expected true or false"},
       {R"([{"id":1,"value":{"type":"null","value":0}}])", "[0].value.value: 0 given, expected null"},
   };
-  for (const auto& row : rows) EXPECT_EQ(refusalOfCommands(row.text), "commands.json: " + row.refusal) << row.text;
+  for (const auto& row : rows)
+    EXPECT_EQ(refusalOf([&] { read(row.text); }), "commands.json: " + row.refusal) << row.text;
 }
 
 constexpr std::size_t STACK = 0, SENSOR = 4, CONTROLLER = 5;  // places in the house
@@ -140,6 +142,39 @@ TEST(NodeForm, RefusesATableThatIsNone) {
       {json::array({form(STACK), form(STACK)}), ": [1].address: 4096 given, expected another than that of [0]"},
   };
   for (const auto& row : rows) EXPECT_EQ(refusalOf([&] { readNodes(row.first, "table"); }), "table" + row.second);
+}
+
+TEST(Number, IsDecimalOrHexadecimalAndInRange) {
+  EXPECT_EQ(readNumber("", "010", 10), 10U);
+  EXPECT_EQ(readNumber("", "0xfF", 255), 255U);
+  EXPECT_EQ(readNumber("", "18446744073709551615", UINT64_MAX), UINT64_MAX);
+  for (const char* text : {"", "-1", "+1", " 1", "1 ", "0x", "0x-1", "ff", "1.0", "256", "18446744073709551616"}) {
+    EXPECT_EQ(refusalOf([&] { readNumber("--pace", text, 255); }),
+              "--pace: '" + std::string(text) + "' given, expected a number from 0 to 255");
+  }
+  EXPECT_EQ(readSigned("", "-2147483648"), INT32_MIN);
+  EXPECT_EQ(readSigned("", "0x7fffffff"), INT32_MAX);
+  for (const char* text : {"-", "--1", "-0x1", "-2147483649", "2147483648", "0xffffffff"})
+    EXPECT_THROW(readSigned("--type", text), Malformed) << text;
+  EXPECT_EQ(readRate("", "0.25"), 0.25);
+  EXPECT_EQ(readRate("", "1"), 1.0);
+  for (const char* text : {"", "-0.1", "1.01", "nan", "inf", "0,5", "50%"})
+    EXPECT_THROW(readRate("--drop", text), Malformed) << text;
+}
+
+TEST(Printable, EscapesWhatATerminalWouldActOn) {
+  const std::pair<const char*, const char*> rows[] = {
+      {"plain Größe 家 \xF0\x9F\x92\xA1", "plain Größe 家 \xF0\x9F\x92\xA1"},
+      {"two\nlines", "two lines"},
+      {"\x1b[31m\x7f\t", "\\x1b[31m\\x7f\\x09"},
+      {"\xC2\x9B", "\\xc2\\x9b"},                             // a control character of two bytes
+      {"\xFF \xC3", "\\xff \\xc3"},                           // no UTF-8, and cut
+      {"\xC0\x80\xED\xA0\x80", "\\xc0\\x80\\xed\\xa0\\x80"},  // overlong, surrogate
+      {"\xE5\xAE", "\\xe5\\xae"},
+      {"\u2028\u202e\u2069\u2070", "\\xe2\\x80\\xa8\\xe2\\x80\\xae\\xe2\\x81\\xa9\u2070"},
+  };
+  for (const auto& [text, line] : rows) EXPECT_EQ(printable(text), line);
+  EXPECT_EQ(printableJson("\"\u009b\x7f\u202e\u00e4\"\n"), "\"\\u009b\\u007f\\u202e\u00e4\"\n");
 }
 
 }  // namespace

@@ -1,52 +1,47 @@
-"""What the tests with other implementations share: the service that hevractl talks to, and running every test with
-each implementation."""
+"""The service that hevractl talks to, made by another implementation of the bus."""
 
 import threading
-import unittest
 
 import support
-from peers import DBusPython, GDBus, PeerError, wait, wake
-from support import BOARD, BOARD_PATH, HOST, MANAGER, MANAGER_PATH, NODES, ZUV_HOST
-
-COMMAND_MEMBERS = ("add", "cancel")
+from peer import Peer, PeerError, wait, wake
+from support import BOARD, BOARD_PATH, COMMANDS, COMMANDS_PATH, HOST, HOSTS, NODES
 
 
-class Service:
+class ForeignServiceCase(support.Case):
     """Owns the service's names and answers hevractl."""
 
     def setUp(self):
-        self.bus = support.Bus()
-        self.addCleanup(self.bus.close)
-        self.peer = self.Peer(self.bus.address)
+        super().setUp()
+        self.peer = Peer(self.bus.address)
         self.addCleanup(self.peer.close)
-        self.peer.own(HOST)
-        self.peer.own(ZUV_HOST)
-        self.calls = []  # (sender, values)
+        for host in HOSTS.values():
+            self.peer.own(host)
+        self.calls = []  # their values
 
     def serve(self, answer, member, signature="", reply="", host=HOST):
         """Answers with values, a function of (sender, values), or a PeerError."""
 
         def function(sender, _, values):
-            self.calls.append((sender, values))
+            self.calls.append(values)
             if isinstance(answer, PeerError):
                 raise answer
             return answer(sender, values) if callable(answer) else answer
 
         if member == "hardreset":
             path, interface = BOARD_PATH, BOARD
-        elif member in COMMAND_MEMBERS:
-            path, interface = MANAGER_PATH, host + MANAGER
+        elif member in ("add", "cancel"):
+            path, interface = COMMANDS_PATH, host + COMMANDS
         else:
             path, interface = support.nodes_path(host), host + NODES
+        self.calls.clear()
         self.peer.serve(path, interface, {member: (signature, reply)}, function)
 
-    def run_ctl(self, *arguments, commands=b"", json=True):
+    def run_ctl(self, *arguments, commands=b""):
         """hevractl's result; its calls are answered meanwhile."""
         results = []
-        options = ["--json"] if json else []
 
         def run():
-            results.append(self.bus.ctl(*options, *arguments, commands=commands))
+            results.append(self.bus.ctl("--json", *arguments, commands=commands))
             wake()
 
         threading.Thread(target=run, daemon=True).start()
@@ -58,11 +53,3 @@ class Service:
         self.assertEqual((result.status, result.lines), (status, list(lines)), result)
         self.assertIn(errors, result.errors)
         self.assertEqual(bool(errors), bool(result.errors), result)
-
-
-def combine(module, *roles):
-    """Makes test cases in a module's globals: of ForeignClient, DBusPythonClient and GDBusClient."""
-    for peer in DBusPython, GDBus:
-        for role in roles:
-            name = peer.__name__ + role.__name__.removeprefix("Foreign")
-            module[name] = type(name, (role, unittest.TestCase), {"Peer": peer, "__module__": module["__name__"]})
