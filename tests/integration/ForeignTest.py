@@ -4,11 +4,11 @@ talks to."""
 import json
 import re
 import signal
+import threading
 import unittest
 
 import support
-from foreign import ForeignServiceCase
-from peer import Peer, PeerError, wait
+from peer import Peer, PeerError, wait, wake
 from support import (ADD, BOARD, BOARD_PATH, COMMANDS, COMMANDS_PATH, ERROR, HOST, HOSTS, LINK, NODE_RECORDS, NODES,
                      ORIGINATOR, PROGRESS, Case, full_command, full_node, nodes_path)
 
@@ -104,7 +104,11 @@ class ForeignClient(Case):
             self.assertEqual(kinds, lists("stack", "actuator", "sensor", "actuator", "controller"))
             self.assertEqual(values,
                              (everything[:1], everything[1:3], everything[3:4], everything[4:5], everything[5:]))
-        self.assertEqual(self.ask("getnodes", "yq", 6, 7), (lists("controller"), ([record(0xFFFFFFFF)],)))
+        for signature, values, kind, found in [
+                ("y", (0,), "actuator", [3]), ("y", (1,), "sensor", [4]), ("yq", (6, 7), "controller", [0xFFFFFFFF])]:
+            reply = self.ask("getnodes", signature, *values)
+            self.assertEqual(reply, (lists(kind), ([record(address) for address in found],)))
+        self.assertEqual(self.ask("getnodes", "yq", 6, 0xCFC5), ("", ()))
         self.assertEqual(self.ask("modifyLink", LINK + "i", (4, 1, "Küche, 家", -1), ADDED), ("b", (True,)))
         told = [("linkModified", NODE_RECORDS["sensor"] + LINK + "y", (record(4), (4, 1, "Küche, 家", -1), ADDED))]
         self.assertEqual(self.ask("getNodeLink", "uu", 4, 4294967295), ("s", ("Küche, 家",)))
@@ -165,7 +169,53 @@ QUESTIONS = [
 """What hevractl is told, the call that it makes, the answer, and what hevractl makes of it."""
 
 
-class ForeignService(ForeignServiceCase):
+class ForeignService(Case):
+    """Owns the service's names and answers hevractl."""
+
+    def setUp(self):
+        super().setUp()
+        self.peer = Peer(self.bus.address)
+        self.addCleanup(self.peer.close)
+        for host in HOSTS.values():
+            self.peer.own(host)
+        self.calls = []  # their values
+
+    def serve(self, answer, member, signature="", reply="", host=HOST):
+        """Answers with values, a function of (sender, values), or a PeerError."""
+
+        def function(sender, _, values):
+            self.calls.append(values)
+            if isinstance(answer, PeerError):
+                raise answer
+            return answer(sender, values) if callable(answer) else answer
+
+        if member == "hardreset":
+            path, interface = BOARD_PATH, BOARD
+        elif member in ("add", "cancel"):
+            path, interface = COMMANDS_PATH, host + COMMANDS
+        else:
+            path, interface = nodes_path(host), host + NODES
+        self.calls.clear()
+        self.peer.serve(path, interface, {member: (signature, reply)}, function)
+
+    def run_ctl(self, *arguments, commands=b""):
+        """hevractl's result; its calls are answered meanwhile."""
+        results = []
+
+        def run():
+            results.append(self.bus.ctl("--json", *arguments, commands=commands))
+            wake()
+
+        threading.Thread(target=run, daemon=True).start()
+        wait(lambda: results, "the end of hevractl")
+        return results[0]
+
+    def expect(self, result, status, *lines, errors=""):
+        """`errors` is a part of what stands on standard error; empty: nothing does."""
+        self.assertEqual((result.status, result.lines), (status, list(lines)), result)
+        self.assertIn(errors, result.errors)
+        self.assertEqual(bool(errors), bool(result.errors), result)
+
     def test_is_asked_what_the_command_line_says(self):
         for variant, host in HOSTS.items():
             for arguments, (member, signature, *values), answer, status, lines, errors, *given in QUESTIONS:

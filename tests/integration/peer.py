@@ -1,12 +1,12 @@
 """GDBus, an implementation of the bus that shares no code with ours or with the daemon's, behind a small interface. It
 runs on this thread's main context. Values are plain Python ones: structures are tuples, arrays lists or bytes, and what
-is in a variant is a support.Variant."""
+is in a variant is a GLib.Variant."""
 
 import gi
 
 gi.require_version("Gio", "2.0")
 from gi.repository import Gio, GLib  # noqa: E402
-from support import DEADLINE, Variant  # noqa: E402
+from support import DEADLINE  # noqa: E402
 
 
 class PeerError(Exception):
@@ -69,7 +69,7 @@ class Peer:
         def handle(_, sender, _path, _interface, member, parameters, invocation):
             try:
                 values = function(sender, member, self.plain(parameters))
-                invocation.return_value(self.typed(members[member][1], values))
+                invocation.return_value(GLib.Variant(f"({members[member][1]})", values))
             except PeerError as error:
                 invocation.return_dbus_error(error.name, error.text)
 
@@ -81,7 +81,7 @@ class Peer:
             self.connection.unregister_object(self.served.pop((path, interface)))
 
     def emit(self, path, interface, member, signature, values):
-        self.connection.emit_signal(None, path, interface, member, self.typed(signature, values))
+        self.connection.emit_signal(None, path, interface, member, GLib.Variant(f"({signature})", values))
         self.connection.flush_sync(None)
 
     def listen(self, interface, function):
@@ -103,7 +103,7 @@ class Peer:
             done(PeerError(reply.get_error_name(), *body) if is_error else (reply.get_signature(), body))
 
         message = Gio.DBusMessage.new_method_call(destination, path, interface, member)
-        message.set_body(self.typed(signature, values))
+        message.set_body(GLib.Variant(f"({signature})", values))
         self.connection.send_message_with_reply(
             message, Gio.DBusSendMessageFlags.NONE, DEADLINE * 1000, None, replied)
 
@@ -128,20 +128,11 @@ class Peer:
                    for one in found for each in one.methods]
         return sorted(methods + [f"{each.name} {types(each.args)}" for one in found for each in one.signals])
 
-    @staticmethod
-    def typed(signature, values):
-        def inner(value):
-            if isinstance(value, Variant):
-                return GLib.Variant(value.kind, value.value)
-            return type(value)(map(inner, value)) if isinstance(value, (tuple, list)) else value
-
-        return GLib.Variant(f"({signature})", inner(values))
-
     @classmethod
     def plain(cls, value):
         kind = value.get_type_string()
         if kind == "v":
-            return Variant(value.get_variant().get_type_string(), cls.plain(value.get_variant()))
+            return value.get_variant()
         if kind == "ay":
             return bytes(value.unpack())
         if kind[0] in "(a":

@@ -12,6 +12,8 @@ import tempfile
 import time
 import unittest
 
+from gi.repository import GLib
+
 DEADLINE = 60  # seconds
 SOURCES = os.path.dirname(os.path.dirname(os.path.dirname(os.path.abspath(__file__))))
 PROGRAMS = os.environ["HEVRA_BINARY_DIR"] + "/bin/"
@@ -212,7 +214,7 @@ def full_command(number):
     """A command with all fields, on the bus and in JSON; `number`, its identifier, chooses the value too."""
     kind, value, form = VALUES[number % len(VALUES)]
     label = f"lamp {number}"
-    record = (number, 18446744073709551615, True, 4294967295, Variant(kind, value), -2147483648, 2147483647, 1,
+    record = (number, 18446744073709551615, True, 4294967295, GLib.Variant(kind, value), -2147483648, 2147483647, 1,
               -2147483648, ERROR, 0, label, 4294967295, 200, 227)
     return record, {
         "id": number, "parameterId": 18446744073709551615, "write": True, "address": 4294967295,
@@ -248,16 +250,3 @@ def full_node(kind, address, **changes):
     fields |= NODE_MEMBERS[kind] | changes
     form = {name: value.hex() if isinstance(value, bytes) else value for name, value in fields.items()}
     return tuple(fields.values()), {"kind": kind} | form
-
-
-class Variant:
-    """A value in a variant: what the peer takes and gives."""
-
-    def __init__(self, kind, value):
-        self.kind, self.value = kind, value
-
-    def __eq__(self, other):
-        return isinstance(other, Variant) and (self.kind, self.value) == (other.kind, other.value)
-
-    def __repr__(self):
-        return f"Variant({self.kind!r}, {self.value!r})"

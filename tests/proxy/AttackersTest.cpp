@@ -11,7 +11,7 @@
 #include <proxy/command/CommandContainerList.h>
 #include <tests/harness/BusDaemon.h>
 #include <tests/harness/BusObjects.h>
-#include <tests/proxy/NodeSupport.h>
+#include <tests/proxy/Support.h>
 
 namespace Quarnix::Hevra::Proxy {
 namespace {

@@ -4,7 +4,7 @@
 
 #include <platform/core/time/SimulatedClock.h>
 #include <platform/hevra/EmptyKeySet.h>
-#include <tests/proxy/NodeSupport.h>
+#include <tests/proxy/Support.h>
 
 namespace Quarnix::Hevra::Proxy {
 namespace {

@@ -23,23 +23,18 @@ using I = Interface::Node::Manager;
 using C = CommandContainerList;
 using H = Bus::Type::HvTypeVariantHandler;
 
-template <class Base, class Derived>
-constexpr bool IS_PUBLIC_BASE = std::is_convertible_v<Derived*, Base*>;
 template <class Base, class Derived, class = Derived*>
 constexpr bool CASTS_DOWN = false;
 template <class Base, class Derived>
 constexpr bool CASTS_DOWN<Base, Derived, decltype(static_cast<Derived*>(std::declval<Base*>()))> = true;
+/// Of a public base.
 template <class Base, class Derived>
-constexpr bool IS_VIRTUAL_BASE = IS_PUBLIC_BASE<Base, Derived> && !CASTS_DOWN<Base, Derived>;
+constexpr bool IS_VIRTUAL = std::is_convertible_v<Derived*, Base*> && !CASTS_DOWN<Base, Derived>;
 
-static_assert(IS_VIRTUAL_BASE<Bus::Object::Proxy, M> && IS_VIRTUAL_BASE<Interface::Command::Manager, M>);
-static_assert(std::is_base_of_v<Event, M> && !IS_PUBLIC_BASE<Event, M>);
-static_assert(std::is_base_of_v<Interface::Command::Originator, M> &&
-              !IS_PUBLIC_BASE<Interface::Command::Originator, M>);
-static_assert(IS_VIRTUAL_BASE<Bus::Object::Server, Command::Originator>);
-static_assert(IS_VIRTUAL_BASE<Bus::Object::Proxy, DaughterBoard::Manager>);
-static_assert(IS_VIRTUAL_BASE<Interface::DaughterBoard::Manager, DaughterBoard::Manager>);
-static_assert(IS_VIRTUAL_BASE<Bus::Type::VariantHandler, H> && !std::is_default_constructible_v<M>);
+static_assert(IS_VIRTUAL<Bus::Object::Proxy, M> && IS_VIRTUAL<Interface::Command::Manager, M>);
+static_assert(std::is_base_of_v<Event, M> && !std::is_convertible_v<M*, Event*>);
+static_assert(IS_VIRTUAL<Bus::Object::Server, Command::Originator> && IS_VIRTUAL<Bus::Type::VariantHandler, H>);
+static_assert(IS_VIRTUAL<Bus::Object::Proxy, DaughterBoard::Manager>);
 static_assert(CASTS_DOWN<Bus::Object::Proxy, N> && CASTS_DOWN<I, N> && !std::is_abstract_v<N>);
 
 /// Where a member is: the first word of a pointer to it holds a field's offset in the object, and a virtual operation's

@@ -32,15 +32,6 @@ class Nodes : public StackTest {
   }
 };
 
-TEST_F(Nodes, AreListedByClassAndType) {
-  serveNodes(
-      {node<RemoteSensorNode>(1, 0, 5), node<RemoteControllerNode>(2, 0, 5), node<RemoteControllerNode>(3, 0, 6)});
-  EXPECT_EQ(namesOf(watcher.getNodes()), "sensor 1, controller 2, controller 3");
-  EXPECT_EQ(namesOf(watcher.getNodes(NodeClass::SENSOR)), "sensor 1");
-  EXPECT_EQ(namesOf(watcher.getNodes(NodeClass::CONTROLLER, 5)), "controller 2");
-  EXPECT_EQ(namesOf(watcher.getNodes(NodeClass::STACK)), "");
-}
-
 TEST_F(Nodes, AreListedInOneArrayAKindWhenTheRunsAreTooMany) {
   std::vector<AnyNode> mixed;
   std::string sensors, controllers;

@@ -8,7 +8,7 @@
 #include <proxy/command/CommandContainerList.h>
 #include <proxy/daughterboard/Manager.h>
 #include <stack/FakeStack.h>
-#include <tests/proxy/NodeSupport.h>
+#include <tests/proxy/Support.h>
 
 namespace Quarnix::Hevra::Stack::Test {
 
