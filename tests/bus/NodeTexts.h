@@ -122,7 +122,7 @@ void expectRaisesWhatIsHandled(const Act& act) {
   EXPECT_DEATH(act(), "terminate called without an active exception");
 }
 
-// One record of each kind, every value another; the blocks of the stack node overlap nowhere.
+// Records, every value another.
 inline std::string headOf(const char* nodeClass) {
   return std::string("u1 ") + nodeClass +
          " q53189 y4 ay101112131415161718191a1b1c1d ay202122232425262728292a2b2c2d2e2f "
@@ -131,9 +131,5 @@ inline std::string headOf(const char* nodeClass) {
 inline std::string actuatorText() { return "(" + headOf("y5") + " y12 q1300)"; }
 inline std::string controllerText() { return "(" + headOf("y6") + ")"; }
 inline std::string sensorText() { return "(" + headOf("y1") + " y12 q1300 q1400 y15 y16 y17 y18 y19 q2000 b1)"; }
-inline std::string stackText() {
-  return "(" + headOf("y2") +
-         " ay303132333435363738393a3b3c3d3e3f ay404142434445464748494a4b4c4d4e4f ay505152 ay60616263 s'hall')";
-}
 
 }  // namespace Quarnix::Test

@@ -8,11 +8,7 @@ import support
 EXAMPLES = os.environ["HEVRA_BINARY_DIR"] + "/examples/"
 
 
-class Examples(unittest.TestCase):
-    def setUp(self):
-        self.bus = support.Bus()
-        self.addCleanup(self.bus.close)
-
+class Examples(support.Case):
     def start(self, name):
         process = support.Process(*support.EMULATOR, EXAMPLES + name, HEVRA_BUS=self.bus.address)
         self.addCleanup(process.kill)
@@ -22,7 +18,7 @@ class Examples(unittest.TestCase):
         self.bus.stackd("--pace", "0")
         for name, *lines in (
                 ("client", "TRANSMITTED", "IN_PROGRESS", "COMPLETED"), ("nodes", "reset: yes", "node 0x1000"),
-                ("outcome", "command 2: ended with 5", "command 1: ended with 3"), ("in_process", "serves the managers")):
+                ("outcome", "2: ended with 5", "1: ended with 3"), ("in_process", "serves the managers")):
             with self.subTest(name):
                 process = self.start(name)
                 for line in lines:

@@ -2,36 +2,26 @@
 
 import os
 import re
-import shutil
 import signal
 import subprocess
-import tempfile
 import unittest
 
 import pyte
 import support
 from screen import Screen, interrupt
 
-SOURCE = os.path.dirname(os.path.dirname(os.path.dirname(os.path.abspath(__file__))))
-CTL = [*support.EMULATOR, support.PROGRAMS + "hevractl"]
-
 
 def width(line):
     return sum(pyte.screens.wcwidth(letter) for letter in line)
 
 
-class People(unittest.TestCase):
-    @classmethod
-    def setUpClass(cls):
-        cls.bus = support.Bus()
-        cls.addClassCleanup(cls.bus.close)
-        cls.bus.stackd("--pace", "0")
-
-    def file(self, commands):
-        return support.json_file(self, commands)
+class People(support.Case):
+    def setUp(self):
+        super().setUp()
+        self.bus.stackd("--pace", "0")
 
     def see(self, *arguments, **options):
-        return Screen(*CTL, "--bus", self.bus.address, *arguments, **options)
+        return Screen(*support.CTL, "--bus", self.bus.address, *arguments, **options)
 
     def test_see_tables_as_wide_as_their_terminal(self):
         evil = "家" * 9 + "\x1b[31m\x9b\n" + "w" * 99
@@ -75,10 +65,9 @@ class People(unittest.TestCase):
         self.assertNotIn("g_1", "\n".join(seen.lines[-2:]))
 
     def test_complete_what_they_type(self):
-        self.addCleanup(shutil.rmtree, folder := tempfile.mkdtemp())
-        with open(folder + "/hevractl", "w", encoding="utf-8") as file:
-            file.write(f'#!/bin/sh\nexec {" ".join(CTL)} "$@"\n')
-        os.chmod(file.name, 0o755)
+        folder = self.bus.folder
+        self.bus.write("hevractl", f'#!/bin/sh\nexec {" ".join(support.CTL)} "$@"\n')
+        os.chmod(program := folder + "/hevractl", 0o755)
         nodes = self.bus.ctl("--json", "nodes").lines
         addresses = {hex(node["address"]) for node in nodes}
         rows = [
@@ -87,27 +76,15 @@ class People(unittest.TestCase):
             ("node key 0x1000 ", set()), ("link set --node ", addresses), ("link set --stack ", {"0x1000"}),
             ("link id 1 --type ", {"-1", "0", "1", "2"}),
             ("nodes --class 1 --type ", {hex(node["nodeType"]) for node in nodes}),
-            (f"send --group g {folder}/h", {file.name}), (f"--bus unix:path={folder}/h", {file.name}),
+            (f"send --group g {folder}/h", {program}), (f"--bus unix:path={folder}/h", {program}),
             ("--bus unix:path=/nowhere node remove ", set()), ("send --group ", set()), ("--bus unix:pa", {"path="})]
         for line, expected in rows:
-            script = (f"source {SOURCE}/tools/completion/hevractl.bash; COMP_LINE='hevractl {line}'\n"
+            script = (f"source {support.SOURCES}/tools/completion/hevractl.bash; COMP_LINE='hevractl {line}'\n"
                       "COMP_POINT=${#COMP_LINE}; _hevractl hevractl; echo ${COMPREPLY[*]}")
             environment = support.environment(HEVRA_BUS=self.bus.address)
             environment["PATH"] = f"{folder}:{environment['PATH']}"
             ended = subprocess.run(["bash", "--norc", "-c", script], capture_output=True, env=environment, check=False)
             self.assertEqual((set(ended.stdout.decode().split()), ended.stderr), (expected, b""), line)
-
-    def test_hear_that_the_service_has_gone(self):
-        bus = support.Bus()
-        self.addCleanup(bus.close)
-        service = bus.stackd("--pace", "0")
-        sender = bus.run(*CTL, "--bus", bus.address, "send", "--group", "g",
-                         self.file([{"id": 1, "delay": 9}]))
-        while "DELAYED" not in sender.line():
-            pass
-        service.end(signal.SIGTERM)
-        status, errors = sender.end()
-        self.assertEqual((status, errors), (3, f"hevractl: {support.HOST} has gone, and with it 1 command: 1\n"))
 
     def test_read_how_a_command_is_used_on_one_screen(self):
         """The commands are those that the help of the level above lists."""

@@ -3,7 +3,6 @@
 import json
 import os
 import signal
-import tempfile
 import unittest
 
 import support
@@ -11,19 +10,13 @@ import support
 KEY = "5ec2e7" * 5 + "01"
 
 
-class Record(unittest.TestCase):
+class Record(support.Case):
     def setUp(self):
-        folder = tempfile.TemporaryDirectory()
-        self.addCleanup(folder.cleanup)
-        self.file = folder.name + "/evening.jsonl"
+        super().setUp()
+        self.name = self.bus.folder + "/evening.jsonl"
 
-    def bus(self, rules=""):
-        bus = support.Bus(rules)
-        self.addCleanup(bus.close)
-        return bus
-
-    def hevractl(self, bus, *arguments):
-        process = bus.run(*support.EMULATOR, support.PROGRAMS + "hevractl", "--bus", bus.address, "--json", *arguments)
+    def begin(self, *arguments):
+        process = self.bus.ctl_process("--json", *arguments)
         self.assertEqual(process.line(), '{"event":"ready"}')
         return process
 
@@ -38,22 +31,22 @@ class Record(unittest.TestCase):
         self.assertEqual(json.loads(recorder.line()), {"event": "recorded", "messages": len(kept)})
         return kept
 
-    def session(self, bus):
+    def session(self):
         """What hevractl says when every command is used; the last but one fails."""
-        watcher = self.hevractl(bus, "watch")
+        watcher = self.begin("watch")
         commands = [support.full_command(number)[1] for number in range(len(support.VALUES))]
         commands[0] |= {"address": 0x1001}
+        link = ["link", "set", "--node", "7", "--stack", "0x1000", "--type", "0", "--id", "hall", "--action", "0"]
         said = []
         for arguments, given in [
                 (["nodes"], b""), (["nodes", "--class", "4"], b""), (["nodes"], b""),
-                (["node", "key", "0x1000", "-"], KEY.encode() + b"\n"), (["node", "set", "-", "--action", "0"],
-                                                        support.full_node("sensor", 7)[1]),
-                (["link", "set", "--node", "7", "--stack", "0x1000", "--type", "0", "--id", "hall", "--action", "0"], b""),
+                (["node", "key", "0x1000", "-"], KEY.encode() + b"\n"),
+                (["node", "set", "-", "--action", "0"], support.full_node("sensor", 7)[1]), (link, b""),
                 (["link", "id", "7", "--type", "0"], b""), (["nodes"], b""),
                 (["send", "--group", "a", "-"], commands), (["send", "--group", "a", "-"], commands),
                 (["send", "--group", "a", "-"], commands), (["cancel", "--key", "a_1"], b""), (["reset"], b""),
                 (["node", "remove", "0x991a1b1c"], b"")]:
-            result = bus.ctl("--json", *arguments, commands=given)
+            result = self.bus.ctl("--json", *arguments, commands=given)
             said.append((arguments, result.status, result.output, result.errors))
         # The key, the new node, its link, the lamp that was switched, the link and the node again.
         said.append([watcher.line() for _ in range(6)])
@@ -61,12 +54,11 @@ class Record(unittest.TestCase):
         return said
 
     def test_is_answered_again_as_it_was(self):
-        bus = self.bus()
         scenario = f"{support.SOURCES}/examples/scenarios/refusal.json"
-        service = bus.stackd("--pace", "5", "--scenario", scenario)
-        recorder = self.hevractl(bus, "record", "--show-keys", self.file)
-        recorded = self.session(bus)
-        self.end(recorder, self.file, lambda kept: any(
+        service = self.bus.stackd("--pace", "5", "--scenario", scenario)
+        recorder = self.begin("record", "--show-keys", self.name)
+        recorded = self.session()
+        self.end(recorder, self.name, lambda kept: any(
             call.get("member") == "removeChildrenNodes" and kept[-1].get("replySerial") == call["serial"]
             for call in kept))
         self.assertEqual(recorder.end(), (0, ""))
@@ -74,44 +66,42 @@ class Record(unittest.TestCase):
         service.end(signal.SIGTERM)
 
         for pace in "0", "200":
-            service = bus.stackd("--pace", pace, "--replay", self.file)
-            self.assertEqual(self.session(bus), recorded)
-            unknown = bus.ctl("--service", "zuv", "nodes")
+            service = self.bus.stackd("--pace", pace, "--replay", self.name)
+            self.assertEqual(self.session(), recorded)
+            unknown = self.bus.ctl("--service", "zuv", "nodes")
             self.assertEqual(unknown.status, 3)
             self.assertIn("NotRecorded", unknown.errors)
             self.assertEqual(service.end(signal.SIGINT), (0, ""))
 
     def test_keeps_no_keys_unless_it_is_told_to(self):
-        bus = self.bus()
-        bus.stackd()
-        recorder = self.hevractl(bus, "record", self.file)
-        shown = self.hevractl(bus, "record", "--show-keys", self.file + ".keys")
-        bus.ctl("node", "key", "0x1000", KEY)
-        bus.ctl("nodes")
+        self.bus.stackd()
+        recorder = self.begin("record", self.name)
+        shown = self.begin("record", "--show-keys", self.name + ".keys")
+        self.bus.ctl("node", "key", "0x1000", KEY)
+        self.bus.ctl("nodes")
         # The call, announced by both variants, answered; the list called for and answered: a node has the key twice.
-        for process, file, keys in (recorder, self.file, 0), (shown, self.file + ".keys", 7):
-            kept = self.end(process, file, lambda kept: len(kept) == 6)
+        for process, name, keys in (recorder, self.name, 0), (shown, self.name + ".keys", 7):
+            kept = self.end(process, name, lambda kept: len(kept) == 6)
             self.assertEqual(json.dumps(kept).count(KEY), keys)
-            self.assertEqual(os.stat(file).st_mode & 0o777, 0o600)
+            self.assertEqual(os.stat(name).st_mode & 0o777, 0o600)
 
     def test_keeps_keys_where_nobody_else_reads_them(self):
-        os.symlink(self.file, self.file + ".link")
-        with open(self.file, "w", encoding="utf-8") as file:
+        os.symlink(self.name, self.name + ".link")
+        with open(self.name, "w", encoding="utf-8") as file:
             file.write("kept")
-        for name, mode, text in (".link", 0o600, "a symbolic link"), ("", 0o640, "others"), ("", 0o602, "others"):
-            os.chmod(self.file, mode)
-            result = support.ctl("--bus", "unix:path=/nowhere", "--show-keys", "record", self.file + name)
+        for suffix, mode, text in (".link", 0o600, "a symbolic link"), ("", 0o640, "others"), ("", 0o602, "others"):
+            os.chmod(self.name, mode)
+            result = support.ctl("--bus", "unix:path=/nowhere", "--show-keys", "record", self.name + suffix)
             self.assertEqual(result.status, 2, result)
-            self.assertRegex(result.errors, f"^hevractl: {self.file}{name}: .*{text}.*\n$")
-            with open(self.file, encoding="utf-8") as file:
-                self.assertEqual(file.read(), "kept")
+            self.assertRegex(result.errors, f"^hevractl: {self.name}{suffix}: .*{text}.*\n$")
+            self.assertEqual(os.stat(self.name).st_size, len("kept"))
 
     def test_keeps_the_signals_where_the_bus_lets_nobody_listen(self):
-        bus = self.bus('<deny send_interface="org.freedesktop.DBus.Monitoring"/>')
-        bus.stackd()
-        recorder = self.hevractl(bus, "record", self.file)
-        bus.ctl("node", "remove", "0x1002")
-        kept = self.end(recorder, self.file, lambda kept: len(kept) == 2, signal.SIGTERM)
+        self.bus = self.another_bus('<deny send_interface="org.freedesktop.DBus.Monitoring"/>')
+        self.bus.stackd()
+        recorder = self.begin("record", self.name)
+        self.bus.ctl("node", "remove", "0x1002")
+        kept = self.end(recorder, self.name, lambda kept: len(kept) == 2, signal.SIGTERM)
         self.assertEqual([message["member"] for message in kept], ["modified", "modified"])
         status, errors = recorder.end()
         self.assertEqual(status, 0)

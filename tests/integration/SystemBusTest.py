@@ -8,35 +8,33 @@ import shutil
 import signal
 import socket
 import subprocess
-import tempfile
 import threading
 import unittest
 
 import support
-from peers import DBusPython
-from roles import Service
-from support import ADD, BOARD, BOARD_PATH, HOST, MANAGER, MANAGER_PATH, NODES, ORIGINATOR, PROGRESS, Process, ctl
+from support import HOST, STACKD, Process, ctl
 
+DIST = support.SOURCES + "/dist/"
 ACCESS_DENIED = "org.freedesktop.DBus.Error.AccessDenied"
-with open(support.DIST + "dbus/com.quarnix.Application.HevraZuv.conf", encoding="utf-8") as policy:
+with open(DIST + "dbus/com.quarnix.Application.HevraZuv.conf", encoding="utf-8") as policy:
     POLICY = policy.read()
 PROGRESS_RULE = POLICY[POLICY.index('<allow send_type="method_call" send_interface'):POLICY.index("</policy>")]
 STEPS = ["bus", "authentication", "service", "access", "command manager", "node manager", "daughter board",
          "application", "progress", "round trip"]
 
 
-class SystemBus(unittest.TestCase):
-    def bus(self, rules):
-        bus = support.SystemBus(rules)
-        self.addCleanup(bus.close)
-        return bus
+class SystemBus(support.Case):
+    def setUp(self):
+        """No bus but for those that the tests make."""
+
+    def system_bus(self, rules):
+        return self.another_bus(rules, kind=support.SystemBus)
 
     def test_carries_commands_nodes_and_signals_with_the_policy(self):
-        bus = self.bus(POLICY)
+        bus = self.system_bus(POLICY)
         bus.stackd("--pace", "0")
         for variant in "hevra", "zuv":
-            watch = bus.run(*support.EMULATOR, support.PROGRAMS + "hevractl", "--bus", bus.address, "--json",
-                            "--service", variant, "watch")
+            watch = bus.ctl_process("--json", "--service", variant, "watch")
             self.assertEqual(json.loads(watch.line()), {"event": "ready"})
 
             def run(*arguments, variant=variant, **options):
@@ -53,25 +51,19 @@ class SystemBus(unittest.TestCase):
         self.assertEqual(bus.ctl("reset").status, 0)
 
     def test_forbids_names_calls_and_progress_without_it(self):
-        rows = [("", None), (POLICY.replace(PROGRESS_RULE, ""), 4)]
-        for rules, status in rows:
-            bus = self.bus(rules)
-            service = Process(*support.EMULATOR, support.PROGRAMS + "hevra-stackd", "--bus", bus.address)
-            self.addCleanup(service.kill)
-            if status is None:
-                ended, errors = service.end()
-                self.assertEqual(ended, 3, errors)
-                self.assertIn(".HevraZuv.conf", errors)
-            else:
-                self.assertEqual(service.line(), "ready")
-                sent = bus.ctl("--json", "send", "--group", "g", "-", "--wait", "1", commands=[{"id": 7}])
-                self.assertEqual((sent.status, sent.lines), (status, []), sent)
-                errors = service.end(signal.SIGTERM)[1]
-            self.assertIn(ACCESS_DENIED, errors)
+        bus = self.system_bus("")
+        status, errors = bus.run(*STACKD, "--bus", bus.address).end()
+        self.assertEqual(status, 3, errors)
+        self.assertRegex(errors, f"{ACCESS_DENIED}.*HevraZuv.conf")
+        bus = self.system_bus(POLICY.replace(PROGRESS_RULE, ""))
+        service = bus.stackd()
+        sent = bus.ctl("--json", "send", "--group", "g", "-", "--wait", "1", commands=[{"id": 7}])
+        self.assertEqual((sent.status, sent.lines), (4, []), sent)
+        self.assertIn(ACCESS_DENIED, service.end(signal.SIGTERM)[1])
 
     @unittest.skipIf(os.geteuid() != 0 or support.EMULATOR, "only root can become another user")
     def test_keeps_other_users_out(self):
-        bus = self.bus(POLICY)
+        bus = self.system_bus(POLICY)
         bus.stackd()
         stranger = ["setpriv", "--reuid=65534", "--regid=65534", "--clear-groups"]
         if subprocess.run([*stranger, "test", "-x", support.PROGRAMS + "hevractl"], check=False).returncode:
@@ -83,88 +75,51 @@ class SystemBus(unittest.TestCase):
 
     def test_starts_the_service_for_who_calls_it(self):
         for name in "Hevra", "Zuv":
-            with open(support.DIST + f"dbus/com.quarnix.Application.{name}.service", encoding="utf-8") as file:
+            with open(DIST + f"dbus/com.quarnix.Application.{name}.service", encoding="utf-8") as file:
                 text = file.read().replace("/usr/bin/", " ".join([*support.EMULATOR, support.PROGRAMS]))
-            with support.Bus(hevra=text) as bus:
-                self.assertEqual(bus.ctl("--service", name.lower(), "nodes").status, 0)
-                service = bus.ctl("--json", "--service", name.lower(), "doctor").lines[2]["found"]
-                self.assertIn("the bus can start it", service)
-                os.kill(int(re.search("process ([0-9]+)", service)[1]), signal.SIGTERM)
+            bus = self.another_bus(hevra=text)
+            self.assertEqual(bus.ctl("--service", name.lower(), "nodes").status, 0)
+            service = bus.ctl("--json", "--service", name.lower(), "doctor").lines[2]["found"]
+            self.assertIn("the bus can start it", service)
+            os.kill(int(re.search("process ([0-9]+)", service)[1]), signal.SIGTERM)
 
     def test_waits_for_a_service_on_a_bus_that_comes_later(self):
-        with support.Bus() as bus:
-            bus.daemon.kill()
-            for options, status, there in (["--timeout", "0"], 4, False), (["--timeout", "60"], 0, True):
-                waiting = bus.run(*support.EMULATOR, support.PROGRAMS + "hevractl", "--bus", bus.address, "--json",
-                                  "wait", *options)
-                if there:
-                    bus.start()
-                    bus.stackd()
-                self.assertEqual(json.loads(waiting.line()), {"available": there})
-                self.assertEqual(waiting.end()[0], status)
+        bus = self.another_bus()
+        bus.daemon.kill()
+        self.assertEqual(bus.ctl("--json", "wait", "--timeout", "0").output, '{"available":false}\n')
+        waiting = bus.ctl_process("--json", "wait", "--timeout", "60")
+        bus.start()
+        bus.stackd()
+        self.assertEqual((json.loads(waiting.line()), waiting.end()[0]), ({"available": True}, 0))
 
     @unittest.skipUnless(shutil.which("systemd-analyze"), "no systemd to ask")
     def test_has_a_unit_that_systemd_finds_safe(self):
-        with tempfile.TemporaryDirectory() as folder, open(support.DIST + "systemd/hevra-stackd.service",
-                                                           encoding="utf-8") as unit:
-            path = folder + "/hevra-stackd.service"
-            with open(path, "w", encoding="utf-8") as file:
-                file.write(unit.read().replace("/usr/bin/", support.PROGRAMS))
-            for check in ["verify", "--man=no"], ["security", "--offline=true", "--threshold=20"]:
-                result = subprocess.run(["systemd-analyze", *check, path], capture_output=True, check=False)
-                self.assertEqual((result.returncode, result.stderr), (0, b""), result)
+        with open(DIST + "systemd/hevra-stackd.service", encoding="utf-8") as unit:
+            text = unit.read().replace("/usr/bin/", support.PROGRAMS)
+        bus = self.another_bus()
+        bus.write("hevra-stackd.service", text)
+        for check in ["verify", "--man=no"], ["security", "--offline=true", "--threshold=20"]:
+            result = subprocess.run(["systemd-analyze", *check, bus.folder + "/hevra-stackd.service"],
+                                    capture_output=True, check=False)
+            self.assertEqual((result.returncode, result.stderr), (0, b""), result)
 
 
-class Doctor(Service, unittest.TestCase):
-    Peer = DBusPython
-
-    def examine(self, *options):
-        """hevractl's result, and what became of each step."""
-        result = ctl("--json", *options, "doctor") if options else self.run_ctl("doctor")
-        return result, {line["step"]: line["ok"] for line in result.lines}
-
-    def expect_broken(self, answer, status, found, failed, skipped=()):
-        result, steps = answer
-        expected = {step: False if step in failed else None if step in skipped else True for step in STEPS}
+class Doctor(support.Case):
+    def expect_broken(self, address, status, found, failed, skipped=()):
+        result = ctl("--bus", address, "--json", "doctor")
+        steps = {line["step"]: line["ok"] for line in result.lines}
+        expected = {step: False if step == failed else None if step in skipped else True for step in STEPS}
         self.assertEqual((result.status, steps), (status, expected), result)
         for line in result.lines:
-            self.assertEqual(bool(line["advice"]), line["step"] in failed, line)
+            self.assertEqual(bool(line["advice"]), line["step"] == failed, line)
         self.assertIn(found, "".join(line["found"] for line in result.lines if line["ok"] is False))
-
-    def serve_managers(self, missing=()):
-        """A whole service but for the objects at the missing paths."""
-        objects = {MANAGER_PATH: HOST + MANAGER, support.nodes_path(HOST): HOST + NODES, BOARD_PATH: BOARD}
-        for path, interface in objects.items():
-            text = "<node/>" if path in missing else f'<node><interface name="{interface}"/></node>'
-            self.peer.serve(path, "org.freedesktop.DBus.Introspectable", {"Introspect": ("", "s")},
-                            lambda *_, text=text: (text,))
-            self.peer.serve(path, "org.freedesktop.DBus.Peer", {"Ping": ("", "")}, lambda *_: ())
-
-        def cancelled(sender, member, values):
-            if member == "add":
-                (path,), group, (command,) = values
-                self.peer.send(sender, path, ORIGINATOR, "progress", PROGRESS,
-                               (command[:13] + (5,) + command[14:], group, 3), lambda reply: None)
-            return ()
-
-        self.peer.serve(MANAGER_PATH, HOST + MANAGER, {"add": (ADD, ""), "cancel": ("s", "")}, cancelled)
-
-    def test_names_the_manager_that_is_missing(self):
-        self.serve_managers()
-        self.expect_broken(self.examine(), 0, "", [])
-        rows = [(MANAGER_PATH, "command manager", ["progress"]), (support.nodes_path(HOST), "node manager", []),
-                (BOARD_PATH, "daughter board", [])]
-        for path, step, skipped in rows:
-            with self.subTest(step):
-                self.serve_managers(missing=[path])
-                self.expect_broken(self.examine(), 1, path, [step], skipped)
+        return result
 
     def test_says_that_no_progress_comes(self):
-        with support.SystemBus(POLICY.replace(PROGRESS_RULE, "")) as bus:
-            bus.stackd("--pace", "0")
-            answer = self.examine("--bus", bus.address)
-            self.expect_broken(answer, 1, "no report", ["progress"])
-            self.assertIn("HevraZuv.conf", answer[0].output)
+        bus = self.another_bus(POLICY.replace(PROGRESS_RULE, ""), kind=support.SystemBus)
+        bus.stackd("--pace", "0")
+        result = self.expect_broken(bus.address, 1, "no report", "progress")
+        self.assertIn("HevraZuv.conf", result.output)
 
     def test_says_who_is_not_there_or_refuses(self):
         def listen(answer):
@@ -185,10 +140,8 @@ class Doctor(Service, unittest.TestCase):
         closed = self.bus.folder + "/closed"
         with socket.socket(socket.AF_UNIX) as gone:
             gone.bind(closed)
-        nobody, deny = support.Bus(), support.Bus(f'<deny send_destination="{HOST}"/>')
-        broken = support.Bus(hevra=f"[D-BUS Service]\nName={HOST}\nExec=/bin/false\n")
-        for bus in nobody, deny, broken:
-            self.addCleanup(bus.close)
+        nobody, deny = self.another_bus(), self.another_bus(f'<deny send_destination="{HOST}"/>')
+        broken = self.another_bus(hevra=f"[D-BUS Service]\nName={HOST}\nExec=/bin/false\n")
         deny.stackd()
         rows = [
             ("unix:path=/nonexistent/bus", "No such file", "bus"), (f"unix:path={closed}", "refused", "bus"),
@@ -201,9 +154,7 @@ class Doctor(Service, unittest.TestCase):
                 skipped = STEPS[STEPS.index(step) + 1:]
                 if step in ("service", "access"):
                     skipped.remove("application")
-                self.expect_broken(self.examine("--bus", address), 3, found, [step], skipped)
-        wrong = self.bus.ctl("--app", "a-b", "doctor")
-        self.assertEqual((wrong.status, wrong.output), (2, ""), wrong)
+                self.expect_broken(address, 3, found, step, skipped)
 
 
 if __name__ == "__main__":

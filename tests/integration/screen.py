@@ -18,8 +18,8 @@ def interrupt(keyboard):
 
 
 class Screen:
-    """Runs a program to its end. `then` are pairs of what it writes and a function to call afterwards, with the keyboard,
-    one after the other. `lines` are those of the screen, `written` is everything."""
+    """Runs a program to its end. `then` are pairs of what it writes and a function to call afterwards, with the
+    keyboard, one after the other. `lines` are those of the screen, `written` is everything."""
 
     def __init__(self, *command, columns=80, rows=24, then=(), **changes):
         own, its = pty.openpty()

@@ -10,18 +10,21 @@ import select
 import subprocess
 import tempfile
 import time
+import unittest
+
+from gi.repository import GLib
 
 DEADLINE = 60  # seconds
 SOURCES = os.path.dirname(os.path.dirname(os.path.dirname(os.path.abspath(__file__))))
 PROGRAMS = os.environ["HEVRA_BINARY_DIR"] + "/bin/"
-DIST = os.path.dirname(__file__) + "/../../dist/"
 EMULATOR = os.environ.get("HEVRA_EMULATOR", "").split()
+CTL, STACKD = [*EMULATOR, PROGRAMS + "hevractl"], [*EMULATOR, PROGRAMS + "hevra-stackd"]
 
 HOST = "com.quarnix.Application.Hevra"
-ZUV_HOST = "com.quarnix.Application.Zuv"
-MANAGER_PATH = "/com/quarnix/Application/HevraZuv/Manager/Command"
+HOSTS = {"hevra": HOST, "zuv": "com.quarnix.Application.Zuv"}
+COMMANDS_PATH = "/com/quarnix/Application/HevraZuv/Manager/Command"
+COMMANDS = ".Manager.Command"
 BOARD_PATH = "/com/quarnix/Application/HevraZuv/Manager/DaughterBoard"
-MANAGER = ".Manager.Command"
 BOARD = HOST + ".Manager.DaughterBoard"
 ORIGINATOR = "com.quarnix.Application.HevraZuv.Originator.Command"
 RECORD = "utbuviiyisusuyy"
@@ -57,9 +60,9 @@ def environment(**changes):
 class Process:
     """A program whose standard output is read line by line."""
 
-    def __init__(self, *command, **changes):
-        self.child = subprocess.Popen(
-            command, stdout=subprocess.PIPE, stderr=subprocess.PIPE, env=environment(**changes), bufsize=0)
+    def __init__(self, *command, output=None, **changes):
+        self.child = subprocess.Popen(command, stdout=output or subprocess.PIPE, stderr=subprocess.PIPE,
+                                      env=environment(**changes), bufsize=0)
         self.unread = b""
 
     def line(self):
@@ -122,13 +125,18 @@ class Bus(contextlib.ExitStack):
 
     def stackd(self, *options):
         """hevra-stackd, ready."""
-        process = self.run(*EMULATOR, PROGRAMS + "hevra-stackd", "--bus", self.address, *options)
+        process = self.run(*STACKD, "--bus", self.address, *options)
         line = process.line()
         assert line == "ready", line
         return process
 
     def ctl(self, *arguments, **options):
+        """What hevractl left."""
         return ctl("--bus", self.address, *arguments, **options)
+
+    def ctl_process(self, *arguments):
+        """hevractl, which goes on."""
+        return self.run(*CTL, "--bus", self.address, *arguments)
 
 
 class SystemBus(Bus):
@@ -161,23 +169,32 @@ class Result:
 
 
 def ctl(*arguments, commands=b"", output=None, **changes):
-    """Runs hevractl to its end; `commands`, bytes or what becomes JSON, is its standard input, `output` a file that takes
-    its standard output."""
+    """Runs hevractl to its end; `commands`, bytes or what becomes JSON, is its standard input, `output` a file that
+    takes its standard output."""
     given = commands if isinstance(commands, bytes) else json.dumps(commands).encode()
-    ended = subprocess.run(
-        [*EMULATOR, PROGRAMS + "hevractl", *arguments],
-        input=given, stdout=output or subprocess.PIPE, stderr=subprocess.PIPE, env=environment(**changes),
-        timeout=DEADLINE, check=False)
+    ended = subprocess.run([*CTL, *arguments], input=given, stdout=output or subprocess.PIPE, stderr=subprocess.PIPE,
+                           env=environment(**changes), timeout=DEADLINE, check=False)
     return Result(ended.returncode, ended.stdout or b"", ended.stderr)
 
 
-def json_file(test, value):
-    """The name of a file that holds the value until the test ends."""
-    file = tempfile.NamedTemporaryFile("w", suffix=".json")
-    test.addCleanup(file.close)
-    json.dump(value, file)
-    file.flush()
-    return file.name
+class Case(unittest.TestCase):
+    """A test with a bus of its own."""
+
+    def setUp(self):
+        self.bus = self.another_bus()
+
+    def another_bus(self, rules="", kind=Bus, **services):
+        bus = kind(rules, **services)
+        self.addCleanup(bus.close)
+        return bus
+
+    def file(self, value):
+        """The name of a file that holds the value as JSON until the test ends."""
+        file = tempfile.NamedTemporaryFile("w", suffix=".json")
+        self.addCleanup(file.close)
+        json.dump(value, file)
+        file.flush()
+        return file.name
 
 
 VALUES = [
@@ -190,17 +207,20 @@ VALUES = [
 """Values on the bus, and in JSON."""
 
 
-def full_command(number, delay=0, acei=227, error="1/-2147483648"):
+ERROR = "1/-2147483648"
+
+
+def full_command(number):
     """A command with all fields, on the bus and in JSON; `number`, its identifier, chooses the value too."""
     kind, value, form = VALUES[number % len(VALUES)]
     label = f"lamp {number}"
-    record = (number, 18446744073709551615, True, 4294967295, Variant(kind, value), -2147483648, 2147483647, 1,
-              -2147483648, error, delay, label, 4294967295, 0, acei)
+    record = (number, 18446744073709551615, True, 4294967295, GLib.Variant(kind, value), -2147483648, 2147483647, 1,
+              -2147483648, ERROR, 0, label, 4294967295, 200, 227)
     return record, {
         "id": number, "parameterId": 18446744073709551615, "write": True, "address": 4294967295,
         "value": {"type": kind, "value": form}, "origin": -2147483648, "context": 2147483647,
-        "error": {"type": 1, "id": -2147483648, "text": error}, "delay": delay, "label": label, "tag": 4294967295,
-        "status": 0, "acei": acei}
+        "error": {"type": 1, "id": -2147483648, "text": ERROR}, "delay": 0, "label": label, "tag": 4294967295,
+        "status": 200, "acei": 227}
 
 
 def nodes_path(host):
@@ -230,16 +250,3 @@ def full_node(kind, address, **changes):
     fields |= NODE_MEMBERS[kind] | changes
     form = {name: value.hex() if isinstance(value, bytes) else value for name, value in fields.items()}
     return tuple(fields.values()), {"kind": kind} | form
-
-
-class Variant:
-    """A value in a variant: what every peer takes and gives."""
-
-    def __init__(self, kind, value):
-        self.kind, self.value = kind, value
-
-    def __eq__(self, other):
-        return isinstance(other, Variant) and (self.kind, self.value) == (other.kind, other.value)
-
-    def __repr__(self):
-        return f"Variant({self.kind!r}, {self.value!r})"

@@ -7,168 +7,95 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <platform/bus/message/internal/Check.h>
 #include <platform/core/time/SimulatedClock.h>
 #include <proxy/command/CommandContainerList.h>
 #include <tests/harness/BusDaemon.h>
 #include <tests/harness/BusObjects.h>
-#include <tests/proxy/NodeSupport.h>
+#include <tests/proxy/Support.h>
 
 namespace Quarnix::Hevra::Proxy {
 namespace {
 
 using namespace Test;
+using namespace std::string_literals;
 using Bus::Message::Signal;
 
-constexpr const char* COMMAND_PATH = "/com/quarnix/Application/HevraZuv/Manager/Command";
-constexpr const char* COMMAND_INTERFACE = "com.quarnix.Application.Hevra.Manager.Command";
-
-class Attackers : public testing::Test {
- protected:
-  Attackers() {
-    commands.setConnection(victim);
-    commands.acceptProgressOnlyFromService();
-    commands.start(true);
-    nodes.setConnection(victim);
-    nodes.start(true);
-    observer.start();
-    answers.start(true);
-  }
-
-  static void send(const Shared::Pointer<Bus::Connection>& from, Signal signal, const std::string& to) {
-    if (!to.empty()) signal.setDestination(to);
-    from->send(signal);
-  }
-  /// As from the bus: the name belongs to the attacker.
-  void stealName(const std::string& to) {
-    Signal signal("/org/freedesktop/DBus", "org.freedesktop.DBus", "NameOwnerChanged");
-    signal.begin().append(NODE_SERVICE, service->getNameOwner(NODE_SERVICE), attacker->getUniqueName());
-    send(attacker, std::move(signal), to);
-  }
-  static void announce(const Shared::Pointer<Bus::Connection>& from, const std::string& to) {
-    Signal exception(COMMAND_PATH, COMMAND_INTERFACE, "exception");
-    exception.begin().append("text");
-    send(from, std::move(exception), to);
-    for (const char* member : {"modified", "linkModified"})
-      send(from,
-           Quarnix::Test::filled(Signal(NODE_PATH, NODE_INTERFACE, member),
-                                 Quarnix::Test::sensorText() + (*member == 'l' ? " (u1 u2 s'link' i0) y1" : " y1")),
-           to);
-  }
-  /// To every call that the victim has made or will soon make.
-  void replyToEverything(const char* error) {
-    for (std::uint32_t serial = 1; serial <= 200; ++serial) {
-      Call guessed = Harness::callTo("guessed");
-      const std::string sender = victim->getUniqueName();
-      const Bus::Message::Frame frame = guessed.seal(serial, {NODE_PATH, NODE_SERVICE, sender});
-      Bus::Message::Header header;
-      Bus::Message::readTrustedHeader(frame.data(), frame.size(), header);
-      Return reply = error ? Return({frame, header}, error, "forged") : Return(Call(frame, header));
-      if (!error) reply.begin().append("forged");
-      attacker->send(reply);
-    }
-  }
-  /// The error that it gets, empty for a return.
-  std::string report(const Shared::Pointer<Bus::Connection>& from, const Shared::Pointer<Bus::Connection>& to) {
-    Call call;
-    call.setDestination(to->getUniqueName());
-    call.setPath("/com/quarnix/Application/app/Hevra/Originator");
-    call.setInterface("com.quarnix.Application.HevraZuv.Originator.Command");
-    call.setMember("progress");
-    call = reportOf(std::move(call), command);
-    return from->call(call)->getErrorName();
-  }
-  std::string ask() {
-    return outcomeOf([this] { return nodes.getNodeLinkId(1, NodeLinkType{}); });
-  }
-  /// What the application has heard, once everything that was sent to the victim has been dealt with.
-  Lines heard() {
-    for (const auto& each : {attacker, service, victim}) each->getNameOwner(NODE_SERVICE);
-    clock.settle();
-    Lines all;
-    for (Texts* texts : {&commands.exceptions, &nodes.notifications, &client->reports})
-      for (const std::string& text : texts->take()) all.push_back(text);
-    for (const std::string& text : observer.changes.take()) all.push_back(text.substr(0, text.find(' ')));
-    return all;
-  }
-
-  const Hevra::Command command;
-  LoggedLines lines;
+TEST(Attackers, ReachNothingBeforeDuringAndAfterTheServiceOwnsItsName) {
+  const LoggedLines lines;
   Time::SimulatedClock clock;
   // Its own policy would keep replies back that nobody asked for.
-  Harness::BusDaemon daemon{Harness::BusDaemon::Begin::STARTED,
+  Harness::BusDaemon daemon(Harness::BusDaemon::Begin::STARTED,
                             "<allow send_type=\"method_return\" send_requested_reply=\"false\"/>"
                             "<allow receive_type=\"method_return\" receive_requested_reply=\"false\"/>"
                             "<allow send_type=\"error\" send_requested_reply=\"false\"/>"
-                            "<allow receive_type=\"error\" receive_requested_reply=\"false\"/>"};
-  const Shared::Pointer<Bus::Connection> victim = Bus::Connection::open(daemon.address()),
-                                         service = Bus::Connection::open(daemon.address()),
-                                         attacker = Bus::Connection::open(daemon.address());
+                            "<allow receive_type=\"error\" receive_requested_reply=\"false\"/>");
+  const auto victim = Bus::Connection::open(daemon.address()), service = Bus::Connection::open(daemon.address()),
+             attacker = Bus::Connection::open(daemon.address());
   // The attacker is told what to reply to, and is faster.
-  Harness::TestServer answers{service,
-                              [this](Harness::TestServer& self, const Call& call) {
-                                Return forged(call), error(call, "test.Error.Forged", "forged");
-                                forged.begin().append("forged");
-                                attacker->send(forged);
-                                attacker->send(error);
-                                attacker->getNameOwner(NODE_SERVICE);
-                                self.answer(call, "genuine");
-                                return true;
-                              },
-                              NODE_PATH};
-  Listening commands{false, "app"};
-  Watcher nodes{false};
-  Harness::TestObserver observer{victim, {NODE_SERVICE}};
-  const Shared::Pointer<Client> client = Shared::make<Client>();
-};
+  const auto race = [&](Harness::TestServer& self, const Call& call) {
+    Return forged(call), error(call, "test.Error.Forged", "forged");
+    forged.begin().append("forged");
+    attacker->send(forged);
+    attacker->send(error);
+    attacker->getNameOwner(SERVICE);
+    self.answer(call, "genuine");
+    return true;
+  };
+  Harness::TestServer answers(service, race, NODE_PATH);
+  answers.start(true);
+  Listening commands(false, "app");
+  commands.setConnection(victim);
+  commands.acceptProgressOnlyFromService();
+  commands.start(true);
+  Watcher nodes(false);
+  nodes.setConnection(victim);
+  nodes.start(true);
+  const auto client = Shared::make<Client>();
+  EXPECT_THROW(commands.add(client, Group("g"), CommandContainerList{Hevra::Command()}), Return);
 
-TEST_F(Attackers, ReachNothingBeforeDuringAndAfterTheServiceOwnsItsName) {
-  const std::string denied = "org.freedesktop.DBus.Error.AccessDenied";
-  const std::string unknown = "org.freedesktop.DBus.Error.ServiceUnknown";
-  const std::string to = victim->getUniqueName();
-  const std::pair<const char*, std::function<void()>> attacks[] = {
-      {"signals to all", [&] { announce(attacker, {}); }},
-      {"signals to the victim", [&] { announce(attacker, to); }},
-      {"a change of the owner to all", [&] { stealName({}); }},
-      {"a change of the owner to the victim", [&] { stealName(to); }},
-      {"signals after the change", [&] { announce(attacker, to); }},
-      {"replies", [&] { replyToEverything(nullptr); }},
-      {"error replies", [&] { replyToEverything("test.Error.Forged"); }},
-      {"progress", [&] { EXPECT_EQ(report(attacker, victim), denied); }},
-  };
-  EXPECT_EQ(heard(), (Lines{"connected", "down"}));
-  EXPECT_THROW(commands.add(client, Group("g"), CommandContainerList{command}), Return);
-  const struct {
-    const char* phase;
-    std::function<void()> enter;
-    Lines told;
-    std::string answer;
-  } phases[] = {
-      {"before", [] {}, {}, unknown},
-      {"during", [&] { service->requestName(NODE_SERVICE); }, {"up"}, "genuine"},
-      {"after", [&] { service->releaseName(NODE_SERVICE); }, {"down"}, unknown},
-  };
-  for (const auto& [phase, enter, told, answer] : phases) {
-    enter();
-    EXPECT_EQ(heard(), told) << phase;
-    for (const auto& [what, attack] : attacks) {
-      attack();
-      EXPECT_EQ(ask(), answer) << what << " " << phase;
-      EXPECT_EQ(heard(), Lines()) << what << " " << phase;
+  // To all, and to the victim.
+  const auto announce = [&](const auto& from, const char* path, const char* interface, const char* member,
+                            const std::string& arguments) {
+    for (const std::string& to : {""s, victim->getUniqueName()}) {
+      auto signal = Quarnix::Test::filled(Signal(path, interface, member), arguments);
+      if (!to.empty()) signal.setDestination(to);
+      from->send(signal);
     }
-    if (answer != "genuine") continue;
-    announce(service, to);
-    EXPECT_EQ(report(service, victim), "");
-    EXPECT_EQ(heard(), (Lines{"text", "modified sensor 1 by 1", "linked sensor 1 link by 1", "g_0 0/2"}));
+  };
+  const auto announceAll = [&](const auto& from) {
+    announce(from, COMMAND_PATH, COMMAND_INTERFACE, "exception", "s'text'");
+    announce(from, NODE_PATH, NODE_INTERFACE, "modified", Quarnix::Test::sensorText() + " y1");
+  };
+  const auto report = [&](const auto& from) -> std::string {
+    Call call = reportOf(callBack(victim->getUniqueName()), Hevra::Command());
+    return from->call(call)->getErrorName();
+  };
+  // Once everything that was sent to the victim has been dealt with.
+  const auto heard = [&] {
+    for (const auto& each : {attacker, service, victim}) each->getNameOwner(SERVICE);
+    clock.settle();
+    return std::tuple(commands.exceptions.take(), nodes.notifications.take(), client->reports.take());
+  };
+  for (const char* phase : {"before", "during", "after"}) {
+    SCOPED_TRACE(phase);
+    if (*phase == 'd') service->requestName(SERVICE);
+    if (*phase == 'a') service->releaseName(SERVICE);
+    announceAll(attacker);
+    const std::string change = "s'"s + SERVICE + "' s'" + service->getNameOwner(SERVICE) + "' s'";
+    announce(attacker, "/org/freedesktop/DBus", "org.freedesktop.DBus", "NameOwnerChanged",
+             change + attacker->getUniqueName() + "'");
+    announceAll(attacker);
+    EXPECT_EQ(report(attacker), "org.freedesktop.DBus.Error.AccessDenied");
+    EXPECT_EQ(outcomeOf([&] { return nodes.getNodeLinkId(1, NodeLinkType{}); }),
+              *phase == 'd' ? "genuine" : "org.freedesktop.DBus.Error.ServiceUnknown");
+    EXPECT_EQ(heard(), std::tuple(Lines(), Lines(), Lines()));
+    if (*phase != 'd') continue;
+    announceAll(service);
+    EXPECT_EQ(report(service), "");
+    EXPECT_EQ(heard(), std::tuple(Lines(2, "text"), Lines(2, "modified sensor 1 by 1"), Lines{"g_0 0/2"}));
   }
-  // A manager that was never started has told the service where to report.
-  Listening idle(false, "idle");
-  const auto another = Bus::Connection::open(daemon.address());
-  idle.setConnection(another);
-  EXPECT_THROW(idle.add(client, Group("g"), CommandContainerList{command}), Return);
-  EXPECT_EQ(report(service, another), "org.freedesktop.DBus.Error.UnknownObject");
   EXPECT_EQ(daemon.log().find("Rejected"), std::string::npos) << "the bus kept it back: " << daemon.log();
-  EXPECT_EQ(lines.count(), 2u) << "one warning a second, and one of the manager that was never started";
+  EXPECT_EQ(lines.count(), 1u) << "one warning a second";
 }
 
 /// A figure of a process in kB, such as its greatest resident size.
@@ -213,9 +140,8 @@ TEST(Floods, OfLargeMessagesCostNeitherMemoryNorTheLink) {
       signal.begin().append(std::string(size / (i < 4 ? 1 : 10), 'x'));
       attacker->send(signal);
       if (i >= 4) continue;
-      Call call = Harness::callTo("progress", std::string(size, 'x'));
-      call.setPath("/com/quarnix/Application/app/Hevra/Originator");
-      call.setDestination(name);
+      Call call = callBack(name);
+      call.begin().append(std::string(size, 'x'));
       const std::string outcome = Harness::textOf(attacker->call(call));
       EXPECT_EQ(outcome, Harness::error(size > Bus::Connection::LARGEST_CALL ? "LimitsExceeded" : "UnknownMethod"));
     }

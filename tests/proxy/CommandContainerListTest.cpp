@@ -22,9 +22,7 @@ Ids walked(const CommandContainerList& list) {
 }
 
 TEST(CommandContainerList, IsWalkedOnceUntilItIsReset) {
-  const std::vector<Command> commands = {commandOf(5), commandOf(6)};
-  const std::pair<CommandContainerList, Ids> rows[] = {
-      {{}, {}}, {{commandOf(3), commandOf(1)}, {3, 1}}, {{commands.begin(), commands.end()}, {5, 6}}};
+  const std::pair<CommandContainerList, Ids> rows[] = {{{}, {}}, {{commandOf(3), commandOf(1)}, {3, 1}}};
   for (const auto& [list, ids] : rows) {
     EXPECT_THROW(list.get(), BadUse);
     EXPECT_EQ(walked(list), ids);
@@ -37,27 +35,15 @@ TEST(CommandContainerList, IsWalkedOnceUntilItIsReset) {
 }
 
 TEST(CommandContainerList, YieldsWhatIsAppendedDuringAndBehindTheWalk) {
-  CommandContainerList list{commandOf(1)}, empty;
+  CommandContainerList list{commandOf(1)};
   EXPECT_TRUE(list.next());
   for (std::uint32_t id = 2; id < 100; ++id) list.append(commandOf(id));
   EXPECT_EQ(list.get().getId(), 1u);
   EXPECT_EQ(walked(list).size(), 98u);
   list.append(commandOf(100));
-  EXPECT_EQ(walked(list), Ids{100});
-
-  EXPECT_FALSE(empty.next());
-  empty.append(commandOf(1));
-  EXPECT_THROW(empty.get(), BadUse);
-  EXPECT_EQ(walked(empty), Ids{1});
-}
-
-TEST(CommandContainerList, CopiesItsCursor) {
-  CommandContainerList list{commandOf(1), commandOf(2)};
-  EXPECT_TRUE(list.next());
   const CommandContainerList copy = list;
   list = CommandContainerList();
-  EXPECT_EQ(copy.get().getId(), 1u);
-  EXPECT_EQ(walked(copy), Ids{2});
+  EXPECT_EQ(walked(copy), Ids{100});
   EXPECT_EQ(walked(list), Ids());
 }
 

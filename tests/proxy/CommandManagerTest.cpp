@@ -15,11 +15,6 @@ namespace {
 
 using namespace Proxy::Test;
 using Proxy::CommandContainerList;
-using Ids = std::vector<std::uint32_t>;
-
-constexpr const char* INTERFACE = "com.quarnix.Application.Hevra.Manager.Command";
-constexpr const char* PATH = "/com/quarnix/Application/HevraZuv/Manager/Command";
-constexpr const char* ORIGINATOR = "com.quarnix.Application.HevraZuv.Originator.Command";
 
 Command commandOf(std::uint32_t id, std::uint32_t status = 0, std::uint32_t delay = 0) {
   Command command;
@@ -29,12 +24,6 @@ Command commandOf(std::uint32_t id, std::uint32_t status = 0, std::uint32_t dela
   command.setStatus(static_cast<HvDetailedCommandStatus>(status));
   command.setDelay(delay, 0);
   return command;
-}
-
-CommandContainerList listOf(const Ids& ids) {
-  CommandContainerList list;
-  for (const std::uint32_t id : ids) list.append(commandOf(id));
-  return list;
 }
 
 std::string timeoutOf(const std::string& key) { return "CommandManager command timeout, matching key: " + key; }
@@ -50,25 +39,22 @@ class CommandManager : public testing::Test {
     manager.start(true);
   }
 
-  void add(const Shared::Pointer<Client>& client, const Ids& ids) { manager.add(client, Group("g"), listOf(ids)); }
-  /// A "progress" call to the manager's originator, to be filled.
-  Call callBack(const char* interface = ORIGINATOR, const char* member = "progress") {
-    Call call;
-    call.setDestination(manager.getConnection()->getUniqueName());
-    call.setPath("/com/quarnix/Application/app/Hevra/Originator");
-    call.setInterface(interface);
-    call.setMember(member);
-    return call;
+  void add(const Shared::Pointer<Client>& client, std::initializer_list<std::uint32_t> ids) {
+    CommandContainerList list;
+    for (const std::uint32_t id : ids) list.append(commandOf(id));
+    manager.add(client, Group("g"), list);
   }
-  Call reportOf(const Command& command) { return Proxy::Test::reportOf(callBack(), command); }
+  Call callBack(const char* interface = ORIGINATOR_INTERFACE, const char* member = "progress") {
+    return Proxy::Test::callBack(manager.getConnection()->getUniqueName(), interface, member);
+  }
   /// Reports and waits for the answer; the name of the error, empty for a return.
   std::string report(const Command& command) {
-    Call call = reportOf(command);
+    Call call = reportOf(callBack(), command);
     return stack.getConnection()->call(call)->getErrorName();
   }
   /// The same for a report that gets no answer.
   void reportUnanswered(const Command& command) {
-    Call call = reportOf(command);
+    Call call = reportOf(callBack(), command);
     call.setNoReplyExpected();
     stack.getConnection()->call(call);
     clock.settle();
@@ -77,20 +63,9 @@ class CommandManager : public testing::Test {
 
   LoggedLines lines;
   Time::SimulatedClock clock;
-  StackObject stack{"com.quarnix.Application.Hevra", PATH};
+  StackObject stack{SERVICE, COMMAND_PATH};
   Listening manager{false, "app"};
 };
-
-TEST_F(CommandManager, SendsTheGroupOnceEveryCommandIsWaitedFor) {
-  const auto client = Shared::make<Client>();
-  stack.answer = [this](const Call& call) {
-    EXPECT_EQ(report(commandOf(2, 1)), "") << "before the answer to add";
-    return Return(call);
-  };
-  add(client, {1, 2});
-  EXPECT_EQ(client->reports.take(), Lines{"g_2 1/2"});
-  EXPECT_EQ(lines.take(), Lines());
-}
 
 TEST_F(CommandManager, WaitsForTheNextReportAsLongAsTheStatusSays) {
   const struct {
@@ -176,57 +151,26 @@ TEST_F(CommandManager, SettlesACommandWhoseOriginatorThrows) {
   EXPECT_EQ(lines.take(), Lines()) << "1 and 3 were forgotten";
 }
 
-/// Commands 1 to 3 expire while the event's task, which erases one at a time, is held at the end of an originator.
-class HeldCommandManager : public CommandManager {
- protected:
-  void expireAndHold(const Shared::Pointer<Client>& second, std::function<void()> atEndOfThird) {
-    add(Shared::make<Client>(nullptr, [this] { held_.get_future().wait(); }), {1});
-    add(second, {2});
-    add(Shared::make<Client>(nullptr, std::move(atEndOfThird)), {3});
-    advancing_ = std::async(std::launch::async, [this] { advance(60); });
-    ASSERT_TRUE(lines.waitFor(timeoutOf("g_3")));
-  }
-  void release() { held_.set_value(); }
-  void awaitIdle() { advancing_.get(); }
-
- private:
-  std::promise<void> held_;
-  std::future<void> advancing_;
-};
-
-TEST_F(HeldCommandManager, LogsAnExpiryThatAFinalReportOvertook) {
-  const auto client = Shared::make<Client>();
-  expireAndHold(client, nullptr);
+// An expiry was once about its key alone, and so forgot the command that was added under the key meanwhile.
+TEST_F(CommandManager, TellsAnExpiryFromWhatOvertakesIt) {
+  const auto reported = Shared::make<Client>(), expired = Shared::make<Client>(), successor = Shared::make<Client>();
+  std::promise<void> held;
+  // The event's task forgets one command at a time, and is held at the end of the first one's originator.
+  add(Shared::make<Client>(nullptr, [&] { held.get_future().wait(); }), {1});
+  add(reported, {2});
+  add(expired, {3});
+  auto advancing = std::async(std::launch::async, [this] { advance(60); });
+  ASSERT_TRUE(lines.waitFor(timeoutOf("g_3")));
   EXPECT_EQ(report(commandOf(2, 3)), "");
-  release();
-  awaitIdle();
+  add(successor, {3});
+  held.set_value();
+  advancing.get();
+  EXPECT_EQ(expired.useCount(), 1u);
+  EXPECT_EQ(report(commandOf(3, 3)), "");
+  EXPECT_EQ(reported->reports.take(), Lines{"g_2 3/2"});
+  EXPECT_EQ(successor->reports.take(), Lines{"g_3 3/2"});
   EXPECT_EQ(lines.take(), (Lines{timeoutOf("g_1"), timeoutOf("g_2"), timeoutOf("g_3"),
                                  "CommandManager unable to clean command, unknown originator for key g_2"}));
-  EXPECT_EQ(client->reports.take(), Lines{"g_2 3/2"});
-}
-
-// An expiry was once about its key alone, and so forgot the command that was added under the key meanwhile.
-TEST_F(HeldCommandManager, BeginsAnotherCommandUnderAKeyWhoseTimeIsOver) {
-  const auto expired = Shared::make<Client>(), successor = Shared::make<Client>();
-  expireAndHold(expired, nullptr);
-  add(successor, {2});
-  release();
-  awaitIdle();
-  EXPECT_EQ(expired.useCount(), 1u);
-  EXPECT_EQ(report(commandOf(2, 3)), "");
-  EXPECT_EQ(successor->reports.take(), Lines{"g_2 3/2"});
-  EXPECT_EQ(lines.take(), (Lines{timeoutOf("g_1"), timeoutOf("g_2"), timeoutOf("g_3")}));
-}
-
-// So was a final report, which forgot what the originator added under the key when it was told.
-TEST_F(CommandManager, BeginsAnotherCommandUnderAKeyWhoseFinalReportIsTold) {
-  const auto second = Shared::make<Client>();
-  const auto first = Shared::make<Client>([&] { add(second, {1}); });
-  add(first, {1});
-  EXPECT_EQ(report(commandOf(1, 4)), "");
-  EXPECT_EQ(report(commandOf(1, 3)), "");
-  EXPECT_EQ(first->reports.take(), Lines{"g_1 4/2"});
-  EXPECT_EQ(second->reports.take(), Lines{"g_1 3/2"});
 }
 
 /// Access rules do not apply to explicit instantiation.
@@ -241,15 +185,16 @@ template struct Reached<&Proxy::Command::Manager::mutex_>;
 TEST_F(CommandManager, RefusesInAForkedChild) {
   auto used = std::make_unique<Proxy::Command::Manager>(false, "used");
   used->setConnection(manager.getConnection());
-  used->submit(Shared::make<Client>(), Group("g"), listOf({1}), {});
+  used->add(Shared::make<Client>(), Group("g"), CommandContainerList{commandOf(1)});
   mutexOf(*used).lock();
   const pid_t child = ::fork();
   if (child == 0) {
     ::alarm(60);
-    const std::function<void()> uses[] = {[&] { used->add({}, Group("g"), listOf({2})); },
-                                          [&] { used->submit({}, Group("g"), listOf({2}), {}); },
-                                          [&] { used->cancel(); }, [&] { used->start(true); }};
     int refused = 0;
+    const CommandContainerList list{commandOf(2)};
+    const std::function<void()> uses[] = {[&] { used->add({}, Group("g"), list); },
+                                          [&] { used->submit({}, Group("g"), list, {}); }, [&] { used->cancel(); },
+                                          [&] { used->start(true); }};
     for (const auto& use : uses) {
       try {
         use();
@@ -267,33 +212,12 @@ TEST_F(CommandManager, RefusesInAForkedChild) {
   EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 4) << status;
 }
 
-TEST_F(CommandManager, HandsOnExceptionSignals) {
-  const struct {
-    const char *interface, *member;
-    int arguments;
-    Lines lines, exceptions;
-  } rows[] = {
-      {INTERFACE, "exception", 1, {}, {"text"}},
-      {INTERFACE, "other", 1, {"CommandManager exception unknown member: other"}, {}},
-      {INTERFACE, "exception", 2, {"CommandManager exception bad signature: ss"}, {}},
-      {INTERFACE, "exception", 0, {"CommandManager exception bad signature: "}, {}},
-      {"com.quarnix.Application.Zuv.Manager.Command", "exception", 1, {}, {}},
-  };
-  for (const auto& row : rows) {
-    Bus::Message::Signal signal(PATH, row.interface, row.member);
-    for (int i = 0; i < row.arguments; ++i) signal.begin().append("text");
-    stack.send(signal);
-    clock.settle();
-    EXPECT_EQ(lines.take(), row.lines);
-    EXPECT_EQ(manager.exceptions.take(), row.exceptions);
-  }
-}
-
 TEST_F(CommandManager, RefusesWhatIsNoProgressCall) {
-  Call interface = callBack(INTERFACE), member = callBack(ORIGINATOR, "cancel"), signature = callBack();
+  Call interface = callBack(COMMAND_INTERFACE), member = callBack(ORIGINATOR_INTERFACE, "cancel"),
+       signature = callBack();
   signature.begin().append(1);
   const std::pair<Call*, std::string> rows[] = {
-      {&interface, std::string("unknown interface: ") + INTERFACE + ", expected was " + ORIGINATOR},
+      {&interface, std::string("unknown interface: ") + COMMAND_INTERFACE + ", expected was " + ORIGINATOR_INTERFACE},
       {&member, "unknown member: cancel, expected was progress"},
       {&signature, "bad signature on member progress: i, expected was (utbuviiyisusuyy)(s)i"},
   };
@@ -304,26 +228,24 @@ TEST_F(CommandManager, RefusesWhatIsNoProgressCall) {
 }
 
 TEST_F(CommandManager, StartsWholeOrNotAtAll) {
-  for (const auto& [name, path] : {std::pair("app", "/com/quarnix/Application/app/Hevra/Originator"),
-                                   std::pair("", "/com/quarnix/Application//Hevra/Originator")}) {
-    Listening other(false, name);
-    other.setConnection(manager.getConnection());
-    try {
-      other.start(true);
-      ADD_FAILURE() << name;
-    } catch (const Exception& error) {
-      EXPECT_NE(std::string(error.what()).find(path), std::string::npos) << error.what();
-    }
-    Bus::Message::Signal signal(PATH, INTERFACE, "exception");
-    signal.begin().append("text");
-    stack.send(signal);
-    clock.settle();
-    EXPECT_EQ(manager.exceptions.take(), Lines{"text"});
-    EXPECT_EQ(other.exceptions.take(), Lines());
+  Listening other(false, "app");
+  other.setConnection(manager.getConnection());
+  try {
+    other.start(true);
+    ADD_FAILURE() << "two of one path";
+  } catch (const Exception& error) {
+    EXPECT_NE(std::string(error.what()).find("/app/Hevra/Originator"), std::string::npos) << error.what();
   }
+  Bus::Message::Signal signal(COMMAND_PATH, COMMAND_INTERFACE, "exception");
+  signal.begin().append("text");
+  stack.send(signal);
+  clock.settle();
+  EXPECT_EQ(other.exceptions.take(), Lines());
+}
+
+TEST_F(CommandManager, WarnsOnceWhereNoProgressIsHeard) {
   Proxy::Command::Manager nameless(false, "");
   nameless.setConnection(manager.getConnection());
-  lines.take();
   for (const std::size_t hearers : {0U, 1U, 1U}) {
     const auto client = hearers ? Shared::make<Client>() : Shared::Pointer<Client>();
     EXPECT_THROW(nameless.add(client, Group("g"), CommandContainerList()), Bus::InvalidArgument);

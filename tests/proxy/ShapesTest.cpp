@@ -3,23 +3,11 @@
 // access rules do not apply, and by looking into pointers to members.
 #include <algorithm>
 #include <cstring>
-#include <list>
-#include <map>
 #include <vector>
 
 #include <gtest/gtest.h>
 
-#include <bus/CommandContainerWrapper.h>
-#include <bus/CommandWrapper.h>
-#include <bus/FixedSequenceContainerWrapper.h>
 #include <bus/HvTypeVariantHandler.h>
-#include <bus/NodeLinkWrapper.h>
-#include <bus/NodeWrapper.h>
-#include <bus/RemoteActuatorNodeWrapper.h>
-#include <bus/RemoteControllerNodeWrapper.h>
-#include <bus/RemoteSensorNodeWrapper.h>
-#include <bus/SequenceContainerWrapper.h>
-#include <bus/StackNodeWrapper.h>
 #include <proxy/BadSignatureOnBus.h>
 #include <proxy/command/CommandContainerList.h>
 #include <proxy/command/Manager.h>
@@ -29,40 +17,25 @@
 namespace Quarnix::Hevra::Proxy {
 namespace {
 
-using Originated = Interface::Command::Originator;
+using M = Command::Manager;
+using N = Node::Manager;
+using I = Interface::Node::Manager;
+using C = CommandContainerList;
+using H = Bus::Type::HvTypeVariantHandler;
 
-template <class Base, class Derived>
-constexpr bool IS_PUBLIC_BASE = std::is_convertible_v<Derived*, Base*>;
-template <class Base, class Derived>
-constexpr bool IS_PRIVATE_BASE = std::is_base_of_v<Base, Derived> && !IS_PUBLIC_BASE<Base, Derived>;
 template <class Base, class Derived, class = Derived*>
 constexpr bool CASTS_DOWN = false;
 template <class Base, class Derived>
 constexpr bool CASTS_DOWN<Base, Derived, decltype(static_cast<Derived*>(std::declval<Base*>()))> = true;
+/// Of a public base.
 template <class Base, class Derived>
-constexpr bool IS_VIRTUAL_BASE = IS_PUBLIC_BASE<Base, Derived> && !CASTS_DOWN<Base, Derived>;
+constexpr bool IS_VIRTUAL = std::is_convertible_v<Derived*, Base*> && !CASTS_DOWN<Base, Derived>;
 
-static_assert(IS_VIRTUAL_BASE<Bus::Object::Proxy, Command::Manager>);
-static_assert(IS_VIRTUAL_BASE<Interface::Command::Manager, Command::Manager>);
-static_assert(IS_PRIVATE_BASE<Originated, Command::Manager>);
-static_assert(IS_PRIVATE_BASE<Event, Command::Manager>);
-static_assert(IS_VIRTUAL_BASE<Bus::Object::Server, Command::Originator>);
-static_assert(IS_VIRTUAL_BASE<Bus::Object::Proxy, DaughterBoard::Manager>);
-static_assert(IS_VIRTUAL_BASE<Interface::DaughterBoard::Manager, DaughterBoard::Manager>);
-static_assert(IS_VIRTUAL_BASE<Bus::Type::VariantHandler, Bus::Type::HvTypeVariantHandler>);
-static_assert(!std::is_default_constructible_v<Command::Manager>);
-
-using N = Node::Manager;
-using I = Interface::Node::Manager;
-using Block = unsigned char[16];
-using F = Bus::Type::FixedSequenceContainerWrapper<unsigned char, Bus::Type::Wrapper, 16>;
-using Bytes = std::vector<unsigned char>;
-using V = Bus::Type::SequenceContainerWrapper<unsigned char, Bus::Type::Wrapper, std::vector, Bytes::allocator_type>;
-template <class Base, class Derived>
-constexpr bool IS_PLAIN_BASE = IS_PUBLIC_BASE<Base, Derived> && !IS_VIRTUAL_BASE<Base, Derived>;
-static_assert(IS_PLAIN_BASE<Bus::Object::Proxy, N> && IS_PLAIN_BASE<I, N> && !std::is_abstract_v<N>);
-static_assert(IS_PLAIN_BASE<ApplicationException, N::UnknownNodeClass>);
-static_assert(IS_PLAIN_BASE<Bus::Type::Wrapper<unsigned char>, F> && IS_PLAIN_BASE<Bus::Type::Wrapper<Bytes>, V>);
+static_assert(IS_VIRTUAL<Bus::Object::Proxy, M> && IS_VIRTUAL<Interface::Command::Manager, M>);
+static_assert(std::is_base_of_v<Event, M> && !std::is_convertible_v<M*, Event*>);
+static_assert(IS_VIRTUAL<Bus::Object::Server, Command::Originator> && IS_VIRTUAL<Bus::Type::VariantHandler, H>);
+static_assert(IS_VIRTUAL<Bus::Object::Proxy, DaughterBoard::Manager>);
+static_assert(CASTS_DOWN<Bus::Object::Proxy, N> && CASTS_DOWN<I, N> && !std::is_abstract_v<N>);
 
 /// Where a member is: the first word of a pointer to it holds a field's offset in the object, and a virtual operation's
 /// in the table of slots.
@@ -73,91 +46,43 @@ std::size_t placeOf(Pointer pointer) {
   return std::is_member_function_pointer_v<Pointer> ? word / sizeof(void*) : word;
 }
 
-using Lists = std::vector<std::vector<std::size_t>>;
-Lists& slots() {
-  static Lists lists;
-  return lists;
-}
-Lists& fields() {
-  static Lists lists;
-  return lists;
+std::vector<std::vector<std::size_t>>& placesOf(bool fields) {
+  static std::vector<std::vector<std::size_t>> places[2];
+  return places[fields];
 }
 
 /// Virtual operations that take slots from `First` on, one behind the other; a destructor before them has taken two.
 template <std::size_t First, auto... Operations>
 struct Slots {
-  static inline const bool KEPT = (slots().push_back({First, placeOf(Operations)...}), true);
+  static inline const bool KEPT = (placesOf(false).push_back({First, placeOf(Operations)...}), true);
 };
 /// Fields that lie one behind the other.
 template <auto... Members>
 struct Fields {
-  static inline const bool KEPT = (fields().push_back({placeOf(Members)...}), true);
+  static inline const bool KEPT = (placesOf(true).push_back({placeOf(Members)...}), true);
 };
 
-template <auto Pointer, class T>
-struct HasType {
-  template <class Class, class Field>
-  static Field fieldOf(Field Class::*);
-  static_assert(std::is_same_v<decltype(fieldOf(Pointer)), T>);
-};
-
-using M = Command::Manager;
 template struct Slots<2, &M::progress, &M::add, static_cast<void (M::*)()>(&M::cancel),
                       static_cast<void (M::*)(const std::string&)>(&M::cancel),
                       static_cast<void (M::*)(const HomeAutomation::Command::Priority&)>(&M::cancel), &M::start,
                       &M::stop, &M::exception, &M::receive, &M::signal>;
-template struct Fields<&M::interfaceName, &M::originator, &M::timers, &M::expiredKeys>;
-template struct HasType<&M::interfaceName, std::string>;
-template struct HasType<&M::originator, Command::Originator>;
-template struct HasType<&M::timers, std::map<std::string, M::Timer>>;
-template struct HasType<&M::expiredKeys, std::list<std::string>>;
-template <auto... Handlers>
-struct Handle {
-  static_assert((std::is_same_v<decltype(Handlers), void (N::*)(const Bus::Message::Signal&)> && ...));
-};
-template struct Handle<&N::modifiedHandler, &N::linkModifiedHandler>;
-
 template struct Slots<2, &M::Timer::enable, &M::Timer::disable, &M::Timer::entry, &M::Timer::save, &M::Timer::restore,
                       &M::Timer::expired>;
-template struct Fields<&M::Timer::manager, &M::Timer::key, &M::Timer::originator>;
-template struct HasType<&M::Timer::originator, Shared::Pointer<Originated>>;
-
-using H = Bus::Type::HvTypeVariantHandler;
 template struct Slots<2, &H::serialize, &H::deserialize, &H::signature, &H::setValue, &H::value>;
-using C = CommandContainerList;
 template struct Slots<2, &C::get, &C::next, &C::reset>;
-template struct Fields<&C::elements_, &C::cursor_, &C::started_>;
 template struct Slots<2, &DaughterBoard::Manager::hardReset>;
+template struct Slots<6, static_cast<bool (I::*)(const NodeLink&, NodeAction)>(&I::modify), &I::modified,
+                      &I::linkModified, &I::changeStackNodeKey, &I::deleteNodes, &I::getNodeLinkId>;
+template struct Fields<&M::interfaceName, &M::originator, &M::timers, &M::expiredKeys>;
+template struct Fields<&M::Timer::manager, &M::Timer::key, &M::Timer::originator>;
+template struct Fields<&C::elements_, &C::cursor_, &C::started_>;
 
-template <class... Pointers>
-void expectSlots(std::size_t first, Pointers... operations) {
-  for (const std::size_t slot : {placeOf(operations)...}) EXPECT_EQ(slot, first++);
-}
-template <std::size_t FIRST, class... Wrappers>
-void expectWrappers() {
-  (expectSlots(FIRST, &Wrappers::serialize, &Wrappers::deserialize, &Wrappers::signature), ...);
-}
-
-TEST(Shapes, KeepTheOrderOfVirtualOperations) {
-  ASSERT_EQ(slots().size(), 5u);
-  for (const auto& list : slots())
+TEST(Shapes, KeepTheOrderOfVirtualOperationsAndOfFields) {
+  ASSERT_EQ(placesOf(false).size(), 6u);
+  for (const auto& list : placesOf(false))
     for (std::size_t i = 1; i < list.size(); ++i) EXPECT_EQ(list[i], list[0] + i - 1) << "from slot " << list[0];
-
-  using namespace Bus::Type;
-  expectWrappers<0, Wrapper<Hevra::Command>, Wrapper<const HomeAutomation::Container<Hevra::Command>>,
-                 Wrapper<Hevra::Node>>();
-  expectWrappers<2, StructWrapper<RemoteActuatorNode>, StructWrapper<RemoteControllerNode>,
-                 StructWrapper<RemoteSensorNode>, StructWrapper<StackNode>, StructWrapper<NodeLink>, V>();
-  expectSlots(5, static_cast<void (F::*)(Bus::Message::Iterator&, const Block&) const>(&F::serialize),
-              static_cast<void (F::*)(Bus::Message::ConstIterator&, Block&) const>(&F::deserialize));
-  expectSlots(3, &N::UnknownNodeClass::getId, &N::UnknownNodeClass::serialize);
-  const auto modifyLink = static_cast<bool (I::*)(const NodeLink&, NodeAction)>(&I::modify);
-  expectSlots(placeOf(modifyLink), modifyLink, &I::modified, &I::linkModified, &I::changeStackNodeKey);
-}
-
-TEST(Shapes, KeepTheOrderOfFields) {
-  ASSERT_EQ(fields().size(), 3u);
-  for (const auto& list : fields()) EXPECT_TRUE(std::is_sorted(list.begin(), list.end()));
+  ASSERT_EQ(placesOf(true).size(), 3u);
+  for (const auto& list : placesOf(true)) EXPECT_TRUE(std::is_sorted(list.begin(), list.end()));
 }
 
 TEST(Shapes, KeepTheNamesOfErrors) {

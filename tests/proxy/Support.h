@@ -1,16 +1,24 @@
 // What the tests of the proxies share: a stack service of a few lines on the in-process bus, an originator that keeps
-// its reports, and a logger whose lines can be waited for.
+// its reports, managers that keep what they are told, a logger whose lines can be waited for, and nodes as texts.
 #pragma once
 
 #include <functional>
 #include <string>
+#include <typeinfo>
 #include <utility>
 #include <vector>
 
 #include <gtest/gtest.h>
 
 #include <bus/CommandWrapper.h>
+#include <platform/bus/Error.h>
+#include <platform/hevra/RemoteActuatorNode.h>
+#include <platform/hevra/RemoteControllerNode.h>
+#include <platform/hevra/RemoteSensorNode.h>
+#include <platform/hevra/StackNode.h>
 #include <proxy/command/Manager.h>
+#include <proxy/node/Manager.h>
+#include <tests/bus/NodeTexts.h>
 #include <tests/harness/BusObjects.h>
 #include <tests/harness/CapturingLogger.h>
 
@@ -19,6 +27,13 @@ namespace Quarnix::Hevra::Proxy::Test {
 using Bus::Message::Method::Call;
 using Bus::Message::Method::Return;
 using Lines = std::vector<std::string>;
+
+inline constexpr const char* SERVICE = "com.quarnix.Application.Hevra";
+inline constexpr const char* COMMAND_PATH = "/com/quarnix/Application/HevraZuv/Manager/Command";
+inline constexpr const char* NODE_PATH = "/com/quarnix/Application/Hevra/Manager/Node";
+inline constexpr const char* NODE_INTERFACE = "com.quarnix.Application.Hevra.Manager.Node";
+inline constexpr const char* COMMAND_INTERFACE = "com.quarnix.Application.Hevra.Manager.Command";
+inline constexpr const char* ORIGINATOR_INTERFACE = "com.quarnix.Application.HevraZuv.Originator.Command";
 
 /// Strings that come from any thread.
 class Texts : public Harness::Recorder<std::string> {
@@ -97,6 +112,17 @@ class Listening : public Proxy::Command::Manager {
   void exception(std::string message) override { exceptions.add(std::move(message)); }
 };
 
+/// A call to the originator of the application "app".
+inline Call callBack(const std::string& destination, const char* interface = ORIGINATOR_INTERFACE,
+                     const char* member = "progress") {
+  Call call;
+  call.setDestination(destination);
+  call.setPath("/com/quarnix/Application/app/Hevra/Originator");
+  call.setInterface(interface);
+  call.setMember(member);
+  return call;
+}
+
 /// The call with the arguments of "progress": the command, group "g" and status 2.
 inline Call reportOf(Call call, const Hevra::Command& command) {
   Bus::Message::Iterator arguments = call.begin();
@@ -108,6 +134,52 @@ inline Call reportOf(Call call, const Hevra::Command& command) {
   arguments.end(group);
   arguments.append(2);
   return call;
+}
+
+/// "actuator 7" for one at address 7.
+inline std::string nameOf(const Hevra::Node& node) {
+  const char* kind = typeid(node) == typeid(RemoteActuatorNode)     ? "actuator "
+                     : typeid(node) == typeid(RemoteControllerNode) ? "controller "
+                     : typeid(node) == typeid(RemoteSensorNode)     ? "sensor "
+                     : typeid(node) == typeid(StackNode)            ? "stack "
+                                                                    : "other ";
+  return kind + std::to_string(node.getAddress());
+}
+
+inline std::string namesOf(const std::vector<Shared::Pointer<Hevra::Node>>& nodes) {
+  std::string names;
+  for (const auto& node : nodes) names += (names.empty() ? "" : ", ") + nameOf(*node);
+  return names;
+}
+
+/// Keeps its notifications as "modified sensor 7 by 2".
+class Watcher : public Proxy::Node::Manager {
+ public:
+  using Manager::Manager;
+  ~Watcher() override { stop(); }
+  void modified(const Hevra::Node& node, NodeAction action) override {
+    notifications.add("modified " + nameOf(node) + " by " + std::to_string(static_cast<int>(action)));
+  }
+  void linkModified(const Hevra::Node& node, const NodeLink& link, NodeAction action) override {
+    notifications.add("linked " + nameOf(node) + " " + link.getLinkId() + " by " +
+                      std::to_string(static_cast<int>(action)));
+  }
+  Texts notifications;
+};
+
+/// What a call gives, or the name of what it throws.
+template <class Use>
+std::string outcomeOf(const Use& use) {
+  try {
+    return use();
+  } catch (const Return& error) {
+    return error.getErrorName();
+  } catch (const Exception& error) {
+    const std::string id = error.getId();
+    return id.substr(id.rfind('.') + 1);
+  } catch (const std::bad_cast&) {
+    return "bad_cast";
+  }
 }
 
 }  // namespace Quarnix::Hevra::Proxy::Test

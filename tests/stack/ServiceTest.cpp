@@ -1,4 +1,4 @@
-// Starting and stopping the simulated stack, and what an application does with one that it embeds.
+// Starting and stopping the simulated stack, bad calls to it, and what an application does with one that it embeds.
 #include <cmath>
 #include <stdexcept>
 
@@ -10,29 +10,66 @@ namespace {
 using StackService = StackTest;
 
 TEST_F(StackService, RefusesWrongOptions) {
-  const std::function<void(Options&)> rows[] = {
-      [](Options& options) { options.drop = -0.1; },
-      [](Options& options) { options.duplicate = 1.01; },
-      [](Options& options) { options.silent = std::nan(""); },
-      [](Options& options) { options.pace = Time::Elapsed(0, -1); },
-      [](Options& options) { options.variants = {}; },
-      [](Options& options) { options.plan = {{.on = "dance", .effect = {}}}; },
-      [](Options& options) { options.plan = {{.on = "cancel", .group = "g", .effect = {}}}; },
-      [](Options& options) { options.plan = {{.on = "add", .effect = Effect::error(ErrorCode(), "no")}}; },
-      [](Options& options) { options.variants.push_back(Variant::ZUV); },
+  const Options rows[] = {
+      {.drop = -0.1},
+      {.silent = std::nan("")},
+      {.duplicate = 1.01},
+      {.pace = Time::Elapsed(0, -1)},
+      {.variants = {}},
+      {.variants = {Variant::ZUV, Variant::ZUV}},
+      {.plan = {{.on = "cancel", .group = "g", .effect = {}}}},
+      {.plan = {{.on = "add", .effect = Effect::error(ErrorCode(), "no")}}},
   };
-  for (const auto& spoil : rows) {
-    Options options;
-    spoil(options);
-    EXPECT_THROW(Service(options, board.getConnection()), std::invalid_argument);
-  }
+  for (const Options& options : rows) EXPECT_THROW(Service(options, board.getConnection()), std::invalid_argument);
+  EXPECT_THROW(FakeStack(), std::logic_error) << "a second one";
 }
 
-TEST_F(StackService, CountsAndAnswersResets) {
-  EXPECT_EQ(reset(), "true");
-  stack.answerResets(false);
-  EXPECT_EQ(reset(), "false");
-  EXPECT_EQ(stack.resets(), 2U);
+TEST_F(StackService, SaysWhatABadCallWants) {
+  StackNode stackNode;
+  RemoteActuatorNode actuator;
+  stackNode.setAddress(1);
+  actuator.setAddress(2);
+  stack.serve({.nodes = {stackNode, actuator}});
+  const std::string controller = Quarnix::Test::controllerText(), strange = "(" + Quarnix::Test::headOf("y1") + ")";
+  const std::pair<std::string, std::string> commands = {COMMAND_PATH, commandInterfaceOf(Variant::ZUV)},
+                                            daughterBoard = {BOARD_PATH, boardInterface()},
+                                            nodes = {NODE_PATH, NODE_INTERFACE};
+  const struct {
+    std::pair<std::string, std::string> object;
+    const char* member;
+    std::string arguments;
+    std::string text;
+  } rows[] = {
+      {commands, "add", "s'a' s'b'", "ss, expected (o)(s)a(utbuviiyisusuyy): an originator, a group and its commands"},
+      {commands, "cancel", "s'g_1' u1", "su, expected none, a key (s) or a priority (u)"},
+      {daughterBoard, "hardreset", "i1", "hardreset was called with the arguments i, expected none"},
+      {nodes, "getnodes", "y1 u1", "yu, expected none, a class (y) or a class and a type (yq)"},
+      {nodes, "modify", "(u1 u2 s'' i0) i1", "(uusi)i, expected one of the four node records and an action (i)"},
+      {nodes, "modify", controller + " i3", "the action 3, expected 0 (added), 1 (modified) or 2 (removed)"},
+      {nodes, "modify", strange + " i1", "the class 1 of the node 1, expected one of its kind's record"},
+      {nodes, "modifyLink", "(u2 u1 s'' i0) i-1", "the action -1, expected 0 (added), 1 (modified) or 2 (removed)"},
+      {nodes, "removeChildrenNodes", "s'1'", "s, expected u: the address of a node"},
+      {nodes, "getNodeLink", "u1 i1", "ui, expected uu: the address of a node and the type of a link"},
+      {nodes, "changekey", "u1 ay0102", "with a key of 2 bytes, expected 16 that are not all zero"},
+      {nodes, "changekey", "u1 ay00000000000000000000000000000000", "of 16 bytes, expected 16 that are not all zero"},
+      {nodes, "changekey", "u2 ay0102030405060708090a0b0c0d0e0f10", "2, which is no stack node's address"},
+      {{COMMAND_PATH, boardInterface()}, "hardreset", "", ""},
+      {commands, "Add", "", ""},
+      {nodes, "getNodes", "", ""},
+      {{NODE_PATH, nodeInterfaceOf(Variant::ZUV)}, "getnodes", "", ""},
+  };
+  for (const auto& row : rows) {
+    Call call = Quarnix::Test::filled(Call(), row.arguments);
+    call.setDestination(SERVICE);
+    call.setPath(row.object.first);
+    call.setInterface(row.object.second.c_str());
+    call.setMember(row.member);
+    const Return reply = *hevra.getConnection()->call(call);
+    EXPECT_EQ(reply.getErrorName(),
+              std::string("org.freedesktop.DBus.Error.") + (row.text.empty() ? "UnknownMethod" : "InvalidArgs"));
+    EXPECT_TRUE(std::string(reply.getErrorText()).ends_with(row.text)) << reply.getErrorText();
+  }
+  EXPECT_EQ(stack.resets(), 0U);
 }
 
 TEST_F(StackService, LeavesNothingWhenItCannotStart) {
@@ -48,29 +85,31 @@ TEST_F(StackService, LeavesNothingWhenItCannotStart) {
 }
 
 TEST_F(StackService, DropsItsCommandsWhenItGoesAndComesBack) {
-  const std::pair<std::function<void()>, std::function<void()>> rows[] = {
-      {[this] { stack.restart(std::chrono::seconds(1)); }, [] {}},
-      {[this] { stack.service().stop(); }, [this] { stack.service().start(); }}};
-  for (const auto& [go, comeBack] : rows) {
-    const auto client = add("g", commands(1));
-    stack.settle();
-    go();
-    EXPECT_EQ(stack.commandsInFlight(), 0U);
-    EXPECT_EQ(reset(), "org.freedesktop.DBus.Error.ServiceUnknown");
-    advance(1000);
-    EXPECT_EQ(client->reports["g_1"], "1/1@0");
-    comeBack();
-    const auto next = add("h", commands(1));
-    advance(100'000);
-    EXPECT_EQ(next->reports["h_1"], "1/1@0 2/1@200 3/2@400");
-  }
+  const auto client = add("g", commands(1));
+  stack.settle();
+  stack.service().stop();
+  EXPECT_EQ(stack.commandsInFlight(), 0U);
+  EXPECT_EQ(reset(), "org.freedesktop.DBus.Error.ServiceUnknown");
+  stack.service().start();
+  add("g", commands(2), client);
+  stack.restart(std::chrono::seconds(1));
+  EXPECT_EQ(stack.commandsInFlight(), 0U);
+  EXPECT_EQ(reset(), "org.freedesktop.DBus.Error.ServiceUnknown");
+  advance(1000);
+  add("h", commands(1), client);
+  advance(100'000);
+  EXPECT_EQ(client->reports["g_1"], "1/1@0 1/1@0");
+  EXPECT_EQ(client->reports["h_1"], "1/1@1000 2/1@1200 3/2@1400");
 }
 
-TEST_F(StackService, AnnouncesAnExceptionForEachVariant) {
+TEST_F(StackService, AnnouncesExceptionsAndAnswersResets) {
   stack.exception("radio lost");
   EXPECT_EQ(hevra.exceptions.take(), Lines{"radio lost"});
   EXPECT_EQ(zuv.exceptions.take(), Lines{"radio lost"});
   EXPECT_THROW(stack.exception("\xFF"), Bus::InvalidArgument);
+  stack.answerResets(false);
+  EXPECT_EQ(reset(), "false");
+  EXPECT_EQ(stack.resets(), 1U);
 }
 
 }  // namespace

@@ -8,12 +8,14 @@
 #include <proxy/command/CommandContainerList.h>
 #include <proxy/daughterboard/Manager.h>
 #include <stack/FakeStack.h>
-#include <tests/proxy/NodeSupport.h>
+#include <tests/proxy/Support.h>
 
 namespace Quarnix::Hevra::Stack::Test {
 
 using namespace Hevra::Proxy::Test;
 using Commands = Hevra::Proxy::CommandContainerList;
+
+inline constexpr const char* BOARD_PATH = "/com/quarnix/Application/HevraZuv/Manager/DaughterBoard";
 
 /// Commands with the identifiers from 1 to `count` and nothing else.
 inline std::vector<Command> commands(std::uint32_t count) {
