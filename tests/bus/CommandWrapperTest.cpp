@@ -7,7 +7,7 @@
 #include <platform/bus/Error.h>
 #include <platform/hevra/HvTypes.h>
 #include <proxy/command/CommandContainerList.h>
-#include <tests/bus/NodeTexts.h>
+#include <tests/bus/Arguments.h>
 #include <tests/harness/CapturingLogger.h>
 
 namespace Quarnix::Bus::Type {
@@ -21,12 +21,14 @@ using Test::signalOf;
 using Test::written;
 using Container = const HomeAutomation::Container<Command>;
 
-const std::string UP_TO_ADDRESS = "u1 t8589934594 b1 u4 ",
-                  FROM_ORIGIN = " i6 i7 y8 i-9 s'8/-9: hot' u11 s'hall' u13 y6 y";
-std::string recordOf(unsigned acei) { return UP_TO_ADDRESS + "vu5" + FROM_ORIGIN + std::to_string(acei); }
+constexpr const char* RECORD = "utbuviiyisusuyy";
+std::string recordOf(unsigned acei, const std::string& type = "u", const std::string& value = "5") {
+  return R"([1,8589934594,true,4,{"type":")" + type + R"(","value":)" + value +
+         R"(},6,7,8,-9,"8/-9: hot",11,"hall",13,6,)" + std::to_string(acei) + ']';
+}
 
-Command commandOf(const std::string& text) {
-  const Message::Signal message = signalOf(text);
+Command commandOf(const std::string& arguments) {
+  const Message::Signal message = signalOf(RECORD, arguments);
   Message::ConstIterator read = message.begin();
   Command command;
   Wrapper<Command>().deserialize(read, command);
@@ -43,7 +45,7 @@ TEST(CommandWrapper, CarriesTheLowByteOfTheStatus) {
 }
 
 TEST(CommandWrapper, HasNoValueOfAContentThatNoClassHas) {
-  const Command command = commandOf(UP_TO_ADDRESS + "vau[u1]" + FROM_ORIGIN + "0");
+  const Command command = commandOf(recordOf(0, "au", "[1]"));
   EXPECT_FALSE(command.getValue());
   EXPECT_EQ(command.getTag(), 13u);
 }
@@ -65,17 +67,17 @@ TEST(CommandWrapper, ReplacesAnInvalidAceiAndLogsIt) {
 }
 
 TEST(CommandWrapper, KeepsWhatItReadBeforeAnError) {
-  const auto expect = [](auto error, const std::string& bad) {
-    const Message::Signal message = signalOf(bad);
+  const auto expect = [](auto error, const char* signature, const char* bad) {
+    const Message::Signal message = signalOf(signature, bad);
     Message::ConstIterator read = message.begin();
     Command command;
     EXPECT_THROW(Wrapper<Command>().deserialize(read, command), decltype(error)) << bad;
     EXPECT_EQ(command.getAddress(), 4u);
   };
-  expect(TypeMismatch(), "u1 t2 b1 u4 s'no variant'");
-  expect(TypeMismatch(), "u1 t2 b1 u4 vu5 s''");
-  expect(EndOfContainer(), "u1 t2 b1 u4");
-  expect(EndOfContainer(), "u1 t2 b1 u4 vu5");
+  expect(TypeMismatch(), "utbus", R"([1,2,true,4,"no variant"])");
+  expect(TypeMismatch(), "utbuvs", R"([1,2,true,4,{"type":"u","value":5},""])");
+  expect(EndOfContainer(), "utbu", "[1,2,true,4]");
+  expect(EndOfContainer(), "utbuv", R"([1,2,true,4,{"type":"u","value":5}])");
 }
 
 std::vector<Command> commandsIn(const Message::Signal& message) {
@@ -87,8 +89,9 @@ std::vector<Command> commandsIn(const Message::Signal& message) {
 }
 
 TEST(CommandList, StepsOverWhatItsRecordsHaveBehindACommand) {
-  const std::string record = '(' + recordOf(0) + " y1 s'more')";
-  const auto commands = commandsIn(signalOf("a(utbuviiyisusuyyys)[" + record + ' ' + record + ']'));
+  std::string record = recordOf(0);
+  record.replace(record.size() - 1, 1, R"(,1,"more"])");
+  const auto commands = commandsIn(signalOf("a(utbuviiyisusuyyys)", "[[" + record + ',' + record + "]]"));
   ASSERT_EQ(commands.size(), 2u);
   EXPECT_EQ(commands[1].getTag(), 13u);
 }
@@ -96,7 +99,7 @@ TEST(CommandList, StepsOverWhatItsRecordsHaveBehindACommand) {
 TEST(CommandList, IsWrittenFromItsCursorOnAndNeverReadIntoAContainer) {
   const CommandContainerList commands{commandOf(recordOf(0)), commandOf(recordOf(0))};
   for (const std::size_t count : {2u, 0u}) {
-    Message::Signal message = signalOf("");
+    Message::Signal message = signalOf();
     Message::Iterator append = message.begin();
     Wrapper<Container>().serialize(append, commands);
     EXPECT_EQ(commandsIn(message).size(), count);
@@ -108,7 +111,8 @@ TEST(CommandList, IsWrittenFromItsCursorOnAndNeverReadIntoAContainer) {
 }
 
 TEST(CommandListDeathTest, RaisesWhatIsBeingHandledWhereNoListStands) {
-  for (const char* text : {"s'no list'", "au[u1]"}) expectRaisesWhatIsHandled([&] { commandsIn(signalOf(text)); });
+  expectRaisesWhatIsHandled([] { commandsIn(signalOf("s", R"(["no list"])")); });
+  expectRaisesWhatIsHandled([] { commandsIn(signalOf("au", "[[1]]")); });
 }
 
 TEST(HvTypeVariantHandler, RefusesADerivedClass) {
@@ -121,7 +125,7 @@ TEST(HvTypeVariantHandler, RefusesADerivedClass) {
   for (const auto& value : {Shared::Pointer<HvType>(Shared::make<Derived>(1u)), {Shared::make<Foreign>()}}) {
     const HvTypeVariantHandler handler(value);
     EXPECT_THROW(handler.signature(), HvTypeVariantHandler::UnknownTypeForSignature);
-    Message::Signal message = signalOf("");
+    Message::Signal message = signalOf();
     Message::Iterator append = message.begin();
     EXPECT_THROW(handler.serialize(append), HvTypeVariantHandler::UnknownTypeForSerialization);
     Command command;
@@ -132,7 +136,7 @@ TEST(HvTypeVariantHandler, RefusesADerivedClass) {
 }
 
 TEST(HvTypeVariantHandler, KeepsItsValueOverAContentThatNoClassHas) {
-  const Message::Signal message = signalOf("vau[]");
+  const Message::Signal message = signalOf("v", R"([{"type":"au","value":[]}])");
   const Shared::Pointer<HvType> held = Shared::make<HvByte>(std::uint8_t{1});
   HvTypeVariantHandler handler(held);
   Message::ConstIterator read = message.begin();
@@ -142,7 +146,7 @@ TEST(HvTypeVariantHandler, KeepsItsValueOverAContentThatNoClassHas) {
 
 TEST(HvTypeVariantHandler, WritesAnEmptyBlobWhereNoValueIs) {
   for (const auto& value : {Shared::Pointer<HvType>(), Shared::Pointer<HvType>(Shared::make<HvNull>())})
-    EXPECT_EQ(written<Wrapper<VariantHandler>>(HvTypeVariantHandler(value)), "vay");
+    EXPECT_EQ(written<Wrapper<VariantHandler>>(HvTypeVariantHandler(value)), R"([{"type":"ay","value":""}])");
 }
 
 }  // namespace

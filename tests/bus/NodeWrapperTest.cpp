@@ -8,56 +8,64 @@
 #include <bus/SequenceContainerWrapper.h>
 #include <bus/StackNodeWrapper.h>
 #include <platform/bus/Error.h>
-#include <tests/bus/NodeTexts.h>
+#include <tests/bus/Arguments.h>
 
 namespace Quarnix::Bus::Type {
 namespace {
 
 using namespace Hevra;
-using Test::actuatorText;
-using Test::controllerText;
 using Test::expectRaisesWhatIsHandled;
-using Test::sensorText;
 using Test::signalOf;
 using Test::written;
 using Bytes = std::vector<unsigned char>;
 using KeyWrapper = FixedSequenceContainerWrapper<unsigned char, Wrapper, 16>;
 using BytesWrapper = SequenceContainerWrapper<unsigned char, Wrapper, std::vector, std::allocator<unsigned char>>;
 
+// The fields that every node record begins with, each another value.
+const std::string HEAD = "uyqyayayaytyuu";
+std::string headOf(int nodeClass) {
+  return "1," + std::to_string(nodeClass) +
+         R"(,53189,4,"101112131415161718191a1b1c1d","202122232425262728292a2b2c2d2e2f",)"
+         R"("303132333435363738393a3b3c3d3e3f",34359738368,9,10,11)";
+}
+
 template <class W, class T>
-void read(const std::string& text, T& value) {
-  const Message::Signal message = signalOf(text);
+void read(const std::string& signature, const std::string& arguments, T& value) {
+  const Message::Signal message = signalOf(signature, '[' + arguments + ']');
   Message::ConstIterator iterator = message.begin();
   W().deserialize(iterator, value);
-  EXPECT_EQ(iterator, message.begin()) << "stepped over " << text;
+  EXPECT_EQ(iterator, message.begin()) << "stepped over " << arguments;
 }
 
 template <class Kind>
-Kind readNode(const std::string& text) {
+Kind readNode(const std::string& fields, const std::string& values) {
   Kind node;
-  read<StructWrapper<Kind>>(text, node);
+  read<StructWrapper<Kind>>('(' + fields + ')', '[' + values + ']', node);
   return node;
 }
 
 template <std::size_t N>
 std::string hex(const std::array<std::uint8_t, N>& block) {
-  return written<BytesWrapper>(Bytes(block.begin(), block.end())).substr(2);
+  return written<BytesWrapper>(Bytes(block.begin(), block.end())).substr(2, 2 * N);
 }
 
 TEST(NodeHead, CarriesTheLowBytesOfClassAndState) {
   RemoteControllerNode node;
   node.setNodeClass(static_cast<NodeClass>(300));
   node.setState(0xFFFFFF01);
-  const auto back = readNode<RemoteControllerNode>(written<StructWrapper<RemoteControllerNode>>(node));
+  RemoteControllerNode back;
+  const std::string arguments = written<StructWrapper<RemoteControllerNode>>(node);
+  read<StructWrapper<RemoteControllerNode>>('(' + HEAD + ')', arguments.substr(1, arguments.size() - 2), back);
   EXPECT_EQ(back.getNodeClass(), static_cast<NodeClass>(44));
   EXPECT_EQ(back.getState(), 1u);
 }
 
 TEST(NodeHead, IsInTheInformationToo) {
-  const auto actuator = readNode<RemoteActuatorNode>(actuatorText()).getInfo();
+  const auto actuator = readNode<RemoteActuatorNode>(HEAD + "yq", headOf(5) + ",12,1300").getInfo();
   EXPECT_EQ(std::tuple(actuator.getNodeType(), actuator.getManufacturerId(), actuator.getBackboneAddress()),
             std::tuple(53189, 4, 11u));
-  const auto sensor = readNode<RemoteSensorNode>(sensorText()).getInfo();
+  const auto sensor =
+      readNode<RemoteSensorNode>(HEAD + "yqqyyyyyqb", headOf(1) + ",12,1300,1400,15,16,17,18,19,2000,true").getInfo();
   EXPECT_EQ(std::tuple(sensor.getSensorType(), sensor.getManufacturerId(), sensor.getBackboneAddress()),
             std::tuple(63, 4, 11u));
 }
@@ -67,8 +75,8 @@ TEST(NodeHead, SkipsSurplusBytesAndLeavesMissingOnes) {
   const Bytes old(16, 0xEE);
   node.setFirstIdentity(old.data());
   node.setSecondIdentity(old.data());
-  read<StructWrapper<RemoteControllerNode>>("(u1 y6 q3 y4 ay101112131415161718191a1b1c1d1e ay2021 ay t8 y9 u10 u11)",
-                                            node);
+  read<StructWrapper<RemoteControllerNode>>('(' + HEAD + ')',
+                                            R"([1,6,3,4,"101112131415161718191a1b1c1d1e","2021","",8,9,10,11])", node);
   EXPECT_EQ(hex(node.getFirstIdentity()), "101112131415161718191a1b1c1d");
   EXPECT_EQ(hex(node.getSecondIdentity()), "2021eeeeeeeeeeeeeeeeeeeeeeeeeeee");
   EXPECT_EQ(node.getBackboneAddress(), 11u);
@@ -76,8 +84,9 @@ TEST(NodeHead, SkipsSurplusBytesAndLeavesMissingOnes) {
 
 TEST(StackNodeRecord, ReadsBothKeysThroughOneBufferOfZeros) {
   // The head's third identity is another key: the record's own counts.
-  const auto node = readNode<StackNode>(
-      "(u1 y2 q3 y4 ay ay ayffffffffffffffffffffffffffffffff t8 y9 u10 u11 ay30313233343536373839 ay4041 ay50 ay s'')");
+  const auto node =
+      readNode<StackNode>(HEAD + "ayayayays", R"(1,2,3,4,"","","ffffffffffffffffffffffffffffffff",8,9,10,11,)"
+                                              R"("30313233343536373839","4041","50","","")");
   EXPECT_EQ(hex(node.getKey()), "30313233343536373839000000000000");
   EXPECT_EQ(hex(node.getThirdIdentity()), hex(node.getKey()));
   EXPECT_EQ(hex(node.getOldKey()), "40413233343536373839000000000000");
@@ -85,7 +94,7 @@ TEST(StackNodeRecord, ReadsBothKeysThroughOneBufferOfZeros) {
 
 TEST(ByteVector, ComesBehindWhatWasThere) {
   Bytes bytes{0xEE};
-  read<BytesWrapper>("ay0102", bytes);
+  read<BytesWrapper>("ay", R"("0102")", bytes);
   EXPECT_EQ(bytes, (Bytes{0xEE, 1, 2}));
 }
 
@@ -105,33 +114,32 @@ TEST(NodeTexts, AreRefusedByNameWhenTheyAreNotUtf8) {
   EXPECT_NE(refusalOf(node).find("label of the stack node"), std::string::npos);
 }
 
-template <class Kind>
-std::pair<const char*, void (*)(const std::string&)> row(const char* text) {
-  return {text, [](const std::string& given) { readNode<Kind>(given); }};
+// In these tests the message's signature was not compared first.
+template <class Record>
+void expectNoRecord(const char* signature, const char* arguments) {
+  SCOPED_TRACE(signature);
+  Record record;
+  expectRaisesWhatIsHandled([&] { read<StructWrapper<Record>>(signature, arguments, record); });
 }
 
-// In these tests the message's signature was not compared first.
 TEST(NodeRecordDeathTest, RaisesWhatIsBeingHandledWhereNoRecordStands) {
-  const std::pair<const char*, void (*)(const std::string&)> rows[] = {
-      row<RemoteActuatorNode>("u1"), row<RemoteControllerNode>("u1"),
-      row<RemoteSensorNode>("ay00"), row<StackNode>("s''"),
-      row<NodeLink>("u1"),           row<RemoteControllerNode>("(u1 y6 q3 y4 u5)"),
-  };
-  for (const auto& [text, reads] : rows) {
-    SCOPED_TRACE(text);
-    expectRaisesWhatIsHandled([read = reads, given = text] { read(given); });
-  }
+  expectNoRecord<RemoteActuatorNode>("u", "1");
+  expectNoRecord<RemoteControllerNode>("u", "1");
+  expectNoRecord<RemoteSensorNode>("ay", R"("00")");
+  expectNoRecord<StackNode>("s", R"("")");
+  expectNoRecord<NodeLink>("u", "1");
+  expectNoRecord<RemoteControllerNode>("(uyqyu)", "[1,6,3,4,5]");
   unsigned char block[16];
-  expectRaisesWhatIsHandled([&] { read<KeyWrapper>("u1", block); });
+  expectRaisesWhatIsHandled([&] { read<KeyWrapper>("u", "1", block); });
   Bytes bytes;
-  expectRaisesWhatIsHandled([&] { read<BytesWrapper>("u1", bytes); });
+  expectRaisesWhatIsHandled([&] { read<BytesWrapper>("u", "1", bytes); });
 }
 
 TEST(NodeRecord, LeavesMistypedScalarsToTheBus) {
-  EXPECT_THROW(readNode<RemoteControllerNode>("(q1)"), TypeMismatch);
-  EXPECT_THROW(readNode<RemoteActuatorNode>(controllerText()), EndOfContainer);
+  EXPECT_THROW(readNode<RemoteControllerNode>("q", "1"), TypeMismatch);
+  EXPECT_THROW(readNode<RemoteActuatorNode>(HEAD, headOf(6)), EndOfContainer);
   NodeLink link;
-  EXPECT_THROW(read<StructWrapper<NodeLink>>("(u1 u2 s'' u4)", link), TypeMismatch);
+  EXPECT_THROW(read<StructWrapper<NodeLink>>("(uusu)", R"([1,2,"",4])", link), TypeMismatch);
 }
 
 }  // namespace
