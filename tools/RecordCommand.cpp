@@ -9,6 +9,7 @@
 #include <memory>
 #include <string>
 
+#include <bus/StackNodeWrapper.h>
 #include <platform/bus/ConnectionObserver.h>
 #include <platform/bus/Trace.h>
 #include <platform/core/Mutex.h>
@@ -149,6 +150,7 @@ void listen(Bus::Connection& connection, const std::string& service) {
 ExitStatus record(const Context& context, const std::string& file) {
   Interruption interruption;
   interruption.begin();
+  Bus::Type::StructWrapper<StackNode>::hideKeysInTraces();
   const auto recorder = Shared::make<Recorder>(file, context.showKeys);
   Bus::Trace::set(recorder);
   const auto connection = context.openBus();

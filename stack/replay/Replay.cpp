@@ -5,6 +5,7 @@
 #include <map>
 #include <utility>
 
+#include <bus/StackNodeWrapper.h>
 #include <platform/core/log/Logger.h>
 #include <stack/Interfaces.h>
 #include <stack/Service.h>
@@ -41,6 +42,7 @@ class Replay::Stage : public Bus::Object::Server {
 Replay::Replay(const std::vector<RecordedMessage>& recording, bool atOnce, std::vector<Variant> variants,
                Shared::Pointer<Bus::Connection> connection)
     : atOnce_(atOnce), variants_(std::move(variants)), connection_(std::move(connection)) {
+  Bus::Type::StructWrapper<StackNode>::hideKeysInTraces();
   connection_->setLargestMessage(Service::LARGEST_CALL, Bus::Connection::LARGEST_REPLY);
   const std::string managers = "/com/quarnix/Application/HevraZuv/Manager/";
   std::map<std::string, std::string> paths = {{managers + "DaughterBoard", describeInterface(boardInterface())}};

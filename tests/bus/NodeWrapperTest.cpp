@@ -8,6 +8,7 @@
 #include <bus/SequenceContainerWrapper.h>
 #include <bus/StackNodeWrapper.h>
 #include <platform/bus/Error.h>
+#include <platform/bus/Trace.h>
 #include <tests/bus/NodeTexts.h>
 
 namespace Quarnix::Bus::Type {
@@ -139,6 +140,21 @@ std::pair<const char*, void (*)(const std::string&)> row(const char* text) {
 }
 
 // In these tests the message's signature was not compared first.
+TEST(StackNodeRecord, HidesItsKeysInTraces) {
+  StructWrapper<StackNode>::hideKeysInTraces();
+  const auto shown = [](const char* member, const std::string& arguments) {
+    auto message = Quarnix::Test::filled(Message::Signal("/test", "test.Test", member), arguments);
+    const Message::Frame frame = message.seal(1, {});
+    return Trace::describe(Trace::Direction::OUT, Message::Any({frame.data(), frame.size()}));
+  };
+  const std::string before = "-> signal #1 /test test.Test.";
+  EXPECT_EQ(shown("modified", "(u1 y2 q3 y4 ay10 ay20 ay30 t8 y9 u10 u11 ay30 ay40 ay50 ay60 s'it') y1"),
+            before + "modified((1, 2, 3, 4, 0x10, 0x20, ****, 8, 9, 10, 11, ****, ****, 0x50, 0x60, \"it\"), 1)");
+  EXPECT_EQ(shown("modified", "(u1 y2 q3 y4 ay10 ay20 ay30 t8 y9 u10 u11) y1"),
+            before + "modified((1, 2, 3, 4, 0x10, 0x20, 0x30, 8, 9, 10, 11), 1)");
+  EXPECT_EQ(shown("changekey", "u1 ay30"), before + "changekey(1, ****)");
+}
+
 TEST(NodeRecordDeathTest, RaisesWhatIsBeingHandledWhereNoRecordStands) {
   const std::pair<const char*, void (*)(const std::string&)> rows[] = {
       row<RemoteActuatorNode>("u1"),
