@@ -1,4 +1,4 @@
-// Writes the list of commands.
+// Writes a list of commands.
 #include <bus/CommandContainerWrapper.h>
 
 #include <bus/CommandWrapper.h>

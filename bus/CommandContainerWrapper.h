@@ -1,4 +1,4 @@
-// The bus form of a list of commands that is to be sent.
+// Writes a list of commands to the bus.
 #pragma once
 
 #include <string>
@@ -9,15 +9,16 @@
 
 namespace Quarnix::Bus::Type {
 
-/// An array of structures of one command record each, "a(utbuviiyisusuyy)", in the order of the container's cursor.
+/// An array of command records, each in a structure: "a(utbuviiyisusuyy)". The commands come in the order of the
+/// container's cursor.
 ///
-/// Writing moves the cursor from where it stands to the end and does not rewind it: a second time without `reset` it
-/// writes an empty array. One container is not to be written by two threads at once.
+/// Writing moves the cursor from where it stands to the end and leaves it there: if you write the container again
+/// without `reset`, the array is empty. Two threads must not write one container at the same time.
 template <>
 class HEVRA_EXPORT Wrapper<const HomeAutomation::Container<Hevra::Command>> {
  public:
   virtual void serialize(Message::Iterator& iterator, const HomeAutomation::Container<Hevra::Command>& commands) const;
-  /// Does nothing: such a container cannot be filled. Lists are read with Wrapper<std::vector<Hevra::Command>>.
+  /// Does nothing, because nothing can be put into a container. Wrapper<std::vector<Hevra::Command>> reads lists.
   virtual void deserialize(Message::ConstIterator& iterator,
                            const HomeAutomation::Container<Hevra::Command>& commands) const;
   virtual std::string signature() const;

@@ -1,4 +1,4 @@
-// Reads the list of commands.
+// Reads a list of commands.
 #include <bus/CommandVectorWrapper.h>
 
 #include <bus/CommandWrapper.h>

@@ -1,4 +1,4 @@
-// Reads a list of commands, the inverse of Wrapper<const HomeAutomation::Container<Hevra::Command>>.
+// Reads a list of commands that Wrapper<const HomeAutomation::Container<Hevra::Command>> has written.
 #pragma once
 
 #include <string>
@@ -9,12 +9,12 @@
 
 namespace Quarnix::Bus::Type {
 
-/// Only reads; what is to be sent goes through the container.
+/// It reads only; a container is what you send.
 template <>
 class HEVRA_EXPORT Wrapper<std::vector<Hevra::Command>> {
  public:
-  /// Appends the commands of the array at the iterator, which stays on it. Compare the message's signature first: where
-  /// no array of structures stands, the exception being handled is raised again, and without one the process ends.
+  /// Appends the commands of the array at the iterator to `commands`. The iterator stays on the array.
+  /// Precondition: the signature matches (see Wrapper).
   virtual void deserialize(Message::ConstIterator& iterator, std::vector<Hevra::Command>& commands) const;
   virtual std::string signature() const;
 };

@@ -41,11 +41,11 @@ Hevra::Command::Acei acceptedAcei(std::uint8_t acei, const Hevra::Command& comma
   return Acei(7, 0, 3);
 }
 
-/// The iterator knows the text and what is wrong with it; which of the command's it is, is said here.
+/// The iterator's error names a text and what is wrong with it. This one also says which text of which command it is.
 [[gnu::cold]] void nameBadText(const Hevra::Command& command, std::string_view errorText) {
-  const std::string of = " of command " + std::to_string(command.getId());
-  Message::require(Message::checkText(command.getLabel()), ("label" + of).c_str(), command.getLabel());
-  Message::require(Message::checkText(errorText), ("error text" + of).c_str(), errorText);
+  const std::string ofCommand = " of command " + std::to_string(command.getId());
+  Message::require(Message::checkText(command.getLabel()), ("label" + ofCommand).c_str(), command.getLabel());
+  Message::require(Message::checkText(errorText), ("error text" + ofCommand).c_str(), errorText);
 }
 
 }  // namespace
@@ -77,7 +77,7 @@ void Wrapper<Hevra::Command>::deserialize(Message::ConstIterator& iterator, Hevr
     iterator.read(value);
     return value;
   };
-  // Each field goes into the command as soon as it is read: one that cannot be read leaves those before it there.
+  // Each field goes into the command at once. If one cannot be read, the command keeps those before it.
   command.setId(next(std::uint32_t{}));
   command.setParameterId(next(std::uint64_t{}));
   command.setWrite(next(bool{}));

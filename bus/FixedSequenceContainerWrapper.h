@@ -1,4 +1,4 @@
-// The bus form of a block of a fixed length, such as a node's key.
+// Writes and reads blocks of a fixed length, such as the key of a node.
 #pragma once
 
 #include <algorithm>
@@ -11,11 +11,11 @@
 
 namespace Quarnix::Bus::Type {
 
-/// Marshals a block of N elements that W<T> marshals one by one; there are those of bytes.
+/// Marshals a block of N elements of T, which W<T> marshals one by one. There is a specialisation for bytes.
 template <class T, template <class> class W, std::size_t N>
 class FixedSequenceContainerWrapper;
 
-/// A block of N bytes as an array, "ay". The block is an array of the language or of the standard library.
+/// A block of N bytes as an array, "ay". The block is a C array or a std::array.
 template <std::size_t N>
 class FixedSequenceContainerWrapper<unsigned char, Wrapper, N> : public Wrapper<unsigned char> {
  public:
@@ -28,14 +28,13 @@ class FixedSequenceContainerWrapper<unsigned char, Wrapper, N> : public Wrapper<
   void serialize(Message::Iterator& iterator, const std::array<unsigned char, N>& block) const {
     iterator.appendBytes(block.data(), N);
   }
-  /// Fills the block from its first byte: surplus elements are skipped, and where they are too few, the rest of the
-  /// block stays as it was. The iterator stays on the array. Compare the message's signature first: where no array
-  /// stands, the exception being handled is raised again, and without one the process ends.
+  /// Fills the block from its first byte. It skips surplus bytes; if there are too few, the rest of the block stays as
+  /// it is. The iterator stays on the array. Precondition: the signature matches (see Wrapper).
   virtual void deserialize(Message::ConstIterator& iterator, unsigned char (&block)[N]) const { fill(iterator, block); }
   void deserialize(Message::ConstIterator& iterator, std::array<unsigned char, N>& block) const {
     fill(iterator, block.data());
   }
-  std::string signature() const override { return "a" + Wrapper<unsigned char>::signature(); }
+  std::string signature() const override { return std::string(Message::BYTES); }
 
  private:
   static void fill(const Message::ConstIterator& iterator, unsigned char* block) {

@@ -1,4 +1,4 @@
-// The variant handler of the typed values, and its two errors.
+// The adapter of the typed values, and its two errors.
 #include <bus/HvTypeVariantHandler.h>
 
 #include <bus/internal/TypedValue.h>
@@ -41,15 +41,15 @@ void HvTypeVariantHandler::deserialize(Message::ConstIterator& iterator, const s
 }
 
 std::string HvTypeVariantHandler::signature() const {
-  std::string signature;
+  std::string_view signature;
   TypedValue::visit<UnknownTypeForSignature>(value_.get(), [&signature]<class T>(const T&) {
     if constexpr (IS_BYTES<T>) {
-      signature = "a" + Wrapper<std::uint8_t>().signature();
+      signature = Message::BYTES;
     } else {
-      signature = Wrapper<T>().signature();
+      signature = Message::SIGNATURE_OF<T>;
     }
   });
-  return signature;
+  return std::string(signature);
 }
 
 void HvTypeVariantHandler::setValue(const Shared::Pointer<Hevra::HvType>& value) {

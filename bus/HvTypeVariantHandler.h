@@ -1,4 +1,4 @@
-// The adapter between the typed values of commands and the variants in which they travel.
+// Writes the typed values of commands into variants, and reads them from there.
 #pragma once
 
 #include <string>
@@ -10,11 +10,11 @@
 
 namespace Quarnix::Bus::Type {
 
-/// Holds one typed value, or none, for Wrapper<VariantHandler> to write or to replace by what it reads.
+/// Holds one typed value, or none. Wrapper<VariantHandler> writes it, or replaces it by what it reads.
 ///
-/// The signature of the variant's content tells the classes apart; HvNull, no value and an empty HvBlob all travel as
-/// an empty array of bytes and are read back as an empty HvBlob. Only objects of exactly the twelve classes are
-/// written, none of a class derived from them. The value is shared, never copied.
+/// The signature of the variant's content tells which class the value is of. HvNull, no value and an empty HvBlob all
+/// travel as an empty array of bytes, which is read back as an empty HvBlob. The object must be of exactly one of the
+/// twelve classes; one of a derived class is refused. The value is shared, never copied.
 class HEVRA_EXPORT HvTypeVariantHandler : public virtual VariantHandler {
  public:
   /// Raised by `signature` for a value of another class than the twelve.
@@ -38,7 +38,7 @@ class HEVRA_EXPORT HvTypeVariantHandler : public virtual VariantHandler {
   ~HvTypeVariantHandler() override;
 
   void serialize(Message::Iterator& iterator) const override;
-  /// Steps over the content. A signature that no class has leaves the held value and the iterator as they are.
+  /// Reads the value and steps over it. For a signature that no class has, value and iterator stay as they are.
   void deserialize(Message::ConstIterator& iterator, const std::string& signature) override;
   std::string signature() const override;
   virtual void setValue(const Shared::Pointer<Hevra::HvType>& value);

@@ -1,4 +1,4 @@
-// The bus form of a link between nodes.
+// Writes a link between nodes to the bus and reads it back.
 #pragma once
 
 #include <string>
@@ -13,10 +13,10 @@ template <>
 class HEVRA_EXPORT StructWrapper<Hevra::NodeLink> {
  public:
   virtual ~StructWrapper();
-  /// Raises InvalidArgument for a link identifier that is not UTF-8, with nothing appended.
+  /// Raises InvalidArgument for a link identifier that is not UTF-8; then it has appended nothing.
   virtual void serialize(Message::Iterator& iterator, const Hevra::NodeLink& link) const;
-  /// Reads into an existing link; the iterator stays on the structure. Compare the message's signature first: where no
-  /// structure stands, the exception being handled is raised again, and without one the process ends.
+  /// Reads into an existing link. The iterator stays on the structure.
+  /// Precondition: the signature matches (see Wrapper).
   virtual void deserialize(Message::ConstIterator& iterator, Hevra::NodeLink& link) const;
   virtual std::string signature() const;
 };

@@ -1,4 +1,4 @@
-// The bus form of the head that all node records have.
+// Writes and reads the values with which every node record begins.
 #pragma once
 
 #include <string>
@@ -8,16 +8,16 @@
 
 namespace Quarnix::Bus::Type {
 
-/// Eleven values without a structure around them, "uyqyayayaytyuu": address, class, node type, manufacturer, the three
-/// identities of 14, 16 and 16 bytes, stamp, state, extra, backbone address. Of the class and the state only the low
-/// byte is written.
+/// The head of a node record: eleven values without a structure around them, "uyqyayayaytyuu". They are address, class,
+/// node type, manufacturer, the three identities of 14, 16 and 16 bytes, stamp, state, extra and backbone address. Of
+/// the class and the state only the low byte travels.
 template <>
 class HEVRA_EXPORT Wrapper<Hevra::Node> {
  public:
   virtual void serialize(Message::Iterator& iterator, const Hevra::Node& node) const;
-  /// Reads into an existing node and leaves the iterator on the last of the eleven. Surplus bytes of an identity are
-  /// skipped; where they are too few, the rest of it stays as it was. Compare the message's signature first: where an
-  /// identity is no array, the exception being handled is raised again, and without one the process ends.
+  /// Reads into an existing node. The iterator stays on the last of the eleven values. It skips surplus bytes of an
+  /// identity; if there are too few, the rest of the identity stays as it is.
+  /// Precondition: the signature matches (see Wrapper).
   virtual void deserialize(Message::ConstIterator& iterator, Hevra::Node& node) const;
   virtual std::string signature() const;
   virtual ~Wrapper();

@@ -1,4 +1,4 @@
-// The bus form of an actuator node.
+// Writes an actuator node to the bus and reads it back.
 #pragma once
 
 #include <string>
@@ -8,15 +8,15 @@
 
 namespace Quarnix::Bus::Type {
 
-/// A structure of thirteen values, "(uyqyayayaytyuuyq)": the head, multi-information byte, time stamp.
+/// A structure of thirteen values, "(uyqyayayaytyuuyq)": the head (see Wrapper<Node>), multi-information byte, time
+/// stamp.
 template <>
 class HEVRA_EXPORT StructWrapper<Hevra::RemoteActuatorNode> {
  public:
   virtual ~StructWrapper();
   virtual void serialize(Message::Iterator& iterator, const Hevra::RemoteActuatorNode& node) const;
-  /// Reads into an existing node; the information also gets what it repeats of the head. The iterator stays on the
-  /// structure. Compare the message's signature first: where no structure stands, the exception being handled is raised
-  /// again, and without one the process ends.
+  /// Reads into an existing node. The actuator information also gets node type, manufacturer and backbone address from
+  /// the head. The iterator stays on the structure. Precondition: the signature matches (see Wrapper).
   virtual void deserialize(Message::ConstIterator& iterator, Hevra::RemoteActuatorNode& node) const;
   virtual std::string signature() const;
 };

@@ -1,4 +1,4 @@
-// The bus form of a controller node.
+// Writes a controller node to the bus and reads it back.
 #pragma once
 
 #include <string>
@@ -8,14 +8,14 @@
 
 namespace Quarnix::Bus::Type {
 
-/// A structure of the head's eleven values, "(uyqyayayaytyuu)".
+/// A structure of the eleven values of the head (see Wrapper<Node>), "(uyqyayayaytyuu)".
 template <>
 class HEVRA_EXPORT StructWrapper<Hevra::RemoteControllerNode> {
  public:
   virtual ~StructWrapper();
   virtual void serialize(Message::Iterator& iterator, const Hevra::RemoteControllerNode& node) const;
-  /// Reads into an existing node; the iterator stays on the structure. Compare the message's signature first: where no
-  /// structure stands, the exception being handled is raised again, and without one the process ends.
+  /// Reads into an existing node. The iterator stays on the structure.
+  /// Precondition: the signature matches (see Wrapper).
   virtual void deserialize(Message::ConstIterator& iterator, Hevra::RemoteControllerNode& node) const;
   virtual std::string signature() const;
 };

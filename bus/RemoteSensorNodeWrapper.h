@@ -1,4 +1,4 @@
-// The bus form of a sensor node.
+// Writes a sensor node to the bus and reads it back.
 #pragma once
 
 #include <string>
@@ -8,16 +8,16 @@
 
 namespace Quarnix::Bus::Type {
 
-/// A structure of twenty-one values, "(uyqyayayaytyuuyqqyyyyyqb)": the head, the sensor information from the measured
-/// value's parameter type to the shortest refresh period, listening.
+/// A structure of twenty-one values, "(uyqyayayaytyuuyqqyyyyyqb)": the head (see Wrapper<Node>), the sensor information
+/// from the measured value's parameter type to the shortest refresh period, listening.
 template <>
 class HEVRA_EXPORT StructWrapper<Hevra::RemoteSensorNode> {
  public:
   virtual ~StructWrapper();
   virtual void serialize(Message::Iterator& iterator, const Hevra::RemoteSensorNode& node) const;
-  /// Reads into an existing node; the information also gets manufacturer and backbone address of the head, and bits 6
-  /// to 13 of the node type as the sensor type. The iterator stays on the structure. Compare the message's signature
-  /// first: where no structure stands, the exception being handled is raised again, and without one the process ends.
+  /// Reads into an existing node. The sensor information also gets manufacturer and backbone address from the head, and
+  /// bits 6 to 13 of the node type as its sensor type. The iterator stays on the structure.
+  /// Precondition: the signature matches (see Wrapper).
   virtual void deserialize(Message::ConstIterator& iterator, Hevra::RemoteSensorNode& node) const;
   virtual std::string signature() const;
 };

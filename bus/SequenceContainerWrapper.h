@@ -1,4 +1,4 @@
-// The bus form of a sequence of any length. Blocks of a fixed length are FixedSequenceContainerWrapper's.
+// Writes and reads sequences of any length. FixedSequenceContainerWrapper does so for blocks of a fixed length.
 #pragma once
 
 #include <memory>
@@ -9,7 +9,7 @@
 
 namespace Quarnix::Bus::Type {
 
-/// Marshals a Container<T, Allocator> whose elements W<T> marshals; there is the one of bytes.
+/// Marshals a Container<T, Allocator>, whose elements W<T> marshals. There is a specialisation for vectors of bytes.
 template <class T, template <class> class W, template <class, class> class Container, class Allocator>
 class SequenceContainerWrapper;
 
@@ -18,9 +18,8 @@ template <>
 class SequenceContainerWrapper<unsigned char, Wrapper, std::vector, std::allocator<unsigned char>>
     : public Wrapper<std::vector<unsigned char>> {
  public:
-  /// Adds the bytes of the array behind those that the vector holds; the iterator stays on the array. Compare the
-  /// message's signature first: where no array stands, the exception being handled is raised again, and without one the
-  /// process ends.
+  /// Appends the bytes of the array to the vector. The iterator stays on the array.
+  /// Precondition: the signature matches (see Wrapper).
   void deserialize(Message::ConstIterator& iterator, std::vector<unsigned char>& bytes) const override {
     if (iterator.type() != Message::ARRAY) throw;
     const auto content = iterator.getBytes();

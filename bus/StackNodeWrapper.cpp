@@ -1,4 +1,4 @@
-// Writes and reads the record of the stack node.
+// Writes and reads the record of the stack node, and knows which of its fields are keys.
 #include <bus/StackNodeWrapper.h>
 
 #include <bus/NodeWrapper.h>
@@ -13,7 +13,7 @@ Message::ConstIterator NodeRecord::read(const Message::ConstIterator& record, He
   Message::ConstIterator field = record.begin();
   Wrapper<Hevra::Node>().deserialize(field, node);
   ++field;
-  // One buffer serves both keys: what is missing of the old one is taken from the key, what is missing of the key is 0.
+  // Both keys use one buffer: missing bytes of the key are 0, missing bytes of the old key are those of the key.
   Hevra::StackNode::Key buffer{};
   NodeRecord::readBlock(field, buffer);
   node.setKey(buffer.data());
@@ -33,20 +33,19 @@ Message::ConstIterator NodeRecord::read(const Message::ConstIterator& record, He
 
 namespace {
 
-/// The keys of a stack node's record, which are its third identity, its key and its old key, and the one of
-/// "changekey".
+/// In the record of a stack node, the third identity, the key and the old key are keys. In "changekey", the second
+/// argument is one.
 bool isKey(const Message::Any& message, std::string_view structure, unsigned field) noexcept {
   if (structure.empty()) return field == 1 && std::string_view(message.getMember()) == "changekey";
   return structure == std::string_view(NodeRecord::OF_KIND<Hevra::StackNode>) &&
          (field == 6 || field == 11 || field == 12);
 }
 
-// Wherever stack nodes are read or written, a trace hides their keys.
-[[maybe_unused]] const bool redacted = (Trace::setRedactor(&isKey), true);
-
 }  // namespace
 
 StructWrapper<Hevra::StackNode>::~StructWrapper() = default;
+
+void StructWrapper<Hevra::StackNode>::hideKeysInTraces() noexcept { Trace::setRedactor(&isKey); }
 
 void StructWrapper<Hevra::StackNode>::serialize(Message::Iterator& iterator, const Hevra::StackNode& node) const {
   Message::require(Message::checkText(node.getLabel()), "label of the stack node", node.getLabel());

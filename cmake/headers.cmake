@@ -29,6 +29,7 @@ set(HEVRA_PROXY_HEADERS
   platform/bus/message/Limits.h
   platform/bus/message/SendReturn.h
   platform/bus/message/Signal.h
+  platform/bus/message/Signature.h
   platform/bus/message/Storage.h
   platform/bus/message/TypeCode.h
   platform/bus/message/method/Call.h

@@ -19,6 +19,8 @@ namespace {
 
 using namespace Bus::Message;
 
+constexpr std::uint8_t NO_AUTO_START = 2;  // a flag that the library neither sets nor reads
+
 template <class T>
 void compareNumbers(const ConstIterator& ours, DBusMessageIter& theirs) {
   T value{};
@@ -53,7 +55,7 @@ void compare(ConstIterator ours, DBusMessageIter& theirs) {
 void compareHeaders(const std::uint8_t* data, const Header& ours, DBusMessage* theirs) {
   require(ours.type == dbus_message_get_type(theirs), "the same type of message");
   require(((ours.flags & FLAG_NO_REPLY_EXPECTED) != 0) == dbus_message_get_no_reply(theirs), "the same flags");
-  require(((ours.flags & FLAG_NO_AUTO_START) == 0) == dbus_message_get_auto_start(theirs), "the same flags");
+  require(((ours.flags & NO_AUTO_START) == 0) == dbus_message_get_auto_start(theirs), "the same flags");
   require(ours.serial == dbus_message_get_serial(theirs), "the same serial");
   require(ours.replySerial == dbus_message_get_reply_serial(theirs), "the same reply serial");
   const auto compareText = [&](Field field, const char* text) {

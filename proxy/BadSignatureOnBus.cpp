@@ -1,4 +1,4 @@
-// The name of the error of an unknown record.
+// The name of the error for an unknown record.
 #include <proxy/BadSignatureOnBus.h>
 
 namespace Quarnix::Hevra::Proxy {

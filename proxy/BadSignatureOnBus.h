@@ -1,11 +1,11 @@
-// The error of a reply element that is none of the records that may stand there.
+// The error for an element of a reply that is no node record.
 #pragma once
 
 #include <platform/core/Exception.h>
 
 namespace Quarnix::Hevra::Proxy {
 
-/// Raised by the node manager when an element of a node list carries none of the four node record signatures.
+/// The node manager raises it if an element of a list of nodes has none of the four signatures of node records.
 class HEVRA_EXPORT BadSignatureOnBus : public Quarnix::Exception {
  public:
   BadSignatureOnBus() = default;

@@ -6,6 +6,7 @@
 #include <utility>
 
 #include <bus/CommandVectorWrapper.h>
+#include <bus/internal/RecordSignature.h>
 
 namespace Quarnix::Hevra::Stack {
 
@@ -24,7 +25,7 @@ std::vector<std::string> interfacesOf(const std::vector<Variant>& variants) {
 using Commands = Bus::Type::Wrapper<std::vector<Command>>;
 
 const std::string& addSignature() {
-  static const std::string SIGNATURE = "(o)(s)" + Commands().signature();
+  static const std::string SIGNATURE(Bus::Type::RecordSignature::ADD);
   return SIGNATURE;
 }
 

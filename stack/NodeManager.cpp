@@ -7,6 +7,7 @@
 #include <vector>
 
 #include <bus/NodeLinkWrapper.h>
+#include <bus/StackNodeWrapper.h>
 #include <platform/bus/message/Limits.h>
 
 namespace Quarnix::Hevra::Stack {
@@ -56,7 +57,9 @@ NodeManager::NodeManager(Shared::Pointer<Bus::Connection> connection, const Opti
     : SimulatedObject(std::move(connection), nodePathOf(variant), {nodeInterfaceOf(variant)}, options,
                       variant == Variant::HEVRA ? 2 : 3, faults),
       interface_(nodeInterfaceOf(variant)),
-      nodes_(nodes) {}
+      nodes_(nodes) {
+  Bus::Type::StructWrapper<StackNode>::hideKeysInTraces();
+}
 
 NodeManager::~NodeManager() { retire(); }
 

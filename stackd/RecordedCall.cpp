@@ -3,6 +3,7 @@
 
 #include <algorithm>
 
+#include <bus/internal/RecordSignature.h>
 #include <stack/Variant.h>
 
 namespace Quarnix::Hevra::Stackd {
@@ -12,15 +13,13 @@ using nlohmann::json;
 
 namespace {
 
-constexpr const char* ADD_SIGNATURE = "(o)(s)a(utbuviiyisusuyy)";
-constexpr const char* PROGRESS_SIGNATURE = "(utbuviiyisusuyy)(s)i";
-
 bool isProgress(const RecordedMessage& message) {
-  return message.member == "progress" && message.signature == PROGRESS_SIGNATURE;
+  return message.member == "progress" && message.signature == Bus::Type::RecordSignature::PROGRESS;
 }
 
 bool isProgressOf(const RecordedMessage& call, const RecordedMessage& progress) {
-  if (call.member != "add" || call.signature != ADD_SIGNATURE || call.sender != progress.destination) return false;
+  if (call.member != "add" || call.signature != Bus::Type::RecordSignature::ADD || call.sender != progress.destination)
+    return false;
   const AddArguments add(call.body);
   return add.originator == progress.path && add.group == progress.body[1][0].get_ref<const std::string&>() &&
          add.positionOf(progress.body[0][0].get<std::uint32_t>()) < add.ids.size();

@@ -7,6 +7,7 @@
 #include <string>
 #include <utility>
 
+#include <bus/StackNodeWrapper.h>
 #include <json/BodyForm.h>
 #include <stack/Interfaces.h>
 #include <stack/Service.h>
@@ -49,6 +50,7 @@ Replay::Replay(const std::vector<RecordedMessage>& recording, bool atOnce, std::
       connection_(std::move(connection)),
       calls_(callsIn(recording)),
       used_(calls_.size()) {
+  Bus::Type::StructWrapper<StackNode>::hideKeysInTraces();
   connection_->setLargestMessage(Service::LARGEST_CALL, Bus::Connection::LARGEST_REPLY);
   std::map<std::string, std::string> paths = {{Stack::BOARD_PATH, describeInterface(Stack::boardInterface())}};
   for (const Variant variant : variants_) {

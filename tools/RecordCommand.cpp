@@ -9,6 +9,7 @@
 #include <memory>
 #include <string>
 
+#include <bus/StackNodeWrapper.h>
 #include <cli/Interruption.h>
 #include <cli/Output.h>
 #include <json/BodyForm.h>
@@ -154,6 +155,7 @@ void listen(Bus::Connection& connection, const std::string& service) {
 ExitStatus record(const Context& context, const std::string& file) {
   Interruption interruption;
   interruption.begin();
+  Bus::Type::StructWrapper<StackNode>::hideKeysInTraces();
   const auto recorder = Shared::make<Recorder>(file, context.showKeys);
   Bus::Trace::set(recorder);
   const auto connection = context.openBus();

@@ -1,13 +1,22 @@
-// Reading typed values.
+// Reads typed values.
 #include <bus/internal/TypedValue.h>
+
+#include <type_traits>
+#include <utility>
 
 namespace Quarnix::Bus::Type::TypedValue {
 
 namespace {
 
-template <class Class, class T>
+/// What an object of the class holds, and the code of it on the wire.
+template <class Class>
+using Content = std::decay_t<decltype(std::declval<const Class&>().getValue())>;
+template <class Class>
+constexpr char CODE_OF = Message::codeOf<Content<Class>>();
+
+template <class Class>
 Shared::Pointer<Hevra::HvType> readOne(Message::ConstIterator& content) {
-  T value{};
+  Content<Class> value{};
   content.read(value);
   return Shared::make<Class>(std::move(value));
 }
@@ -15,7 +24,7 @@ Shared::Pointer<Hevra::HvType> readOne(Message::ConstIterator& content) {
 }  // namespace
 
 bool read(Message::ConstIterator& content, std::string_view signature, Shared::Pointer<Hevra::HvType>& value) {
-  if (signature == "ay") {
+  if (signature == Message::BYTES) {
     const auto bytes = content.getBytes();
     value = Shared::make<Hevra::HvBlob>(std::vector<std::uint8_t>(bytes.begin(), bytes.end()));
     ++content;
@@ -23,35 +32,35 @@ bool read(Message::ConstIterator& content, std::string_view signature, Shared::P
   }
   if (signature.size() != 1) return false;
   switch (signature[0]) {
-    case 'y':
-      value = readOne<Hevra::HvByte, std::uint8_t>(content);
+    case CODE_OF<Hevra::HvByte>:
+      value = readOne<Hevra::HvByte>(content);
       return true;
-    case 'q':
-      value = readOne<Hevra::HvUInt16, std::uint16_t>(content);
+    case CODE_OF<Hevra::HvUInt16>:
+      value = readOne<Hevra::HvUInt16>(content);
       return true;
-    case 'n':
-      value = readOne<Hevra::HvInt16, std::int16_t>(content);
+    case CODE_OF<Hevra::HvInt16>:
+      value = readOne<Hevra::HvInt16>(content);
       return true;
-    case 'u':
-      value = readOne<Hevra::HvUInt32, std::uint32_t>(content);
+    case CODE_OF<Hevra::HvUInt32>:
+      value = readOne<Hevra::HvUInt32>(content);
       return true;
-    case 'i':
-      value = readOne<Hevra::HvInt32, std::int32_t>(content);
+    case CODE_OF<Hevra::HvInt32>:
+      value = readOne<Hevra::HvInt32>(content);
       return true;
-    case 't':
-      value = readOne<Hevra::HvUInt64, std::uint64_t>(content);
+    case CODE_OF<Hevra::HvUInt64>:
+      value = readOne<Hevra::HvUInt64>(content);
       return true;
-    case 'x':
-      value = readOne<Hevra::HvInt64, std::int64_t>(content);
+    case CODE_OF<Hevra::HvInt64>:
+      value = readOne<Hevra::HvInt64>(content);
       return true;
-    case 's':
-      value = readOne<Hevra::HvString, std::string>(content);
+    case CODE_OF<Hevra::HvString>:
+      value = readOne<Hevra::HvString>(content);
       return true;
-    case 'd':
-      value = readOne<Hevra::HvDouble, double>(content);
+    case CODE_OF<Hevra::HvDouble>:
+      value = readOne<Hevra::HvDouble>(content);
       return true;
-    case 'b':
-      value = readOne<Hevra::HvBool, bool>(content);
+    case CODE_OF<Hevra::HvBool>:
+      value = readOne<Hevra::HvBool>(content);
       return true;
     default:
       return false;

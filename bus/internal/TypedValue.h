@@ -1,5 +1,5 @@
-// How typed values are recognised, written and read: shared by the variant handler and the command record, which
-// writes and reads its value without a handler in between. No part of the public interface.
+// Recognises, writes and reads typed values, for the variant handler and for the command record. No part of the public
+// interface.
 #pragma once
 
 #include <cstdint>
@@ -13,7 +13,7 @@
 
 namespace Quarnix::Bus::Type::TypedValue {
 
-/// The classes in the order of TYPES, then what is none of them.
+/// The classes in the order of TYPES, and FOREIGN for any other class.
 enum class Kind { BLOB, BYTE, UINT16, INT16, UINT32, INT32, UINT64, INT64, NOTHING, STRING, DOUBLE, BOOL, FOREIGN };
 
 inline constexpr const std::type_info* TYPES[] = {
@@ -21,8 +21,8 @@ inline constexpr const std::type_info* TYPES[] = {
     &typeid(Hevra::HvUInt32), &typeid(Hevra::HvInt32),  &typeid(Hevra::HvUInt64), &typeid(Hevra::HvInt64),
     &typeid(Hevra::HvNull),   &typeid(Hevra::HvString), &typeid(Hevra::HvDouble), &typeid(Hevra::HvBool)};
 
-/// Which class the object is of exactly; an empty pointer counts as HvNull. The first pass compares addresses, which
-/// decides for every object of this library; the second compares names too.
+/// The exact class of the object. An empty pointer counts as HvNull. The first pass compares addresses, which is enough
+/// for every object that this library makes; the second pass compares names.
 inline Kind recognise(const Hevra::HvType* value) {
   if (!value) return Kind::NOTHING;
   const std::type_info& type = typeid(*value);
@@ -33,8 +33,8 @@ inline Kind recognise(const Hevra::HvType* value) {
   return Kind::FOREIGN;
 }
 
-/// Calls `use` with what the object holds: bytes as a span, every other value as itself. Throws an `Unknown` for an
-/// object of another class.
+/// Calls `use` with what the object holds: bytes as a span, any other value as it is. Throws an `Unknown` for an object
+/// of another class.
 template <class Unknown, class Use>
 void visit(const Hevra::HvType* value, Use&& use) {
   switch (recognise(value)) {
@@ -67,8 +67,8 @@ void visit(const Hevra::HvType* value, Use&& use) {
   }
 }
 
-/// Builds the value that stands at `content`, whose signature is given, and steps over it. False, with nothing
-/// touched, for a signature that no class has.
+/// Makes the value that stands at `content`, whose signature is given, and steps over it. Returns false for a signature
+/// that no class has; then nothing has changed.
 bool read(Message::ConstIterator& content, std::string_view signature, Shared::Pointer<Hevra::HvType>& value);
 
 }  // namespace Quarnix::Bus::Type::TypedValue

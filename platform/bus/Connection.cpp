@@ -1,4 +1,4 @@
-// The public face of a connection; everything is done by Internal::Client.
+// The public face of a connection. Internal::Client does the work.
 #include <platform/bus/Connection.h>
 
 #include <cstring>
@@ -53,7 +53,7 @@ void Connection::setDefault(Shared::Pointer<Connection> connection) {
     MutexLock lock(state.mutex);
     state.connection.swap(connection);
   }
-  // The former default goes here, with no lock held.
+  // The former default is released here, with the mutex free.
 }
 
 Connection::Connection(std::shared_ptr<Internal::Client> client) noexcept : client_(std::move(client)) {}
@@ -73,7 +73,7 @@ Message::SendReturn Connection::call(Message::Method::Call& call) {
   Message::require(Message::checkBusName(destination), "destination of the call", destination);
   if (destination[0] == ':' || destination == Internal::DRIVER_NAME) return client_->call(call, {}, nullptr);
 
-  // Only the owner of the name may answer, so its owner has to be known for the time of the call.
+  // Only the owner of the name may answer, so the connection must know the owner during the call.
   struct Watch {
     Internal::Client& client;
     Internal::Host* host;
@@ -97,7 +97,7 @@ void Connection::becomeMonitor(const std::vector<std::string>& rules) {
   Message::Method::Call call = Internal::driverCall("BecomeMonitor");
   call.setInterface("org.freedesktop.DBus.Monitoring");
   Message::Iterator arguments = call.begin();
-  Message::Iterator list = arguments.begin(Message::ARRAY, "s");
+  Message::Iterator list = arguments.begin(Message::ARRAY, Message::SIGNATURE_OF<std::string>.codes);
   for (const std::string& rule : rules) list.append(rule);
   arguments.end(list);
   arguments.append(std::uint32_t{0});

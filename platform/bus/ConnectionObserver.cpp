@@ -1,4 +1,4 @@
-// The observer's task: asks the connection for the next change until there is none.
+// The observer's task asks the connection for the next change until there is none.
 #include <platform/bus/ConnectionObserver.h>
 
 #include <system_error>

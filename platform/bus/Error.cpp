@@ -1,4 +1,4 @@
-// The error names of libBus, and the key functions of its error classes.
+// The names of libBus's errors.
 #include <platform/bus/Error.h>
 
 namespace Quarnix::Bus {

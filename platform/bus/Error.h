@@ -1,20 +1,20 @@
-// libBus's own errors: one small family, so they share this file. None of them crosses the bus; what the bus answers is
-// a Message::Method::Return.
+// The errors of libBus. They are one small family, so they share this file. None of them crosses the bus; an error that
+// the bus answers is a Message::Method::Return.
 #pragma once
 
 #include <platform/core/Exception.h>
 
 namespace Quarnix::Bus {
 
-/// The base of libBus's errors; its name is the given suffix under "com.quarnix.Framework.Bus.".
+/// The base of libBus's errors. Their names begin with "com.quarnix.Framework.Bus.".
 class HEVRA_EXPORT Error : public Exception {
  public:
   using Exception::Exception;
   ~Error() override;
 };
 
-/// A name, path, address, text or size given by the application is not one: the message names the value, what it was
-/// given for and what was expected.
+/// The application has given a name, path, address, text or size that is not allowed. The message names the value, what
+/// it was given for and what was expected.
 class HEVRA_EXPORT InvalidArgument : public Error {
  public:
   using Error::Error;
@@ -22,7 +22,7 @@ class HEVRA_EXPORT InvalidArgument : public Error {
   const char* getId() const override;
 };
 
-/// A value of one type was written or read where another stands; the message names both.
+/// A value of one type was written or read where another type stands. The message names both.
 class HEVRA_EXPORT TypeMismatch : public Error {
  public:
   using Error::Error;
@@ -30,7 +30,7 @@ class HEVRA_EXPORT TypeMismatch : public Error {
   const char* getId() const override;
 };
 
-/// What was to be entered is not a container.
+/// The value to enter is no container.
 class HEVRA_EXPORT NotAContainer : public Error {
  public:
   using Error::Error;
@@ -38,7 +38,7 @@ class HEVRA_EXPORT NotAContainer : public Error {
   const char* getId() const override;
 };
 
-/// Reading or stepping past the last value.
+/// Something was read past the last value, or stepped over there.
 class HEVRA_EXPORT EndOfContainer : public Error {
  public:
   using Error::Error;
@@ -46,7 +46,8 @@ class HEVRA_EXPORT EndOfContainer : public Error {
   const char* getId() const override;
 };
 
-/// A message that must not be sent or read on: an earlier error left it half written, or a container is still open.
+/// The message must not be sent: an earlier error has left it half written, a container in it is still open, or it was
+/// received.
 class HEVRA_EXPORT UnusableMessage : public Error {
  public:
   using Error::Error;
@@ -54,7 +55,7 @@ class HEVRA_EXPORT UnusableMessage : public Error {
   const char* getId() const override;
 };
 
-/// Starting an object, or asking for a name, failed: the bus is not there, the path or the name is taken.
+/// An object could not be started or a name not be owned: the bus is not there, or the path or the name is taken.
 class HEVRA_EXPORT StartFailed : public Error {
  public:
   using Error::Error;

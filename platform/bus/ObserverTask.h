@@ -1,12 +1,12 @@
-// What a connection tells of changes.
+// How a connection tells an observer that something has changed.
 #pragma once
 
 namespace Quarnix::Bus::Internal {
 
-/// An observer's task, as the connection sees it.
+/// The task of an observer, as the connection sees it.
 class ObserverTask {
  public:
-  /// Something may have changed: the task is to ask for the next change. Called with the connection's mutex held.
+  /// Something may have changed, so the task must ask for the next change. The caller holds the connection's mutex.
   virtual void stateChanged() noexcept = 0;
 
  protected:

@@ -1,4 +1,4 @@
-// Which trace there is, and messages as lines.
+// Holds the trace of the process, and writes messages as lines.
 #include <platform/bus/Trace.h>
 
 #include <algorithm>
@@ -30,7 +30,7 @@ using Message::ConstIterator;
 
 std::atomic<Trace::Redactor> redactor{nullptr};
 
-/// What HEVRA_TRACE asks for: a line a message, behind the seconds of the monotonic clock.
+/// The trace that HEVRA_TRACE asks for. Each message is a line, behind the seconds of the monotonic clock.
 class Lines : public Trace {
  public:
   explicit Lines(int descriptor) noexcept : descriptor_(descriptor) {}
@@ -160,7 +160,7 @@ class Walk {
       case Message::DICTIONARY_ENTRY:
         return members(at.begin(), at.signatureView());
       case Message::ARRAY:
-        return at.signatureView() == "ay" ? bytes(at, structure, field) : elements(at, structure, field);
+        return at.signatureView() == Message::BYTES ? bytes(at, structure, field) : elements(at, structure, field);
       case Message::VARIANT:
         show("<");
         value(at.begin(), structure, field);
@@ -209,7 +209,7 @@ void Trace::set(Shared::Pointer<Trace> trace) {
   Current& state = current();
   MutexLock lock(state.mutex);
   state.trace.swap(trace);
-  // The former one goes with the caller's reference, behind the lock.
+  // The former trace goes with the caller's reference, when the mutex is free.
 }
 
 void Trace::setRedactor(Redactor chosen) noexcept { redactor.store(chosen, std::memory_order_release); }

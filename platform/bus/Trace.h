@@ -1,4 +1,4 @@
-// Showing every message that goes over the bus: to people, to a recording, to an application.
+// Shows every message that goes over the bus to people, a recording or an application.
 #pragma once
 
 #include <cstdint>
@@ -11,31 +11,33 @@
 
 namespace Quarnix::Bus {
 
-/// Sees every message that leaves or arrives over the links of this process. Derive from it and `set` an instance.
+/// A trace sees every message that leaves or arrives over the links of this process. Derive from it and `set` an
+/// instance.
 ///
-/// Without one, the environment variable HEVRA_TRACE decides when the first connection is opened: with "1" each message
-/// is a line on standard error, with a path a line at the end of that file; unset, empty or "0", and as long as nothing
-/// is set, messages cost nothing more. Where the process's privileges were raised when it was started, HEVRA_TRACE is
-/// ignored: it would let its user choose a file that is written with them.
+/// If you set none, the environment variable HEVRA_TRACE decides when the first link comes up. "1" writes each message
+/// as a line to standard error; a path appends the lines to that file; "0", empty or unset means no trace, and costs
+/// nothing. If the process got higher privileges when it was started, it ignores HEVRA_TRACE, because its user could
+/// choose a file to write with them.
 ///
-/// A message that is too large to be stored is not seen. On the in-process bus a message is seen once, where it is
-/// sent. What a link does to come up is not seen.
+/// A trace does not see messages that are too large to be stored, nor those with which a link comes up. On the
+/// in-process bus it sees a message once, where it is sent.
 class HEVRA_EXPORT Trace {
  public:
   enum class Direction : std::uint8_t { OUT, IN };
 
   virtual ~Trace();
 
-  /// One message: before its first byte leaves, or when it has arrived, before anybody hears of it. Called on the
-  /// thread that sends or reads, with nothing locked, and possibly on several at once. What leaves it as an exception
-  /// is logged. It must not use the bus.
+  /// Sees one message, before its first byte leaves or before anybody else gets it. Runs on the thread that sends or
+  /// reads, with nothing locked, and possibly on several at once. It must not use the bus. An exception that leaves it
+  /// is logged.
   virtual void message(Direction direction, const Message::Any& message) = 0;
 
-  /// The trace of every link that comes up from now on; none when empty. Threads: any.
+  /// Sets the trace of every link that comes up from now on; empty for none. Threads: any.
   static void set(Shared::Pointer<Trace> trace);
 
-  /// Says whether an array of bytes is secret: field number `field`, from 0, of a structure of that signature, or of
-  /// the message itself where that is empty. It is the process's; libHevra's layers set one that knows the keys.
+  /// Returns whether an array of bytes is secret. It is field number `field`, from 0, of a structure of that signature,
+  /// or of the message itself if the signature is empty. The process has one, which knows the keys of stack nodes (see
+  /// StructWrapper<StackNode>).
   using Redactor = bool (*)(const Message::Any& message, std::string_view structure, unsigned field) noexcept;
   static void setRedactor(Redactor redactor) noexcept;
 

@@ -1,4 +1,4 @@
-// The list's cursor.
+// Moves the list's cursor.
 #include <proxy/command/CommandContainerList.h>
 
 namespace Quarnix::Hevra::Proxy {

@@ -1,4 +1,4 @@
-// The list of commands that callers of the command manager fill.
+// The list of commands that you give to the command manager.
 #pragma once
 
 #include <cstddef>
@@ -11,14 +11,14 @@
 
 namespace Quarnix::Hevra::Proxy {
 
-/// Commands in the order in which they were appended, with the walk's cursor.
+/// It holds commands in the order in which you append them, and the cursor of a walk over them.
 ///
-/// The vector's first element is the list's own and never a command of anybody's: the cursor starts on it and `next`
-/// yields what stands behind it. A copy has its own cursor, which stands where the original's did.
-/// Threads: as any value; walking it, const though it is, counts as writing.
+/// The first element of the vector is the list's own and no command: the cursor starts on it, and `next` moves to what
+/// is behind it. A copy has its own cursor, at the same place. Threads: as any value. Walking is const, but counts as
+/// writing.
 class HEVRA_EXPORT CommandContainerList : public HomeAutomation::Container<Hevra::Command> {
  public:
-  /// Raised by `get` without a current command.
+  /// `get` raises it if there is no current command.
   class HEVRA_EXPORT BadUse : public Quarnix::Exception {
    public:
     BadUse() = default;
@@ -33,25 +33,25 @@ class HEVRA_EXPORT CommandContainerList : public HomeAutomation::Container<Hevra
   CommandContainerList(InputIterator first, InputIterator last) : CommandContainerList() {
     elements_.insert(elements_.end(), first, last);
   }
-  // No moves: what is left of a list must still have its own first element.
+  // It has no moves, because a list that was moved from would lack its own first element.
   CommandContainerList(const CommandContainerList&) = default;
   CommandContainerList& operator=(const CommandContainerList&) = default;
 
-  /// Appends a command. A walk under way stays on its command, and yields the new one when it gets there; one that was
-  /// at its end is on the last command again, so that its `next` yields the new one. References that `get` gave are no
-  /// longer valid.
+  /// Appends a command. A walk stays on its command and reaches the new one later. A walk at its end goes back to the
+  /// last command, so that its `next` moves to the new one. References that `get` has returned are no longer valid.
   void append(Hevra::Command command);
-  /// How many commands will be sent.
+  /// How many commands the list has.
   std::size_t size() const noexcept { return elements_.size() - 1; }
 
-  /// The current command; BadUse before the first `next` after construction or `reset`, and once `next` was false.
+  /// The current command. Raises BadUse before the first `next` after construction or `reset`, and after `next` was
+  /// false.
   const Hevra::Command& get() const override;
   bool next() const override;
   void reset() const override;
 
  private:
   std::vector<Hevra::Command> elements_;
-  mutable std::size_t cursor_ = 0;  // the current element's place, which an append does not move
+  mutable std::size_t cursor_ = 0;  // the place of the current element, which an append does not change
   mutable bool started_ = false;
 };
 

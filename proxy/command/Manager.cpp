@@ -1,4 +1,4 @@
-// The command manager's endpoints and life, cancelling, and the service's "exception" signal.
+// Makes, starts, stops and destroys the command manager, cancels commands, and takes the signal "exception".
 #include <platform/bus/Error.h>
 #include <platform/bus/message/internal/Names.h>
 #include <platform/core/internal/Fork.h>
@@ -12,8 +12,8 @@
 
 namespace Quarnix::Hevra::Proxy::Command {
 
-// The event's task calls `receive` itself and not through the table of virtual operations: it runs while stopped, and
-// then the destructor of a derived class may be changing that table.
+// The event's task also runs while the manager is stopped. The destructor of a derived class may then be changing the
+// table of virtual operations, so the task calls `receive` without it.
 Manager::Manager(bool zuv, const std::string& applicationName)
     : Event([](Event& self, unsigned long long count) { static_cast<Manager&>(self).Manager::receive(count); }),
       originator(this) {
@@ -26,15 +26,15 @@ Manager::Manager(bool zuv, const std::string& applicationName)
 }
 
 Manager::~Manager() {
-  // What reaches into the timers goes first: signals and reports, which restart them. Then the timers, whose expiry
-  // sends the event, and whose destruction waits for an expiry that needs the mutex. The event is last.
+  // Signals and reports restart the timers, so they end first. An expiry sends the event, so the timers go before the
+  // event. Destroying a timer waits for its expiry, which needs the mutex, so the mutex is free then.
   Bus::Object::Proxy::retire();
   originator.retire();
   presence_.reset();
   std::map<std::string, Timer> forgotten;
   std::multimap<std::string, Timer> all;
   if (!isSameProcess()) {
-    // A thread that is not there may have been changing them: they stay as they are, for ever.
+    // A thread that is not there may have been changing these, so they are never destroyed.
     new auto(std::move(timers));
     new auto(std::move(replaced_));
     new auto(std::move(expiredKeys));
@@ -54,7 +54,7 @@ Manager::~Manager() {
 
 void Manager::start(bool wait) {
   requireSameProcess();
-  // Once, because reports may be under way on it when a started manager is started again.
+  // Only once, because reports may be using the connection if the manager is started again.
   std::call_once(connectionShared_, [this] { originator.setConnection(getConnection()); });
   Bus::Object::Proxy::start(wait);
   if (Presence* const made = presence()) made->start();
@@ -93,7 +93,7 @@ std::string Manager::keyOf(const Group& group, const Hevra::Command& command) {
   return key.append(digits, end);
 }
 
-/// Before any lock, because in a forked child a thread that is not there may hold the mutex.
+/// Comes before any lock, because in a forked child a thread that is not there may hold the mutex.
 void Manager::requireSameProcess() const {
   unsigned first = NEVER;
   usedIn_.compare_exchange_strong(first, forkCount());
@@ -117,7 +117,7 @@ void Manager::request(Bus::Message::Method::Call& call) const {
   if (reply->isException()) throw Bus::Message::Method::Return(*reply);
 }
 
-// The three cancellations share one member; the service tells them apart by their signatures.
+// The three operations share one member. The service tells them apart by their signatures.
 
 void Manager::cancel() {
   Bus::Message::Method::Call call = callOf("cancel");
@@ -144,7 +144,7 @@ void Manager::signal(const Bus::Message::Signal& signal) {
                               "HV/ZUV proxy library> CommandManager exception unknown member: %s", signal.getMember());
     return;
   }
-  if (Bus::Type::Wrapper<std::string>().signature() != signal.getSignature()) {
+  if (signal.getSignature() != Bus::Message::SIGNATURE_OF<std::string>) {
     Log::Logger::get()->print(Log::Priority::WARNING,
                               "HV/ZUV proxy library> CommandManager exception bad signature: %s",
                               signal.getSignature());

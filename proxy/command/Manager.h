@@ -1,4 +1,4 @@
-// The local stand-in for the stack service's command manager.
+// Stands for the stack service's command manager.
 #pragma once
 
 #include <atomic>
@@ -21,112 +21,116 @@
 
 namespace Quarnix::Hevra::Proxy::Command {
 
-/// Sends groups of commands to the stack service and routes each command's progress back to the originator that asked
-/// for it.
+/// It sends groups of commands to the stack service, and hands each command's progress to the originator that you
+/// named.
 ///
-/// A command in flight is known by its key, the group's identifier, "_" and the command's identifier in decimal
-/// ("g1_7"). It is forgotten when it reports a final status, or, with nothing but a log line, when no report has come
-/// for 60 seconds; for a delayed command (status 6) that is its delay and 30 seconds, or 4 hours when it names none.
-/// A command that is handed over again while it waits keeps its originator and begins waiting anew; once its time is
-/// over, or while its final report is told, the hand-over begins another command under the same key.
-/// Without `start` commands can be sent but no progress is heard: reports are answered with
-/// "org.freedesktop.DBus.Error.UnknownObject", which is logged once if there is an originator or an observer to hear of
-/// them.
+/// A command in flight has a key: the group's identifier, "_" and the command's identifier in decimal ("g1_7"). The
+/// manager forgets the command when it reports a final status. It also forgets it, with only a log line, when no report
+/// has come for 60 seconds. For a delayed command (status 6), this time is its delay and 30 seconds, or 4 hours if it
+/// has no delay. If you hand a command over again while it waits, it keeps its originator and its time begins anew. If
+/// its time is over, or its originator is hearing its final report, you begin another command with the same key.
+///
+/// Without `start` you can send commands, but you hear no progress: the service's reports are answered with
+/// "org.freedesktop.DBus.Error.UnknownObject". If you gave an originator or an observer, this is logged once.
 ///
 /// Threads: every operation from any thread, also from the originators' `progress` and from `exception`. Nothing is
-/// locked while the bus or the application's code runs. `progress` of the originators runs on the task of the served
-/// object, `exception` on the proxy's.
-/// Forking: once the manager has been used, its operations raise Bus::UnusableMessage in a forked child, where `stop`
-/// does nothing and the manager may be destroyed.
-/// Ownership: each command in flight holds one reference to its originator. The originator's object is served on the
-/// manager's own connection. An originator must not own its manager: the last reference to it goes on the manager's own
-/// task, where destroying the manager ends the process.
-/// Destroying: see Bus::Object::Base. No other thread may still call it, nor may it be destroyed in one of its own
-/// hooks.
+/// locked while the bus or the application's code runs. The originators' `progress` runs on the task of the served
+/// object, `exception` on the proxy's task.
+/// Forking: when the manager has been used, its operations raise Bus::UnusableMessage in a forked child. There `stop`
+/// does nothing, and you may destroy the manager. Ownership: each command in flight holds a reference to its
+/// originator. The manager's own connection serves the object to which the service reports. An originator must not own
+/// its manager: its last reference may go on the manager's own task, and destroying the manager there ends the process.
+/// Destroying: see Bus::Object::Base. No other thread may still call the manager, and you must not destroy it in one of
+/// its own hooks.
+/// Operations: it has more than 25, because it is a proxy, an originator and an event at once, and the entry of a
+/// command is changed under one mutex only.
 class HEVRA_EXPORT Manager : public virtual Bus::Object::Proxy,
                              public virtual Interface::Command::Manager,
                              private Interface::Command::Originator,
                              private Event {
  public:
-  /// `zuv`: the Zuv variant of the service, otherwise the plain one. `applicationName` becomes one element of the
-  /// object path at which progress is received; it is kept as given, and one that makes no path lets `start` and `add`
-  /// fail with an error that names the path.
+  /// `zuv`: true for the Zuv variant of the service, false for the plain one. `applicationName` becomes an element of
+  /// the object path to which the service reports. It is not checked here: if it makes no path, `start` and `add` fail
+  /// with an error that names the path.
   Manager(bool zuv, const std::string& applicationName);
   ~Manager() override;
 
  private:
-  /// A report from the stack service, on the originator's task.
+  /// Takes a report from the stack service, on the originator's task.
   void progress(const Hevra::Command& command, const Group& group,
                 const HomeAutomation::Command::Status& status) override;
 
  public:
-  /// Sends the commands. The container is walked twice: first its cursor, from where it stands, yields the commands
-  /// whose waiting begins; then it is rewound, and the whole list is sent. The cursor stands at its end afterwards, and
-  /// a list that is added again from there is sent with nothing waiting for its reports: call its `reset` before.
-  /// Each command's waiting begins before the call leaves.
+  /// Sends the commands. It walks the container twice. The first walk goes from where the cursor stands; it begins the
+  /// wait of each command. Then it rewinds the container and sends the whole list. Afterwards the cursor is at the end.
+  /// So call `reset` before you add the list again, or it is sent and no command waits for its reports. Each command
+  /// waits before the call leaves.
   ///
   /// Throws an error reply as a Bus::Message::Method::Return, what the container raises, and the bus's errors for what
-  /// cannot be sent. The commands walked until then stay in flight, until their time is over.
+  /// cannot be sent. The commands of the first walk until then stay in flight until their time is over.
   void add(const Shared::Pointer<Interface::Command::Originator>& originator, const Group& group,
            const HomeAutomation::Container<Hevra::Command>& commands) override;
-  /// Ask the service to cancel: everything, what goes by a key (passed on unchanged), or what has a priority. The
-  /// commands stay in flight until they report. An error reply is thrown as a Bus::Message::Method::Return.
+  /// Ask the service to cancel all commands, those with a key (which is passed on as it is), or those with a priority.
+  /// The commands stay in flight until they report. Throw an error reply as a Bus::Message::Method::Return.
   void cancel() override;
   void cancel(const std::string& key) override;
   void cancel(const HomeAutomation::Command::Priority& priority) override;
 
-  /// Rewinds the container, sends the commands as `add` does, and tells the observer how each of them ended, once for
-  /// each time that it was handed over: also where its key was in flight already. Of those that the container has not
-  /// yielded before it raised an error, nothing is told. A command whose call got no answer in time may have reached
-  /// the service; it stays in flight and ends as any other. This starts a thread that hears of the service's going, and
-  /// from then on, until `stop`, the connection is kept up as for a started object. Raises Bus::StartFailed when there
-  /// is no thread, and otherwise what `add` raises. Without an observer it is `add` of the rewound container.
+  /// Rewinds the container, sends the commands as `add` does, and tells the observer how each of them ends. It tells
+  /// this once for each time that you hand over a command, even if its key was in flight already. If the container
+  /// raises an error, the observer hears nothing of the commands behind it. If the call gets no answer in time, its
+  /// commands may have reached the service; they stay in flight and end as any other.
+  ///
+  /// The first `submit` starts a thread that hears when the service goes. From then until `stop`, the connection is
+  /// kept up as for a started object. Raises Bus::StartFailed if there is no thread, and what `add` raises. Without an
+  /// observer, it rewinds the container and calls `add`.
   void submit(const Shared::Pointer<Interface::Command::Originator>& originator, const Group& group,
               const HomeAutomation::Container<Hevra::Command>& commands,
               const Shared::Pointer<OutcomeObserver>& observer);
 
-  /// Takes progress from nobody but the owner of the service's bus name: reports of others are answered with
-  /// "org.freedesktop.DBus.Error.AccessDenied" and logged at most once a second. Otherwise whoever the bus lets through
-  /// may report. Before the first `start`.
+  /// Takes reports only from the owner of the service's bus name. Others get the error
+  /// "org.freedesktop.DBus.Error.AccessDenied", which is logged at most once a second. If you do not call this, anybody
+  /// may report whom the bus lets through. Call it before the first `start`.
   void acceptProgressOnlyFromService() { originator.setCaller(getHost()); }
 
-  /// Starts the proxy and then the originator's server, see Bus::Object::Base::start. If the second fails, the first is
-  /// stopped again.
+  /// Starts the proxy and then the object to which the service reports (see Bus::Object::Base::start). If the second
+  /// fails, the first is stopped again.
   void start(bool wait) override;
-  /// Stops the server and then the proxy, and hearing of the service's going, until the next `start` or `submit`.
-  /// Commands in flight go on waiting: those that report nothing in time are forgotten, and their observers told, on a
-  /// task that calls none of this object's virtual operations. So a class derived from this may be destroyed meanwhile.
+  /// Stops that object and then the proxy. Until the next `start` or `submit`, the manager does not hear either when
+  /// the service goes. Commands in flight wait on: the manager forgets those whose time is over and tells their
+  /// observers, on a task that calls no virtual operation of this object. So a derived class may be destroyed
+  /// meanwhile.
   void stop() override;
 
  protected:
-  /// An exception that the stack service announces, as a text. Nothing by default.
+  /// The hook for an exception that the stack service announces, as a text. Does nothing by default.
   virtual void exception(std::string message);
   void receive(unsigned long long count) override;
   void signal(const Bus::Message::Signal& signal) override;
-  // Last, behind the operations whose order is kept.
+  // These come last, because the order of those before is part of the interface.
   void attach(bool wait) override;
   void detach() override;
 
  public:
-  // Both bases are tasks and can send; what an application sees is the proxy.
+  // Both bases are tasks and can send. An application means the proxy.
   using Bus::Object::Proxy::send;
   unsigned int getStackSize() const noexcept { return Bus::Object::Proxy::getStackSize(); }
   void setStackSize(unsigned int bytes) noexcept { Bus::Object::Proxy::setStackSize(bytes); }
 
  private:
-  /// How far an entry of `timers` is. One whose time is over stays until the event's task takes it out, because a timer
-  /// must not be destroyed in its own hook. It is nobody's command any more: a new hand-over of its key puts it into
-  /// `replaced_` and begins another entry.
+  /// How far an entry of `timers` is. An entry whose time is over stays until the event's task takes it out, because a
+  /// timer must not be destroyed in its own hook. It stands for no command any more: a new hand-over of its key moves
+  /// it to `replaced_` and begins another entry.
   ///
   ///                 add, submit: new
   ///                        |
   ///                        v     report
-  ///   add, submit -----> WAITING ------> REPORTED   the originator is being told
-  ///   of the same key      ^ |  <------     |       of one that is not final
-  ///                          |    told      |
+  ///   add, submit -----> WAITING ------> REPORTED   the originator hears a report
+  ///   of the same key      ^ |  <------     |       that is not final
+  ///                          |   has heard  |
   ///             time is over |              | final report
   ///                          v              v
-  ///                       EXPIRED ------> FINISHED  out of `timers`; gone when it is told
+  ///                       EXPIRED ------> FINISHED  out of `timers`; gone when it has been heard
   ///                          |   final
   ///                          v   report
   ///                        gone, on the event's task
@@ -173,7 +177,7 @@ class HEVRA_EXPORT Manager : public virtual Bus::Object::Proxy,
   void takeAllExpired(std::multimap<std::string, Timer>& expired) HEVRA_REQUIRES(mutex_);
   Entry takeExpired(const std::string& key) HEVRA_REQUIRES(mutex_);
 
-  // How commands end, for their observers.
+  // These tell observers how commands end.
   Presence* presence();
   void observePresence();
   void accept(Submission& submission, std::uint64_t generation);
@@ -185,14 +189,14 @@ class HEVRA_EXPORT Manager : public virtual Bus::Object::Proxy,
   std::map<std::string, Timer> timers HEVRA_GUARDED_BY(mutex_);
   std::list<std::string> expiredKeys HEVRA_GUARDED_BY(mutex_);
 
-  /// Taken before the timer queue's mutex. Never held while calling out: not while sending, walking a container,
-  /// calling an originator or logging, nor while an entry, and with it a reference to an originator, is made or
-  /// destroyed.
+  /// It comes before the timer queue's mutex. It is never held while this sends, walks a container, calls an originator
+  /// or logs, nor while an entry is made or destroyed, because an entry holds a reference to an originator.
   Mutex mutex_;
-  std::multimap<std::string, Timer> replaced_ HEVRA_GUARDED_BY(mutex_);  // EXPIRED, with others under their keys
-  bool isKeyMissing_ HEVRA_GUARDED_BY(mutex_) = false;                   // `expiredKeys` had no memory for one
-  std::unique_ptr<Presence> presence_ HEVRA_GUARDED_BY(mutex_);          // made by the first `submit`, then constant
-  std::once_flag connectionShared_;                                      // with the originator
+  std::multimap<std::string, Timer> replaced_
+      HEVRA_GUARDED_BY(mutex_);                                  // EXPIRED entries whose keys have other entries
+  bool isKeyMissing_ HEVRA_GUARDED_BY(mutex_) = false;           // `expiredKeys` had no memory for one
+  std::unique_ptr<Presence> presence_ HEVRA_GUARDED_BY(mutex_);  // made by the first `submit`, then constant
+  std::once_flag connectionShared_;                              // sets the originator's connection
   std::atomic<Hearing> hearing_{Hearing::NOTHING};
   static constexpr unsigned NEVER = UINT_MAX;
   mutable std::atomic<unsigned> usedIn_{NEVER};  // the process, by its forkCount

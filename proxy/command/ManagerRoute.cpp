@@ -1,4 +1,4 @@
-// What happens to commands in flight: routing their progress reports, and forgetting those that report nothing in time.
+// Hands reports to the originators, and forgets commands that report nothing in time.
 #include <platform/core/log/Logger.h>
 #include <proxy/command/Manager.h>
 #include <proxy/command/internal/Outcomes.h>
@@ -10,7 +10,7 @@ namespace Quarnix::Hevra::Proxy::Command {
 
 namespace {
 
-/// How long the next report may take. In 64 bits, because a delay may be as large as its 32.
+/// How long the next report may take. It has 64 bits, because a delay may use all of its 32.
 std::int64_t secondsUntilNextReport(const Hevra::Command& command) {
   if (static_cast<std::uint32_t>(command.getStatus()) != 6) return 60;
   return command.getDelay() == 0 ? 14400 : std::int64_t{command.getDelay()} + 30;
@@ -33,7 +33,7 @@ void Manager::progress(const Hevra::Command& command, const Group& group,
       timer.stop();
       client = timer.originator;
       if (Hevra::Command::isFinalStatus(outcome.status)) {
-        // Out of the map before the originator runs: it may hand the key over again.
+        // It leaves the map before the originator runs, which may hand the key over again.
         timer.life = Life::FINISHED;
         finished = timers.extract(entry);
       } else if (timer.life == Life::WAITING) {
@@ -66,8 +66,8 @@ void Manager::progress(const Hevra::Command& command, const Group& group,
   settle();
 }
 
-/// After a report that is not final. Only the entry that it was for is REPORTED: one report comes at a time, and in
-/// that state the entry is neither forgotten nor replaced.
+/// Begins the wait anew after a report that is not final. Only the entry of that report is REPORTED, because one report
+/// comes at a time, and in that state the entry is neither forgotten nor replaced.
 void Manager::waitAnew(const std::string& key, const Hevra::Command& command) {
   MutexLock lock(mutex_);
   const auto entry = timers.find(key);
@@ -77,11 +77,11 @@ void Manager::waitAnew(const std::string& key, const Hevra::Command& command) {
   entry->second.start();
 }
 
-/// On the timers' thread. From here to the end of the entry nothing needs memory.
+/// Runs on the timers' thread. From here to the end of the entry, nothing needs memory.
 void Manager::timeout(Timer& timer) {
   {
     MutexLock lock(mutex_);
-    // A report, or the key handed over again, may have come between the deadline and this.
+    // Since the deadline, a report may have come or the key may have been handed over again.
     if (timer.life != Life::WAITING || timer.isRunning()) return;
     timer.life = Life::EXPIRED;
   }
@@ -116,7 +116,7 @@ void Manager::receive(unsigned long long) {
   }
   for (const auto& [key, timer] : all) tell(timer.watches, Outcomes::get().timedOut);
   all.clear();
-  // One key at a time, and looked at anew each time: more may be appended meanwhile.
+  // It takes one key at a time, because more may come meanwhile.
   for (;;) {
     std::list<std::string> key;
     Entry forgotten;
@@ -136,14 +136,14 @@ void Manager::receive(unsigned long long) {
           "HV/ZUV proxy library> CommandManager unable to clean command, unknown originator for key %s",
           key.front().c_str());
     } catch (...) {
-      // The keys behind this one must not wait for the next expiry.
+      // The keys behind this one must not wait until the next expiry.
       Event::send();
       throw;
     }
   }
 }
 
-/// Needs no key, and takes the keys that are queued too.
+/// Takes every expired entry, without its key, and drops the keys that are queued.
 void Manager::takeAllExpired(std::multimap<std::string, Timer>& expired) {
   expiredKeys.clear();
   expired.swap(replaced_);
@@ -153,7 +153,7 @@ void Manager::takeAllExpired(std::multimap<std::string, Timer>& expired) {
   }
 }
 
-/// Empty where a final report has overtaken the expiry.
+/// Returns nothing if a final report has come before.
 Manager::Entry Manager::takeExpired(const std::string& key) {
   if (const auto older = replaced_.find(key); older != replaced_.end()) return replaced_.extract(older);
   const auto entry = timers.find(key);

@@ -1,4 +1,4 @@
-// Submitting commands, and following what becomes of the call and of the service that has taken it.
+// Sends commands, and follows what becomes of the call and of the service that has it.
 #include <bus/CommandContainerWrapper.h>
 #include <platform/bus/message/internal/Names.h>
 #include <platform/core/log/Logger.h>
@@ -35,7 +35,7 @@ void Manager::submit(const Shared::Pointer<Interface::Command::Originator>& clie
   } catch (const Bus::Message::Method::Return& error) {
     const std::string name = error.getErrorName();
     if (name == "org.freedesktop.DBus.Error.NoReply") {
-      accept(*submission, before);  // it may have arrived
+      accept(*submission, before);  // the service may have it
     } else {
       const bool lost =
           name == "org.freedesktop.DBus.Error.Disconnected" || name == "org.freedesktop.DBus.Error.NameHasNoOwner";
@@ -63,14 +63,14 @@ Bus::Message::SendReturn Manager::transmit(const Shared::Pointer<Interface::Comm
         Log::Priority::WARNING,
         "HV/ZUV proxy library> CommandManager is not started: commands are sent, but no progress is heard");
   }
-  // The memory that the end of a command needs is there before it waits.
+  // This takes the memory that the end of a command needs, before the command waits.
   Event::reserve();
   Outcomes::get();
 
   Bus::Message::Method::Call call = callOf("add");
   Bus::Message::Iterator arguments = call.begin();
 
-  // A report may come before `send` returns, so that every command is known before the call leaves.
+  // A report may come before `send` returns, so every command is known before the call leaves.
   while (commands.next()) {
     const Hevra::Command& command = commands.get();
     arm(client, keyOf(group, command), submission ? Watches(submission, command.getId()) : Watches());
@@ -86,15 +86,15 @@ Bus::Message::SendReturn Manager::transmit(const Shared::Pointer<Interface::Comm
   arguments.end(identifier);
   Bus::Type::Wrapper<const HomeAutomation::Container<Hevra::Command>>().serialize(arguments, commands);
 
-  // A manager that is not started, too, has told the service where to call it back.
-  getConnection()->expectCalls();
+  // Even if the manager is not started, the service now knows where to report.
+  expectCalls();
   return send(call);
 }
 
 void Manager::arm(const Shared::Pointer<Interface::Command::Originator>& client, const std::string& key,
                   Watches watches) {
-  // The entry is made before the mutex is taken, and what is not wanted of it goes after the mutex is released:
-  // `unwanted` is declared first.
+  // The entry is made before the mutex is locked. `unwanted` is declared before the lock, so that an entry that is not
+  // needed is destroyed after the mutex is released.
   std::map<std::string, Timer> made;
   made.try_emplace(key, this, client, key, FIRST_REPORT_SECONDS);
   Entry unwanted;
@@ -107,7 +107,7 @@ void Manager::arm(const Shared::Pointer<Interface::Command::Originator>& client,
   try {
     timer.start();
   } catch (...) {
-    // An entry that cannot expire would stay for ever. One that was there has started before, and does not fail.
+    // An entry that cannot expire would stay for ever. Only a new entry can fail to start.
     unwanted = timers.extract(inserted.position);
     throw;
   }
@@ -130,7 +130,7 @@ void Manager::observePresence() {
   present->start();
 }
 
-/// The commands are with the service of that generation, which may be over by now.
+/// Notes that the service of that generation has the commands. The generation may be over by now.
 void Manager::accept(Submission& submission, std::uint64_t generation) {
   {
     MutexLock lock(mutex_);
@@ -150,7 +150,7 @@ void Manager::giveUp(const Submission& submission, const Outcome& outcome) {
   tell(given, outcome);
 }
 
-/// Tells of the commands of earlier generations.
+/// Ends the commands of earlier generations for their observers.
 void Manager::serviceChanged() {
   const std::uint64_t now = getGeneration();
   Watches lost;

@@ -1,11 +1,13 @@
-// Checks, unpacks and answers progress reports.
+// Checks, reads and answers reports.
 #include <proxy/command/Originator.h>
 
 #include <cstring>
+#include <string_view>
 
 #include <unistd.h>
 
 #include <bus/CommandWrapper.h>
+#include <bus/internal/RecordSignature.h>
 #include <platform/core/log/Logger.h>
 
 namespace Quarnix::Hevra::Proxy::Command {
@@ -24,12 +26,11 @@ constexpr const char* DESCRIPTION =
     "  </method>\n"
     " </interface>\n";
 
-const std::string& expectedSignature() {
-  static const std::string built = "(" + Bus::Type::Wrapper<Hevra::Command>().signature() + ")(" +
-                                   Bus::Type::Wrapper<std::string>().signature() + ")" +
-                                   Bus::Type::Wrapper<int>().signature();
-  return built;
-}
+using Bus::Type::RecordSignature::COMMAND_STRUCTURE;
+using Bus::Type::RecordSignature::PROGRESS;
+
+static_assert(std::string_view(DESCRIPTION).find(COMMAND_STRUCTURE) != std::string_view::npos,
+              "the description names the command's record");
 
 }  // namespace
 
@@ -53,11 +54,11 @@ bool Originator::method(const Bus::Message::Method::Call& call) {
                               call.getMember(), MEMBER);
     return false;
   }
-  if (expectedSignature() != call.getSignature()) {
+  if (call.getSignature() != PROGRESS) {
     Log::Logger::get()->print(
         Log::Priority::WARNING,
         "HV/ZUV proxy library> Command Originator bad signature on member %s: %s, expected was %s", MEMBER,
-        call.getSignature(), expectedSignature().c_str());
+        call.getSignature(), PROGRESS.codes);
     return false;
   }
   progressHandler(call);

@@ -1,4 +1,4 @@
-// The object that the stack service calls with the progress of commands.
+// The object to which the stack service reports the progress of commands.
 #pragma once
 
 #include <platform/bus/object/Server.h>
@@ -6,21 +6,20 @@
 
 namespace Quarnix::Hevra::Proxy::Command {
 
-/// Takes "progress" calls apart and hands them to its target, then answers them. It belongs to a command manager, which
-/// sets its path, starts and stops it.
+/// It reads the calls of "progress", hands them to its target, and answers them. It belongs to a command manager, which
+/// sets its path, starts it and stops it.
 ///
-/// Threads: the target is called on the server's task, one report at a time.
+/// Threads: it calls the target on the server's task, one report at a time.
 class HEVRA_EXPORT Originator : public virtual Bus::Object::Server {
  public:
-  /// The target is not owned and must outlive this.
+  /// Does not own the target, which must outlive it.
   explicit Originator(Interface::Command::Originator* target);
   ~Originator() override;
 
-  /// True when the call was a well-formed "progress". Otherwise it is logged and false; nobody is told of it then.
+  /// Returns true if the call was a well-formed "progress". Otherwise it logs the call and returns false.
   bool method(const Bus::Message::Method::Call& call) override;
-  /// Delivers a call whose signature `method` has found to be right. What the target raises goes on, and the call is
-  /// not answered then. With another signature it raises the exception being handled again, and without one ends the
-  /// process.
+  /// Reads and hands on a call, whose signature `method` has compared. If the target raises an exception, it passes
+  /// through, and the call is not answered. Precondition: the signature matches (see Bus::Type::Wrapper).
   void progressHandler(const Bus::Message::Method::Call& call);
 
  private:

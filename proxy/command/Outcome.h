@@ -1,4 +1,4 @@
-// How each command ends, for applications that want to know of every one.
+// How a command ends, and the observer that hears it.
 #pragma once
 
 #include <cstdint>
@@ -10,35 +10,35 @@
 
 namespace Quarnix::Hevra::Proxy::Command {
 
-/// What a command came to.
+/// How a command has ended.
 struct Outcome {
   enum class Kind : std::uint8_t {
-    FINISHED,      // it reported a final status
-    TIMED_OUT,     // no report has come for so long that the manager has forgotten it
-    REFUSED,       // `submit` raised an error; the service does not carry it out
-    SERVICE_LOST,  // the service that had it, or the bus to it, has gone: nothing more will be heard
-    ABANDONED,     // the manager was destroyed first
+    FINISHED,      // it has reported a final status
+    TIMED_OUT,     // the manager has forgotten it, because no report has come in time
+    REFUSED,       // `submit` has raised an error; the service does not carry it out
+    SERVICE_LOST,  // the service that had it, or the bus, has gone: no report will come
+    ABANDONED,     // the manager was destroyed before
   };
 
   Kind kind;
-  /// The final status; only of FINISHED.
+  /// The final status; only for FINISHED.
   HvDetailedCommandStatus status = HvDetailedCommandStatus::INITIALIZED;
   /// A text for people; empty for FINISHED.
   std::string reason = {};
 };
 
-/// Hears once, and only once, how each command ended that was handed to `Manager::submit` together with it; whatever
-/// comes first counts, and what comes after it is for the originator alone.
+/// An observer that you give to `Manager::submit` hears exactly once how each of the commands has ended. The first end
+/// counts; only the originator hears what comes after it.
 ///
-/// Threads: calls may come on several threads at once: those of the manager's tasks, the one that is in `submit`
-/// (REFUSED, SERVICE_LOST) and the one that destroys the manager (ABANDONED). Nothing is locked meanwhile. What leaves
-/// `ended` as an exception is logged. Ownership: shared by the commands that have not ended.
+/// Threads: several threads may call it at once: those of the manager's tasks, the one in `submit` (REFUSED,
+/// SERVICE_LOST) and the one that destroys the manager (ABANDONED). Nothing is locked meanwhile. An exception that
+/// leaves `ended` is logged. Ownership: the commands that have not ended share it.
 class HEVRA_EXPORT OutcomeObserver {
  public:
   virtual ~OutcomeObserver();
 
-  /// Of FINISHED it comes after the originator's `progress`, whose answer may still be on its way; of REFUSED before
-  /// `submit` raises the error.
+  /// FINISHED comes after the originator's `progress`, when the answer to the report may not have left yet. REFUSED
+  /// comes before `submit` raises the error.
   virtual void ended(const Group& group, std::uint32_t commandId, const Outcome& outcome) = 0;
 };
 

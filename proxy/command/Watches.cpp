@@ -1,4 +1,4 @@
-// Telling observers how commands ended.
+// Tells observers how commands have ended.
 #include <proxy/command/Watches.h>
 
 #include <platform/core/log/internal/Boundary.h>

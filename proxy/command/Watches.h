@@ -1,4 +1,4 @@
-// The commands whose ends observers are still to be told.
+// The commands whose ends observers have not heard yet.
 #pragma once
 
 #include <cstdint>
@@ -13,19 +13,20 @@
 
 namespace Quarnix::Hevra::Proxy::Command {
 
-/// What the commands of one `submit` have in common.
+/// The commands of one `submit` share this.
 struct Submission {
   const Shared::Pointer<OutcomeObserver> observer;
   const Group group;
-  /// Of the service that has taken the commands; 0 until then. The manager's mutex guards it.
+  /// The generation of the service that has the commands; 0 before. The manager's mutex guards it.
   std::uint64_t generation = 0;
 };
 
-/// A list of commands, each with its submission. An entry of the command manager holds the watches of the hand-overs
-/// that it stands for. To tell an outcome, a watch is taken out of its entry first: so each is told once.
+/// A list of watches. A watch is a command that was handed over once, with its submission. An entry of the command
+/// manager holds a watch for each hand-over of its key. A watch is taken out of its entry before its observer hears the
+/// outcome, so that it hears it once.
 ///
-/// Threads: as any value; those in an entry are guarded by the manager's mutex. Dropping a watch may destroy an
-/// observer, and telling runs one: neither is done while a mutex is held.
+/// Threads: as any value. The manager's mutex guards the watches in entries. Release the mutex before you drop a watch,
+/// which may destroy an observer, and before you `tell` one.
 class Watches {
  public:
   Watches() = default;
@@ -35,7 +36,7 @@ class Watches {
 
   /// Moves all of `others` here.
   void take(Watches& others) noexcept { list_.splice_after(list_.before_begin(), others.list_); }
-  /// Moves those of `others` here whose submission is chosen.
+  /// Moves those of `others` here whose submissions `isChosen` accepts.
   template <class Chosen>
   void take(Watches& others, const Chosen& isChosen) {
     for (auto before = others.list_.before_begin(); std::next(before) != others.list_.end();) {

@@ -1,4 +1,4 @@
-// The daughter board's endpoint and its one call.
+// Makes the daughter board manager and its one call.
 #include <proxy/daughterboard/Manager.h>
 
 #include <unistd.h>
@@ -7,7 +7,7 @@ namespace Quarnix::Hevra::Proxy::DaughterBoard {
 
 Manager::Manager() {
   setStackSize(static_cast<unsigned int>(::getpagesize()) * 4);
-  // The path names the tree that both variants of the service share; host and interface are the plain one's.
+  // Both variants of the service share the tree in the path. Host and interface are those of the plain one.
   setPath("/com/quarnix/Application/HevraZuv/Manager/DaughterBoard");
   setHost("com.quarnix.Application.Hevra");
   interfaceName = "com.quarnix.Application.Hevra.Manager.DaughterBoard";

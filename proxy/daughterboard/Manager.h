@@ -1,4 +1,4 @@
-// The local stand-in for the stack service's daughter board manager.
+// Stands for the stack service's daughter board manager.
 #pragma once
 
 #include <string>
@@ -8,7 +8,7 @@
 
 namespace Quarnix::Hevra::Proxy::DaughterBoard {
 
-/// Asks the stack service to reset the radio daughter board. Needs no `start`.
+/// It asks the stack service to reset the radio daughter board. It needs no `start`.
 ///
 /// Threads: any number at once; a call waits for its own reply.
 class HEVRA_EXPORT Manager : public virtual Bus::Object::Proxy, public virtual Interface::DaughterBoard::Manager {
@@ -16,9 +16,9 @@ class HEVRA_EXPORT Manager : public virtual Bus::Object::Proxy, public virtual I
   Manager();
   ~Manager() override;
 
-  /// True when the service says that the reset was carried out. Throws the service's error reply, or that of a failure
-  /// on the way, as a Bus::Message::Method::Return; Bus::TypeMismatch or Bus::EndOfContainer for a reply without a
-  /// boolean. Waits the bus library's default time at most.
+  /// Returns true if the service says that it has reset the board. Throws an error reply, of the service or for a
+  /// failure on the way, as a Bus::Message::Method::Return; Bus::TypeMismatch or Bus::EndOfContainer for a reply
+  /// without a boolean. Waits at most for Bus::Message::Method::Call::DEFAULT_TIMEOUT.
   bool hardReset() override;
 
  private:

@@ -1,7 +1,9 @@
-// The node manager's endpoints and life, and what its verbs share.
+// Makes and destroys the node manager, and begins its calls.
 #include <proxy/node/Manager.h>
 
 #include <unistd.h>
+
+#include <bus/StackNodeWrapper.h>
 
 namespace Quarnix::Hevra::Proxy::Node {
 
@@ -12,6 +14,7 @@ constexpr Time::Elapsed REPLY_TIMEOUT{20, 0};
 }  // namespace
 
 Manager::Manager(bool zuv) {
+  Bus::Type::StructWrapper<StackNode>::hideKeysInTraces();
   setStackSize(static_cast<unsigned int>(::getpagesize()) * 4);
   interfaceName = zuv ? "com.quarnix.Application.Zuv.Manager.Node" : "com.quarnix.Application.Hevra.Manager.Node";
   setPath(zuv ? "/com/quarnix/Application/Zuv/Manager/Node" : "/com/quarnix/Application/Hevra/Manager/Node");

@@ -1,4 +1,4 @@
-// The local stand-in for the stack service's node manager.
+// Stands for the stack service's node manager.
 #pragma once
 
 #include <string>
@@ -10,8 +10,8 @@
 
 namespace Quarnix::Hevra::Proxy::Node {
 
-/// Lists the stack service's radio nodes, changes them and the links between them, and tells of changes, whoever made
-/// them.
+/// It lists the stack service's radio nodes, changes them and the links between them, and tells you of changes that you
+/// or others have made.
 ///
 ///   class Watcher : public Proxy::Node::Manager {
 ///    public:
@@ -20,74 +20,76 @@ namespace Quarnix::Hevra::Proxy::Node {
 ///     void modified(const Hevra::Node& node, NodeAction action) override;
 ///   };
 ///
-/// A CLASS DERIVED FROM THIS ONE CALLS `stop` IN ITS OWN DESTRUCTOR, see Bus::Object::Base: otherwise a notification
-/// may still run, or begin, when its part of the object is gone.
+/// A CLASS DERIVED FROM THIS ONE MUST CALL `stop` IN ITS OWN DESTRUCTOR (see Bus::Object::Base). Otherwise a
+/// notification may run when the derived part of the object is gone.
 ///
-/// Calls need no `start`; notifications come between `start` and `stop` only, also from a service that was started
-/// anew. Each call waits 20 seconds at most for its reply; failures on the way are error replies too.
-/// Threads: every operation from any thread, also from the notifications; nothing is locked. `modified` and
-/// `linkModified` run on the proxy's task, one at a time; what leaves them as an exception is logged there.
-/// Errors: besides those that are named here, the bus's for what cannot be sent.
+/// You can call without `start`. Notifications come only between `start` and `stop`, also from a service that was
+/// started again. Each call waits at most 20 seconds for its reply. A failure on the way is an error reply too.
+/// Threads: every operation from any thread, also from the notifications. Nothing is locked. `modified` and
+/// `linkModified` run on the proxy's task, one at a time. An exception that leaves them is logged. Errors: those that
+/// are named here, and the bus's errors for what cannot be sent. Keys: from the first manager on, traces hide the keys
+/// of stack nodes.
 class HEVRA_EXPORT Manager : public Bus::Object::Proxy, public Interface::Node::Manager {
  public:
-  /// A node that is to be sent is of a class that has no record. Its category is 9.
+  /// You have given a node of a class that has no record. The category of this error is 9.
   class HEVRA_EXPORT UnknownNodeClass : public ApplicationException {
    public:
     explicit UnknownNodeClass(unsigned short nodeClass) : ApplicationException(9), nodeClass_(nodeClass) {}
     ~UnknownNodeClass() override;
     const char* getId() const override;
-    /// Writes "name : class" into a buffer of `size` bytes, cut to fit and ended with a NUL, and returns the length of
-    /// the text that stands there; -1 when it cannot be written. A size of 0 leaves the buffer's text as it is.
+    /// Writes "name : class" into a buffer of `size` bytes, cut to fit and with a NUL at its end. Returns the length of
+    /// the text in the buffer, or -1 if it cannot be written. With a size of 0 the text in the buffer stays.
     virtual int serialize(char* buffer, unsigned short size) const;
 
-    /// The class, its low 16 bits.
+    /// The low 16 bits of the class.
     unsigned short getNodeClass() const noexcept { return nodeClass_; }
 
    private:
     unsigned short nodeClass_;
   };
 
-  /// `zuv`: the Zuv variant of the service, otherwise the plain one.
+  /// `zuv`: true for the Zuv variant of the service, false for the plain one.
   explicit Manager(bool zuv);
   ~Manager() override;
 
-  /// The nodes in the order of the reply. An error reply is thrown as a Bus::Message::Method::Return; for what else
-  /// they raise see `parseBusReply`.
+  /// All nodes, in the order of the reply. Throws an error reply as a Bus::Message::Method::Return. `parseBusReply`
+  /// says what else the three raise.
   std::vector<Shared::Pointer<Hevra::Node>> getNodes() const override;
-  /// Those of a class, and of a class and a node type. Only the class's low byte is sent. An error reply is not looked
-  /// for but read like any other: one with a text ends in Bus::NotAContainer, which names the reply's error and text;
-  /// one without ends in no nodes.
+  /// The nodes of a class, or of a class and a node type. Only the low byte of the class is sent. These read an error
+  /// reply as any other: one with a text raises Bus::NotAContainer, which names the error and its text; one without a
+  /// text is an empty list.
   std::vector<Shared::Pointer<Hevra::Node>> getNodes(const NodeClass& nodeClass) const override;
   std::vector<Shared::Pointer<Hevra::Node>> getNodes(const NodeClass& nodeClass,
                                                      unsigned short nodeType) const override;
 
-  /// True when the service says so; false too, with a warning, when its answer is no boolean. Throw an error reply as a
-  /// Bus::Message::Method::Return, and with nothing sent: UnknownNodeClass for a node of a class without a record,
-  /// std::bad_cast for a node whose class is not that of its kind, Bus::InvalidArgument for a label or a link
-  /// identifier that is not UTF-8.
+  /// Return what the service answers; false, with a warning, if its answer is no boolean. Throw an error reply as a
+  /// Bus::Message::Method::Return. Before anything is sent, throw UnknownNodeClass for a node of a class without a
+  /// record, std::bad_cast for a node whose class is not that of its kind, and Bus::InvalidArgument for a label or a
+  /// link identifier that is not UTF-8.
   bool modify(const Hevra::Node& node, NodeAction action) override;
   bool modify(const NodeLink& link, NodeAction action) override;
 
-  /// Throws EmptyKeySet, without a stack node and with nothing sent, when all 16 bytes of the key are zero. The answer
-  /// is not looked at, not even an error reply.
+  /// Ignores the answer, even an error reply. Throws EmptyKeySet, without a stack node, before anything is sent if all
+  /// 16 bytes of the key are zero.
   void changeStackNodeKey(const unsigned int& address, const unsigned char* key) override;
-  /// The answer is not looked at, not even an error reply.
+  /// Ignores the answer, even an error reply.
   void deleteNodes(const unsigned int& address) override;
-  /// Empty, with a warning, when the answer is no string. Throws an error reply as a Bus::Message::Method::Return.
+  /// Returns an empty text, with a warning, if the answer is no string. Throws an error reply as a
+  /// Bus::Message::Method::Return.
   std::string getNodeLinkId(unsigned int address, NodeLinkType type) override;
 
-  /// Reads the nodes of a reply, whose arguments are containers of node records. Raises BadSignatureOnBus when an
-  /// element is none of the four records, Bus::NotAContainer when an argument is no container.
+  /// Reads the nodes of a reply, whose arguments are containers of node records. Raises BadSignatureOnBus if an element
+  /// is none of the four records, and Bus::NotAContainer if an argument is no container.
   static std::vector<Shared::Pointer<Hevra::Node>> parseBusReply(const Bus::Message::SendReturn& reply);
 
  protected:
-  /// Tells of the signals "modified" and "linkModified" through the notifications; logs every other one of the node
-  /// manager's interface and those of a wrong signature, and drops them.
+  /// Hands the signals "modified" and "linkModified" to the notifications. Logs and drops any other signal of the node
+  /// manager's interface, and those with a wrong signature.
   void signal(const Bus::Message::Signal& signal) override;
 
  private:
   Bus::Message::Method::Call callOf(const char* member) const;
-  /// Each reads its signal, whose signature `signal` has compared, and calls its notification.
+  /// Each reads its signal and calls the notification, or logs that the signature is wrong.
   void modifiedHandler(const Bus::Message::Signal& signal);
   void linkModifiedHandler(const Bus::Message::Signal& signal);
 

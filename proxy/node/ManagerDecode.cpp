@@ -1,36 +1,25 @@
-// The reply to a query: node records, each recognised by its signature, in containers.
+// Reads node records, each recognised by its signature: one by one, and the lists of them in the reply to a query.
 #include <bus/internal/NodeRecord.h>
 #include <platform/bus/Error.h>
 #include <proxy/BadSignatureOnBus.h>
 #include <proxy/node/Manager.h>
+#include <proxy/node/internal/NodeReader.h>
 
 namespace Quarnix::Hevra::Proxy::Node {
 
 namespace {
 
-using Nodes = std::vector<Shared::Pointer<Hevra::Node>>;
-using ReadElement = void (*)(Bus::Message::ConstIterator& element, Nodes& nodes);
+using Bus::Message::ConstIterator;
 
-/// Adds the node whose record stands at the element, and steps over it.
 template <class Kind>
-void readElement(Bus::Message::ConstIterator& element, Nodes& nodes) {
+Shared::Pointer<Hevra::Node> readNode(ConstIterator& record) {
   auto node = Shared::make<Kind>();
-  element.leave(Bus::Type::NodeRecord::read(element, *node));
-  nodes.push_back(std::move(node));
+  record.leave(Bus::Type::NodeRecord::read(record, *node));
+  return node;
 }
 
-ReadElement recognise(std::string_view signature) {
-  using Bus::Type::NodeRecord::OF_KIND;
-  if (signature == OF_KIND<RemoteActuatorNode>) return readElement<RemoteActuatorNode>;
-  if (signature == OF_KIND<RemoteControllerNode>) return readElement<RemoteControllerNode>;
-  if (signature == OF_KIND<RemoteSensorNode>) return readElement<RemoteSensorNode>;
-  if (signature == OF_KIND<StackNode>) return readElement<StackNode>;
-  throw BadSignatureOnBus();
-}
-
-/// Enters a list of nodes. The text of an error reply is none: the error that this ends in names the reply's.
-Bus::Message::ConstIterator enter(const Bus::Message::ConstIterator& argument,
-                                  const Bus::Message::Method::Return& reply) {
+/// Enters a list of nodes. An error reply has a text there; the error then names that of the reply.
+ConstIterator enter(const ConstIterator& argument, const Bus::Message::Method::Return& reply) {
   try {
     return argument.begin();
   } catch (const Bus::NotAContainer& error) {
@@ -42,16 +31,26 @@ Bus::Message::ConstIterator enter(const Bus::Message::ConstIterator& argument,
 
 }  // namespace
 
-Nodes Manager::parseBusReply(const Bus::Message::SendReturn& reply) {
-  Nodes nodes;
-  for (Bus::Message::ConstIterator argument = reply->begin(); argument.type();) {
-    Bus::Message::ConstIterator element = enter(argument, *reply);
-    // The elements of an array share one signature; those of any other container are looked at one by one.
-    const bool alike = argument.type() == Bus::Message::ARRAY;
-    ReadElement read = nullptr;
+NodeReader readerFor(std::string_view signature) noexcept {
+  using Bus::Type::NodeRecord::OF_KIND;
+  if (signature == OF_KIND<RemoteActuatorNode>) return readNode<RemoteActuatorNode>;
+  if (signature == OF_KIND<RemoteControllerNode>) return readNode<RemoteControllerNode>;
+  if (signature == OF_KIND<RemoteSensorNode>) return readNode<RemoteSensorNode>;
+  if (signature == OF_KIND<StackNode>) return readNode<StackNode>;
+  return nullptr;
+}
+
+std::vector<Shared::Pointer<Hevra::Node>> Manager::parseBusReply(const Bus::Message::SendReturn& reply) {
+  std::vector<Shared::Pointer<Hevra::Node>> nodes;
+  for (ConstIterator argument = reply->begin(); argument.type();) {
+    ConstIterator element = enter(argument, *reply);
+    // The elements of an array share one signature; those of another container are recognised one by one.
+    const bool isArray = argument.type() == Bus::Message::ARRAY;
+    NodeReader read = nullptr;
     while (element.type()) {
-      if (!read || !alike) read = recognise(element.signatureView());
-      read(element, nodes);
+      if (!read || !isArray) read = readerFor(element.signatureView());
+      if (!read) throw BadSignatureOnBus();
+      nodes.push_back(read(element));
     }
     argument.leave(element);
   }

@@ -1,4 +1,4 @@
-// The modifications: changing nodes, links and keys, and asking for a link's identifier.
+// Changes nodes, links and keys, and asks for the identifier of a link.
 #include <algorithm>
 
 #include <bus/FixedSequenceContainerWrapper.h>
@@ -37,11 +37,11 @@ void appendNode(Bus::Message::Iterator& arguments, const Hevra::Node& node) {
   }
 }
 
-/// Reads an answer of one value of that type; false, with nothing read, for any other answer.
+/// Reads an answer that is one value of this type; returns false for any other answer.
 template <class T>
 bool readAnswer(const Bus::Message::SendReturn& reply, T& value) {
   if (reply->isException()) throw Bus::Message::Method::Return(*reply);
-  if (Bus::Type::Wrapper<T>().signature() != reply->getSignature()) return false;
+  if (reply->getSignature() != Bus::Message::SIGNATURE_OF<T>) return false;
   reply->begin().get(value);
   return true;
 }
@@ -98,7 +98,7 @@ void Manager::deleteNodes(const unsigned int& address) {
 
 std::string Manager::getNodeLinkId(unsigned int address, NodeLinkType type) {
   Bus::Message::Method::Call call = callOf("getNodeLink");
-  // Here the type goes out unsigned, in the record of a link it is signed.
+  // The type is unsigned here, and signed in the record of a link.
   call.begin().append(address, static_cast<std::uint32_t>(type));
   const Bus::Message::SendReturn reply = send(call);
   std::string linkId;

@@ -1,4 +1,4 @@
-// The queries: asking for nodes.
+// Asks for nodes.
 #include <proxy/node/Manager.h>
 
 namespace Quarnix::Hevra::Proxy::Node {
@@ -10,7 +10,7 @@ std::vector<Shared::Pointer<Hevra::Node>> Manager::getNodes() const {
   return parseBusReply(reply);
 }
 
-// The filtered queries hand every reply to the decoder, an error reply too.
+// The two queries for some nodes read an error reply as any other.
 
 std::vector<Shared::Pointer<Hevra::Node>> Manager::getNodes(const NodeClass& nodeClass) const {
   Bus::Message::Method::Call call = callOf("getnodes");

@@ -1,49 +1,26 @@
-// The notifications: the stack service's signals "modified" and "linkModified".
+// Reads the stack service's signals "modified" and "linkModified" and calls the notifications.
 #include <bus/NodeLinkWrapper.h>
 #include <bus/internal/NodeRecord.h>
 #include <platform/core/log/Logger.h>
 #include <proxy/node/Manager.h>
+#include <proxy/node/internal/NodeReader.h>
 
 namespace Quarnix::Hevra::Proxy::Node {
 
 namespace {
 
-namespace NodeRecord = Bus::Type::NodeRecord;
+/// What stands behind the node in each of the two signals.
+constexpr auto ACTION = Bus::Message::SIGNATURE_OF<std::uint8_t>;
+constexpr auto LINK_AND_ACTION = Bus::Type::NodeRecord::LINK + ACTION;
 
-/// What stands behind the node's record in each of the two signals.
-constexpr auto ACTION = NodeRecord::OF<std::uint8_t>;
-constexpr auto LINK_AND_ACTION = NodeRecord::LINK + ACTION;
-
-/// Whether the signal is Kind's record with `REST` behind it.
-template <class Kind, const auto& REST>
-bool isOf(const Bus::Message::Signal& signal) {
-  static constexpr auto EXPECTED = NodeRecord::OF_KIND<Kind> + REST;
-  return std::string_view(signal.getSignature()) == EXPECTED;
-}
-
-template <const auto& REST>
-bool isNodeWith(const Bus::Message::Signal& signal) {
-  return isOf<RemoteActuatorNode, REST>(signal) || isOf<RemoteSensorNode, REST>(signal) ||
-         isOf<StackNode, REST>(signal) || isOf<RemoteControllerNode, REST>(signal);
-}
-
-/// When the signal is Kind's, reads the node and hands it to `use`, with the iterator at what follows; otherwise false.
-template <class Kind, const auto& REST, class Use>
-bool useNodeOf(const Bus::Message::Signal& signal, const Use& use) {
-  if (!isOf<Kind, REST>(signal)) return false;
-  Kind node;
-  Bus::Message::ConstIterator argument = signal.begin();
-  argument.leave(NodeRecord::read(argument, node));
-  use(node, argument);
-  return true;
-}
-
-/// Does nothing for a signal that is none of the four kinds'.
-template <const auto& REST, class Use>
-void useNode(const Bus::Message::Signal& signal, const Use& use) {
-  static_cast<void>(useNodeOf<RemoteActuatorNode, REST>(signal, use) ||
-                    useNodeOf<RemoteSensorNode, REST>(signal, use) || useNodeOf<StackNode, REST>(signal, use) ||
-                    useNodeOf<RemoteControllerNode, REST>(signal, use));
+/// Reads the node at the beginning of a signal, if it is a node with `rest` behind it; otherwise returns an empty
+/// pointer.
+Shared::Pointer<Hevra::Node> readNode(Bus::Message::ConstIterator& argument, std::string_view signature,
+                                      std::string_view rest) {
+  const std::string_view record = argument.signatureView();
+  const NodeReader read = readerFor(record);
+  if (!read || signature.substr(record.size()) != rest) return {};
+  return read(argument);
 }
 
 NodeAction readAction(const Bus::Message::ConstIterator& argument) {
@@ -58,14 +35,9 @@ void Manager::signal(const Bus::Message::Signal& signal) {
   if (interfaceName != signal.getInterface()) return;
   const std::string_view member = signal.getMember();
   if (member == "modified") {
-    if (isNodeWith<ACTION>(signal)) return modifiedHandler(signal);
-    Log::Logger::get()->print(Log::Priority::WARNING, "HV/ZUV proxy library> NodeManager modified bad signature: %s",
-                              signal.getSignature());
+    modifiedHandler(signal);
   } else if (member == "linkModified") {
-    if (isNodeWith<LINK_AND_ACTION>(signal)) return linkModifiedHandler(signal);
-    Log::Logger::get()->print(Log::Priority::WARNING,
-                              "HV/ZUV proxy library> NodeManager link modified bad signature: %s",
-                              signal.getSignature());
+    linkModifiedHandler(signal);
   } else {
     Log::Logger::get()->print(Log::Priority::WARNING, "HV/ZUV proxy library> NodeManager signal unknown member: %s",
                               signal.getMember());
@@ -73,18 +45,25 @@ void Manager::signal(const Bus::Message::Signal& signal) {
 }
 
 void Manager::modifiedHandler(const Bus::Message::Signal& signal) {
-  useNode<ACTION>(signal, [this](const Hevra::Node& node, const Bus::Message::ConstIterator& argument) {
-    modified(node, readAction(argument));
-  });
+  Bus::Message::ConstIterator argument = signal.begin();
+  const auto node = readNode(argument, signal.getSignature(), ACTION);
+  if (node) return modified(*node, readAction(argument));
+  Log::Logger::get()->print(Log::Priority::WARNING, "HV/ZUV proxy library> NodeManager modified bad signature: %s",
+                            signal.getSignature());
 }
 
 void Manager::linkModifiedHandler(const Bus::Message::Signal& signal) {
-  useNode<LINK_AND_ACTION>(signal, [this](const Hevra::Node& node, Bus::Message::ConstIterator& argument) {
-    NodeLink link;
-    Bus::Type::StructWrapper<NodeLink>().deserialize(argument, link);
-    ++argument;
-    linkModified(node, link, readAction(argument));
-  });
+  Bus::Message::ConstIterator argument = signal.begin();
+  const auto node = readNode(argument, signal.getSignature(), LINK_AND_ACTION);
+  if (!node) {
+    Log::Logger::get()->print(Log::Priority::WARNING,
+                              "HV/ZUV proxy library> NodeManager link modified bad signature: %s",
+                              signal.getSignature());
+    return;
+  }
+  NodeLink link;
+  Bus::Type::StructWrapper<NodeLink>().deserialize(argument, link);
+  linkModified(*node, link, readAction(++argument));
 }
 
 }  // namespace Quarnix::Hevra::Proxy::Node

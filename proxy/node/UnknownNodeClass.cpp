@@ -1,4 +1,4 @@
-// The error of a node class without a record.
+// The error for a node class without a record.
 #include <cstdio>
 #include <cstring>
 

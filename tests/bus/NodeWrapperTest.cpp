@@ -8,6 +8,7 @@
 #include <bus/SequenceContainerWrapper.h>
 #include <bus/StackNodeWrapper.h>
 #include <platform/bus/Error.h>
+#include <platform/bus/Trace.h>
 #include <tests/bus/Arguments.h>
 
 namespace Quarnix::Bus::Type {
@@ -112,6 +113,23 @@ TEST(NodeTexts, AreRefusedByNameWhenTheyAreNotUtf8) {
   StackNode node;
   node.setLabel("\xff");
   EXPECT_NE(refusalOf(node).find("label of the stack node"), std::string::npos);
+}
+
+TEST(StackNodeRecord, HidesItsKeysInTraces) {
+  StructWrapper<StackNode>::hideKeysInTraces();
+  const auto shown = [](const char* member, const char* signature, const char* arguments) {
+    Message::Signal message("/test", "test.Test", member);
+    Json::appendBody(message, signature, nlohmann::json::parse(arguments), "arguments");
+    const Message::Frame frame = message.seal(1, {});
+    return Trace::describe(Trace::Direction::OUT, Message::Any({frame.data(), frame.size()}));
+  };
+  const std::string before = "-> signal #1 /test test.Test.";
+  EXPECT_EQ(shown("modified", "(uyqyayayaytyuuayayayays)y",
+                  R"([[1,2,3,4,"10","20","30",8,9,10,11,"30","40","50","60","it"],1])"),
+            before + "modified((1, 2, 3, 4, 0x10, 0x20, ****, 8, 9, 10, 11, ****, ****, 0x50, 0x60, \"it\"), 1)");
+  EXPECT_EQ(shown("modified", "(uyqyayayaytyuu)y", R"([[1,2,3,4,"10","20","30",8,9,10,11],1])"),
+            before + "modified((1, 2, 3, 4, 0x10, 0x20, 0x30, 8, 9, 10, 11), 1)");
+  EXPECT_EQ(shown("changekey", "uay", R"([1,"30"])"), before + "changekey(1, ****)");
 }
 
 // In these tests the message's signature was not compared first.

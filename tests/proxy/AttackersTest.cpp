@@ -7,6 +7,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <bus/RemoteSensorNodeWrapper.h>
 #include <platform/core/time/SimulatedClock.h>
 #include <proxy/command/CommandContainerList.h>
 #include <tests/harness/BusDaemon.h>
@@ -55,16 +56,21 @@ TEST(Attackers, ReachNothingBeforeDuringAndAfterTheServiceOwnsItsName) {
 
   // To all, and to the victim.
   const auto announce = [&](const auto& from, const char* path, const char* interface, const char* member,
-                            const std::string& arguments) {
+                            const std::function<void(Bus::Message::Iterator&)>& append) {
     for (const std::string& to : {""s, victim->getUniqueName()}) {
-      auto signal = Quarnix::Test::filled(Signal(path, interface, member), arguments);
+      Signal signal(path, interface, member);
+      Bus::Message::Iterator arguments = signal.begin();
+      append(arguments);
       if (!to.empty()) signal.setDestination(to);
       from->send(signal);
     }
   };
   const auto announceAll = [&](const auto& from) {
-    announce(from, COMMAND_PATH, COMMAND_INTERFACE, "exception", "s'text'");
-    announce(from, NODE_PATH, NODE_INTERFACE, "modified", Quarnix::Test::sensorText() + " y1");
+    announce(from, COMMAND_PATH, COMMAND_INTERFACE, "exception", [](auto& arguments) { arguments.append("text"); });
+    announce(from, NODE_PATH, NODE_INTERFACE, "modified", [](auto& arguments) {
+      Bus::Type::StructWrapper<RemoteSensorNode>().serialize(arguments, RemoteSensorNode());
+      arguments.append(std::uint8_t{1});
+    });
   };
   const auto report = [&](const auto& from) -> std::string {
     Call call = reportOf(callBack(victim->getUniqueName()), Hevra::Command());
@@ -81,9 +87,10 @@ TEST(Attackers, ReachNothingBeforeDuringAndAfterTheServiceOwnsItsName) {
     if (*phase == 'd') service->requestName(SERVICE);
     if (*phase == 'a') service->releaseName(SERVICE);
     announceAll(attacker);
-    const std::string change = "s'"s + SERVICE + "' s'" + service->getNameOwner(SERVICE) + "' s'";
-    announce(attacker, "/org/freedesktop/DBus", "org.freedesktop.DBus", "NameOwnerChanged",
-             change + attacker->getUniqueName() + "'");
+    announce(attacker, "/org/freedesktop/DBus", "org.freedesktop.DBus", "NameOwnerChanged", [&](auto& arguments) {
+      for (const auto& text : {std::string(SERVICE), service->getNameOwner(SERVICE), attacker->getUniqueName()})
+        arguments.append(text);
+    });
     announceAll(attacker);
     EXPECT_EQ(report(attacker), "org.freedesktop.DBus.Error.AccessDenied");
     EXPECT_EQ(outcomeOf([&] { return nodes.getNodeLinkId(1, NodeLinkType{}); }),

@@ -18,7 +18,6 @@
 #include <platform/hevra/StackNode.h>
 #include <proxy/command/Manager.h>
 #include <proxy/node/Manager.h>
-#include <tests/bus/NodeTexts.h>
 #include <tests/harness/BusObjects.h>
 #include <tests/harness/CapturingLogger.h>
 

@@ -1,4 +1,4 @@
-// Parsing of bus addresses.
+// Parses bus addresses.
 #include <platform/bus/connection/Address.h>
 
 #include <sys/socket.h>
@@ -40,7 +40,7 @@ std::string unescape(std::string_view whole, std::string_view value) {
   return result;
 }
 
-/// One entry behind "unix:"; its keys are path or abstract, and guid; others are passed over.
+/// One address behind "unix:". Its keys are path or abstract, and guid; it ignores others.
 Address parseUnix(std::string_view whole, std::string_view keys) {
   Address address;
   while (!keys.empty()) {

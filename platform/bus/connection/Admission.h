@@ -1,4 +1,4 @@
-// Which messages from the bus are stored, and which are too large.
+// How a link asks which messages from the bus are too large to store.
 #pragma once
 
 #include <cstddef>
@@ -8,16 +8,18 @@
 
 namespace Quarnix::Bus::Internal {
 
-/// What a link asks its client while it reads. Threads: the link's reader, which holds no mutex.
+/// A link asks this about large messages while it reads (see MessageReader). SizeLimits answers.
+///
+/// Threads: the link's reader, which holds no mutex.
 class Admission {
  public:
-  /// A message up to this size is stored without asking.
+  /// The link stores a message up to this size without asking, in bytes.
   static constexpr std::size_t ALWAYS = Message::LEAST_LARGEST_MESSAGE;
 
-  /// Up to which size a message is stored. `header` is that of the message, as far as it is known, its texts without
-  /// their bytes.
+  /// The size up to which the message with this header is stored. The header has no texts, and nothing at all where it
+  /// is itself too large.
   virtual std::size_t largest(const Message::Header& header) = 0;
-  /// A message was discarded, and nothing of it is handed out.
+  /// Counts a message that was discarded and of which the link hands out nothing.
   virtual void countDropped() noexcept = 0;
 
  protected:

@@ -1,4 +1,4 @@
-// The authentication dialogue at the beginning of a connection: the client's side of the EXTERNAL mechanism.
+// The client's side of the dialogue with which a connection begins, by the EXTERNAL mechanism.
 #pragma once
 
 #include <cstddef>
@@ -9,25 +9,28 @@
 
 namespace Quarnix::Bus::Internal {
 
-/// Knows no socket: it is fed the bytes that arrive and says what to send. The bus takes the user from the socket's
-/// credentials, and we name it in the first line.
+/// The dialogue knows no socket: you feed it the bytes that arrive, and it says what to send. The bus takes the user
+/// from the socket's credentials; the first line names the same user.
+///
+///      WAITING ── the bus agrees ──> DONE
+///         └────── the bus refuses, is not the expected one, or sends an endless line ──> REFUSED
 class Authentication {
  public:
-  /// A line of the bus longer than this is refused.
+  /// The longest line that the bus may send, in bytes.
   static constexpr std::size_t MAXIMUM_LINE = 4096;
 
   enum class State { WAITING, DONE, REFUSED };
 
-  /// `guid`: what the bus must call itself when it agrees; anything where it is empty.
+  /// `guid`: the identifier that the bus must name when it agrees; empty for any.
   explicit Authentication(std::uint32_t userId, std::string guid = {});
 
-  /// Takes bytes up to the end of the dialogue; how many were taken. What is behind them belongs to messages.
+  /// Takes bytes up to the end of the dialogue and returns how many. The bytes behind them belong to messages.
   std::size_t feed(const char* bytes, std::size_t count);
 
   State state() const noexcept { return state_; }
   /// Why it was refused.
   const std::string& reason() const noexcept { return reason_; }
-  /// What is to be sent now; empty until the next line has arrived.
+  /// What you send now; empty until the next line has arrived.
   std::string takeOutput() { return std::exchange(output_, {}); }
 
  private:

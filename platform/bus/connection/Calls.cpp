@@ -1,14 +1,29 @@
-// The table of calls in flight.
+// Finds, answers and ends calls.
 #include <platform/bus/connection/Calls.h>
 
+#include <charconv>
 #include <utility>
 
 #include <platform/bus/connection/Driver.h>
+#include <platform/bus/connection/Owners.h>
 #include <platform/bus/connection/ReaderRole.h>
 
 namespace Quarnix::Bus::Internal {
 
 using State = Transaction::State;
+using Message::Method::Call;
+using Message::Method::Return;
+
+namespace {
+
+std::string seconds(const Time::Elapsed& span) {
+  char digits[32];
+  const double value = static_cast<double>(span.getNanoseconds()) / 1e9;
+  const auto end = std::to_chars(digits, digits + sizeof digits, value, std::chars_format::fixed).ptr;
+  return std::string(digits, end) + " s";
+}
+
+}  // namespace
 
 std::uint32_t Calls::nextSerial() noexcept {
   do {
@@ -42,6 +57,16 @@ void Calls::answer(const std::shared_ptr<Transaction>& call, Message::Method::Re
 void Calls::giveUp(Transaction& call) noexcept {
   waiting_.erase(call.serial);
   call.state = State::GIVEN_UP;
+}
+
+Return Calls::timeOut(const Call& call, const Host* host) {
+  constexpr const char* NO_REPLY = "org.freedesktop.DBus.Error.NoReply";
+  const std::string member = call.getMember();
+  const std::string span = seconds(call.getTimeout());
+  if (call.getTimeout() <= Time::Elapsed())
+    return Return(NO_REPLY, "The call of " + member + " was not sent: its time-out of " + span + " is over");
+  return Return(NO_REPLY,
+                "No reply to " + member + " from " + (host ? host->name : call.getDestination()) + " within " + span);
 }
 
 void Calls::end(Transaction& transaction, State state) noexcept {

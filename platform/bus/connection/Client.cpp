@@ -1,7 +1,6 @@
-// What a connection asks of its bus, and what it does with what arrives.
+// Asks the bus for what the application wants, and hands on what arrives.
 #include <platform/bus/connection/Client.h>
 
-#include <algorithm>
 #include <new>
 #include <utility>
 
@@ -18,24 +17,18 @@ using Message::Method::Return;
 
 namespace {
 
-/// Of RequestName: its flags, and its answers.
-constexpr std::uint32_t QUEUE = 0;
-constexpr std::uint32_t DO_NOT_QUEUE = 4;
-constexpr std::uint32_t PRIMARY_OWNER = 1;
-constexpr std::uint32_t ALREADY_OWNER = 4;
-
 Time::Monotonic defaultDeadline() { return Time::Clock::get().now() + Call::DEFAULT_TIMEOUT; }
 
-/// An error reply as a text.
-std::string describe(const Return& error) { return std::string(error.getErrorName()) + ": " + error.getErrorText(); }
+/// The arguments of NameOwnerChanged: the name, the owner before, the owner now.
+constexpr auto OWNER_CHANGE = Message::SIGNATURE_OF<std::string, std::string, std::string>;
 
 }  // namespace
 
 Client::~Client() = default;
 
 Return Client::call(Call& call, std::string_view path, Host* host) {
-  requireSameProcess();
-  if (call.getTimeout() <= Time::Elapsed()) return Exchange::timeOut(call, host);
+  process_.requireSameProcess();
+  if (call.getTimeout() <= Time::Elapsed()) return Calls::timeOut(call, host);
   const Time::Monotonic deadline = Time::Clock::get().now() + call.getTimeout();
   Lock lock(*this);
   if (calls_.isFull())
@@ -44,7 +37,7 @@ Return Client::call(Call& call, std::string_view path, Host* host) {
 }
 
 void Client::send(Message::Signal& signal) {
-  requireSameProcess();
+  process_.requireSameProcess();
   const Time::Monotonic deadline = defaultDeadline();
   Lock lock(*this);
   const Return end = transact({signal}, deadline);
@@ -54,9 +47,9 @@ void Client::send(Message::Signal& signal) {
 }
 
 void Client::send(Return& reply) {
-  // A bus refuses a reply that nobody waits for, and says so in its log.
+  // A bus refuses a reply that nobody waits for, and logs that.
   if (!reply.isExpected()) return;
-  requireSameProcess();
+  process_.requireSameProcess();
   const Time::Monotonic deadline = defaultDeadline();
   Lock lock(*this);
   const Return end = transact({reply, nullptr, {}, nullptr, false}, deadline);
@@ -67,53 +60,53 @@ void Client::send(Return& reply) {
 Return Client::ask(Call call, const Time::Monotonic& deadline) { return transact({call, &call}, deadline); }
 
 Host* Client::watch(const std::string& name) {
-  requireSameProcess();
+  process_.requireSameProcess();
   Lock lock(*this);
   return &owners_.acquire(*this, name);
 }
 
 void Client::unwatch(Host* host) noexcept {
-  if (!isSameProcess()) return;
+  if (!process_.isSameProcess()) return;
   Lock lock(*this);
   owners_.release(*host);
 }
 
-/// Whether what the bus announces is read at once. Otherwise it lies unread until the next call.
-bool Client::hears() const { return link_.isUp() && (isInProcess() || listener_.isRunning()); }
+/// Whether somebody reads what the bus announces at once. Otherwise it lies unread until the next call.
+bool Client::readsAtOnce() const { return link_.isUp() && (isInProcess() || listener_.isRunning()); }
 
 bool Client::isOwned(const Host& host) {
-  requireSameProcess();
+  process_.requireSameProcess();
   const Time::Monotonic deadline = defaultDeadline();
   Lock lock(*this);
-  if (hears() && host.isKnown) return !host.owner.empty();
-  return answerOf<bool>(ask(driverCall("NameHasOwner", host.name), deadline), "b").value_or(false);
+  if (readsAtOnce() && host.isKnown) return !host.owner.empty();
+  return answerOf<bool>(ask(driverCall("NameHasOwner", host.name), deadline)).value_or(false);
 }
 
 bool Client::awaitOwner(const Host& host, const Time::Monotonic& deadline) {
-  requireSameProcess();
+  process_.requireSameProcess();
   Lock lock(*this);
   Owners::Wait wait(owners_);
-  // Behind the answer everything is known that was announced while nobody read.
-  if (!hears() || !host.isKnown) static_cast<void>(ask(driverCall("NameHasOwner", host.name), deadline));
+  // When the answer is here, everything is known that the bus announced while nobody read.
+  if (!readsAtOnce() || !host.isKnown) static_cast<void>(ask(driverCall("NameHasOwner", host.name), deadline));
   startListener();
   settle();
   return wait.until(mutex_, host, link_, deadline);
 }
 
 std::uint64_t Client::generation(const Host& host) {
-  requireSameProcess();
+  process_.requireSameProcess();
   MutexLock lock(mutex_);
   return host.generation;
 }
 
 std::uint64_t Client::generation(const Host& host, std::string_view owner) {
-  requireSameProcess();
+  process_.requireSameProcess();
   MutexLock lock(mutex_);
   return host.owner == owner ? host.generation : 0;
 }
 
 void Client::subscribe(Receiver& receiver, Host& host, const std::string& path, bool wait) {
-  requireSameProcess();
+  process_.requireSameProcess();
   const Time::Monotonic deadline = defaultDeadline();
   Lock lock(*this);
   if (objects_.isSubscribed(receiver)) return;
@@ -128,8 +121,8 @@ void Client::subscribe(Receiver& receiver, Host& host, const std::string& path, 
       if (isInProcess()) static_cast<void>(connect(deadline));
       return;
     }
-    // On a link that comes up only now, `linkUp` has subscribed already. A second rule is asked for all the same,
-    // because its answer tells that the first is in place, and taken back at once.
+    // If the link comes up only now, `linkUp` has already added the rule. This one is added all the same, because its
+    // answer tells that the first is in place; then it is removed.
     const Return reply = ask(driverCall("AddMatch", rule), deadline);
     if (reply.isException())
       throw StartFailed("Cannot subscribe to " + path + " of " + host.name + ": " + describe(reply));
@@ -141,20 +134,20 @@ void Client::subscribe(Receiver& receiver, Host& host, const std::string& path, 
 }
 
 void Client::unsubscribe(Receiver& receiver) {
-  if (!isSameProcess()) return;
+  if (!process_.isSameProcess()) return;
   Lock lock(*this);
   const auto subscription = objects_.unsubscribe(receiver);
   if (!subscription) return;
   try {
     post(driverCall("RemoveMatch", ServedObjects::matchRule(*subscription)));
   } catch (const std::bad_alloc&) {
-    // The rule stays with the bus; what it brings is ignored.
+    // The bus keeps the rule, and the signals that it brings are ignored.
   }
 }
 
 void Client::serve(Receiver& receiver, const std::string& path, const char* description, const std::string& caller,
                    bool wait) {
-  requireSameProcess();
+  process_.requireSameProcess();
   Message::require(Message::checkMessagePath(path), "object path of the server", path);
   const Time::Monotonic deadline = defaultDeadline();
   Lock lock(*this);
@@ -168,7 +161,7 @@ void Client::serve(Receiver& receiver, const std::string& path, const char* desc
     startListener();
     std::optional<Return> failure;
     if (!caller.empty() && wait) {
-      // Behind its answer the owner is known, whose calls are not to be refused.
+      // When the answer is here, the owner is known, whose calls must not be refused.
       Return reply = ask(driverCall("NameHasOwner", caller), deadline);
       if (reply.isException()) failure = std::move(reply);
     } else if (wait || isInProcess()) {
@@ -177,37 +170,33 @@ void Client::serve(Receiver& receiver, const std::string& path, const char* desc
     if (failure && wait) throw StartFailed("Cannot serve " + path + ": " + describe(*failure));
     areCallsExpected_ = true;
   } catch (...) {
-    // The mutex was free meanwhile: another `stop` may have withdrawn it.
-    if (const auto* left = objects_.find(path); left && left->receiver == &receiver) forgetServed(path);
+    // The mutex was free meanwhile, so another `stop` may have withdrawn it; then this does nothing.
+    objects_.withdraw(receiver, path, owners_);
     throw;
   }
 }
 
 void Client::withdraw(Receiver& receiver, const std::string& path) {
-  if (!isSameProcess()) return;
+  if (!process_.isSameProcess()) return;
   Lock lock(*this);
-  if (const auto* served = objects_.find(path); served && served->receiver == &receiver) forgetServed(path);
-}
-
-void Client::forgetServed(const std::string& path) noexcept {
-  if (Host* const caller = objects_.find(path)->caller) owners_.release(*caller);
-  objects_.withdraw(path);
+  objects_.withdraw(receiver, path, owners_);
 }
 
 void Client::expectCalls() {
-  if (!isSameProcess()) return;
+  if (answersCalls_.load(std::memory_order_acquire) || !process_.isSameProcess()) return;
   Lock lock(*this);
   if (link_.isClosed()) return;
   areCallsExpected_ = true;
   try {
     startListener();
+    answersCalls_.store(true, std::memory_order_release);
   } catch (const StartFailed& error) {
     reports_.warn(std::string("Calls of peers may stay unanswered: ") + error.what());
   }
 }
 
 void Client::observe(ObserverTask& observer, const std::vector<std::string>& services) {
-  requireSameProcess();
+  process_.requireSameProcess();
   for (const std::string& name : services)
     if (name.starts_with(':') || name == DRIVER_NAME)
       throw InvalidArgument("Name of a service to observe: '" + name + "' given, expected one that a service can own");
@@ -227,57 +216,55 @@ void Client::observe(ObserverTask& observer, const std::vector<std::string>& ser
 }
 
 void Client::unobserve(ObserverTask& observer) {
-  if (!isSameProcess()) return;
+  if (!process_.isSameProcess()) return;
   Lock lock(*this);
   if (observers_.contains(observer)) observers_.remove(observer, owners_);
 }
 
 Change Client::nextChange(const ObserverTask& observer) {
-  if (!isSameProcess()) return {};
+  if (!process_.isSameProcess()) return {};
   MutexLock lock(mutex_);
   return observers_.next(observer, link_);
 }
 
 void Client::becomeMonitor(Call& question) {
-  requireSameProcess();
+  process_.requireSameProcess();
   const Time::Monotonic deadline = defaultDeadline();
   Lock lock(*this);
   if (const std::optional<Return> failure = connect(deadline)) throw Return(*failure);
-  isMonitor_ = true;  // the bus may show messages before it answers
+  limits_.setMonitor(true);  // the bus may show messages before it answers
   const Return reply = transact({question, &question}, deadline);
   if (reply.isException()) {
-    isMonitor_ = false;
+    limits_.setMonitor(false);
     throw reply;
   }
   startListener();
 }
 
 void Client::requestName(const std::string& name) {
-  requireSameProcess();
+  process_.requireSameProcess();
   Message::require(Message::checkBusName(name), "bus name", name);
   const Time::Monotonic deadline = defaultDeadline();
   Lock lock(*this);
-  const Return reply = ask(driverCall("RequestName", name, DO_NOT_QUEUE), deadline);
+  const Return reply = ask(OwnNames::request(name), deadline);
   if (reply.isException()) throw StartFailed("Cannot own the bus name " + name + ": " + describe(reply));
-  const std::uint32_t result = answerOf<std::uint32_t>(reply, "u").value_or(0);
-  if (result != PRIMARY_OWNER && result != ALREADY_OWNER)
-    throw StartFailed("Cannot own the bus name " + name + ": another connection has it");
-  if (std::find(names_.begin(), names_.end(), name) == names_.end()) names_.push_back(name);
-  // The owner of a name is called, and has to answer even when it serves no object.
+  if (!OwnNames::isGiven(reply)) throw StartFailed("Cannot own the bus name " + name + ": another connection has it");
+  names_.add(name);
+  // The owner of a name is called and must answer, even if it serves no object.
   areCallsExpected_ = true;
   startListener();
 }
 
 void Client::releaseName(const std::string& name) {
-  requireSameProcess();
+  process_.requireSameProcess();
   const Time::Monotonic deadline = defaultDeadline();
   Lock lock(*this);
-  names_.erase(std::remove(names_.begin(), names_.end(), name), names_.end());
+  names_.remove(name);
   if (link_.isUp()) static_cast<void>(ask(driverCall("ReleaseName", name), deadline));
 }
 
 std::string Client::uniqueName() {
-  requireSameProcess();
+  process_.requireSameProcess();
   const Time::Monotonic deadline = defaultDeadline();
   Lock lock(*this);
   if (const std::optional<Return> failure = connect(deadline)) throw Return(*failure);
@@ -289,22 +276,11 @@ void Client::linkUp() {
   owners_.linkUp();
   for (const ServedObjects::Subscription& subscription : objects_.subscriptions())
     post(driverCall("AddMatch", ServedObjects::matchRule(subscription)));
-  for (const std::string& name : names_) askForNameAgain(name);
-}
-
-/// Where another connection has taken the name meanwhile, the bus queues this one, and gives the name back after that
-/// one.
-void Client::askForNameAgain(const std::string& name) {
-  post(driverCall("RequestName", name, QUEUE), [this, name](const Return& reply) HEVRA_NO_THREAD_SAFETY_ANALYSIS {
-    if (reply.isException()) return reports_.warn("The bus name " + name + " was not given back: " + describe(reply));
-    const std::uint32_t result = answerOf<std::uint32_t>(reply, "u").value_or(0);
-    if (result != PRIMARY_OWNER && result != ALREADY_OWNER)
-      reports_.warn("The bus name " + name + " was taken by another connection: it comes back after that one");
-  });
+  names_.linkUp();
 }
 
 void Client::linkLost() noexcept {
-  isMonitor_ = false;
+  limits_.setMonitor(false);
   owners_.linkLost();
   Exchange::linkLost();
   observers_.notify();
@@ -312,7 +288,7 @@ void Client::linkLost() noexcept {
 
 void Client::signalArrived(const Received& message) {
   if (message.text(Field::SENDER) == DRIVER_NAME && message.text(Field::MEMBER) == "NameOwnerChanged" &&
-      message.text(Field::INTERFACE) == DRIVER_INTERFACE && message.text(Field::SIGNATURE) == "sss") {
+      message.text(Field::INTERFACE) == DRIVER_INTERFACE && message.text(Field::SIGNATURE) == OWNER_CHANGE) {
     const Message::Signal signal(message.frame, message.header);
     std::string name, before, now;
     signal.begin().read(name, before, now);
@@ -322,11 +298,11 @@ void Client::signalArrived(const Received& message) {
 }
 
 void Client::callArrived(Received message) {
-  if (isMonitor_) return;
+  if (limits_.isMonitor()) return;
   const Call call(message.frame, message.header);
   const bool isDiscarded = message.discarded > 0;
   std::optional<Return> reply;
-  if (isDiscarded) reply = Return(call, LIMITS_EXCEEDED, describeDiscarded(message));
+  if (isDiscarded) reply = Return(call, LIMITS_EXCEEDED, limits_.describeDiscarded(message));
   if (!reply) reply = answerStandard(call, objects_);
   if (!reply) reply = objects_.deliverCall(std::move(message));
   if (reply && call.isReplyExpected()) {
@@ -337,8 +313,8 @@ void Client::callArrived(Received message) {
 }
 
 bool Client::isListenerNeeded() const {
-  return !link_.isClosed() &&
-         (areCallsExpected_ || isMonitor_ || owners_.isAwaited() || !objects_.isEmpty() || !observers_.isEmpty());
+  return !link_.isClosed() && (areCallsExpected_ || limits_.isMonitor() || owners_.isAwaited() || !objects_.isEmpty() ||
+                               !observers_.isEmpty());
 }
 
 }  // namespace Quarnix::Bus::Internal

@@ -1,8 +1,9 @@
-// The bus itself as an object ("the driver"): its name, the calls that a connection makes to it, and its answers.
+// The bus itself as an object, which is called the driver: its name, calls to it, and its answers.
 #pragma once
 
-#include <cstring>
 #include <optional>
+#include <string>
+#include <string_view>
 
 #include <platform/bus/connection/Transaction.h>
 #include <platform/bus/message/method/Call.h>
@@ -15,7 +16,7 @@ constexpr const char* DRIVER_PATH = "/org/freedesktop/DBus";
 constexpr const char* DRIVER_INTERFACE = "org.freedesktop.DBus";
 constexpr const char* LIMITS_EXCEEDED = "org.freedesktop.DBus.Error.LimitsExceeded";
 
-/// A call to `member` of the bus, to which arguments may be appended.
+/// A call to `member` of the bus. You may append arguments.
 inline Message::Method::Call driverCall(const char* member) {
   Message::Method::Call call;
   call.setPath(DRIVER_PATH);
@@ -32,22 +33,28 @@ Message::Method::Call driverCall(const char* member, const A&... arguments) {
   return call;
 }
 
-/// The one value of a reply; nothing for an error and for another signature.
+/// The value of a reply that is one value of this basic type. Nothing for an error and for any other signature.
 template <class T>
-std::optional<T> answerOf(const Message::Method::Return& reply, const char* signature) {
-  if (reply.isException() || std::strcmp(reply.getSignature(), signature) != 0) return std::nullopt;
+std::optional<T> answerOf(const Message::Method::Return& reply) {
+  if (reply.isException() || reply.getSignature() != Message::SIGNATURE_OF<T>) return std::nullopt;
   T value{};
   reply.begin().get(value);
   return value;
 }
 
-/// Sends calls to the bus without waiting. A connection's parts use it to say what they want of the bus.
+/// An error reply as a text.
+inline std::string describe(const Message::Method::Return& error) {
+  return std::string(error.getErrorName()) + ": " + error.getErrorText();
+}
+
+/// Sends calls to the bus without waiting for the answers. Through it, a connection's parts tell the bus what they
+/// want.
 ///
-/// Threads: called with the connection's mutex held.
+/// Threads: the caller holds the connection's mutex.
 class DriverQueue {
  public:
-  /// Queues the call. The handler gets the reply, and nothing if the link is lost before: a new link begins with
-  /// everything that the bus has to know. Does nothing while the link is down. Raises std::bad_alloc.
+  /// Queues the call. The handler gets the reply, unless the link is lost before; a new link begins with everything
+  /// that the bus has to know. Does nothing while the link is down. Raises std::bad_alloc.
   virtual void post(Message::Method::Call call, ReplyHandler handler) = 0;
   void post(Message::Method::Call call) {
     post(std::move(call), [](const Message::Method::Return&) {});

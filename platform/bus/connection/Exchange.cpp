@@ -1,10 +1,9 @@
-// The road of a message: queued, written, awaited, read and handed on.
+// Queues, writes, awaits, reads and hands on messages.
 #include <platform/bus/connection/Exchange.h>
 
 #include <sys/epoll.h>
 
 #include <cerrno>
-#include <charconv>
 #include <cstring>
 #include <new>
 #include <utility>
@@ -14,7 +13,6 @@
 #include <platform/bus/connection/Owners.h>
 #include <platform/bus/connection/SocketTransport.h>
 #include <platform/bus/message/Limits.h>
-#include <platform/core/internal/Fork.h>
 #include <platform/core/time/Clock.h>
 
 namespace Quarnix::Bus::Internal {
@@ -24,45 +22,17 @@ using Message::Method::Call;
 using Message::Method::Return;
 using State = Transaction::State;
 
-namespace {
-
-std::string seconds(const Time::Elapsed& span) {
-  char digits[32];
-  const double value = static_cast<double>(span.getNanoseconds()) / 1e9;
-  const auto end = std::to_chars(digits, digits + sizeof digits, value, std::chars_format::fixed).ptr;
-  return std::string(digits, end) + " s";
-}
-
-}  // namespace
-
 Exchange::Exchange(std::vector<Address> addresses)
-    : link_(*this), calls_(reader_), addresses_(std::move(addresses)), forks_(forkCount()), outgoing_(calls_) {}
+    : link_(*this), calls_(reader_), addresses_(std::move(addresses)), outgoing_(calls_) {}
 
 Exchange::~Exchange() = default;
-
-bool Exchange::isSameProcess() const noexcept { return forkCount() == forks_; }
-
-void Exchange::requireSameProcess() const {
-  if (!isSameProcess())
-    throw UnusableMessage("The connection was opened before this process was forked: expected one of its own");
-}
-
-Return Exchange::timeOut(const Call& call, const Host* host) {
-  constexpr const char* NO_REPLY = "org.freedesktop.DBus.Error.NoReply";
-  const std::string member = call.getMember();
-  const std::string span = seconds(call.getTimeout());
-  if (call.getTimeout() <= Time::Elapsed())
-    return Return(NO_REPLY, "The call of " + member + " was not sent: its time-out of " + span + " is over");
-  return Return(NO_REPLY,
-                "No reply to " + member + " from " + (host ? host->name : call.getDestination()) + " within " + span);
-}
 
 Return Exchange::transact(const Request& request, const Time::Monotonic& deadline) {
   for (;;) {
     if (!request.reconnects && !link_.isUp()) return link_.lossError();
     if (std::optional<Return> failure = connect(deadline)) return std::move(*failure);
     const std::shared_ptr<Transaction> transaction = submit(request);
-    // The reply is not to wake the listener, so this comes before the message leaves.
+    // The reply must not wake the listener, so this comes before the message leaves.
     if (transaction->replyExpected && reader_.isFree()) listener_.arm(0);
     if (outgoing_.isWaiting()) flush();
     await(*transaction, deadline);
@@ -85,7 +55,7 @@ Return Exchange::transact(const Request& request, const Time::Monotonic& deadlin
     }
     outgoing_.giveUp(*transaction);
     calls_.giveUp(*transaction);
-    if (request.call) return timeOut(*request.call, request.host);
+    if (request.call) return Calls::timeOut(*request.call, request.host);
     return Return("org.freedesktop.DBus.Error.NoReply", "the bus does not take it");
   }
 }
@@ -97,7 +67,7 @@ std::shared_ptr<Transaction> Exchange::submit(const Request& request) {
   transaction->host = request.host;
   transaction->owner = host ? host->owner : request.message.getDestination();
   transaction->serial = calls_.nextSerial();
-  // A bus daemon names the sender itself; the in-process bus passes our bytes on as they are.
+  // A bus daemon adds the sender; the in-process bus passes the bytes on as they are.
   const Message::Base::Route route{request.path, host ? std::string_view(host->name) : std::string_view(),
                                    isInProcess() ? std::string_view(link_.uniqueName()) : std::string_view()};
   Message::Frame frame = request.message.seal(transaction->serial, route);
@@ -142,12 +112,12 @@ void Exchange::await(Transaction& transaction, const Time::Monotonic& deadline) 
       continue;
     }
     readUntil(transaction, deadline);
-    // Also when messages for others never cease, the deadline is the deadline.
+    // The deadline holds even if messages for others never cease.
     if (!transaction.isOver() && Time::Clock::get().now() >= deadline) return;
   }
 }
 
-/// The reader's role, until the transaction is over, the link is lost or the deadline has come.
+/// Has the reader's role until the transaction is over, the link is lost or the deadline has come.
 void Exchange::readUntil(const Transaction& transaction, const Time::Monotonic& deadline) {
   const std::shared_ptr<Transport> link = link_.transport();
   reader_.take();
@@ -161,7 +131,7 @@ void Exchange::readUntil(const Transaction& transaction, const Time::Monotonic& 
   reader_.release();
 }
 
-/// Hands on what was read. False when the link is not that link any more.
+/// Hands on what was read. Returns false if the connection has another link now, or none.
 bool Exchange::finishRead(const std::shared_ptr<Transport>& link, ReaderRole::Outcome outcome) {
   std::vector<Received>& arrived = reader_.arrived();
   if (link_.transport() == link)
@@ -180,8 +150,13 @@ void Exchange::dispatch(Received& message) {
   try {
     switch (type) {
       case Message::Type::METHOD_RETURN:
-      case Message::Type::ERROR:
-        return replyArrived(message, type == Message::Type::ERROR);
+      case Message::Type::ERROR: {
+        const auto call =
+            calls_.find(message.header.replySerial, message.text(Field::SENDER), type == Message::Type::ERROR);
+        if (!call) return;
+        return calls_.answer(call, message.discarded ? Return(LIMITS_EXCEEDED, limits_.describeDiscarded(message))
+                                                     : Return(std::move(message.frame), message.header));
+      }
       case Message::Type::SIGNAL:
         if (message.discarded) return reports_.countDropped();
         return signalArrived(message);
@@ -195,40 +170,10 @@ void Exchange::dispatch(Received& message) {
   }
 }
 
-void Exchange::replyArrived(Received& reply, bool isError) {
-  const auto call = calls_.find(reply.header.replySerial, reply.text(Field::SENDER), isError);
-  if (!call) return;
-  calls_.answer(call, reply.discarded ? Return(LIMITS_EXCEEDED, describeDiscarded(reply))
-                                      : Return(std::move(reply.frame), reply.header));
-}
-
 void Exchange::setLargestMessage(std::size_t calls, std::size_t replies) {
-  requireSameProcess();
+  process_.requireSameProcess();
   Lock lock(*this);
-  largestCall_ = calls;
-  largestReply_ = replies;
-}
-
-std::size_t Exchange::largest(const Message::Header& header) {
-  MutexLock lock(mutex_);
-  return largestOf(header);
-}
-
-// Who may answer a call is not known yet while a message is read: the owner of the service's name may stand before it.
-std::size_t Exchange::largestOf(const Message::Header& header) const {
-  if (isMonitor()) return Message::MAXIMUM_MESSAGE_SIZE;
-  return header.replySerial && calls_.isInFlight(header.replySerial) ? largestReply_ : largestCall_;
-}
-
-std::string Exchange::describeDiscarded(const Received& message) const {
-  const std::size_t limit = largestOf(message.header);
-  return "A message of " + std::to_string(message.discarded) + " bytes was discarded: " +
-         (message.discarded > limit ? "expected at most " + std::to_string(limit) : "no memory for it");
-}
-
-void Exchange::countDropped() noexcept {
-  MutexLock lock(mutex_);
-  reports_.countDropped();
+  limits_.set(calls, replies);
 }
 
 void Exchange::settle() noexcept {
@@ -248,7 +193,7 @@ void Exchange::settle() noexcept {
 std::shared_ptr<Transport> Exchange::openLink(const Time::Monotonic& deadline) {
   if (isInProcess()) return InProcessBus::get().attach(shared_from_this());
   const Time::Monotonic limit = Time::Clock::get().now() + SocketTransport::MAXIMUM_CONNECT_TIME;
-  return SocketTransport::connect(addresses_, std::min(deadline, limit), *this);
+  return SocketTransport::connect(addresses_, std::min(deadline, limit), limits_);
 }
 
 std::optional<Return> Exchange::connect(const Time::Monotonic& deadline) {
@@ -258,8 +203,7 @@ std::optional<Return> Exchange::connect(const Time::Monotonic& deadline) {
   return link_.connect(mutex_, deadline);
 }
 
-/// Every message on its way ends here. Nothing of this needs memory: where there is none, the calls must end all the
-/// same.
+/// Ends every message on its way. It needs no memory, because the calls must end without any too.
 void Exchange::linkLost() noexcept {
   listener_.forget(link_.transport().get());
   if (!link_.isClosed()) reports_.noteLoss();
@@ -268,8 +212,8 @@ void Exchange::linkLost() noexcept {
 }
 
 void Exchange::close() noexcept {
-  if (!isSameProcess()) return;
-  // The last reference to a link of the in-process bus takes the bus's mutex, which comes before this one.
+  if (!process_.isSameProcess()) return;
+  // Dropping the last reference to a link of the in-process bus locks the bus's mutex, which comes before this one.
   std::shared_ptr<Transport> last;
   Lock lock(*this);
   last = link_.transport();
@@ -280,38 +224,34 @@ void Exchange::startListener() {
   if (!isInProcess()) listener_.start(std::shared_ptr<Listener::Body>(shared_from_this(), this));
 }
 
-/// Without memory it goes on a little later.
+/// Without memory it ends early, and goes on a little later.
 bool Exchange::listen() {
   Lock lock(*this);
   try {
-    listenWhileNeeded();
+    while (isListenerNeeded()) {
+      settle();
+      if (!link_.isUp()) {
+        if (!connect(Time::Clock::get().now() + SocketTransport::MAXIMUM_CONNECT_TIME)) continue;
+        // What is started meanwhile does not shorten the pause.
+        const Time::Monotonic next = link_.nextAttempt();
+        while (isListenerNeeded() && !link_.isUp() && listener_.pause(mutex_, next)) {
+        }
+      } else if (!reader_.isFree()) {
+        listener_.park(mutex_);
+      } else {
+        const std::shared_ptr<Transport> link = link_.transport();
+        const bool isReady = listener_.sleep(mutex_, *link, outgoing_.isWaiting() ? EPOLLIN | EPOLLOUT : EPOLLIN);
+        if (!isReady || link_.transport() != link || !reader_.isFree()) continue;
+        reader_.take();
+        finishRead(link, reader_.read(mutex_, *link));
+        reader_.release();
+      }
+    }
     listener_.end();
     return true;
   } catch (const std::bad_alloc&) {
     listener_.pause(mutex_, Time::Clock::get().now() + Link::FIRST_PAUSE);
     return false;
-  }
-}
-
-void Exchange::listenWhileNeeded() {
-  while (isListenerNeeded()) {
-    settle();
-    if (!link_.isUp()) {
-      if (!connect(Time::Clock::get().now() + SocketTransport::MAXIMUM_CONNECT_TIME)) continue;
-      // What is started meanwhile does not shorten the pause.
-      const Time::Monotonic next = link_.nextAttempt();
-      while (isListenerNeeded() && !link_.isUp() && listener_.pause(mutex_, next)) {
-      }
-    } else if (!reader_.isFree()) {
-      listener_.park(mutex_);
-    } else {
-      const std::shared_ptr<Transport> link = link_.transport();
-      const bool isReady = listener_.sleep(mutex_, *link, outgoing_.isWaiting() ? EPOLLIN | EPOLLOUT : EPOLLIN);
-      if (!isReady || link_.transport() != link || !reader_.isFree()) continue;
-      reader_.take();
-      finishRead(link, reader_.read(mutex_, *link));
-      reader_.release();
-    }
   }
 }
 
@@ -321,7 +261,7 @@ void Exchange::incoming(Received message) {
     MutexLock lock(mutex_);
     if (!link_.isUp()) return;
     const std::size_t size = message.frame.size();
-    if (size > ALWAYS && size > largestOf(message.header)) message.discarded = size;
+    if (size > Admission::ALWAYS && size > limits_.of(message.header)) message.discarded = size;
     dispatch(message);
     answered = calls_.takeToWake();
   }

@@ -1,4 +1,4 @@
-// Routing between the connections of one process, and the bus's own object.
+// Routes between the connections of one process, and answers calls to the bus itself.
 #include <platform/bus/connection/InProcessBus.h>
 
 #include <algorithm>
@@ -129,7 +129,7 @@ void InProcessBus::route(const std::string& sender, const Message::Frame& frame)
     const std::string destination(message.text(Field::DESTINATION));
     const std::string* owner = ownerOf(destination);
     if (destination == DRIVER_NAME) {
-      drive(sender, message, recipients);
+      callDriver(sender, message, recipients);
     } else if (destination.empty()) {
       broadcast(sender, message, recipients);
     } else if (!owner || !handTo(*owner, message, recipients)) {
@@ -183,7 +183,7 @@ void InProcessBus::reply(const std::string& to, Return&& answer, Recipients& rec
   handTo(to, received(answer.seal(++serial_, {{}, to, DRIVER_NAME})), recipients);
 }
 
-void InProcessBus::drive(const std::string& sender, const Received& message, Recipients& recipients) {
+void InProcessBus::callDriver(const std::string& sender, const Received& message, Recipients& recipients) {
   if (message.header.type != static_cast<std::uint8_t>(Message::Type::METHOD_CALL)) return;
   const Call call(message.frame, message.header);
   Return answer = answerCall(sender, call, recipients);
@@ -220,7 +220,7 @@ InProcessBus::Return InProcessBus::ping(const Question& question) { return Retur
 InProcessBus::Return InProcessBus::listNames(const Question& question) {
   Return answer(question.call);
   Message::Iterator arguments = answer.begin();
-  Message::Iterator names = arguments.begin(Message::ARRAY, "s");
+  Message::Iterator names = arguments.begin(Message::ARRAY, Message::SIGNATURE_OF<std::string>.codes);
   names.append(DRIVER_NAME);
   for (const auto& [unique, ignored] : members_) names.append(unique);
   for (const auto& [owned, ignored] : owners_) names.append(owned);
@@ -240,7 +240,7 @@ InProcessBus::Return InProcessBus::getNameOwner(const Question& question) {
   return answerWith(question, owner ? *owner : question.text);
 }
 
-/// A name that is owned is not queued for: the answer says that it is.
+/// Nobody queues for a name that is owned: the answer says that it is.
 InProcessBus::Return InProcessBus::requestName(const Question& question) {
   const std::string& name = question.text;
   if (Message::checkBusName(name) || name.starts_with(':'))

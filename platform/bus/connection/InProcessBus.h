@@ -1,5 +1,4 @@
-// The bus inside the process: names, unicast and signals between connections, without a daemon, a socket or a copy of
-// a body.
+// The bus inside the process: it needs no daemon and no socket, and copies no body.
 #pragma once
 
 #include <cstdint>
@@ -18,11 +17,11 @@ namespace Quarnix::Bus::Internal {
 
 class Exchange;
 
-/// Routes as a bus daemon does, and answers the calls to "org.freedesktop.DBus" that a connection makes. There is one
-/// in the process, made on first use and never destroyed.
+/// It routes messages as a bus daemon does, and answers the calls that a connection makes to "org.freedesktop.DBus".
+/// The process has one, made on first use and never destroyed.
 ///
-/// Threads: any. A message is handed over on its sender's thread, with the bus's mutex held, so that all connections
-/// see messages and changes of owners in one order; the order of locks is bus, connection, object.
+/// Threads: any. The sender's thread hands a message over, with the bus's mutex held, so that all connections see
+/// messages and changes of owners in one order. The order of locks is bus, connection, object.
 class InProcessBus {
  public:
   static InProcessBus& get();
@@ -40,7 +39,7 @@ class InProcessBus {
     std::vector<MatchRule> rules;
     std::vector<std::string> names;
   };
-  /// Clients that were handed something, and may have answers to send when the mutex is free.
+  /// The clients that got something, and may have answers to send when the mutex is free.
   using Recipients = std::vector<std::shared_ptr<Exchange>>;
 
   void detach(const std::string& uniqueName) HEVRA_EXCLUDES(mutex_);
@@ -51,7 +50,7 @@ class InProcessBus {
   void reply(const std::string& to, Return&& answer, Recipients& recipients) HEVRA_REQUIRES(mutex_);
   void announceOwner(const std::string& name, const std::string& before, const std::string& now, Recipients& recipients)
       HEVRA_REQUIRES(mutex_);
-  void drive(const std::string& sender, const Received& message, Recipients& recipients) HEVRA_REQUIRES(mutex_);
+  void callDriver(const std::string& sender, const Received& message, Recipients& recipients) HEVRA_REQUIRES(mutex_);
   Return answerCall(const std::string& sender, const Call& call, Recipients& recipients) HEVRA_REQUIRES(mutex_);
   // The methods of the bus itself.
   struct Question;

@@ -1,4 +1,4 @@
-// Connecting to the bus and losing it.
+// Connects to the bus and loses it.
 #include <platform/bus/connection/Link.h>
 
 #include <unistd.h>
@@ -28,7 +28,7 @@ Return outOfTime() { return Return("org.freedesktop.DBus.Error.NoReply", "The me
 }  // namespace
 
 std::optional<Return> Link::connect(Mutex& mutex, const Time::Monotonic& deadline) {
-  // The failure of an attempt that began before this call says nothing about the bus as it is now.
+  // If an attempt that began before this call fails, the bus may have come back since.
   const std::uint64_t before = attempts_ + (state_ == State::CONNECTING);
   while (!isUp()) {
     if (isClosed()) return Return("org.freedesktop.DBus.Error.Disconnected", "The connection is closed");
@@ -49,19 +49,19 @@ std::optional<Return> Link::connect(Mutex& mutex, const Time::Monotonic& deadlin
     } catch (const std::bad_alloc&) {
       noMemory = true;
     }
-    // The state is whole before anything below needs memory.
+    // The state is complete before anything below needs memory.
     ++attempts_;
     if (!isClosed()) state_ = State::DOWN;
     lastFailure_.reset();
     changed_.notifyAll();
     if (transport && !isClosed()) noMemory = !adopt(transport);
     if (transport) {
-      // The last reference to a link of the in-process bus takes the bus's mutex, which comes before this one.
+      // Dropping the last reference to a link of the in-process bus locks the bus's mutex, which comes before this one.
       MutexUnlock unlock(mutex);
       transport.reset();
     }
     if (noMemory) failure.emplace("org.freedesktop.DBus.Error.NoMemory", "No memory to connect to the message bus");
-    // That this caller's time is up says nothing to the others, who try themselves.
+    // If only this caller's time is up, the others make their own attempts.
     const bool isLate = failure && Time::Clock::get().now() >= deadline;
     if (isLate) failure = outOfTime();
     lastFailure_ = isLate ? std::nullopt : failure;
@@ -70,7 +70,7 @@ std::optional<Return> Link::connect(Mutex& mutex, const Time::Monotonic& deadlin
   return std::nullopt;
 }
 
-/// False when there is no memory to tell the bus everything: without that the link is of no use.
+/// Returns false, without a link, if there is no memory to tell the bus what it has to know.
 bool Link::adopt(std::shared_ptr<Transport> transport) {
   transport_ = std::move(transport);
   state_ = State::UP;

@@ -1,4 +1,4 @@
-// The link to the bus: whether it is up, who brings it up, and how it ends.
+// The link to the bus: it comes up, is lost, and comes up again.
 #pragma once
 
 #include <cstdint>
@@ -13,7 +13,7 @@
 
 namespace Quarnix::Bus::Internal {
 
-/// The link comes up at the first use and after every loss at the next one.
+/// The link comes up at the first use, and after every loss at the next use.
 ///
 ///      DOWN ──── connect ────> CONNECTING ────> UP
 ///       ^                          │            │
@@ -21,24 +21,25 @@ namespace Quarnix::Bus::Internal {
 ///       └─────────────────── lost ──────────────┘
 ///      every state ── closed ──> CLOSED
 ///
-/// One thread at a time connects, with the mutex released; the others wait for it, each up to its own deadline. A
-/// failed attempt fails those that waited for it from its beginning. A thread that came during it makes an attempt of
-/// its own, because the bus may have come back meanwhile. The listener pauses between its attempts, longer each time.
+/// One thread at a time connects, with the mutex released; the others wait for it, each up to its own deadline. If the
+/// attempt fails, those that waited from its beginning fail too. A thread that came later makes its own attempt,
+/// because the bus may have come back meanwhile. The listener pauses between its attempts, longer each time.
 ///
-/// Threads: the connection's mutex guards it, and is held by every caller. `connect` releases it meanwhile.
+/// Threads: the connection's mutex guards it, and every caller holds it. `connect` releases it while it connects.
 class Link {
  public:
-  /// The pauses between the listener's attempts: growing from the first to the last, with jitter.
+  /// The pauses between the listener's attempts grow from the first to the last, with jitter.
   static constexpr Time::Elapsed FIRST_PAUSE{0, 50'000'000};
   static constexpr Time::Elapsed LAST_PAUSE{5, 0};
 
+  /// What the link asks of the connection.
   class User {
    public:
     /// Opens a transport, with the mutex free. Throws an error reply.
     virtual std::shared_ptr<Transport> openLink(const Time::Monotonic& deadline) = 0;
-    /// The link is up: tells the bus what it has to know of this connection. Raises std::bad_alloc.
+    /// The link is up. Tells the bus what it has to know of this connection. Raises std::bad_alloc.
     virtual void linkUp() = 0;
-    /// The link was lost; nothing of it may need memory.
+    /// The link was lost. It must not need memory.
     virtual void linkLost() noexcept = 0;
 
    protected:
@@ -51,24 +52,24 @@ class Link {
   bool isClosed() const noexcept { return state_ == State::CLOSED; }
   /// Null unless the link is up.
   const std::shared_ptr<Transport>& transport() const noexcept { return transport_; }
-  /// Whether a thread has to read: what the in-process bus delivers is pushed.
+  /// Whether a thread has to read. The in-process bus pushes its messages.
   bool isReadable() const noexcept { return transport_ && transport_->descriptor() >= 0; }
-  /// A number that every loss and every new link makes greater.
+  /// A number that grows with every loss and with every new link.
   std::uint64_t generation() const noexcept { return generation_; }
   /// The name that the bus has given to this connection; empty unless the link is up.
   const std::string& uniqueName() const noexcept { return uniqueName_; }
   /// Why the link is down.
   const std::string& lossReason() const noexcept { return lossReason_; }
-  /// What a call that was lost with the link ends with.
+  /// The error for a call that was lost with the link.
   Message::Method::Return lossError() const;
 
-  /// Returns when the link is up, otherwise what prevented it until `deadline`.
+  /// Brings the link up, or returns what has prevented it up to `deadline`.
   std::optional<Message::Method::Return> connect(Mutex& mutex, const Time::Monotonic& deadline) HEVRA_REQUIRES(mutex);
-  /// Breaks the link that is up. Does nothing without one.
+  /// Breaks the link if it is up.
   void lose(std::string reason) noexcept;
   /// Breaks the link for good.
   void close() noexcept;
-  /// When the listener's next attempt after a failed one is due.
+  /// When the listener makes its next attempt after a failed one.
   Time::Monotonic nextAttempt() noexcept;
 
  private:

@@ -1,4 +1,4 @@
-// The background thread.
+// Makes the background thread and lets it sleep.
 #include <platform/bus/connection/Listener.h>
 
 #include <pthread.h>
@@ -21,7 +21,7 @@ namespace Quarnix::Bus::Internal {
 namespace {
 
 constexpr unsigned int STACK_SIZE = 16 * 1024;
-/// Which descriptor an event is of.
+/// The descriptor that an event is of.
 constexpr std::uint64_t WAKE = 0, SOCKET = 1;
 
 epoll_event eventOf(std::uint64_t descriptor, std::uint32_t events) noexcept {
@@ -53,14 +53,14 @@ void Listener::open() {
 }
 
 void Listener::start(std::shared_ptr<Body> body) {
-  if (isRunning_) return;
+  if (isRunning()) return;
   open();
   auto shared = std::make_unique<std::shared_ptr<Body>>(std::move(body));
   pthread_t thread{};
   if (const int error = startThread(thread, STACK_SIZE, "hevra-bus", &Listener::runThread, shared.get())) fail(error);
   ::pthread_detach(thread);
   static_cast<void>(shared.release());
-  isRunning_ = true;
+  state_ = State::RUNNING;
 }
 
 void* Listener::runThread(void* body) {
@@ -71,7 +71,7 @@ void* Listener::runThread(void* body) {
 }
 
 void Listener::end() noexcept {
-  isRunning_ = false;
+  state_ = State::NO_THREAD;
   forget(watched_);
 }
 
@@ -79,7 +79,7 @@ void Listener::update(bool isNeeded, std::uint64_t linkGeneration) noexcept {
   if (isNeeded == wasNeeded_ && linkGeneration == linkGeneration_) return;
   wasNeeded_ = isNeeded;
   linkGeneration_ = linkGeneration;
-  if (!isRunning_) return;
+  if (!isRunning()) return;
   changed_.notifyAll();
   ::eventfd_write(wakeDescriptor_, 1);
 }
@@ -93,15 +93,16 @@ void Listener::arm(std::uint32_t events) noexcept {
 
 void Listener::forget(const Transport* link) noexcept {
   if (!link || watched_ != link) return;
-  // Closing is not enough while a forked child has the socket too: the set would report its end for ever.
+  // Closing the socket is not enough while a forked child has it too: the set would report its end for ever.
   ::epoll_ctl(epoll_, EPOLL_CTL_DEL, watched_->descriptor(), nullptr);
   watched_ = nullptr;
   armed_ = 0;
 }
 
 bool Listener::unpark() noexcept {
-  if (isParked_) changed_.notifyAll();
-  return isParked_;
+  if (state_ != State::PARKED) return false;
+  changed_.notifyAll();
+  return true;
 }
 
 bool Listener::sleep(Mutex& mutex, const Transport& link, std::uint32_t events) {
@@ -132,9 +133,9 @@ bool Listener::sleep(Mutex& mutex, const Transport& link, std::uint32_t events) 
 }
 
 void Listener::park(Mutex& mutex) {
-  isParked_ = true;
+  state_ = State::PARKED;
   changed_.wait(mutex);
-  isParked_ = false;
+  state_ = State::RUNNING;
 }
 
 bool Listener::pause(Mutex& mutex, const Time::Monotonic& until) {

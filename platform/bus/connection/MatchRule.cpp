@@ -1,4 +1,4 @@
-// Parsing and applying match rules.
+// Parses and applies match rules.
 #include <platform/bus/connection/MatchRule.h>
 
 namespace Quarnix::Bus::Internal {
@@ -44,7 +44,7 @@ bool MatchRule::matches(const Message::Signal& signal, bool senderOwns) const {
   if (!interface.empty() && interface != signal.getInterface()) return false;
   if (!member.empty() && member != signal.getMember()) return false;
   if (!argument0) return true;
-  const Message::ConstIterator first = static_cast<const Message::Base&>(signal).begin();
+  const Message::ConstIterator first = signal.begin();
   return first.type() == 's' && first.getText() == *argument0;
 }
 

@@ -1,4 +1,4 @@
-// Storing, checking and discarding what the bus sends.
+// Stores, checks and discards what the bus sends.
 #include <platform/bus/connection/MessageReader.h>
 
 #include <algorithm>
@@ -13,22 +13,13 @@ namespace Quarnix::Bus::Internal {
 
 namespace {
 
-std::string_view senderOf(const std::uint8_t* message, const Message::Header& header) noexcept {
-  const Message::Header::Text& place = header.text(Message::Field::SENDER);
-  return {reinterpret_cast<const char*>(message + place.offset), place.length};
-}
-
+/// Checks a whole message and appends it. Returns the rule that it breaks, or null.
 const char* accept(Message::Storage storage, std::size_t size, std::vector<Received>& messages) {
   Received received;
   if (const char* rule = Message::check(storage.data(), size, received.header)) return rule;
   received.frame = {std::move(storage), 0, static_cast<std::uint32_t>(size)};
   messages.push_back(std::move(received));
   return nullptr;
-}
-
-bool isIntact(const char* rule, std::string& reason) {
-  if (rule) reason = std::string("the bus sent an invalid message: ") + rule;
-  return !rule;
 }
 
 }  // namespace
@@ -41,54 +32,48 @@ MessageReader::Room MessageReader::room() noexcept {
 }
 
 bool MessageReader::take(std::size_t count, std::vector<Received>& messages, std::string& reason) {
-  if (!large_) {
+  const char* rule = nullptr;
+  if (large_) {
+    largeFilled_ += count;
+    if (largeFilled_ == largeSize_) rule = accept(std::exchange(large_, {}), largeSize_, messages);
+  } else {
     end_ += count;
-    return parse(messages, reason);
-  }
-  largeFilled_ += count;
-  if (largeFilled_ < largeSize_) return true;
-  return isIntact(accept(std::exchange(large_, {}), largeSize_, messages), reason);
-}
-
-bool MessageReader::parse(std::vector<Received>& messages, std::string& reason) {
-  for (;;) {
-    const std::size_t discarded = std::min(discarding_, end_ - begin_);
-    discarding_ -= discarded;
-    begin_ += discarded;
-    const std::size_t available = end_ - begin_;
-    if (available < Message::FIXED_HEADER_SIZE) break;
-    const std::uint8_t* const at = buffer_.get() + begin_;
-    const Message::DeclaredSize declared = Message::declaredSize(at);
-    if (declared.rule) return isIntact(declared.rule, reason);
-
-    bool isTooLarge = false;
-    const char* rule = nullptr;
-    if (declared.size <= Admission::ALWAYS) {
-      if (available < declared.size) break;
-    } else {
-      // A header that is larger tells nothing, and its message is judged as a call.
-      Message::Header header;
-      if (declared.headerSize <= Admission::ALWAYS) {
-        if (available < declared.headerSize) break;
-        rule = Message::checkHeader(at, declared, header);
-        if (rule) return isIntact(rule, reason);
+    while (!rule) {
+      const std::size_t skipped = std::min(discarding_, end_ - begin_);
+      discarding_ -= skipped;
+      begin_ += skipped;
+      const std::size_t available = end_ - begin_;
+      if (available < Message::FIXED_HEADER_SIZE) break;
+      const Message::DeclaredSize declared = Message::declaredSize(buffer_.get() + begin_);
+      rule = declared.rule;
+      if (rule) break;
+      // Of a large message only the header has to be there, and not even that where the header itself is large.
+      const std::size_t needed = declared.size <= Admission::ALWAYS ? declared.size : declared.headerSize;
+      if (available < needed && needed <= Admission::ALWAYS) break;
+      const std::size_t here = std::min(available, declared.size);
+      const bool isTooLarge = !isAdmitted(declared);
+      if (isTooLarge || !store(here, declared.size, messages, rule)) {
+        rule = discard(declared, isTooLarge, messages);
+        discarding_ = declared.size - here;
       }
-      isTooLarge = declared.size > admission_.largest(header);
+      begin_ += here;
     }
-    const std::size_t here = std::min(available, declared.size);
-    if (isTooLarge || !store(here, declared.size, messages, rule)) {
-      discard(declared, isTooLarge, messages, rule);
-      discarding_ = declared.size - here;
-    }
-    if (rule) return isIntact(rule, reason);
-    begin_ += here;
+    if (begin_ > 0) std::memmove(buffer_.get(), buffer_.get() + begin_, end_ - begin_);
+    end_ -= std::exchange(begin_, 0);
   }
-  if (begin_ > 0) std::memmove(buffer_.get(), buffer_.get() + begin_, end_ - begin_);
-  end_ -= std::exchange(begin_, 0);
-  return true;
+  if (rule) reason = std::string("the bus sent an invalid message: ") + rule;
+  return !rule;
 }
 
-/// False without memory.
+bool MessageReader::isAdmitted(const Message::DeclaredSize& declared) {
+  if (declared.size <= Admission::ALWAYS) return true;
+  // A large header is not looked at: its message counts as a call. `discard` reports a header that breaks a rule.
+  Message::Header header;
+  if (declared.headerSize <= Admission::ALWAYS && Message::checkHeader(buffer_.get() + begin_, declared, header))
+    return false;
+  return declared.size <= admission_.largest(header);
+}
+
 bool MessageReader::store(std::size_t available, std::size_t size, std::vector<Received>& messages,
                           const char*& rule) noexcept {
   try {
@@ -107,22 +92,25 @@ bool MessageReader::store(std::size_t available, std::size_t size, std::vector<R
   }
 }
 
-void MessageReader::discard(const Message::DeclaredSize& declared, bool isTooLarge, std::vector<Received>& messages,
-                            const char*& rule) {
-  if (declared.headerSize > Admission::ALWAYS) return admission_.countDropped();
+const char* MessageReader::discard(const Message::DeclaredSize& declared, bool isTooLarge,
+                                   std::vector<Received>& messages) {
+  if (declared.headerSize > Admission::ALWAYS) {
+    admission_.countDropped();
+    return nullptr;
+  }
   const std::uint8_t* const at = buffer_.get() + begin_;
   Received head;
-  rule = Message::checkHeader(at, declared, head.header);
-  if (rule) return;
-  if (!isTooLarge && senderOf(at, head.header) == DRIVER_NAME) throw std::bad_alloc();
+  if (const char* rule = Message::checkHeader(at, declared, head.header)) return rule;
   Message::Storage storage(declared.headerSize);
   std::memcpy(storage.data(), at, declared.headerSize);
   head.frame = {std::move(storage), 0, static_cast<std::uint32_t>(declared.headerSize)};
-  // Nobody is to look for the body.
+  if (!isTooLarge && head.text(Message::Field::SENDER) == DRIVER_NAME) throw std::bad_alloc();
+  // Nobody may look for the body.
   head.header.bodyLength = 0;
   head.header.text(Message::Field::SIGNATURE) = {};
   head.discarded = declared.size;
   messages.push_back(std::move(head));
+  return nullptr;
 }
 
 }  // namespace Quarnix::Bus::Internal

@@ -1,4 +1,4 @@
-// Messages out of a stream of bytes that comes in pieces of any size.
+// Takes messages out of a stream of bytes that comes in pieces of any size.
 #pragma once
 
 #include <cstddef>
@@ -13,12 +13,13 @@
 
 namespace Quarnix::Bus::Internal {
 
-/// Knows no socket: it says where the next bytes go and takes them there.
+/// The reader knows no socket. `room` says where the next bytes go, and `take` takes them from there.
 ///
-/// A message of more than Admission::ALWAYS is decided on as soon as its header is there: it is read straight into a
-/// block of its own, or, when the client does not admit its size or there is no memory for it, read and discarded in
-/// pieces. Of a discarded one the checked header is handed out, so that a call can be answered and a reply reported;
-/// one whose header alone has more than Admission::ALWAYS is only counted.
+/// A message of at most Admission::ALWAYS bytes is stored when all of it is there. About a larger one the reader
+/// decides when its header is there. If the client admits its size, the rest is read straight into the message's own
+/// block. If not, or without memory for it, the rest is read and discarded. Of a discarded message the reader hands out
+/// the checked header, so that the client can answer a call and end its own call with an error. If the header alone is
+/// larger than Admission::ALWAYS, the message is only counted.
 ///
 /// Threads: one at a time.
 class MessageReader {
@@ -35,21 +36,22 @@ class MessageReader {
 
   /// Where the next bytes go; never empty.
   Room room() noexcept;
-  /// Takes the bytes that were put there and appends the messages that they complete. False when they break a rule,
-  /// `reason` says which. Raises std::bad_alloc when a message of the bus itself cannot be stored, without which the
-  /// client's picture of the bus would be wrong.
+  /// Takes the `count` bytes that are in the room now, and appends the messages that they complete. Returns false when
+  /// they break a rule; `reason` says which. Raises std::bad_alloc when there is no memory for a message of the bus
+  /// itself, because without it the client would have a wrong picture of the bus.
   bool take(std::size_t count, std::vector<Received>& messages, std::string& reason);
 
  private:
-  bool parse(std::vector<Received>& messages, std::string& reason);
+  // These are about the message at `begin_`. A rule is the one that the message breaks, or null.
+  bool isAdmitted(const Message::DeclaredSize& declared);
+  /// Returns false without memory.
   bool store(std::size_t available, std::size_t size, std::vector<Received>& messages, const char*& rule) noexcept;
-  void discard(const Message::DeclaredSize& declared, bool isTooLarge, std::vector<Received>& messages,
-               const char*& rule);
+  const char* discard(const Message::DeclaredSize& declared, bool isTooLarge, std::vector<Received>& messages);
 
   Admission& admission_;
-  const std::unique_ptr<std::uint8_t[]> buffer_;  // bytes that are not yet a whole message
-  std::size_t begin_ = 0, end_ = 0;
-  Message::Storage large_;  // a message that goes on behind the buffer, read straight into its own storage
+  const std::unique_ptr<std::uint8_t[]> buffer_;
+  std::size_t begin_ = 0, end_ = 0;  // the bytes in the buffer that are no whole message yet
+  Message::Storage large_;           // the message that is read into its own block, if any
   std::size_t largeSize_ = 0, largeFilled_ = 0;
   std::size_t discarding_ = 0;  // how much of a discarded message is still to come
 };

@@ -1,4 +1,4 @@
-// Comparing what each observer was told with the state of the link and of the services.
+// Compares what each observer has been told with the state of the link and of the services.
 #include <platform/bus/connection/Observers.h>
 
 #include <algorithm>
@@ -42,7 +42,7 @@ void Observers::notify() noexcept {
   for (const Entry& entry : observers_) entry.observer->stateChanged();
 }
 
-// A change counts as told once it is made: without memory it is tried again.
+// The change is made before the observer counts as told: without memory it is tried again.
 Change Observers::next(const ObserverTask& observer, const Link& link) {
   const auto found = findIn(observers_, observer);
   if (found == observers_.end()) return {};

@@ -1,4 +1,4 @@
-// The observers of a connection: what each was told, and what it is to be told next.
+// The observers of a connection: what each has been told, and what it is told next.
 #pragma once
 
 #include <cstddef>
@@ -19,28 +19,27 @@ struct Change {
   enum Kind : std::uint8_t { NONE, CONNECTED, LOST, SERVICE_UP, SERVICE_DOWN };
   Kind kind = NONE;
   std::string name = {};  // of the service
-  std::string text = {};  // our unique name, the reason of the loss, or the service's owner
+  std::string text = {};  // the connection's unique name, the reason of the loss, or the service's owner
 };
 
-/// Nothing is queued for an observer. What it was told is compared with the state as it is, so that a slow observer
-/// costs no memory, and noting a change needs none. The generations tell a state from the same state come back.
+/// Nothing is queued for an observer. When it asks, what it has been told is compared with the present state. So a slow
+/// observer costs no memory, and a change needs none. The generations show that a state has ended and come again.
 ///
-/// Threads: the connection's mutex guards it, and is held by every caller.
+/// Threads: the connection's mutex guards it, and every caller holds it.
 class Observers {
  public:
-  /// An observer of the link, and of that many services, whose hosts are added next and released with it. `add` raises
-  /// std::bad_alloc.
+  /// `add` adds an observer that will have that many services, and raises std::bad_alloc. `addService` adds each of
+  /// them; `remove` removes the observer and releases the hosts of its services.
   void add(ObserverTask& observer, std::size_t services);
   void addService(const ObserverTask& observer, Host& host) noexcept;
-  /// Removes the observer and releases its hosts.
   void remove(const ObserverTask& observer, Owners& owners) noexcept;
   bool contains(const ObserverTask& observer) const noexcept;
   bool isEmpty() const noexcept { return observers_.empty(); }
 
-  /// Has every observer ask for its next change.
+  /// Makes every observer ask for its next change.
   void notify() noexcept;
-  /// What this observer is to be told now; nothing if it knows everything. A loss of the link comes first, then the
-  /// services that went with it, then the new link, then the services on it.
+  /// The next change that this observer does not know; NONE if it knows everything. A loss of the link comes first,
+  /// then the services that went with it, then the new link, then the services on it.
   Change next(const ObserverTask& observer, const Link& link);
 
  private:
@@ -48,13 +47,13 @@ class Observers {
   struct Service {
     Host* host;
     Known known = Known::NOTHING;
-    std::uint64_t generation = 0;  // the host's when it was told
+    std::uint64_t generation = 0;  // of the host, when the observer was told
   };
   struct Entry {
     ObserverTask* observer;
     std::vector<Service> services;
     Known link = Known::NOTHING;
-    std::uint64_t generation = 0;  // the link's when it was told
+    std::uint64_t generation = 0;  // of the link, when the observer was told
   };
 
   std::vector<Entry> observers_;

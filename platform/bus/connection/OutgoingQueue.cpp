@@ -1,4 +1,4 @@
-// Writing what is queued.
+// Writes what is queued.
 #include <platform/bus/connection/OutgoingQueue.h>
 
 #include <algorithm>
@@ -27,7 +27,7 @@ OutgoingQueue::Result OutgoingQueue::write(Mutex& mutex, const std::shared_ptr<T
   isWriting_ = true;
   Result result = Result::EMPTY;
   while (result == Result::EMPTY && link && !messages_.empty()) {
-    // References of our own: a loss of the link empties the queue while the mutex is free.
+    // These references are the writer's own: a loss of the link may empty the queue while the mutex is free.
     std::shared_ptr<Transport> transport = link;
     Message::Frame frames[BATCH];
     std::shared_ptr<Transaction> transactions[BATCH];
@@ -46,8 +46,8 @@ OutgoingQueue::Result OutgoingQueue::write(Mutex& mutex, const std::shared_ptr<T
     }
 
     const bool isLost = losses_ != losses;
-    // What is pushed comes in order. From a socket, the read under way and the one after it may still bring what was
-    // there before.
+    // The in-process bus pushes messages in order. From a socket, the read under way and the one after it may still
+    // bring what was there before.
     const std::uint64_t settledAt = transport->descriptor() < 0 ? reader.reads() : reader.reads() + 2;
     std::size_t left = offset + (taken > 0 ? static_cast<std::size_t>(taken) : 0);
     std::size_t whole = 0;
@@ -66,8 +66,8 @@ OutgoingQueue::Result OutgoingQueue::write(Mutex& mutex, const std::shared_ptr<T
       left -= std::min(left, size);
     }
     if (isLost) {
-      // What is queued now is for the next link. The last reference to a link of the in-process bus takes the bus's
-      // mutex, which comes before this one.
+      // What is queued now is for the next link. Dropping the last reference to a link of the in-process bus locks the
+      // bus's mutex, which comes before this one.
       MutexUnlock unlock(mutex);
       transport.reset();
       continue;
@@ -83,8 +83,8 @@ OutgoingQueue::Result OutgoingQueue::write(Mutex& mutex, const std::shared_ptr<T
   return result;
 }
 
-/// Of the first `count` messages, which were in the transport: those that were given up meanwhile and of which nothing
-/// has left.
+/// Drops those of the first `count` messages, which the writer had in hand, that were given up meanwhile and of which
+/// nothing has left.
 void OutgoingQueue::dropGivenUp(std::size_t count) noexcept {
   const std::size_t begun = written_ > 0 ? 1 : 0;
   for (std::size_t i = count; i-- > begun;) {
@@ -94,10 +94,10 @@ void OutgoingQueue::dropGivenUp(std::size_t count) noexcept {
   }
 }
 
-/// What became of a message that was handed to the transport.
+/// Notes what became of a message that the transport had.
 void OutgoingQueue::settle(Transaction& transaction, bool begun, bool whole, bool isLost,
                            std::uint64_t settledAt) noexcept {
-  if (transaction.state != State::LEAVING) return;  // its reply was faster, or its deadline
+  if (transaction.state != State::LEAVING) return;  // its reply or its deadline has come first
   if (isLost) {
     calls_.end(transaction, begun ? State::LOST : State::UNSENT);
   } else if (!begun) {

@@ -1,4 +1,4 @@
-// The messages that wait to be written, and the role of writing them.
+// The messages that wait to be written, and the role of the writer.
 #pragma once
 
 #include <cstddef>
@@ -12,36 +12,37 @@
 
 namespace Quarnix::Bus::Internal {
 
-/// Messages leave in the order in which they were queued, several in one system call. One thread at a time has the
-/// writer's role; a thread that queues meanwhile leaves its message to that one. The link may take a part of a message:
-/// then the rest of it leaves first, whatever becomes of its transaction.
+/// Messages leave in the order in which they were queued, several in one system call. One thread at a time writes; a
+/// thread that queues a message meanwhile leaves it to the writer. If the link takes only a part of a message, the rest
+/// leaves before anything else, whatever becomes of its transaction.
 ///
-/// While the writer is in the transport the link may be lost, and the queue with it. The writer alone knows how much
-/// had left, so it decides about the messages it had in hand (LOST or UNSENT), and `loseAll` about the others.
+/// The link may be lost while the writer is in the transport, and then the queue is emptied. Only the writer knows how
+/// much had left, so it decides about the messages that it had in hand (LOST or UNSENT). `loseAll` decides about the
+/// others.
 ///
-/// Threads: the connection's mutex guards it, and is held by every caller. `write` releases it meanwhile.
+/// Threads: the connection's mutex guards it, and every caller holds it. `write` releases it while it writes.
 class OutgoingQueue {
  public:
-  /// How many bytes of the connection's own answers may wait for a bus that does not read; beyond it they are dropped.
+  /// How many bytes of the connection's own answers may wait for a bus that does not read. Any more are dropped.
   static constexpr std::size_t MAXIMUM_UNSENT_ANSWERS = std::size_t{16} << 20;
   enum class Result { EMPTY, BLOCKED, BROKEN };
 
   explicit OutgoingQueue(Calls& calls) noexcept : calls_(calls) {}
 
   void push(Message::Frame frame, std::shared_ptr<Transaction> transaction);
-  /// Queues an answer that nobody waits for. False when too many of them wait.
+  /// Queues an answer, for which no thread waits. Returns false when too many of them wait.
   bool pushAnswer(Message::Frame frame);
-  /// Whether there is something to write and nobody who writes it.
+  /// Whether something is queued and nobody writes it.
   bool isWaiting() const noexcept { return !messages_.empty() && !isWriting_; }
 
-  /// Writes to the link, which may be another one after each message, until nothing is queued, the link takes no more,
-  /// or it is broken.
+  /// Writes until nothing is queued (EMPTY), the link takes no more (BLOCKED), or it is broken (BROKEN). `link` is
+  /// looked at before each write, because the connection may have another one by then.
   Result write(Mutex& mutex, const std::shared_ptr<Transport>& link, const ReaderRole& reader) HEVRA_REQUIRES(mutex);
 
-  /// Takes a message out whose transaction is given up. One that is leaving stays, because its rest must follow; if the
-  /// writer turns out to have written nothing of it, the writer takes it out.
+  /// Takes out a message whose transaction is given up. A message that is leaving stays, because its rest must follow.
+  /// If the link turns out to have taken nothing of it, the writer takes it out.
   void giveUp(const Transaction& transaction) noexcept;
-  /// The link is lost: ends what was queued for it.
+  /// Ends what was queued for the link that is lost.
   void loseAll() noexcept;
 
  private:
@@ -56,7 +57,7 @@ class OutgoingQueue {
 
   Calls& calls_;
   std::deque<Entry> messages_;
-  std::size_t written_ = 0;        // bytes of the first message
+  std::size_t written_ = 0;        // bytes of the first message that have left
   std::size_t unsentAnswers_ = 0;  // bytes
   std::uint64_t losses_ = 0;
   bool isWriting_ = false;

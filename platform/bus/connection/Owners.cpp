@@ -1,4 +1,4 @@
-// Asking the bus for owners, and what their changes mean.
+// Asks the bus for owners, and follows their changes.
 #include <platform/bus/connection/Owners.h>
 
 #include <new>
@@ -40,7 +40,7 @@ void Owners::release(Host& host) noexcept {
   try {
     if (host.name != DRIVER_NAME) bus_.post(driverCall("RemoveMatch", matchRule(host.name)));
   } catch (const std::bad_alloc&) {
-    // The rule stays with the bus; what it brings is ignored.
+    // The bus keeps the rule, and the signals that it brings are ignored.
   }
   hosts_.erase(hosts_.find(host.name));
 }
@@ -56,12 +56,12 @@ void Owners::ask(Host& host) {
     host.owner = host.name;
     return;
   }
-  // An answer to an earlier question may be out of date: nothing was announced while nobody used the name.
+  // The answer to an earlier question may be out of date, because nothing is announced while nobody uses the name.
   const std::uint64_t question = host.question = ++questions_;
   bus_.post(driverCall("GetNameOwner", host.name), [this, name = host.name, question](const Return& reply) {
     const auto found = hosts_.find(name);
     if (found != hosts_.end() && found->second.question == question)
-      learn(found->second, answerOf<std::string>(reply, "s").value_or(""));
+      learn(found->second, answerOf<std::string>(reply).value_or(""));
   });
 }
 
@@ -81,12 +81,11 @@ void Owners::changed(const std::string& name, const std::string& before, const s
   if (found == hosts_.end()) return;
   learn(found->second, now);
   if (!calls_.changeOwner(found->second, before, now, reader_.reads())) return;
-  // If the old owner has gone from the bus, or the name had no owner when the call came, the bus itself has answered
-  // the call before it answers this. Otherwise the old owner has the call but not the name, and nobody can say that it
-  // replies.
+  // If the old owner has left the bus, or the name had no owner when the call came, the bus itself answers the call
+  // before it answers this question. Otherwise the old owner has the call but not the name, and it may never reply.
   bus_.post(driverCall("NameHasOwner", before), [this, name, before](const Return& reply) {
     const auto host = hosts_.find(name);
-    if (host == hosts_.end() || host->second.owner == before || !answerOf<bool>(reply, "b").value_or(true)) return;
+    if (host == hosts_.end() || host->second.owner == before || !answerOf<bool>(reply).value_or(true)) return;
     calls_.failThoseHeldBy(before, &host->second, "org.freedesktop.DBus.Error.NameHasNoOwner",
                            "The service gave up the name " + name + " during the call");
   });

@@ -24,21 +24,21 @@ class ReaderRole;
 struct Host {
   Client* client;
   std::string name;
-  std::string owner = {};  // a unique name; empty while there is none, or it is not known yet
+  std::string owner = {};  // a unique name; empty if there is no owner or it is not known yet
   std::size_t users = 0;
-  bool isKnown = false;          // the bus has said who owns it, on the link that is up
-  std::uint64_t generation = 1;  // grows whenever an owner gives the name up, and when the link is lost
-  std::uint64_t question = 0;    // the last one to the bus about the owner
+  bool isKnown = false;          // the bus has named the owner on this link
+  std::uint64_t generation = 1;  // grows when an owner loses the name, and when the link is lost
+  std::uint64_t question = 0;    // the number of the last question about the owner
 };
 
-/// For each name in use the bus is asked to announce changes of the owner, and then for the owner. The bus answers in
-/// order, so that no change between the two is missed, and a call that is sent behind the questions knows its owner
-/// before its reply arrives. What the bus announces decides about the calls in flight too (see Calls).
+/// For each name in use, the connection asks the bus to announce changes of the owner, and then asks for the owner. The
+/// bus answers in order. So no change between the two is missed, and the owner is known before the reply to a call that
+/// was sent after the questions. Changes of the owner also decide about the calls in flight (see Calls).
 ///
-/// Threads: the connection's mutex guards it, and is held by every caller. `Wait::until` releases it meanwhile.
+/// Threads: the connection's mutex guards it, and every caller holds it. `Wait::until` releases it while it waits.
 class Owners {
  public:
-  /// A thread that waits for an owner. While there is one, somebody must read what the bus announces.
+  /// A thread that waits for an owner. While one exists, somebody must read what the bus announces.
   class Wait {
    public:
     explicit Wait(Owners& owners) noexcept : owners_(owners) { ++owners_.waits_; }
@@ -46,7 +46,7 @@ class Owners {
     Wait(const Wait&) = delete;
     Wait& operator=(const Wait&) = delete;
 
-    /// Waits until the link is up and the host has an owner. False at the deadline.
+    /// Waits until the link is up and the host has an owner. Returns false at the deadline.
     bool until(Mutex& mutex, const Host& host, const Link& link, const Time::Monotonic& deadline) HEVRA_REQUIRES(mutex);
 
    private:
@@ -56,12 +56,12 @@ class Owners {
   Owners(DriverQueue& bus, Calls& calls, const ReaderRole& reader, Observers& observers) noexcept
       : bus_(bus), calls_(calls), reader_(reader), observers_(observers) {}
 
-  /// One more user of the name. The host stays until its last user has released it. Raises InvalidArgument for what is
-  /// no bus name.
+  /// Adds a user of the name. The host stays until its last user has released it. Raises InvalidArgument for what is no
+  /// bus name.
   Host& acquire(Client& client, const std::string& name);
   void release(Host& host) noexcept;
 
-  /// The bus announces a change of a name's owner; the texts are empty for no owner.
+  /// The bus has announced that a name has gone from one owner to another. A text is empty for no owner.
   void changed(const std::string& name, const std::string& before, const std::string& now);
   void linkUp();
   void linkLost() noexcept;

@@ -1,4 +1,4 @@
-// Polling and reading the link for everybody who waits.
+// Polls and reads the link for everybody who waits.
 #include <platform/bus/connection/ReaderRole.h>
 
 #include <sys/eventfd.h>
@@ -27,8 +27,8 @@ ReaderRole::Turn ReaderRole::waitAndRead(Mutex& mutex, Transport& link, const Tr
   if (!link.isMoreThere()) ++reads_;
   pollfd descriptors[3] = {
       {link.descriptor(), static_cast<short>(unsent ? POLLIN | POLLOUT : POLLIN), 0}, {wakeDescriptor_, POLLIN, 0}, {}};
+  state_ = unsent ? State::POLLING_TO_WRITE : State::POLLING;
   polledFor_ = &awaited;
-  pollsToWrite_ = unsent;
   int ready = 0;
   Outcome outcome = Outcome::READ;
   {
@@ -37,6 +37,7 @@ ReaderRole::Turn ReaderRole::waitAndRead(Mutex& mutex, Transport& link, const Tr
     if (ready > 0 && (descriptors[0].revents & ~POLLOUT)) outcome = readUnlocked(link);
     if (ready == 0 || (ready < 0 && errno != EINTR)) outcome = Outcome::TIMED_OUT;
   }
+  state_ = State::TAKEN;
   polledFor_ = nullptr;
   if (ready > 0 && descriptors[1].revents) {
     eventfd_t ignored = 0;
@@ -55,8 +56,8 @@ ReaderRole::Outcome ReaderRole::readUnlocked(Transport& link) noexcept {
   try {
     return link.read(arrived_, reason_) ? Outcome::READ : Outcome::BROKEN;
   } catch (const std::bad_alloc&) {
-    // Something of the bus itself is missing: behind it, what the connection knows of the bus would be wrong.
-    reason_ = "no memory";  // so short that it needs none itself
+    // A message of the bus itself is missing. Without it the connection would have a wrong picture of the bus.
+    reason_ = "no memory";  // so short a text needs none
     return Outcome::BROKEN;
   }
 }
@@ -68,7 +69,7 @@ void ReaderRole::wakeIfFor(const Transaction& transaction) noexcept {
 }
 
 void ReaderRole::wakeToWrite() noexcept {
-  if (polledFor_ && !pollsToWrite_) wake();
+  if (state_ == State::POLLING) wake();
 }
 
 bool ReaderRole::wait(Mutex& mutex, Transaction& transaction, const Time::Monotonic& deadline) {

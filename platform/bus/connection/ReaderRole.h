@@ -1,4 +1,4 @@
-// The role of reading the link: who has it, and what its holder does.
+// The role of reading the link, which one thread at a time has.
 #pragma once
 
 #include <cstdint>
@@ -13,16 +13,20 @@
 
 namespace Quarnix::Bus::Internal {
 
-/// Waiting for a reply needs no thread beside the caller's: one thread at a time has the reader's role, polls the
-/// socket and reads it for everybody. A caller that finds the role free takes it until its own reply is there. The
-/// other callers wait on their condition variables, and one of them is woken to take the role when its holder leaves.
-/// While objects are started, the listener takes the role whenever no caller has it.
+/// To wait for a reply you need no second thread: the thread that has the reader's role polls the socket and reads it
+/// for everybody. A caller that finds the role free takes it until its own reply is there. The other callers wait on
+/// their condition variables; when the holder leaves, one of them is woken to take the role. While objects are started,
+/// the listener takes the role whenever no caller has it.
 ///
-/// The holder also waits for the link to take what is queued. It is woken through a descriptor when its own call ends
-/// otherwise than by a read, or when something is queued that the link did not take.
+///      FREE ── take ──> TAKEN ── waitAndRead ──> POLLING or POLLING_TO_WRITE
+///       ^                │  ^                              │
+///       └── release ─────┘  └──────── has read ────────────┘
 ///
-/// Threads: the connection's mutex guards it, and is held by every caller. `waitAndRead` and `read` release it
-/// meanwhile; only the holder calls them.
+/// POLLING_TO_WRITE: the holder also waits until the link takes more of what is queued. A descriptor wakes a polling
+/// holder when its own call ends without a read, or when something is queued that the link did not take.
+///
+/// Threads: the connection's mutex guards it, and every caller holds it. Only the holder calls `waitAndRead` and
+/// `read`, which release the mutex while they wait and read.
 class ReaderRole {
  public:
   enum class Outcome { READ, BROKEN, TIMED_OUT };
@@ -36,48 +40,49 @@ class ReaderRole {
   ReaderRole(const ReaderRole&) = delete;
   ReaderRole& operator=(const ReaderRole&) = delete;
 
-  /// Makes the descriptor that wakes the holder. False, with errno set, when there is none to be had.
+  /// Makes the descriptor that wakes the holder. Returns false, with errno set, if the system has none.
   bool prepare() noexcept;
 
-  bool isFree() const noexcept { return !isTaken_; }
-  void take() noexcept { isTaken_ = true; }
-  void release() noexcept { isTaken_ = false; }
+  bool isFree() const noexcept { return state_ == State::FREE; }
+  void take() noexcept { state_ = State::TAKEN; }
+  void release() noexcept { state_ = State::FREE; }
 
-  /// Waits until the link is readable, or writable if something is `unsent`, or `awaited` is over, and reads what is
-  /// there into `arrived`. BROKEN: the link is, and `takeReason` says why.
+  /// Waits until the link is readable, or writable if something is `unsent`, or until `awaited` is over. Then reads
+  /// what is there into `arrived`. BROKEN: the link is broken, and `takeReason` says why.
   Turn waitAndRead(Mutex& mutex, Transport& link, const Transaction& awaited, bool unsent,
                    const Time::Monotonic& deadline) HEVRA_REQUIRES(mutex);
   /// Reads what is there now.
   Outcome read(Mutex& mutex, Transport& link) HEVRA_REQUIRES(mutex);
   std::vector<Received>& arrived() noexcept { return arrived_; }
-  /// Why the link is broken. Taken, because a link that is lost for want of memory must need none.
+  /// Why the link is broken. The text is moved out, because losing a link must need no memory.
   std::string takeReason() noexcept { return std::move(reason_); }
-  /// How many reads have begun. What lies in the socket when a call leaves may need the read that is under way and the
-  /// next one to come out.
+  /// How many reads have begun. The read under way when a call leaves, and the one after it, may still bring what was
+  /// in the socket before.
   std::uint64_t reads() const noexcept { return reads_; }
 
   /// Wakes the holder if it waits for this transaction.
   void wakeIfFor(const Transaction& transaction) noexcept;
-  /// Wakes the holder if it does not yet wait for the link to take more.
+  /// Wakes the holder if it polls but does not wait for the link to take more.
   void wakeToWrite() noexcept;
 
-  /// Waits, without the role, until the transaction is over or the role may be free. False at the deadline.
+  /// Waits, without the role, until the transaction is over or the role may be free. Returns false at the deadline.
   bool wait(Mutex& mutex, Transaction& transaction, const Time::Monotonic& deadline) HEVRA_REQUIRES(mutex);
-  /// Wakes one of the threads in `wait` to take the role. False when there is none.
+  /// Wakes one of the threads in `wait`, so that it takes the role. Returns false if there is none.
   bool passToWaiter() noexcept;
 
  private:
+  enum class State : std::uint8_t { FREE, TAKEN, POLLING, POLLING_TO_WRITE };
+
   Outcome readUnlocked(Transport& link) noexcept;
   void wake() noexcept;
 
-  bool isTaken_ = false;
-  const Transaction* polledFor_ = nullptr;  // what the holder waits for while it polls
-  bool pollsToWrite_ = false;
+  State state_ = State::FREE;
+  const Transaction* polledFor_ = nullptr;  // the holder's, while it polls
   int wakeDescriptor_ = -1;
   std::uint64_t reads_ = 1;
-  Transaction* waiters_ = nullptr;
-  std::vector<Received> arrived_;  // the holder's
-  std::string reason_;             // the holder's
+  Transaction* waiters_ = nullptr;  // the list of those that are in `wait`
+  std::vector<Received> arrived_;   // the holder's
+  std::string reason_;              // the holder's
 };
 
 }  // namespace Quarnix::Bus::Internal

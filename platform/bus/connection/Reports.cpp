@@ -1,4 +1,4 @@
-// Logging what a connection has collected.
+// Logs what a connection has collected.
 #include <platform/bus/connection/Reports.h>
 
 #include <new>

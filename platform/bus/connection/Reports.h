@@ -1,4 +1,4 @@
-// What a connection has to log.
+// Collects what a connection has to log.
 #pragma once
 
 #include <string>
@@ -8,23 +8,24 @@
 
 namespace Quarnix::Bus::Internal {
 
-/// A logger is the application's code and may use the connection, so it runs when the mutex is free. Until then the
-/// reports wait here; they are few, because the mutex is never held for long.
+/// A logger is the application's code and may use the connection, so it must run while the mutex is free. Until then
+/// the reports wait here. They are few, because the mutex is never held for long.
 ///
-/// Threads: the connection's mutex guards what it collects. `log` is for a taken copy, with the mutex free.
+/// Threads: the connection's mutex guards it, and every caller holds it. Call `log` on a taken copy, with the mutex
+/// free.
 class Reports {
  public:
   /// Raises std::bad_alloc.
   void warn(std::string text);
-  /// The link is lost. The reason is asked for when it is logged, because noting a loss may need no memory.
+  /// Notes that the link is lost. The reason comes with `take`, because noting a loss must not need memory.
   void noteLoss() noexcept { isLinkLost_ = true; }
-  /// A message that was given up.
+  /// Counts a message that was dropped.
   void countDropped() noexcept { ++dropped_; }
 
-  /// Whether something is to be logged now. Dropped messages are, at most once a second, unless the connection is
-  /// `closed`.
+  /// Whether something must be logged now. Dropped messages are logged once a second at most, and when the connection
+  /// is `closed`.
   bool isDue(bool closed) const noexcept;
-  /// Takes what is due. `lossReason`: why the link was lost the last time.
+  /// Takes what must be logged now. `lossReason`: why the link was lost the last time.
   Reports take(const std::string& lossReason, bool closed) noexcept;
   void log() const noexcept;
 

@@ -1,4 +1,4 @@
-// Delivering signals and calls to the started objects.
+// Delivers signals and calls to the started objects.
 #include <platform/bus/connection/ServedObjects.h>
 
 #include <algorithm>
@@ -16,7 +16,7 @@ using Message::Method::Return;
 
 namespace {
 
-/// A path has no largest length, and is not sent back whole.
+/// The path as an error shows it. A path may be of any length, so it is cut.
 std::string shown(std::string_view path) {
   if (path.size() <= Message::MAXIMUM_NAME_LENGTH) return std::string(path);
   return std::string(path.substr(0, Message::MAXIMUM_NAME_LENGTH)) + "...";
@@ -53,9 +53,11 @@ ServedObjects::Served& ServedObjects::serve(const std::string& path, Served serv
   return served_.emplace(path, served).first->second;
 }
 
-void ServedObjects::withdraw(const std::string& path) noexcept {
+void ServedObjects::withdraw(const Receiver& receiver, const std::string& path, Owners& owners) noexcept {
   const auto found = served_.find(path);
-  if (found != served_.end()) served_.erase(found);
+  if (found == served_.end() || found->second.receiver != &receiver) return;
+  if (found->second.caller) owners.release(*found->second.caller);
+  served_.erase(found);
 }
 
 void ServedObjects::deliverSignal(const Received& signal) {

@@ -1,4 +1,4 @@
-// Connecting to a bus daemon, and the stream of messages over its socket.
+// Connects to a bus daemon, and sends and receives over its socket.
 #include <platform/bus/connection/SocketTransport.h>
 
 #include <fcntl.h>
@@ -61,7 +61,7 @@ int openSocket(const Address& address, const Time::Monotonic& deadline) {
   const auto length =
       static_cast<socklen_t>(offsetof(sockaddr_un, sun_path) + address.path.size() + (address.path[0] == '\0' ? 0 : 1));
   while (::connect(descriptor, reinterpret_cast<const sockaddr*>(&name), length) != 0) {
-    // EAGAIN: the bus's queue of connections is full. There is nothing to wait for but time.
+    // EAGAIN: the bus's queue of connections is full. All you can do is try again later.
     if (errno == EINTR) continue;
     const int error = errno;
     if (error == EAGAIN && Time::Clock::get().now() < deadline) {
@@ -76,7 +76,7 @@ int openSocket(const Address& address, const Time::Monotonic& deadline) {
   return descriptor;
 }
 
-/// Closes the descriptor when there is no memory.
+/// Closes the descriptor if there is no memory.
 std::shared_ptr<SocketTransport> make(int descriptor, Admission& admission) {
   try {
     return std::make_shared<SocketTransport>(descriptor, admission);
@@ -144,7 +144,7 @@ void SocketTransport::writeAll(const char* bytes, std::size_t count, const Time:
   }
 }
 
-/// How many bytes of messages have come with the end of the dialogue and stand in the reader's room.
+/// Returns how many bytes of messages came with the end of the dialogue; they are in the reader's room.
 std::size_t SocketTransport::authenticate(const std::string& guid, const Time::Monotonic& deadline) {
   Authentication authentication(static_cast<std::uint32_t>(::geteuid()), guid);
   std::size_t early = 0;
@@ -166,7 +166,7 @@ std::size_t SocketTransport::authenticate(const std::string& guid, const Time::M
     }
     const auto size = static_cast<std::size_t>(count);
     const std::size_t used = authentication.feed(piece, size);
-    // What stands behind the dialogue's last line already belongs to messages.
+    // What comes behind the last line of the dialogue belongs to messages.
     std::memcpy(reader_.room().at, piece + used, size - used);
     early = size - used;
   }
@@ -180,7 +180,7 @@ void SocketTransport::greet(std::size_t early, const Time::Monotonic& deadline) 
   // The bus answers Hello before it sends anything else, so one message at a time is enough until then.
   std::vector<Received> messages;
   std::string reason;
-  // It may already stand behind the last line of the authentication.
+  // The answer may have come together with the last line of the authentication.
   bool intact = reader_.take(early, messages, reason);
   while (intact && messages.empty()) {
     awaitReady(POLLIN, deadline);
@@ -194,9 +194,9 @@ void SocketTransport::greet(std::size_t early, const Time::Monotonic& deadline) 
     throw Return("org.freedesktop.DBus.Error.Failed", "The bus did not answer the greeting");
   const Return answer(first.frame, first.header);
   if (answer.isException()) throw answer;
-  if (std::strcmp(answer.getSignature(), "s") != 0)
+  if (answer.getSignature() != Message::SIGNATURE_OF<std::string>)
     throw Return("org.freedesktop.DBus.Error.Failed", "The bus answered the greeting without a name");
-  static_cast<const Message::Base&>(answer).begin().get(uniqueName_);
+  answer.begin().get(uniqueName_);
   if (Message::checkBusName(uniqueName_) || uniqueName_[0] != ':')
     throw Return("org.freedesktop.DBus.Error.Failed", "The bus gave this connection the name '" +
                                                           uniqueName_.substr(0, Message::MAXIMUM_NAME_LENGTH) +

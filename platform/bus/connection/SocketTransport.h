@@ -10,13 +10,15 @@
 
 namespace Quarnix::Bus::Internal {
 
+/// `connect` makes the socket, lets Authentication talk to the bus, and says hello. From then on `write` sends several
+/// messages with one system call, and `read` receives once and lets MessageReader take the messages out.
 class SocketTransport : public Transport {
  public:
-  /// How long the bus may take to accept, authenticate and greet a connection at the most.
+  /// How long the bus may take at most to accept, authenticate and greet a connection.
   static constexpr Time::Elapsed MAXIMUM_CONNECT_TIME{25, 0};
 
-  /// Connects to the first address that answers, authenticates and says hello. Throws what went wrong as an error reply
-  /// (Message::Method::Return). `admission` must outlive the link.
+  /// Connects to the first address at which a bus answers, authenticates and greets. Throws an error reply
+  /// (Message::Method::Return) that says what went wrong. `admission` must outlive the link.
   static std::shared_ptr<SocketTransport> connect(const std::vector<Address>& addresses,
                                                   const Time::Monotonic& deadline, Admission& admission);
 
@@ -40,7 +42,7 @@ class SocketTransport : public Transport {
   const int descriptor_;
   MessageReader reader_;
   bool moreThere_ = false;
-  std::vector<Received> early_;  // what arrived together with the answer to the greeting
+  std::vector<Received> early_;  // the messages that arrived together with the answer to the greeting
 };
 
 }  // namespace Quarnix::Bus::Internal

@@ -1,4 +1,4 @@
-// Answering Peer, Introspectable and Properties.
+// Answers Peer, Introspectable and Properties.
 #include <platform/bus/connection/StandardInterfaces.h>
 
 #include <fstream>
@@ -65,7 +65,8 @@ std::optional<Return> answerStandard(const Call& call, ServedObjects& objects) {
     return reply;
   }
   if (!objects.find(call.getPath())) return std::nullopt;
-  if (interface == "org.freedesktop.DBus.Properties" && member == "GetAll" && signature == "s") {
+  if (interface == "org.freedesktop.DBus.Properties" && member == "GetAll" &&
+      signature == Message::SIGNATURE_OF<std::string>) {
     Message::Iterator arguments = reply.begin();
     Message::Iterator none = arguments.begin(Message::ARRAY, "{sv}");
     arguments.end(none);

@@ -1,4 +1,4 @@
-// The interfaces that every served object answers without its hook: Peer, Introspectable and an empty Properties.
+// Answers the interfaces that every served object has: Peer, Introspectable and an empty Properties.
 #pragma once
 
 #include <optional>
@@ -12,11 +12,11 @@ namespace Quarnix::Bus::Internal {
 
 class ServedObjects;
 
-/// The reply to a call of a standard interface. Nothing when the call is for the object itself, or for no object.
+/// The reply to a call of a standard interface; nothing if the call is for the object itself, or for no object.
 std::optional<Message::Method::Return> answerStandard(const Message::Method::Call& call, ServedObjects& objects);
 
-/// The description of a path in the introspection format. `interfaces`: those of the object there beside the standard
-/// ones; null without an object.
+/// The description of a path in the introspection format. `interfaces`: the elements of the object there, beside the
+/// standard ones; null without an object.
 std::string describeNode(const char* interfaces, const std::set<std::string>& children);
 
 }  // namespace Quarnix::Bus::Internal

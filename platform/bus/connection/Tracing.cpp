@@ -1,4 +1,4 @@
-// A link that shows a trace what goes through it.
+// A link that shows every message to a trace.
 #include <platform/bus/connection/Tracing.h>
 
 #include <utility>
@@ -25,7 +25,7 @@ class TracingTransport : public Transport {
     for (std::size_t i = 0; i < count; ++i) {
       Message::Header header;
       Message::readTrustedHeader(frames[i].data(), frames[i].size(), header);
-      // What the link did not take the last time comes again; serials grow, but for once in 2^32.
+      // A message that the link did not take comes again. A serial that is not greater was shown before.
       if (static_cast<std::int32_t>(header.serial - shown_) <= 0) continue;
       shown_ = header.serial;
       show(Trace::Direction::OUT, frames[i], header);
@@ -48,7 +48,7 @@ class TracingTransport : public Transport {
 
   const std::shared_ptr<Transport> link_;
   const Shared::Pointer<Trace> trace_;
-  std::uint32_t shown_ = 0;  // the serial of the last one that was shown on its way out
+  std::uint32_t shown_ = 0;  // the serial of the last outgoing message that was shown
 };
 
 }  // namespace

@@ -1,4 +1,4 @@
-// Putting a trace between a connection and its link.
+// Puts a trace between a connection and its link.
 #pragma once
 
 #include <memory>
@@ -8,10 +8,10 @@
 
 namespace Quarnix::Bus::Internal {
 
-/// The trace that is set, or what the environment asks for; empty when there is none.
+/// The trace that is set, or the one that the environment asks for; empty for none.
 Shared::Pointer<Trace> currentTrace();
 
-/// The link itself, or, where there is a trace, one around it that shows it every message.
+/// The link itself, or, if there is a trace, a link around it that shows every message to the trace.
 std::shared_ptr<Transport> traced(std::shared_ptr<Transport> link);
 
 }  // namespace Quarnix::Bus::Internal

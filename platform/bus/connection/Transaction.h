@@ -1,4 +1,4 @@
-// One message of ours on its way, from the queue to its reply.
+// A message of this connection on its way, from the queue to its reply.
 #pragma once
 
 #include <algorithm>
@@ -17,11 +17,11 @@ namespace Quarnix::Bus::Internal {
 
 struct Host;
 
-/// Receives the reply to a call of the connection's own, with the connection's mutex held.
+/// Receives the reply to a call that the connection itself has made, with the connection's mutex held.
 using ReplyHandler = std::function<void(const Message::Method::Return&)>;
 
-/// A message that is sent, and for a call the wait for its reply. The waiting thread and the connection share it, so
-/// that neither outlives what it uses. The connection's mutex guards it.
+/// A message that is sent and, if it is a call, the wait for its reply. The waiting thread and the connection share it,
+/// so that it lives as long as one of them uses it. The connection's mutex guards it.
 ///
 ///                 written     whole         reply
 ///      QUEUED ───────────> LEAVING ────> SENT ────> ANSWERED     A reply may overtake the writer: LEAVING ─> ANSWERED.
@@ -34,7 +34,7 @@ using ReplyHandler = std::function<void(const Message::Method::Return&)>;
 ///                                                                LEAVING becomes UNSENT if nothing of it has left.
 ///      QUEUED, LEAVING or SENT ── deadline ──> GIVEN_UP          The rest of a message that is leaving still leaves.
 ///
-/// A message that expects no reply is over once it is SENT.
+/// A message that expects no reply is over when it is SENT.
 struct Transaction {
   enum class State : std::uint8_t { QUEUED, LEAVING, SENT, ANSWERED, UNSENT, LOST, GIVEN_UP };
 
@@ -42,20 +42,20 @@ struct Transaction {
   State state = State::QUEUED;
   bool replyExpected = false;
   bool hasWaiter = false;           // a thread waits on `changed`
-  Host* host = nullptr;             // its owner's reply counts; null when `owner` is fixed
-  std::string owner;                // the unique name that the call went to; empty until one is known
-  std::vector<std::string> former;  // earlier owners of the host's name that the call may have gone to instead
-  std::uint64_t settledAt = 0;      // the first read that brings nothing older than the call; 0 until it has left
+  Host* host = nullptr;             // the reply of its owner counts; null if `owner` is fixed
+  std::string owner;                // the unique name that the call went to; empty if not known yet
+  std::vector<std::string> former;  // earlier owners of the name, which may have the call instead
+  std::uint64_t settledAt = 0;      // the first read that brings nothing older than the call; 0 before it leaves
   std::optional<Message::Method::Return> reply;
-  ReplyHandler handler;  // of the connection's own calls, for which no thread waits
+  ReplyHandler handler;  // of a call that the connection itself has made; no thread waits for it
   ConditionVariable changed;
-  Transaction* nextWaiter = nullptr;        // in the reader's role
-  std::shared_ptr<Transaction> nextToWake;  // in the calls
+  Transaction* nextWaiter = nullptr;        // in ReaderRole's list
+  std::shared_ptr<Transaction> nextToWake;  // in the list of Calls
 
   bool isOver() const noexcept { return state > State::SENT || (state == State::SENT && !replyExpected); }
-  /// Whether a message from this connection can be the reply.
+  /// Whether a message from the connection `unique` can be the reply.
   bool mayBeAnsweredBy(std::string_view unique) const noexcept { return owner == unique || isFormerOwner(unique); }
-  /// Whether nobody but this connection can have the call.
+  /// Whether only the connection `unique` can have the call.
   bool isHeldBy(std::string_view unique) const noexcept {
     return owner == unique || (owner.empty() && isFormerOwner(unique));
   }

@@ -1,4 +1,4 @@
-// How the bytes of messages leave and arrive: the one seam between a connection and its bus.
+// The link between a connection and its bus, over which the bytes of messages go.
 #pragma once
 
 #include <cstddef>
@@ -15,34 +15,35 @@ namespace Quarnix::Bus::Internal {
 struct Received {
   Message::Frame frame;
   Message::Header header;
-  /// The size of a message that was discarded, because it was too large or there was no memory for it; otherwise 0. Its
-  /// header has passed the check. The frame has nothing else, unless the in-process bus has handed it over.
+  /// The size of the message if it was discarded, because it was too large or there was no memory for it; otherwise 0.
+  /// The header of a discarded message has passed the check. The frame holds nothing else, unless the message came from
+  /// the in-process bus.
   std::size_t discarded = 0;
 
-  /// A field of the header; empty where the message has none.
+  /// A field of the header; empty if the message has no such field.
   std::string_view text(Message::Field field) const noexcept {
     const Message::Header::Text& place = header.text(field);
     return {reinterpret_cast<const char*>(frame.data() + place.offset), place.length};
   }
 };
 
-/// A link to a bus that is up. A link that breaks stays broken; reconnecting makes a new one.
+/// A transport is up when it is made. One that breaks stays broken; connecting again makes a new one.
 ///
 /// Threads: one thread at a time in `write`, one at a time in `read`; `shutdown` from any.
 class Transport {
  public:
   virtual ~Transport();
 
-  /// The descriptor to wait on, or -1 when arriving messages are pushed to the client instead of read.
+  /// The descriptor to wait on; -1 if messages are pushed to the client instead of read.
   virtual int descriptor() const noexcept = 0;
-  /// Writes the frames, of the first what is behind `offset`, as far as the link takes them now. How many bytes were
-  /// taken: 0 when it takes none now, -1 when the link is broken.
+  /// Writes the frames, the first one from `offset` on, as far as the link takes them now. Returns how many bytes it
+  /// has taken, or -1 if the link is broken.
   virtual std::ptrdiff_t write(const Message::Frame* frames, std::size_t count, std::size_t offset) noexcept = 0;
-  /// Appends the messages that are there, without waiting. False when the link is broken, `reason` says why.
+  /// Appends the messages that are there, without waiting. Returns false if the link is broken; `reason` says why.
   virtual bool read(std::vector<Received>& messages, std::string& reason) = 0;
-  /// Whether the last read may have left something that was there already. For the thread that reads.
+  /// Whether the last read may have left something that was there already. Only the thread that reads asks.
   virtual bool isMoreThere() const noexcept { return false; }
-  /// Breaks the link: whoever waits on the descriptor wakes.
+  /// Breaks the link and wakes whoever waits on the descriptor.
   virtual void shutdown() noexcept = 0;
 
   /// The name that the bus has given to this connection.

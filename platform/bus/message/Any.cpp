@@ -1,4 +1,4 @@
-// Taking a message from bytes.
+// Makes a message from bytes.
 #include <platform/bus/message/Any.h>
 
 #include <cstring>

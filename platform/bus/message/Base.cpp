@@ -1,4 +1,4 @@
-// Reading a message's header, and sealing a message for sending. docs/wire-format.md shows the bytes.
+// Reads a message's header, and seals a message for sending. docs/wire-format.md shows the bytes.
 #include <platform/bus/message/Base.h>
 
 #include <algorithm>
@@ -25,7 +25,7 @@ Base::~Base() = default;
 
 Iterator Base::begin() {
   if (received_) throw UnusableMessage("Appended to a message that was received");
-  // Copies share their bytes; whoever writes makes them its own first.
+  // Copies share their bytes, so a writer first makes its own copy.
   if (body_.storage.isShared()) body_.storage.grow(body_.storage.capacity(), body_.begin + body_.size);
   return Iterator(body_);
 }
@@ -51,7 +51,7 @@ const char* Base::text(Field field) const noexcept {
 
 std::string_view Base::view(Field field) const noexcept { return {text(field), header_.text(field).length}; }
 
-/// The texts of an ordinary call take no more, so that they are allocated once.
+/// Room for the texts of an ordinary call, so that they are allocated once.
 constexpr std::size_t ORDINARY_TEXTS = 224;
 
 void Base::setText(Field field, std::string_view value) {
@@ -68,9 +68,9 @@ constexpr std::size_t alignTo8(std::size_t size) noexcept { return (size + 7) & 
 
 }  // namespace
 
-/// Counts a header's fields and then writes them; both walk the same list.
+/// Counts the size of a header's fields, and writes them when `fields` is set; both go through the same list.
 struct Base::FieldWriter {
-  std::size_t size = 0;  // of the fields so far, as if they began at a multiple of 8
+  std::size_t size = 0;  // of the fields so far, which begin at a multiple of 8
   std::uint8_t* fields = nullptr;
 
   std::uint8_t* open(Field code, char type, std::size_t valueSize) {
@@ -150,7 +150,7 @@ Frame Base::seal(std::uint32_t serial, const Route& route) {
     body_.storage = std::move(larger);
     body_.begin = static_cast<std::uint32_t>(headerSize);
   } else if (body_.storage.isShared() || !body_.storage) {
-    // An earlier sending of the same message may still be on its way out of these bytes.
+    // The same message may have been sent before and still be leaving from these bytes.
     const std::uint32_t used = body_.storage ? body_.begin + body_.size : 0;
     body_.storage.grow(std::max<std::size_t>(body_.storage.capacity(), body_.begin + body_.size), used);
   }

@@ -1,4 +1,4 @@
-// What every message has: header fields, a body signature and one contiguous body.
+// The base of all messages: header fields, the signature of the arguments and one contiguous body.
 #pragma once
 
 #include <memory>
@@ -14,40 +14,40 @@
 
 namespace Quarnix::Bus::Message {
 
-/// A message being built, or one that was received. Copies share the bytes until one of them is appended to or sealed.
+/// A message that you build, or one that was received. Copies share the bytes until you append to one or seal it.
 ///
-/// Threads: building is one thread's; reading is free for all.
+/// Threads: one thread builds a message; any number may read it.
 class HEVRA_EXPORT Base {
  public:
   virtual ~Base();
 
-  /// An append iterator at the end of the body. Raises UnusableMessage on a message that was received.
+  /// An append iterator at the end of the body. Raises UnusableMessage if the message was received.
   Iterator begin();
   /// A read iterator at the first argument, and the position behind the last.
   ConstIterator begin() const noexcept;
   ConstIterator end() const noexcept;
 
-  /// The signature of all arguments; empty without any. All texts here are empty where the message has no such field,
-  /// and are valid as long as the message.
+  /// The signature of all arguments. This and the following texts are empty if the message has none, and valid as long
+  /// as the message.
   const char* getSignature() const noexcept;
   const char* getPath() const noexcept { return text(Field::PATH); }
   const char* getInterface() const noexcept { return text(Field::INTERFACE); }
   const char* getMember() const noexcept { return text(Field::MEMBER); }
-  /// The bus name that the message is for; the unique name of the connection that it came from.
+  /// The bus name that the message goes to, and the unique name of the connection that it came from.
   const char* getDestination() const noexcept { return text(Field::DESTINATION); }
   const char* getSender() const noexcept { return text(Field::SENDER); }
-  /// 0 until the message was sent.
+  /// 0 until the message is sent.
   std::uint32_t getSerial() const noexcept { return header_.serial; }
 
   /// Header fields that the connection adds when it sends.
   struct Route {
-    std::string_view path;         // where the message itself names none
+    std::string_view path;         // for a message that names none
     std::string_view destination;  // likewise
-    std::string_view sender;       // only on the in-process bus; a bus daemon fills it in itself
+    std::string_view sender;       // on the in-process bus only; a bus daemon adds it
   };
-  /// Finishes the message for sending under `serial`, which must not be 0: checks the required fields and writes the
-  /// header before the body. Texts and signature were checked as they were given; `route` is trusted. Raises
-  /// UnusableMessage, InvalidArgument.
+  /// Finishes the message for sending under `serial`, which must not be 0: checks that the required fields are there
+  /// and writes the header before the body. Texts and signature have been checked when they were given; `route` is
+  /// trusted. Raises UnusableMessage and InvalidArgument.
   Frame seal(std::uint32_t serial, const Route& route);
 
  protected:
@@ -69,9 +69,9 @@ class HEVRA_EXPORT Base {
   std::string_view view(Field field) const noexcept;
 
   bool received_;
-  std::uint32_t frameBegin_ = 0;  // of a received message, in the storage
+  std::uint32_t frameBegin_ = 0;  // where a received message begins in the storage
   Body body_;
-  std::string texts_;  // the texts of a message being built, each with a NUL behind it
+  std::string texts_;  // the texts of a message that is built, each with a NUL behind it
 };
 
 }  // namespace Quarnix::Bus::Message

@@ -1,4 +1,4 @@
-// Growth of a message's body.
+// Grows a message's body.
 #include <platform/bus/message/Body.h>
 
 #include <algorithm>

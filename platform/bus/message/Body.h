@@ -1,4 +1,4 @@
-// The body of a message under construction: its bytes, its signature and whether it may be sent.
+// The body of a message that is built: its bytes, its signature and whether it may be sent.
 #pragma once
 
 #include <cstdint>
@@ -10,21 +10,22 @@
 
 namespace Quarnix::Bus::Message {
 
-/// Bytes that grow at their end behind a room for the header, so that sealing the message copies nothing. Padding is
-/// zero because `align` writes it.
+/// The bytes grow at their end. Before them is room for the header, so that sealing the message copies nothing. `align`
+/// writes the padding, so that it is zero.
 class HEVRA_EXPORT Body {
  public:
-  /// What is kept free before the body for the header; a longer header moves the body once.
+  /// The room for the header before the body, in bytes. If the header is longer, sealing moves the body once.
   static constexpr std::uint32_t HEADROOM = 384;
 
-  /// Room for `count` more bytes; raises InvalidArgument beyond the largest message, std::bad_alloc without memory.
+  /// Makes room for `count` more bytes and returns where they go. Raises InvalidArgument if the message would be too
+  /// large, and std::bad_alloc.
   std::uint8_t* reserve(std::uint64_t count) {
     if (storage.capacity() < begin + size + SLACK + count) [[unlikely]]
       grow(count);
     return storage.data() + begin + size;
   }
   void commit(const std::uint8_t* end) noexcept { size = static_cast<std::uint32_t>(end - storage.data()) - begin; }
-  /// The next address that is a multiple of A, with zeros up to it. Relies on SLACK.
+  /// The next address that is a multiple of A. Writes zeros up to it, which may use some of SLACK.
   template <std::size_t A>
   static std::uint8_t* align(std::uint8_t* at) noexcept {
     if constexpr (A > 1) {

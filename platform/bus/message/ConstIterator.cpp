@@ -1,4 +1,4 @@
-// The read iterator's containers, stepping and errors.
+// Enters containers, steps over values and raises the read iterator's errors.
 #include <platform/bus/message/ConstIterator.h>
 
 #include <platform/bus/Error.h>
@@ -23,8 +23,8 @@ std::string_view ConstIterator::signatureView() const noexcept {
   return {signature_, static_cast<std::size_t>(skipType(signature_) - signature_)};
 }
 
-/// Skips values by their signature from `signature` to `signatureEnd`. Structures need no stack, because their members
-/// stand in the signature; a variant's content does, and the check has bounded how deep they nest.
+/// Skips the values that the signature from `signature` to `signatureEnd` describes. A structure needs no stack,
+/// because its members are in the signature. A variant needs one; the check has made sure that it is deep enough.
 const std::uint8_t* ConstIterator::skip(const std::uint8_t* at, const char* signature,
                                         const char* signatureEnd) const noexcept {
   const char* resume[MAXIMUM_DEPTH];

@@ -1,4 +1,4 @@
-// The read iterator: walks a message's body in place.
+// The read iterator, which walks a message's body in place.
 #pragma once
 
 #include <cstdint>
@@ -7,22 +7,23 @@
 #include <string>
 #include <string_view>
 
+#include <platform/bus/message/Signature.h>
 #include <platform/bus/message/TypeCode.h>
 #include <platform/core/Export.h>
 
 namespace Quarnix::Bus::Message {
 
-/// Where a reader stands in a message: a small copyable value.
+/// A position in the body of a message. It is a small value that you can copy.
 ///
-/// `get` reads the value at the position without stepping, `++` steps over one complete value, `begin` and `end` enter
-/// a container. `read` reads several values of basic types and steps over them.
+/// `get` reads the value at the position and does not step over it. `++` steps over one complete value. `begin` and
+/// `end` enter a container. `read` reads several values of basic types and steps over them.
 ///
-/// Lifetime: valid while its message lives and is not appended to.
-/// Errors: TypeMismatch (another type stands here; both are named), NotAContainer, EndOfContainer.
-/// Threads: a message that is not appended to may be read from any number of threads.
+/// Lifetime: valid as long as its message, while nobody appends to it.
+/// Errors: TypeMismatch names the type that was read and the one that stands here; NotAContainer; EndOfContainer.
+/// Threads: any number of threads may read a message while nobody appends to it.
 class HEVRA_EXPORT ConstIterator {
  public:
-  /// At `at` in bytes that have passed the check, whose values end at `end`; `signature` says what stands there.
+  /// At `at`, in bytes that have passed the check; `signature` is that of the values from there to `end`.
   ConstIterator(const std::uint8_t* at, const std::uint8_t* end, const char* signature, bool swapped) noexcept
       : at_(at), end_(end), signature_(signature), swapped_(swapped) {}
 
@@ -42,32 +43,32 @@ class HEVRA_EXPORT ConstIterator {
   }
   /// The signature of the complete value at the position; empty at the end.
   std::string signature() const { return std::string(signatureView()); }
-  /// The same without a copy; valid as long as the message.
+  /// The same without a copy. Valid as long as the message.
   std::string_view signatureView() const noexcept;
 
-  /// Enters the container at the position: its first value; its end position.
+  /// Enters the container at the position: `begin` is at its first value, `end` behind its last.
   ConstIterator begin() const;
   ConstIterator end() const;
 
   ConstIterator& operator++();
-  /// Steps over the container at the position, in which `inside` stands. When `inside` is on the container's last value
-  /// or at its end, nothing is walked twice.
+  /// Steps over the container at the position; `inside` is a position in it. If `inside` is on the container's last
+  /// value or at its end, this walks nothing twice.
   void leave(const ConstIterator& inside);
 
   friend bool operator==(const ConstIterator& a, const ConstIterator& b) noexcept { return a.at_ == b.at_; }
 
-  /// Reads one value of a basic type; a std::string_view is valid as long as the message.
+  /// Reads one value of a basic type. A std::string_view is valid as long as the message.
   template <class T>
   void get(T& value) const {
     requireCode<T>();
     load(at_, value);
   }
 
-  /// Reads the values of basic types that stand here one after the other, and steps behind the last.
+  /// Reads values of basic types that stand here one after the other, and steps over them.
   template <class... T>
   void read(T&... values) {
     if constexpr (sizeof...(T) > 1) {
-      if (!elementBegin_ && matches<sizeof...(T)>(CODES_OF<T...>)) [[likely]] {
+      if (!elementBegin_ && matches<sizeof...(T)>(SIGNATURE_OF<T...>.codes)) [[likely]] {
         const std::uint8_t* at = at_;
         ((at = load(at, values)), ...);
         at_ = at;
@@ -154,9 +155,9 @@ class HEVRA_EXPORT ConstIterator {
   [[noreturn]] void failMismatch(char wanted) const;
   [[noreturn]] void failEnter() const;
 
-  const std::uint8_t* at_;              // where the value (or the padding before it) begins
-  const std::uint8_t* end_;             // where the container's values end at the latest
-  const char* signature_;               // of what stands here, and behind it of what follows
+  const std::uint8_t* at_;              // where the value, or the padding before it, begins
+  const std::uint8_t* end_;             // the end of the container's values, or of what is around it
+  const char* signature_;               // of the value here, and of those behind it
   const char* elementBegin_ = nullptr;  // inside an array: its element's signature
   bool swapped_;
 };

@@ -10,7 +10,6 @@ namespace Quarnix::Bus::Message {
 enum class Type : std::uint8_t { INVALID = 0, METHOD_CALL = 1, METHOD_RETURN = 2, ERROR = 3, SIGNAL = 4 };
 
 constexpr std::uint8_t FLAG_NO_REPLY_EXPECTED = 1;
-constexpr std::uint8_t FLAG_NO_AUTO_START = 2;
 
 /// The header fields that hold text, by their code on the wire.
 enum class Field : std::uint8_t {
@@ -25,8 +24,8 @@ enum class Field : std::uint8_t {
   UNIX_FDS = 9
 };
 
-/// What the check of a message finds in its header. Texts are given by their place relative to the message's first
-/// byte; each is followed by a NUL there. A length of 0 with an offset of 0 means that the field is absent.
+/// The check of a message fills this from its header. A text is a place in the message, counted from its first byte; a
+/// NUL follows it there. If length and offset are both 0, the message has no such field.
 struct Header {
   struct Text {
     std::uint32_t offset = 0;

@@ -1,4 +1,4 @@
-// The append iterator's containers, texts and errors.
+// Opens and closes containers, checks texts and raises the append iterator's errors.
 #include <platform/bus/message/Iterator.h>
 
 #include <platform/bus/Error.h>
@@ -18,7 +18,7 @@ std::string quoted(std::string_view text) { return '"' + std::string(text) + '"'
 Iterator::Iterator(Iterator& parent, int type, std::string_view contents) try
     : body_(parent.body_), parent_(&parent), kind_(static_cast<char>(type)) {
   if (type == ARRAY && parent.expected_) {
-    // The contents are already part of a signature that is checked and stays where it is.
+    // The contents are part of a signature that has been checked and stays where it is.
     const std::string_view rest(parent.expected_);
     if (rest.substr(0, 1) != "a" || rest.substr(1, contents.size()) != contents || contents.empty())
       parent.failMismatch('a' + std::string(contents));
@@ -27,7 +27,8 @@ Iterator::Iterator(Iterator& parent, int type, std::string_view contents) try
   } else {
     char* const held = hold(contents);
     const std::string_view array(held, 1 + contents.size());
-    // A dictionary entry is a type in an array only, and the structures around an array are part of its signature.
+    // A dictionary entry is allowed only in an array, so the check needs the array. It also needs the structures around
+    // the array, because they count for the depth.
     const std::size_t around = parent.depth_;
     const char* const rule = type == VARIANT ? checkSingleType(array.substr(1))
                              : around == 0
@@ -35,7 +36,7 @@ Iterator::Iterator(Iterator& parent, int type, std::string_view contents) try
                                  : checkSingleType(std::string(around, '(').append(array).append(around, ')'));
     require(rule, "signature of a container's contents", contents);
     if (type == VARIANT) {
-      parent.take<1>("v");
+      parent.take<1>(ANY_VALUE.codes);
       after_ = parent.expected_;
     } else {
       parent.takeType(array);
@@ -48,7 +49,7 @@ Iterator::Iterator(Iterator& parent, int type, std::string_view contents) try
     std::uint8_t* at = Body::align<4>(body_.reserve(15));
     lengthAt_ = static_cast<std::uint32_t>(at - body_.storage.data());
     std::memset(at, 0, 4);
-    // The padding before the first element is there even when there is none, and is not part of the length.
+    // The padding before the first element is there even if the array is empty, and does not count in its length.
     at = alignmentOf(*elementBegin_) == 8 ? Body::align<8>(at + 4) : at + 4;
     body_.commit(at);
     dataAt_ = static_cast<std::uint32_t>(at - body_.storage.data());
@@ -63,7 +64,7 @@ Iterator::Iterator(Iterator& parent, int type, std::string_view contents) try
   parent.abandon();
 }
 
-/// Keeps the type of an array of these contents, with NUL behind it as far as it is looked at.
+/// Keeps the type of an array of these contents, with as many NULs behind it as may be compared.
 char* Iterator::hold(std::string_view contents) {
   const std::size_t size = 1 + contents.size() + LOOK_AHEAD;
   char* held = shortType_;
@@ -117,7 +118,7 @@ std::uint8_t* Iterator::putString(std::uint8_t* at, std::string_view text) noexc
   return at + 5 + text.size();
 }
 
-/// The text holds more than plain ASCII: it is copied anew and checked.
+/// Checks a text that is not plain ASCII, and copies it again.
 void Iterator::copyChecked(std::uint8_t* at, std::string_view text) {
   if (const char* rule = checkText(text)) {
     body_.unusable = true;
@@ -131,7 +132,7 @@ void Iterator::appendPath(std::string_view path) {
     body_.unusable = true;
     require(rule, "object path", path);
   }
-  take<1>("o");
+  take<1>(OBJECT_PATH.codes);
   body_.commit(putString(body_.reserve(room(path)), path));
 }
 
@@ -168,15 +169,15 @@ void requireArraySize(Body& body, std::size_t size) {
 }  // namespace
 
 void Iterator::appendBytes(const std::uint8_t* bytes, std::size_t count) {
-  takeType("ay");
+  takeType(BYTES);
   requireArraySize(body_, count);
   body_.commit(putBytes(body_.reserve(count + 7), bytes, count));
 }
 
 void Iterator::appendVariantOfBytes(const std::uint8_t* bytes, std::size_t count) {
-  take<1>("v");
+  take<1>(ANY_VALUE.codes);
   requireArraySize(body_, count);
-  static constexpr std::uint8_t CONTENT[] = {2, 'a', 'y', 0};
+  static constexpr std::uint8_t CONTENT[] = {2, BYTES.codes[0], BYTES.codes[1], 0};
   std::uint8_t* at = body_.reserve(sizeof CONTENT + count + 7);
   std::memcpy(at, CONTENT, sizeof CONTENT);
   body_.commit(putBytes(at + sizeof CONTENT, bytes, count));
@@ -187,7 +188,7 @@ Iterator Iterator::begin(int type, const char* contained) {
   return Iterator(*this, type, std::string_view(contained));
 }
 
-/// Closes anything but a structure of fixed contents; where the parent goes on.
+/// Closes any container but a structure of fixed contents. Returns what the parent expects next.
 const char* Iterator::close(Iterator& container) {
   switch (container.kind_) {
     case ARRAY: {

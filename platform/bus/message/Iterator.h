@@ -1,4 +1,4 @@
-// The append iterator: writes values straight into a message's body, in the D-Bus wire format.
+// The append iterator, which writes values straight into a message's body.
 #pragma once
 
 #include <cstdint>
@@ -9,22 +9,23 @@
 
 #include <platform/bus/message/Body.h>
 #include <platform/bus/message/Limits.h>
+#include <platform/bus/message/Signature.h>
 #include <platform/bus/message/TypeCode.h>
 #include <platform/core/Export.h>
 
 namespace Quarnix::Bus::Message {
 
-/// Appends values to a message, or to the container that `begin` opened.
+/// Appends values to a message, or to a container that `begin` has opened.
 ///
-/// At the top level and in structures there, appending extends the message's signature. Inside an array or a variant
-/// the signature of the contents is fixed when it is opened, and what is appended must match it.
+/// At the top level, and in structures there, appending extends the message's signature. An array or a variant gets the
+/// signature of its contents when it is opened, and what you append must match it.
 ///
-/// Lifetime: an iterator refers to its message, and a container's iterator to the one that opened it; while a container
-/// is open only its iterator may append. A container is closed with `end` on the iterator that opened it.
-/// Errors: TypeMismatch names what was appended and what was expected; InvalidArgument names a text, path or signature
-/// that the bus does not allow, or a size beyond its limits. After any error, after `abandon`, and when a container's
-/// iterator goes without having been closed, the message is unusable: sending it raises UnusableMessage.
-/// Threads: one message is built by one thread.
+/// Lifetime: an iterator refers to its message, and a container's iterator to the one that has opened it. While a
+/// container is open, only its iterator may append. Close it with `end` on the iterator that has opened it.
+/// Errors: TypeMismatch names what was appended and what was expected. InvalidArgument names a text, path or signature
+/// that the bus does not allow, or a size beyond its limits. After any error, after `abandon`, and after a container's
+/// iterator was destroyed without `end`, the message is unusable: sending it raises UnusableMessage.
+/// Threads: one thread builds a message.
 class HEVRA_EXPORT Iterator {
  public:
   explicit Iterator(Body& body) noexcept : body_(body) {}
@@ -34,8 +35,8 @@ class HEVRA_EXPORT Iterator {
     if (parent_) abandon();
   }
 
-  /// Appends one or more values of basic types, checked against the signature at once. Texts become "s" and must be
-  /// UTF-8 without NUL.
+  /// Appends one or more values of basic types. They are checked against the signature together. A text becomes "s" and
+  /// must be UTF-8 without NUL.
   template <class... T>
   [[gnu::always_inline]] void append(const T&... values) {
     static_assert(sizeof...(T) > 0);
@@ -45,7 +46,7 @@ class HEVRA_EXPORT Iterator {
         return;
       }
     }
-    take<sizeof...(T)>(CODES_OF<T...>);
+    take<sizeof...(T)>(SIGNATURE_OF<T...>.codes);
     std::uint8_t* at = body_.reserve((room(values) + ...));
     ((at = put(at, values)), ...);
     body_.commit(at);
@@ -58,24 +59,24 @@ class HEVRA_EXPORT Iterator {
   /// Appends a whole array of bytes ("ay").
   void appendBytes(const std::uint8_t* bytes, std::size_t count);
 
-  /// Appends a variant that holds one value of a basic type.
+  /// Appends a variant with one value of a basic type.
   template <class T>
   void appendVariant(const T& value) {
-    take<1>("v");
+    take<1>(ANY_VALUE.codes);
     static constexpr std::uint8_t CONTENT[] = {1, static_cast<std::uint8_t>(codeOf<T>()), 0};
     std::uint8_t* at = body_.reserve(sizeof CONTENT + room(value));
     std::memcpy(at, CONTENT, sizeof CONTENT);
     body_.commit(put(at + sizeof CONTENT, value));
   }
-  /// Appends a variant that holds an array of bytes.
+  /// Appends a variant with an array of bytes.
   void appendVariantOfBytes(const std::uint8_t* bytes, std::size_t count);
 
-  /// Makes the message unusable: for a marshaller that fails between the values of a record.
+  /// Makes the message unusable. A marshaller calls it when it fails between the values of a record.
   void abandon() noexcept { body_.unusable = true; }
 
   /// Opens a structure (STRUCTURE) or, inside an array, a dictionary entry (DICTIONARY_ENTRY).
   Iterator begin(int type) { return Iterator(*this, openingOf(type)); }
-  /// Opens an array of elements of `contained`, or a variant that holds one value of it.
+  /// Opens an array of elements of the type `contained`, or a variant with one value of it.
   Iterator begin(int type, const char* contained);
   /// Closes the container that `begin` opened.
   void end(Iterator& container) {
@@ -110,7 +111,7 @@ class HEVRA_EXPORT Iterator {
   }
   Iterator(Iterator& parent, int type, std::string_view contents);
 
-  /// Checks the codes against what is expected here and steps over them, or extends the message's signature.
+  /// Checks that these codes are expected here and steps over them, or extends the message's signature by them.
   template <std::size_t N>
   void take(const char* codes) {
     static_assert(N <= LOOK_AHEAD);
@@ -128,7 +129,7 @@ class HEVRA_EXPORT Iterator {
   void extend(const char* codes, std::size_t count);
   void extendByOpening(char opening);
 
-  // In 64 bits, as the sum of several texts may be beyond 32.
+  // It has 64 bits, because the sum of several texts may need more than 32.
   template <class T>
   static std::uint64_t room(const T& value) noexcept {
     if constexpr (IS_TEXT<T>) {
@@ -161,8 +162,8 @@ class HEVRA_EXPORT Iterator {
   std::uint8_t* putString(std::uint8_t* at, std::string_view text) noexcept;
   void copyChecked(std::uint8_t* at, std::string_view text);
 
-  /// Copies a text while it is nothing but ASCII without NUL, which needs no further check; false at anything else. The
-  /// last word overlaps the one before, so that no length needs a loop over bytes but the shortest.
+  /// Copies a text. Returns whether it is ASCII without NUL, which needs no further check. The last word overlaps the
+  /// one before, so that only texts of less than four bytes are copied byte by byte.
   static bool copyPlain(std::uint8_t* at, const char* text, std::size_t size) noexcept {
     if (size >= 8) {
       std::uint64_t odd = 0;
@@ -209,22 +210,22 @@ class HEVRA_EXPORT Iterator {
   [[noreturn]] void failType(int type, const char* expected);
   [[noreturn]] void fail(std::string message);
 
-  /// How many characters may be looked at from any place that `expected_` points to.
+  /// How many characters may be compared from any place that `expected_` points to.
   static constexpr std::size_t LOOK_AHEAD = 16;
-  /// What an iterator expects while a container that it opened is open: nothing that anybody could append.
+  /// What an iterator expects while a container that it has opened is open. No value has this code.
   static constexpr char CONTAINER_OPEN[LOOK_AHEAD] = {};
 
   Body& body_;
-  Iterator* parent_ = nullptr;          // of an open container
-  const char* expected_ = nullptr;      // what comes next; null where the message's signature grows
-  const char* elementBegin_ = nullptr;  // of an array's element
-  const char* elementEnd_ = nullptr;    // null in everything but an array
-  const char* after_ = nullptr;         // where the parent goes on once this is closed; null where it extends
-  std::uint32_t lengthAt_ = 0;          // of an array: where its length stands in the body,
+  Iterator* parent_ = nullptr;          // the one that has opened this container; null at the top level
+  const char* expected_ = nullptr;      // what must come next; null where the message's signature grows
+  const char* elementBegin_ = nullptr;  // the type of an array's element
+  const char* elementEnd_ = nullptr;    // null except in an array
+  const char* after_ = nullptr;         // what the parent expects when this is closed; null where it extends
+  std::uint32_t lengthAt_ = 0;          // where an array's length stands in the body,
   std::uint32_t dataAt_ = 0;            // and where its elements begin
   char kind_ = 0;                       // '(', '{', 'a', 'v'; 0 at the top level
   std::uint8_t arrays_ = 0, structures_ = 0, depth_ = 0;
-  // The type of an array or a variant where nothing else holds it, and NULs to look at.
+  // The type of an array or a variant if nothing else holds it, with NULs behind it.
   std::unique_ptr<char[]> longType_;
   char shortType_[48];
 };

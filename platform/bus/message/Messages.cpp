@@ -1,4 +1,4 @@
-// The three kinds of message that the library sends and receives: small classes on Base, so they share this file.
+// The three kinds of message that the library sends and receives. They are small, so they share this file.
 #include <platform/bus/Error.h>
 #include <platform/bus/message/Signal.h>
 #include <platform/bus/message/internal/Names.h>

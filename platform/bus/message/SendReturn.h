@@ -1,11 +1,12 @@
-// What sending a call gives: the reply.
+// The reply to a call.
 #pragma once
 
 #include <platform/bus/message/method/Return.h>
 
 namespace Quarnix::Bus::Message {
 
-/// Holds the reply to a call; there always is one, because failures on the way are error replies too.
+/// Holds the reply that sending a call returns. There always is one, because a failure on the way is an error reply
+/// too.
 class SendReturn {
  public:
   SendReturn(const Method::Return& reply) : reply_(reply) {}

@@ -5,10 +5,10 @@
 
 namespace Quarnix::Bus::Message {
 
-/// What a bus object announces: its path, an interface, a member and arguments.
+/// A bus object announces something: its path, an interface, a member and arguments.
 class HEVRA_EXPORT Signal : public Base {
  public:
-  /// Raises InvalidArgument for what is no such name.
+  /// Raises InvalidArgument for what is no path, interface or member.
   Signal(const std::string& path, const char* interface, const char* member);
   Signal(Frame frame, const Header& header) noexcept : Base(std::move(frame), header) {}
   Signal(const Signal&) = default;

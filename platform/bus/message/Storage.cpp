@@ -1,4 +1,4 @@
-// Allocation and growth of message storage.
+// Allocates and grows the blocks.
 #include <platform/bus/message/Storage.h>
 
 #include <sys/mman.h>
@@ -13,8 +13,8 @@ static_assert(alignof(std::max_align_t) >= 8, "malloc must align the block's byt
 
 namespace {
 
-/// Blocks from this size on are mapped: they grow without being copied and go back to the system when they go, while in
-/// the heap what is allocated behind such a block keeps the place of it for ever.
+/// Blocks of this size and more are mapped. They grow without a copy, and their memory goes back to the system. In the
+/// heap, whatever is allocated behind such a block would keep the heap from shrinking.
 constexpr std::size_t MAPPED_SIZE = std::size_t{1} << 22;
 
 }  // namespace
@@ -47,7 +47,7 @@ void Storage::grow(std::size_t capacity, std::size_t used) {
     if (capacity <= block_->capacity) return;
     const std::size_t before = sizeof(Block) + block_->capacity, size = sizeof(Block) + capacity;
     if ((before < MAPPED_SIZE) == (size < MAPPED_SIZE)) {
-      // The block is this reference's alone and holds nothing but trivially copyable words, so it may be moved.
+      // Nobody shares the block, and it can be copied byte by byte, so it may move.
       void* memory = size < MAPPED_SIZE ? std::realloc(static_cast<void*>(block_), size)
                                         : ::mremap(block_, before, size, MREMAP_MAYMOVE);
       if (!memory || memory == MAP_FAILED) throw std::bad_alloc();

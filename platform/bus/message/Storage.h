@@ -1,4 +1,4 @@
-// The bytes of a message: one contiguous, reference-counted, 8-aligned block.
+// The bytes of a message, in one contiguous, reference-counted block.
 #pragma once
 
 #include <atomic>
@@ -10,9 +10,9 @@
 
 namespace Quarnix::Bus::Message {
 
-/// A shared reference to a block of bytes, or to none. The block's first byte is 8-aligned.
+/// A shared reference to a block of bytes, or to none. The first byte of the block is aligned to 8.
 ///
-/// Threads: blocks are shared between threads once nobody writes them any more; a writer makes sure with `isShared`.
+/// Threads: several threads may share a block when nobody writes it any more. A writer asks `isShared` first.
 class HEVRA_EXPORT Storage {
  public:
   Storage() noexcept = default;
@@ -33,7 +33,7 @@ class HEVRA_EXPORT Storage {
   std::size_t capacity() const noexcept { return block_ ? block_->capacity : 0; }
   bool isShared() const noexcept { return block_ && block_->references.load(std::memory_order_acquire) > 1; }
 
-  /// Gives the block at least `capacity` bytes, keeping the first `used`; afterwards it is this reference's alone.
+  /// Gives the block at least `capacity` bytes and keeps the first `used`. Afterwards no other reference shares it.
   void grow(std::size_t capacity, std::size_t used);
 
  private:
@@ -47,7 +47,7 @@ class HEVRA_EXPORT Storage {
   Block* block_ = nullptr;
 };
 
-/// A finished message as it goes over the bus: the bytes from `begin` to `end` of a block that nobody changes any more.
+/// A finished message: the bytes from `begin` to `end` of a block that nobody changes any more.
 struct Frame {
   Storage storage;
   std::uint32_t begin = 0;

@@ -1,4 +1,4 @@
-// Which type code a C++ type has on the wire.
+// The type codes of C++ types on the wire.
 #pragma once
 
 #include <cstddef>
@@ -9,7 +9,8 @@
 
 namespace Quarnix::Bus::Message {
 
-/// The type code of a structure in the iterators' operations; a signature shows it as parentheses.
+/// The codes of containers in the iterators' operations. A signature shows a structure as parentheses, and a dictionary
+/// entry as braces.
 constexpr int STRUCTURE = 'r';
 constexpr int ARRAY = 'a';
 constexpr int VARIANT = 'v';
@@ -18,8 +19,8 @@ constexpr int DICTIONARY_ENTRY = 'e';
 template <class T>
 constexpr bool IS_TEXT = std::is_convertible_v<const T&, std::string_view>;
 
-/// The code of a basic type: integers by their width and signedness (so that `unsigned long` and `unsigned long long`
-/// are both "t" where both have 64 bits), bool, double, and texts as "s".
+/// The code of a basic type: an integer's follows from its width and signedness (so `unsigned long` and `unsigned long
+/// long` are both "t" if both have 64 bits), a text's is 's'.
 template <class T>
 constexpr char codeOf() noexcept {
   if constexpr (std::is_same_v<T, bool>) {
@@ -39,10 +40,6 @@ constexpr char codeOf() noexcept {
     if constexpr (sizeof(T) == 8) return SIGNED ? 'x' : 't';
   }
 }
-
-/// The signature of values of basic types, one behind the other. Hidden, where a static of an exported function is not.
-template <class... T>
-inline constexpr char CODES_OF[] = {codeOf<T>()..., '\0'};
 
 /// How many bytes a value of T has on the wire: a bool has four.
 template <class T>

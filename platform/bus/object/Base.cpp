@@ -1,4 +1,4 @@
-// The queue of a bus object and its task.
+// Starts and stops a bus object, and queues messages for its task.
 #include <platform/bus/object/Base.h>
 
 #include <system_error>
@@ -20,7 +20,7 @@ struct Base::Delivery {
 Base::Base() = default;
 
 Base::~Base() {
-  // Not by the chain of owners, which would recurse once for each message.
+  // One by one, because the chain of owners would recurse once for each message.
   while (first_) first_ = std::move(first_->next);
 }
 
@@ -32,7 +32,7 @@ void Base::setConnection(Shared::Pointer<Connection> connection) {
 const Shared::Pointer<Connection>& Base::getConnection() const {
   MutexLock lock(connectionMutex_);
   if (!connection_) connection_ = Connection::getDefault();
-  const auto* const used = &connection_;  // does not change any more, and so is read without the mutex
+  const auto* const used = &connection_;  // it does not change any more, so it may be read without the mutex
   return *used;
 }
 
@@ -114,7 +114,7 @@ void Base::warnOfKeptOut(bool isLast) {
 }
 
 void Base::begin(bool wait) {
-  // In a forked child the mutex may be held by a thread that is not there.
+  // In a forked child, a thread that is not there may hold the mutex.
   if (startedIn_ != NEVER && startedIn_ != forkCount())
     throw UnusableMessage("The bus object " + path_ + " was started before this process was forked: expected another");
   {
@@ -155,18 +155,18 @@ void Base::end() {
     }
     life_ = Life::STOPPING;
   }
-  // Also when it is stopped already: by a hook that may still run, here or in what is detached.
+  // This also happens if the object is stopped already, because the hook that stopped it may still run.
   detach();
   endDelivery();
   settle(Life::STOPPED);
 }
 
-/// Whether a stop was asked for meanwhile.
+/// Returns whether somebody has asked for a stop meanwhile.
 bool Base::settle(Life life) noexcept {
   MutexLock lock(queueMutex_);
   life_ = life;
   lifeChanged_.notifyAll();
-  // Until it is stopped nothing more is delivered.
+  // The request stays until the object is stopped, so that nothing more is delivered.
   return life == Life::STOPPED ? std::exchange(stopAsked_, false) : stopAsked_;
 }
 

@@ -1,4 +1,4 @@
-// Sending calls and receiving signals of a remote object.
+// Sends calls to a remote object and receives its signals.
 #include <platform/bus/object/Proxy.h>
 
 #include <platform/bus/connection/Client.h>
@@ -21,7 +21,7 @@ Internal::Host* Proxy::host() const {
   Message::require(Message::checkMessagePath(getPath()), "object path of the proxy", getPath());
   Internal::Client& client = getConnection()->client();
   Internal::Host* watched = client.watch(host_);
-  // Several first calls at once: one watch stays, the others are given back.
+  // If several threads make the first call at once, one watch stays and the others are released.
   if (watched_.compare_exchange_strong(host, watched)) return watched;
   client.unwatch(watched);
   return host;
@@ -31,6 +31,8 @@ Message::SendReturn Proxy::send(Message::Method::Call& call) const {
   Internal::Host* const to = host();
   return to->client->call(call, getPath(), to);
 }
+
+void Proxy::expectCalls() const { host()->client->expectCalls(); }
 
 bool Proxy::isAvailable() const {
   Internal::Host* const service = host();

@@ -1,4 +1,4 @@
-// Serving an object: calls in, replies and signals out.
+// Serves an object: it takes calls and sends replies and signals.
 #include <platform/bus/object/Server.h>
 
 #include <platform/bus/connection/Client.h>

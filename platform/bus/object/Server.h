@@ -6,21 +6,21 @@
 
 namespace Quarnix::Bus::Object {
 
-/// Receives, while started, the method calls to its path. The standard interfaces Peer, Introspectable and Properties
-/// are answered without it.
+/// While started, a server receives the method calls to its path. The connection answers the standard interfaces Peer,
+/// Introspectable and Properties without it.
 class HEVRA_EXPORT Server : public Base {
  public:
   Server();
   ~Server() override;
 
-  /// Takes calls from nobody but the connection that owns this bus name at the time of the call: to others the object
-  /// answers "org.freedesktop.DBus.Error.AccessDenied", with at most one warning a second. Nobody may call while the
-  /// name has no owner. Empty, the default: whoever the bus lets through may call. The standard interfaces are answered
-  /// to everybody. Before `start`, which raises InvalidArgument for what is no bus name.
+  /// Takes calls only from the connection that owns this bus name when the call comes. Others get the error
+  /// "org.freedesktop.DBus.Error.AccessDenied", with at most one warning a second. While the name has no owner, nobody
+  /// may call. With an empty name, the default, anybody may call whom the bus lets through. Everybody may use the
+  /// standard interfaces. Call it before `start`, which raises InvalidArgument if this is no bus name.
   void setCaller(const std::string& host) { caller_ = host; }
 
-  /// What "Introspect" tells beside the standard interfaces: the object's own `<interface>` elements. None at first.
-  /// The text is not copied and must stay as long as the object is started. Before `start`.
+  /// The object's own `<interface>` elements, which "Introspect" shows beside the standard interfaces. None at first.
+  /// The text is not copied and must stay as long as the object is started. Call it before `start`.
   void setDescription(const char* interfaces) noexcept { description_ = interfaces; }
 
   /// Sends the reply to a call, or a signal of this object.
@@ -33,8 +33,9 @@ class HEVRA_EXPORT Server : public Base {
  protected:
   void attach(bool wait) override;
   void detach() override;
-  /// The hook: one method call. It sends the reply itself and returns true, or returns false, and the caller gets the
-  /// error "org.freedesktop.DBus.Error.UnknownMethod". After an exception no reply is sent. Runs on the server's task.
+  /// The hook for a method call. Send the reply and return true; or return false, and the caller gets the error
+  /// "org.freedesktop.DBus.Error.UnknownMethod". If an exception leaves the hook, no reply is sent. Runs on the
+  /// server's task.
   virtual bool method(const Message::Method::Call& call);
 
   void retire() noexcept;
@@ -46,21 +47,21 @@ class HEVRA_EXPORT Server : public Base {
 
   std::string caller_;
   const char* description_ = "";
-  Internal::Client* serving_ = nullptr;  // of the last `start`
+  Internal::Client* serving_ = nullptr;  // since the last `start`
 };
 
 }  // namespace Quarnix::Bus::Object
 
 namespace Quarnix::Bus::Type {
 
-/// A server on the wire: its object path ("o"), at which its connection can be called back.
+/// Writes a server as its object path, "o", to which a peer can send calls.
 template <>
 class Wrapper<Object::Server> {
  public:
   virtual void serialize(Message::Iterator& iterator, const Object::Server& server) const {
     iterator.appendPath(server.getPath());
   }
-  virtual std::string signature() const { return "o"; }
+  virtual std::string signature() const { return std::string(Message::OBJECT_PATH); }
 };
 
 }  // namespace Quarnix::Bus::Type

@@ -1,11 +1,12 @@
-// The typed wrapper of a vector of bytes.
+// The wrapper of a vector of bytes.
 #pragma once
 
 #include <platform/bus/type/Wrapper.h>
 
 namespace Quarnix::Bus::Type {
 
-/// An array of bytes, "ay". Reading replaces what the vector held and raises TypeMismatch where none stands.
+/// A vector of bytes as an array, "ay". Reading replaces what the vector holds; it raises TypeMismatch for another
+/// value.
 template <>
 class Wrapper<std::vector<unsigned char>> {
  public:
@@ -17,7 +18,7 @@ class Wrapper<std::vector<unsigned char>> {
     const auto content = iterator.getBytes();
     bytes.assign(content.begin(), content.end());
   }
-  virtual std::string signature() const { return "a" + Wrapper<unsigned char>().signature(); }
+  virtual std::string signature() const { return std::string(Message::BYTES); }
 };
 
 }  // namespace Quarnix::Bus::Type

@@ -18,6 +18,6 @@ void Wrapper<VariantHandler>::deserialize(Message::ConstIterator& iterator, Vari
   handler.deserialize(inside, inside.signature());
 }
 
-std::string Wrapper<VariantHandler>::signature() const { return "v"; }
+std::string Wrapper<VariantHandler>::signature() const { return std::string(Message::ANY_VALUE); }
 
 }  // namespace Quarnix::Bus::Type

@@ -1,4 +1,4 @@
-// The typed wrappers of the basic types: how a value of T is appended, read and called in a signature.
+// Typed wrappers: each appends and reads values of one type, and names its signature.
 #pragma once
 
 #include <string>
@@ -9,24 +9,28 @@
 
 namespace Quarnix::Bus::Type {
 
-/// Appends and reads values of T. Specialised for the basic types here and for records elsewhere; stateless, made on
-/// the stack where it is needed, usable on any thread.
+/// Appends and reads values of T. This header specialises it for the basic types; the headers of the records specialise
+/// it for these. A wrapper has no state: make one on the stack where you need it, on any thread.
 ///
-/// `serialize` appends at the iterator; `deserialize` reads the value at the iterator's position without stepping over
-/// it; `signature` is the value's signature. Errors of the iterators pass through.
+/// `serialize` appends the value at the iterator. `deserialize` reads the value at the iterator and does not step over
+/// it. `signature` returns the value's signature. The errors of the iterators pass through.
+///
+/// Precondition: the signature matches. Compare the signature of the message with `signature` before you call a
+/// `deserialize` that names this precondition. If a record, an array or a block does not stand where it should, such a
+/// `deserialize` rethrows the exception that is being handled; if none is being handled, the process ends.
 template <class T>
 class Wrapper;
 
 namespace Detail {
 
-/// The wrapper of a basic type. Everything is inline so that a record compiles to straight code.
+/// The wrapper of a basic type. All of it is inline, so that a record compiles to straight code.
 template <class T>
 class BasicWrapper {
  public:
   virtual ~BasicWrapper() = default;
   virtual void serialize(Message::Iterator& iterator, const T& value) const { iterator.append(value); }
   virtual void deserialize(Message::ConstIterator& iterator, T& value) const { iterator.get(value); }
-  virtual std::string signature() const { return std::string(1, Message::codeOf<T>()); }
+  virtual std::string signature() const { return std::string(Message::SIGNATURE_OF<T>); }
 };
 
 }  // namespace Detail
@@ -56,7 +60,7 @@ class Wrapper<double> : public Detail::BasicWrapper<double> {};
 template <>
 class Wrapper<std::string> : public Detail::BasicWrapper<std::string> {};
 
-/// Marshals a T as one structure; specialised for the records.
+/// Marshals a T as one structure. The headers of the records specialise it.
 template <class T>
 class StructWrapper;
 

@@ -1,11 +1,11 @@
-// Telling outcomes, and those of them whose texts are always the same. Internal.
+// Tells outcomes, and holds those whose texts are always the same. Internal.
 #pragma once
 
 #include <proxy/command/Watches.h>
 
 namespace Quarnix::Hevra::Proxy::Command {
 
-/// Made before the first command waits and never destroyed, so that telling one of them needs no memory.
+/// They are made before the first command waits and never destroyed, so that telling one needs no memory.
 struct Outcomes {
   const Outcome timedOut{Outcome::Kind::TIMED_OUT, {}, "no report has come in time"};
   const Outcome serviceLost{Outcome::Kind::SERVICE_LOST, {}, "the service has gone"};
@@ -17,7 +17,7 @@ struct Outcomes {
   }
 };
 
-/// Tells the observer of each command; an exception that leaves an observer is logged.
+/// Tells the observer of each command its outcome. An exception that leaves an observer is logged.
 void tell(const Watches& watches, const Outcome& outcome) noexcept;
 
 }  // namespace Quarnix::Hevra::Proxy::Command

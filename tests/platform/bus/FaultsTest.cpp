@@ -298,7 +298,7 @@ TEST_F(Faults, OfTooManyCallsAreErrors) {
   TestProxy listener(connection, SERVICE), other(connection, SERVICE);
   listen(listener);
   // Each asks the bus to begin and to end a subscription, and the bus answers nothing.
-  for (std::size_t i = 0; i < Client::MAXIMUM_OUTSTANDING_CALLS / 2; ++i) {
+  for (std::size_t i = 0; i < Bus::Internal::Calls::MAXIMUM / 2; ++i) {
     other.start(false);
     other.stop();
   }
@@ -315,7 +315,8 @@ TEST_F(Faults, OfABusThatTakesNoAnswersLoseThem) {
   std::string calls;
   for (int i = 0; i < 1000; ++i) calls += bytesOf(call, ":1.8");
   // Each answer is larger than a call.
-  for (std::size_t sent = 0; sent < 2 * Client::MAXIMUM_UNSENT_ANSWERS; sent += calls.size()) bus.write(calls);
+  for (std::size_t sent = 0; sent < 2 * Bus::Internal::OutgoingQueue::MAXIMUM_UNSENT_ANSWERS; sent += calls.size())
+    bus.write(calls);
   EXPECT_TRUE(logger.waitFor("bus messages were dropped: too large, no memory, or a bus that does not read"));
 }
 

@@ -1,5 +1,5 @@
-// The check of received messages: one pass over the bytes, without recursion or allocation, in a version for each byte
-// order. Nothing here builds values; reading them is ConstIterator's.
+// Checks received messages in one pass over the bytes, without recursion or allocation. There is a version for each
+// byte order. ConstIterator reads the values.
 #include <platform/bus/message/internal/Check.h>
 
 #include <array>
@@ -18,14 +18,14 @@ namespace {
 
 constexpr bool IS_LITTLE = std::endian::native == std::endian::little;
 
-// What the main loop needs to know of a type code without branching on it; aligned so that one load fetches it.
+// What the main loop needs to know about a type code. It is aligned, so that one load fetches it.
 struct alignas(4) Facts {
   std::uint8_t alignMask = 0;
-  std::uint8_t size = 0;  // of a fixed-size value, or of the length in front of any other
+  std::uint8_t size = 0;  // of a value of fixed size; for any other, of the length before it
   bool isWhole = false;   // every such value is valid and ends behind `size`
 };
 
-// Closing brackets keep the zeros: they take no bytes.
+// Closing brackets keep the zeros, because they take no bytes.
 constexpr std::array<Facts, 128> makeFacts() {
   std::array<Facts, 128> facts{};
   for (const char code : std::string_view("ybnqiuxtdhsoga({v")) {
@@ -51,8 +51,8 @@ std::uint32_t load(const std::uint8_t* from) noexcept {
 
 constexpr std::size_t alignUp(std::size_t position, std::size_t mask) noexcept { return (position + mask) & ~mask; }
 
-// Whether the padding from `from` up to `to`, at most 7 bytes, is zero. It is looked at as the end of the 8 bytes
-// before `to`, which are always there: the fixed header stands in front.
+// Whether the padding from `from` up to `to`, at most 7 bytes, is zero. It is the end of the 8 bytes before `to`, which
+// are always there because the fixed header comes first.
 bool isZero(const std::uint8_t* message, std::size_t from, std::size_t to) noexcept {
   if (from == to) return true;
   std::uint64_t word;
@@ -72,16 +72,16 @@ bool areBooleans(const std::uint8_t* from, std::size_t size) noexcept {
   return bits <= 1;
 }
 
-// Walks values in step with their signature, which is well formed. A container whose end the signature does not say, an
-// array or a variant, is kept on a stack. Each function returns null or the rule that is broken.
+// Walks the values together with their signature, which is well formed. Arrays and variants go on a stack, because the
+// signature does not tell where they end. Each function returns null or the rule that is broken.
 template <bool Swapped>
 class Walk {
  public:
-  // Values stand in `levels` containers and end by `limit`; `outside` is the rule for one that does not.
+  // The values are inside `levels` containers and end by `limit`; a value that does not breaks the rule `outside`.
   Walk(const std::uint8_t* message, std::size_t begin, std::size_t limit, int levels, const char* outside) noexcept
       : message_(message), at_(begin), limit_(limit), levels_(levels), outside_(outside) {}
 
-  // Checks that values of `types` stand here; steps behind them.
+  // Checks that values of `types` stand here, and steps over them.
   const char* check(std::string_view types) noexcept {
     signature_ = types.data();
     stop_ = signature_ + types.size();
@@ -113,8 +113,7 @@ class Walk {
     std::size_t outerLimit;
   };
 
-  // Checks what a value has beyond its padding and its size or length, which stands at `begin`; steps behind the value,
-  // or into it.
+  // Checks the rest of a value, whose size or length stands at `begin`, and steps over the value or into it.
   const char* checkRest(char code, std::size_t begin) noexcept {
     switch (code) {
       case 'b':
@@ -151,7 +150,7 @@ class Walk {
     return nullptr;
   }
 
-  // Steps behind the signature whose length stands at `begin`.
+  // Steps over the signature whose length stands at `begin`.
   const char* takeSignature(std::size_t begin, std::string_view& signature) noexcept {
     const std::size_t length = message_[begin];
     if (length >= limit_ - at_) return Rules::SIGNATURE_INSIDE;
@@ -207,7 +206,7 @@ class Walk {
     return nullptr;
   }
 
-  // Goes into a container: its contents' signature from `signature` to `stop`, which end by `limit`.
+  // Enters a container. The signature of its contents is from `signature` to `stop`, and they end by `limit`.
   void open(const char* element, const char* signature, const char* stop, const char* next,
             std::size_t limit) noexcept {
     containers_[open_++] = {element, next, stop_, limit_};
@@ -223,7 +222,7 @@ class Walk {
       signature_ = container.element;
       return;
     }
-    // No value passes the limit, so an array that does not go on has ended exactly there.
+    // No value passes the limit, so an array that does not go on ends exactly there.
     if (container.element) --arrays_;
     --levels_;
     signature_ = container.next;
@@ -244,7 +243,7 @@ class Walk {
   std::array<Container, MAXIMUM_DEPTH> containers_;  // each is a level
 };
 
-// Null when values of `types` stand from `position` on and end by `limit`; `position` is then behind them.
+// Null if values of `types` stand from `position` on and end by `limit`. `position` is then behind them.
 template <bool Swapped>
 const char* checkValues(const std::uint8_t* message, std::size_t& position, std::size_t limit, std::string_view types,
                         int levels, const char* outside) noexcept {
@@ -256,7 +255,7 @@ const char* checkValues(const std::uint8_t* message, std::size_t& position, std:
 
 constexpr unsigned bitOf(Field field) noexcept { return 1U << static_cast<unsigned>(field); }
 
-// The type of each known header field, by its code. The last is what libdbus knows beyond ours, the sender's container.
+// The type of each known header field, by its code. Only libdbus uses the last one, the sender's container.
 constexpr std::array<char, 11> FIELD_TYPES = {0, 'o', 's', 's', 's', 'u', 's', 's', 'g', 'u', 'o'};
 
 const char* checkRequiredFields(std::uint8_t type, unsigned present) noexcept {
@@ -298,7 +297,7 @@ const char* checkFieldText(Field field, std::string_view text) noexcept {
   }
 }
 
-// Takes the checked value of a known field, which ends at `end` and begins at its alignment behind `from`.
+// Takes the checked value of a known field. It ends at `end` and begins behind `from`, at its alignment.
 template <bool Swapped>
 const char* takeField(const std::uint8_t* message, std::size_t code, std::size_t from, std::size_t end,
                       Header& header) noexcept {
@@ -320,7 +319,7 @@ const char* takeField(const std::uint8_t* message, std::size_t code, std::size_t
 
 template <bool Swapped>
 const char* checkFields(const std::uint8_t* message, std::size_t end, Header& header) noexcept {
-  // What holds a field's value: the array of the fields, the field's structure and its variant.
+  // A field's value is in the array of the fields, the field's structure and its variant.
   constexpr int LEVELS = 3;
   unsigned present = 0;
   std::size_t at = FIXED_HEADER_SIZE;

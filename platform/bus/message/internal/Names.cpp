@@ -1,5 +1,5 @@
-// The syntax checks of names and texts. They run on every header received and on every text sent, so they go through
-// the characters once and allocate nothing.
+// Checks names and texts. This happens to every header received and every text sent, so each check goes through the
+// characters once and allocates nothing.
 #include <platform/bus/message/internal/Names.h>
 
 #include <array>
@@ -17,7 +17,7 @@ namespace Quarnix::Bus::Message {
 
 namespace {
 
-// What a character may be, each a bit of its own, so that several characters are looked at together.
+// The classes of characters. Each is a bit, so that several characters are checked together.
 constexpr std::uint8_t LETTER = 1;          // or '_'
 constexpr std::uint8_t LETTER_OR_DASH = 2;  // the same, or '-'
 constexpr std::uint8_t WORD = 4;            // or a digit
@@ -37,7 +37,7 @@ constexpr std::array<std::uint8_t, 256> CLASSES = makeClasses();
 
 constexpr unsigned classOf(char character) noexcept { return CLASSES[static_cast<unsigned char>(character)]; }
 
-// Whether `text` is elements joined by `separator`, none of them empty; says how many there are, 0 when it is not.
+// How many elements `text` has, which `separator` joins and none of which is empty; 0 if it is not of that form.
 std::size_t countElements(std::string_view text, char separator, unsigned first, unsigned others) noexcept {
   const char* at = text.data();
   const char* const end = at + text.size();
@@ -55,8 +55,8 @@ bool isDotted(std::string_view text, unsigned first, unsigned others) noexcept {
   return text.size() <= MAXIMUM_NAME_LENGTH && countElements(text, '.', first, others) >= 2;
 }
 
-// Whether the 8 bytes at `at` are ASCII without NUL: a byte of 80 or more has its high bit set, and subtracting sets
-// that of a NUL.
+// Whether the 8 bytes at `at` are ASCII without NUL. A byte of 0x80 or more has its high bit set, and the subtraction
+// sets that of a NUL.
 bool isPlain(const unsigned char* at) noexcept {
   std::uint64_t word;
   std::memcpy(&word, at, sizeof word);
@@ -111,8 +111,7 @@ const char* checkBusName(std::string_view text) noexcept {
   if (text.size() > MAXIMUM_NAME_LENGTH) return Rules::BUS_NAME;
   constexpr unsigned ALLOWED = WORD_OR_DASH;
   if (!text.starts_with(':')) return isDotted(text, LETTER_OR_DASH, ALLOWED) ? nullptr : Rules::BUS_NAME;
-  // A bus makes the unique names as it likes, libdbus's checks no more of them than this: the first element may be
-  // empty.
+  // A bus may make any unique names. libdbus checks no more than this, and lets the first element be empty.
   text.remove_prefix(1);
   if (text.empty()) return nullptr;
   if (text[0] == '.') text.remove_prefix(1);
@@ -124,7 +123,7 @@ const char* checkText(std::string_view text) noexcept {
   const auto* const end = at + text.size();
   for (;;) {
     while (end - at >= 8 && isPlain(at)) at += 8;
-    // A rest of less than 8 bytes is looked at together with those before it.
+    // A rest of less than 8 bytes is checked together with the bytes before it.
     if (end - at < 8 && text.size() >= 8 && isPlain(end - 8)) return nullptr;
     if (at == end) return nullptr;
     if (*at == 0) return Rules::TEXT_NUL;

@@ -5,10 +5,9 @@
 
 namespace Quarnix::Bus::Message {
 
-/// Each returns null when `text` is well formed, and otherwise the rule that it breaks, in words that fit behind
-/// "expected ", such as "a path of '/' and elements of [A-Za-z0-9_]". Threads: any.
+/// Each returns null if `text` is well formed, otherwise the rule that it breaks (see Rules.h). Threads: any.
 const char* checkPath(std::string_view text) noexcept;
-/// The path of a message: not the reserved one, which a bus answers by closing the connection.
+/// The same for the path of a message. It must not be the reserved one, for which a bus closes the connection.
 const char* checkMessagePath(std::string_view text) noexcept;
 const char* checkInterface(std::string_view text) noexcept;
 const char* checkMember(std::string_view text) noexcept;
@@ -17,7 +16,8 @@ const char* checkBusName(std::string_view text) noexcept;
 /// Strict UTF-8 without NUL; noncharacters are allowed.
 const char* checkText(std::string_view text) noexcept;
 
-/// Raises InvalidArgument naming `what` (such as "object path"), the value and `rule` when `rule` is not null.
+/// Raises InvalidArgument if `rule` is not null. The error names `what` (such as "object path"), the value and the
+/// rule.
 void require(const char* rule, const char* what, std::string_view value);
 
 }  // namespace Quarnix::Bus::Message

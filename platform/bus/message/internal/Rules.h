@@ -1,4 +1,4 @@
-// The rules of the D-Bus wire format, as the checks report them: each text fits behind "expected ". Internal to libBus;
+// The rules of the D-Bus wire format, as texts that fit behind "expected ". The checks report them. Internal to libBus;
 // the limits themselves are in Limits.h.
 #pragma once
 

@@ -1,4 +1,4 @@
-// The one scanner of signatures: iterative, one pass, with a small stack of open brackets.
+// Scans signatures in one pass, with a small stack of open brackets.
 #include <platform/bus/message/internal/Signature.h>
 
 #include <array>

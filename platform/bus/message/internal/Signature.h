@@ -1,4 +1,4 @@
-// Signatures: whether one is well formed, and how to walk one that is.
+// Checks signatures, and walks those that are well formed.
 #pragma once
 
 #include <cstddef>
@@ -6,12 +6,12 @@
 
 namespace Quarnix::Bus::Message {
 
-/// Null when `signature` is a sequence of complete types within the limits, otherwise the rule that it breaks.
+/// Null if `signature` is a sequence of complete types within the limits, otherwise the rule that it breaks.
 const char* checkSignature(std::string_view signature) noexcept;
 /// The same for exactly one complete type.
 const char* checkSingleType(std::string_view signature) noexcept;
 
-/// Where the complete type at `signature` ends; the signature must be well formed and not at its end.
+/// Where the complete type at `signature` ends. The signature must be well formed and not at its end.
 const char* skipType(const char* signature) noexcept;
 
 /// The alignment in bytes of a value whose type begins with `code`: 1, 2, 4 or 8.
@@ -39,7 +39,7 @@ constexpr std::size_t alignmentOf(char code) noexcept {
   }
 }
 
-/// The size in bytes of a value of a fixed-size type, 0 for every other.
+/// The size in bytes of a value of a type of fixed size; 0 for any other type.
 constexpr std::size_t fixedSizeOf(char code) noexcept {
   switch (code) {
     case 'y':

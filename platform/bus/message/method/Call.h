@@ -6,8 +6,8 @@
 
 namespace Quarnix::Bus::Message::Method {
 
-/// What is asked of a bus object: interface, member and arguments. Path and destination come from the proxy when it is
-/// sent, unless they are set here. The setters raise InvalidArgument for what is no such name.
+/// Asks a bus object for something: interface, member and arguments. Path and destination come from the proxy that
+/// sends it, unless you set them here. The setters raise InvalidArgument for what is no such name.
 class HEVRA_EXPORT Call : public Base {
  public:
   Call();
@@ -22,11 +22,11 @@ class HEVRA_EXPORT Call : public Base {
   void setDestination(const std::string& busName);
   void setInterface(const char* interface);
   void setMember(const char* member);
-  /// How long to wait for the reply; without it DEFAULT_TIMEOUT. A call whose time-out is not above zero is not sent:
-  /// its caller gets the error "org.freedesktop.DBus.Error.NoReply" at once.
+  /// How long to wait for the reply; DEFAULT_TIMEOUT if you set none. A call whose time-out is not above zero is not
+  /// sent; its caller gets the error "org.freedesktop.DBus.Error.NoReply" at once.
   void setTimeout(const Time::Elapsed& timeout) noexcept { timeout_ = timeout; }
   const Time::Elapsed& getTimeout() const noexcept { return timeout_; }
-  /// Asks for neither return nor error; nobody waits for such a call.
+  /// Asks for no reply, not even an error. Nobody waits for such a call.
   void setNoReplyExpected() noexcept { header_.flags |= FLAG_NO_REPLY_EXPECTED; }
   bool isReplyExpected() const noexcept { return !(header_.flags & FLAG_NO_REPLY_EXPECTED); }
 
