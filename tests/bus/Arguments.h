@@ -10,6 +10,14 @@
 
 namespace Quarnix::Test {
 
+/// The fields that every node record begins with, each another value.
+inline const std::string HEAD = "uyqyayayaytyuu";
+inline std::string headOf(int nodeClass) {
+  return "1," + std::to_string(nodeClass) +
+         R"(,53189,4,"101112131415161718191a1b1c1d","202122232425262728292a2b2c2d2e2f",)"
+         R"("303132333435363738393a3b3c3d3e3f",34359738368,9,10,11)";
+}
+
 inline const Bus::Message::Signal signalOf(const std::string& signature = "", const std::string& arguments = "[]") {
   Bus::Message::Signal message("/test", "test.Test", "Test");
   Hevra::Json::appendBody(message, signature, nlohmann::json::parse(arguments), "arguments");

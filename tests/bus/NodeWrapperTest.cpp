@@ -16,19 +16,13 @@ namespace {
 
 using namespace Hevra;
 using Test::expectRaisesWhatIsHandled;
+using Test::HEAD;
+using Test::headOf;
 using Test::signalOf;
 using Test::written;
 using Bytes = std::vector<unsigned char>;
 using KeyWrapper = FixedSequenceContainerWrapper<unsigned char, Wrapper, 16>;
 using BytesWrapper = SequenceContainerWrapper<unsigned char, Wrapper, std::vector, std::allocator<unsigned char>>;
-
-// The fields that every node record begins with, each another value.
-const std::string HEAD = "uyqyayayaytyuu";
-std::string headOf(int nodeClass) {
-  return "1," + std::to_string(nodeClass) +
-         R"(,53189,4,"101112131415161718191a1b1c1d","202122232425262728292a2b2c2d2e2f",)"
-         R"("303132333435363738393a3b3c3d3e3f",34359738368,9,10,11)";
-}
 
 template <class W, class T>
 void read(const std::string& signature, const std::string& arguments, T& value) {

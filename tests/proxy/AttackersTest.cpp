@@ -99,7 +99,7 @@ TEST(Attackers, ReachNothingBeforeDuringAndAfterTheServiceOwnsItsName) {
     if (*phase != 'd') continue;
     announceAll(service);
     EXPECT_EQ(report(service), "");
-    EXPECT_EQ(heard(), std::tuple(Lines(2, "text"), Lines(2, "modified sensor 1 by 1"), Lines{"g_0 0/2"}));
+    EXPECT_EQ(heard(), std::tuple(Lines(2, "text"), Lines(2, "modified sensor 0 by 1"), Lines{"g_0 0/2"}));
   }
   EXPECT_EQ(daemon.log().find("Rejected"), std::string::npos) << "the bus kept it back: " << daemon.log();
   EXPECT_EQ(lines.count(), 1u) << "one warning a second";

@@ -2,11 +2,14 @@
 #include <cmath>
 #include <stdexcept>
 
+#include <tests/bus/Arguments.h>
 #include <tests/stack/Support.h>
 
 namespace Quarnix::Hevra::Stack::Test {
 namespace {
 
+using Quarnix::Test::HEAD;
+using Quarnix::Test::headOf;
 using StackService = StackTest;
 
 TEST_F(StackService, RefusesWrongOptions) {
@@ -30,36 +33,42 @@ TEST_F(StackService, SaysWhatABadCallWants) {
   stackNode.setAddress(1);
   actuator.setAddress(2);
   stack.serve({.nodes = {stackNode, actuator}});
-  const std::string controller = Quarnix::Test::controllerText(), strange = "(" + Quarnix::Test::headOf("y1") + ")";
+  const std::string node = '(' + HEAD + ")i";
   const std::pair<std::string, std::string> commands = {COMMAND_PATH, commandInterfaceOf(Variant::ZUV)},
                                             daughterBoard = {BOARD_PATH, boardInterface()},
                                             nodes = {NODE_PATH, NODE_INTERFACE};
   const struct {
     std::pair<std::string, std::string> object;
     const char* member;
-    std::string arguments;
-    std::string text;
+    std::string signature, arguments, text;
   } rows[] = {
-      {commands, "add", "s'a' s'b'", "ss, expected (o)(s)a(utbuviiyisusuyy): an originator, a group and its commands"},
-      {commands, "cancel", "s'g_1' u1", "su, expected none, a key (s) or a priority (u)"},
-      {daughterBoard, "hardreset", "i1", "hardreset was called with the arguments i, expected none"},
-      {nodes, "getnodes", "y1 u1", "yu, expected none, a class (y) or a class and a type (yq)"},
-      {nodes, "modify", "(u1 u2 s'' i0) i1", "(uusi)i, expected one of the four node records and an action (i)"},
-      {nodes, "modify", controller + " i3", "the action 3, expected 0 (added), 1 (modified) or 2 (removed)"},
-      {nodes, "modify", strange + " i1", "the class 1 of the node 1, expected one of its kind's record"},
-      {nodes, "modifyLink", "(u2 u1 s'' i0) i-1", "the action -1, expected 0 (added), 1 (modified) or 2 (removed)"},
-      {nodes, "removeChildrenNodes", "s'1'", "s, expected u: the address of a node"},
-      {nodes, "getNodeLink", "u1 i1", "ui, expected uu: the address of a node and the type of a link"},
-      {nodes, "changekey", "u1 ay0102", "with a key of 2 bytes, expected 16 that are not all zero"},
-      {nodes, "changekey", "u1 ay00000000000000000000000000000000", "of 16 bytes, expected 16 that are not all zero"},
-      {nodes, "changekey", "u2 ay0102030405060708090a0b0c0d0e0f10", "2, which is no stack node's address"},
-      {{COMMAND_PATH, boardInterface()}, "hardreset", "", ""},
-      {commands, "Add", "", ""},
-      {nodes, "getNodes", "", ""},
-      {{NODE_PATH, nodeInterfaceOf(Variant::ZUV)}, "getnodes", "", ""},
+      {commands, "add", "ss", R"(["a","b"])",
+       "ss, expected (o)(s)a(utbuviiyisusuyy): an originator, a group and its commands"},
+      {commands, "cancel", "su", R"(["g_1",1])", "su, expected none, a key (s) or a priority (u)"},
+      {daughterBoard, "hardreset", "i", "[1]", "hardreset was called with the arguments i, expected none"},
+      {nodes, "getnodes", "yu", "[1,1]", "yu, expected none, a class (y) or a class and a type (yq)"},
+      {nodes, "modify", "(uusi)i", R"([[1,2,"",0],1])",
+       "(uusi)i, expected one of the four node records and an action (i)"},
+      {nodes, "modify", node, "[[" + headOf(6) + "],3]",
+       "the action 3, expected 0 (added), 1 (modified) or 2 (removed)"},
+      {nodes, "modify", node, "[[" + headOf(1) + "],1]",
+       "the class 1 of the node 1, expected one of its kind's record"},
+      {nodes, "modifyLink", "(uusi)i", R"([[2,1,"",0],-1])",
+       "the action -1, expected 0 (added), 1 (modified) or 2 (removed)"},
+      {nodes, "removeChildrenNodes", "s", R"(["1"])", "s, expected u: the address of a node"},
+      {nodes, "getNodeLink", "ui", "[1,1]", "ui, expected uu: the address of a node and the type of a link"},
+      {nodes, "changekey", "uay", R"([1,"0102"])", "with a key of 2 bytes, expected 16 that are not all zero"},
+      {nodes, "changekey", "uay", R"([1,"00000000000000000000000000000000"])",
+       "of 16 bytes, expected 16 that are not all zero"},
+      {nodes, "changekey", "uay", R"([2,"0102030405060708090a0b0c0d0e0f10"])", "2, which is no stack node's address"},
+      {{COMMAND_PATH, boardInterface()}, "hardreset", "", "[]", ""},
+      {commands, "Add", "", "[]", ""},
+      {nodes, "getNodes", "", "[]", ""},
+      {{NODE_PATH, nodeInterfaceOf(Variant::ZUV)}, "getnodes", "", "[]", ""},
   };
   for (const auto& row : rows) {
-    Call call = Quarnix::Test::filled(Call(), row.arguments);
+    Call call;
+    Json::appendBody(call, row.signature, nlohmann::json::parse(row.arguments), "arguments");
     call.setDestination(SERVICE);
     call.setPath(row.object.first);
     call.setInterface(row.object.second.c_str());

@@ -20,8 +20,10 @@ TEST(Command, NamesItselfInOneLineAndKnowsItsEnd) {
   command.setParameterId(0xFEDCBA9876543210);
   command.setStatus(HvDetailedCommandStatus::REJECTED);
   EXPECT_EQ(command.toString(), "#4294967295 (node = fedcba98 / parameter = fedcba9876543210 / status = REJECTED)");
-  command.setStatus(static_cast<HvDetailedCommandStatus>(4294967295));
-  EXPECT_NE(command.toString().find("status = 4294967295)"), std::string::npos);
+  for (const std::uint32_t nameless : {9U, 4294967295U}) {
+    command.setStatus(static_cast<HvDetailedCommandStatus>(nameless));
+    EXPECT_TRUE(command.toString().ends_with(" = " + std::to_string(nameless) + ")")) << command.toString();
+  }
   std::string ends;
   for (std::uint32_t status = 0; status < 300; ++status)
     if (Command::isFinalStatus(static_cast<HvDetailedCommandStatus>(status))) ends += std::to_string(status);
