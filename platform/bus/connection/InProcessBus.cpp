@@ -110,7 +110,7 @@ void InProcessBus::detach(const std::string& uniqueName) {
       announceOwner(name, uniqueName, {}, recipients);
     }
     announceOwner(uniqueName, uniqueName, {}, recipients);
-    // As a daemon does: whoever waits for a reply from the one that has gone is told at once.
+    // Calls to the connection that has gone end at once, as they do with a daemon.
     for (auto& [name, other] : members_)
       if (const std::shared_ptr<Exchange> client = other.client.lock()) {
         client->peerVanished(uniqueName);

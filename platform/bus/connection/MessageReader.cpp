@@ -47,7 +47,7 @@ bool MessageReader::take(std::size_t count, std::vector<Received>& messages, std
       const Message::DeclaredSize declared = Message::declaredSize(buffer_.get() + begin_);
       rule = declared.rule;
       if (rule) break;
-      // Of a large message only the header has to be there, and not even that where the header itself is large.
+      // A small message must be there as a whole, a large one only with its header, unless the header is large too.
       const std::size_t needed = declared.size <= Admission::ALWAYS ? declared.size : declared.headerSize;
       if (available < needed && needed <= Admission::ALWAYS) break;
       const std::size_t here = std::min(available, declared.size);

@@ -26,7 +26,7 @@ class SizeLimits : public Admission {
   std::size_t largest(const Message::Header& header) override HEVRA_EXCLUDES(mutex_);
   void countDropped() noexcept override HEVRA_EXCLUDES(mutex_);
 
-  /// In bytes, each with the message's header.
+  /// Sets both limits, in bytes with the message's header.
   void set(std::size_t call, std::size_t reply) noexcept;
   void setMonitor(bool isMonitor) noexcept { isMonitor_ = isMonitor; }
   /// Whether the bus shows this connection what goes between others.
