@@ -24,6 +24,7 @@ struct Service : TestServer {
       : TestServer(std::move(connection), std::move(act)) {
     serve(*this, NAME);
   }
+  ~Service() override { retire(); }
 };
 
 /// What StartFailed says when `act` raises it.
