@@ -16,9 +16,13 @@ set(HEVRA_PROXY_HEADERS
   bus/StackNodeWrapper.h
   platform/bus/Connection.h
   platform/bus/ConnectionObserver.h
+  platform/bus/Counters.h
+  platform/bus/DeliveryQueue.h
   platform/bus/Error.h
   platform/bus/ObserverTask.h
+  platform/bus/PendingCall.h
   platform/bus/Receiver.h
+  platform/bus/Result.h
   platform/bus/Trace.h
   platform/bus/message/Any.h
   platform/bus/message/Base.h

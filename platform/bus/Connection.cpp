@@ -3,8 +3,10 @@
 
 #include <cstring>
 
+#include <platform/bus/connection/AsyncCall.h>
 #include <platform/bus/connection/Client.h>
 #include <platform/bus/connection/Driver.h>
+#include <platform/bus/connection/ReplyTask.h>
 #include <platform/bus/message/internal/Names.h>
 #include <platform/core/Mutex.h>
 #include <platform/core/internal/Environment.h>
@@ -56,9 +58,13 @@ void Connection::setDefault(Shared::Pointer<Connection> connection) {
   // The former default is released here, with the mutex free.
 }
 
-Connection::Connection(std::shared_ptr<Internal::Client> client) noexcept : client_(std::move(client)) {}
+Connection::Connection(std::shared_ptr<Internal::Client> client)
+    : client_(std::move(client)), replies_(std::make_unique<Internal::ReplyTask>(*client_)) {}
 
-Connection::~Connection() { client_->close(); }
+Connection::~Connection() {
+  replies_.reset();
+  client_->close();
+}
 
 void Connection::setLargestMessage(std::size_t callsAndSignals, std::size_t replies) {
   for (const std::size_t size : {callsAndSignals, replies})
@@ -68,19 +74,64 @@ void Connection::setLargestMessage(std::size_t callsAndSignals, std::size_t repl
   client_->setLargestMessage(callsAndSignals, replies);
 }
 
-Message::SendReturn Connection::call(Message::Method::Call& call) {
-  const std::string destination = call.getDestination();
-  Message::require(Message::checkBusName(destination), "destination of the call", destination);
-  if (destination[0] == ':' || destination == Internal::DRIVER_NAME) return client_->call(call, {}, nullptr);
+void Connection::setLargestWindow(std::size_t calls) {
+  if (calls == 0) throw InvalidArgument("Largest window of 0 calls: expected at least 1");
+  client_->setLargestWindow(calls);
+}
 
-  // Only the owner of the name may answer, so the connection must know the owner during the call.
-  struct Watch {
-    Internal::Client& client;
-    Internal::Host* host;
-    ~Watch() { client.unwatch(host); }
-  };
-  const Watch watch{*client_, client_->watch(destination)};
+Counters Connection::getCounters() const { return client_->getCounters(); }
+
+namespace {
+
+/// Only the owner of a call's destination may answer it, so the connection knows the owner while a watch lives.
+struct Watch {
+  Watch(Internal::Client& watching, const Message::Method::Call& call) : client(watching) {
+    const std::string destination = call.getDestination();
+    Message::require(Message::checkBusName(destination), "destination of the call", destination);
+    if (destination[0] != ':' && destination != Internal::DRIVER_NAME) host = client.watch(destination);
+  }
+  ~Watch() {
+    if (host) client.unwatch(host);
+  }
+  Watch(const Watch&) = delete;
+  Watch& operator=(const Watch&) = delete;
+
+  Internal::Client& client;
+  Internal::Host* host = nullptr;
+};
+
+}  // namespace
+
+Message::SendReturn Connection::call(Message::Method::Call& call) {
+  const Watch watch(*client_, call);
   return client_->call(call, {}, watch.host);
+}
+
+PendingCall Connection::callAsync(Message::Method::Call call, Handler<Message::SendReturn> handler) {
+  std::shared_ptr<Watch> watch;
+  std::exception_ptr error;
+  try {
+    watch = std::make_shared<Watch>(*client_, call);
+  } catch (...) {
+    error = std::current_exception();  // the result raises it
+  }
+  // The handler keeps the watch until the call is over or given up.
+  Internal::Host* const host = watch ? watch->host : nullptr;
+  ReplyHandler reader =
+      reading<Message::SendReturn>([](const Message::SendReturn& reply) { return reply; }, std::move(handler));
+  auto pending = std::make_shared<Internal::AsyncCall>(
+      std::move(call), std::string_view(), host, *replies_,
+      [watch = std::move(watch), reader = std::move(reader)](const Reply& reply) { reader(reply); });
+  if (error) {
+    pending->fail(error);
+  } else {
+    client_->begin(pending);
+  }
+  return PendingCall(std::move(pending));
+}
+
+std::future<Message::SendReturn> Connection::callAsync(Message::Method::Call call) {
+  return futureOf<Message::SendReturn>([&](auto handler) { callAsync(std::move(call), std::move(handler)); });
 }
 
 void Connection::send(Message::Signal& signal) { client_->send(signal); }

@@ -2,11 +2,15 @@
 #pragma once
 
 #include <cstddef>
+#include <future>
 #include <memory>
 #include <string>
 #include <vector>
 
+#include <platform/bus/Counters.h>
 #include <platform/bus/Error.h>
+#include <platform/bus/PendingCall.h>
+#include <platform/bus/Result.h>
 #include <platform/bus/message/Limits.h>
 #include <platform/bus/message/SendReturn.h>
 #include <platform/bus/message/Signal.h>
@@ -18,7 +22,8 @@ namespace Quarnix::Bus {
 
 namespace Internal {
 class Client;
-}
+class ReplyTask;
+}  // namespace Internal
 
 /// A connection sends messages, matches replies with calls, hands signals and calls to bus objects, knows who owns the
 /// names that proxies talk to, and connects again after the bus was gone.
@@ -48,7 +53,7 @@ class HEVRA_EXPORT Connection {
   static void setDefault(Shared::Pointer<Connection> connection);
 
   /// For `open` only, which makes connections.
-  explicit Connection(std::shared_ptr<Internal::Client> client) noexcept;
+  explicit Connection(std::shared_ptr<Internal::Client> client);
   ~Connection();
   Connection(const Connection&) = delete;
   Connection& operator=(const Connection&) = delete;
@@ -70,6 +75,20 @@ class HEVRA_EXPORT Connection {
   /// wrong on the way, the reply is an error. If the message must not be sent, raises InvalidArgument or
   /// UnusableMessage. For a call that expects no reply, returns an empty one as soon as it is sent.
   Message::SendReturn call(Message::Method::Call& call);
+  /// Sends the call without waiting. The handler runs once, on a task of the connection; its result returns or raises
+  /// what `call` does. See Object::Proxy::sendAsync for the rest; after the connection's destructor no handler is
+  /// called.
+  PendingCall callAsync(Message::Method::Call call, Handler<Message::SendReturn> handler);
+  std::future<Message::SendReturn> callAsync(Message::Method::Call call);
+  /// How many calls may be on the bus at the same time, without a reply so far. Further calls wait in the process, in
+  /// the order in which they are made; their time-outs count from the call. dbus-daemon's usual system bus refuses more
+  /// than 128. Raises InvalidArgument for 0.
+  static constexpr std::size_t LARGEST_WINDOW = 100;
+  void setLargestWindow(std::size_t calls);
+
+  /// What the connection has done so far.
+  Counters getCounters() const;
+
   /// Sends a signal, or a reply, and returns when it is on its way. Logs a failure.
   void send(Message::Signal& signal);
   void send(Message::Method::Return& reply);
@@ -98,6 +117,7 @@ class HEVRA_EXPORT Connection {
 
  private:
   std::shared_ptr<Internal::Client> client_;
+  std::unique_ptr<Internal::ReplyTask> replies_;
 };
 
 }  // namespace Quarnix::Bus

@@ -7,6 +7,7 @@
 #include <platform/bus/connection/Driver.h>
 #include <platform/bus/connection/Owners.h>
 #include <platform/bus/connection/ReaderRole.h>
+#include <platform/core/time/Clock.h>
 
 namespace Quarnix::Bus::Internal {
 
@@ -25,6 +26,10 @@ std::string seconds(const Time::Elapsed& span) {
 
 }  // namespace
 
+Return Calls::fullError() {
+  return Return(LIMITS_EXCEEDED, "More than " + std::to_string(MAXIMUM) + " calls wait for a reply");
+}
+
 std::uint32_t Calls::nextSerial() noexcept {
   do {
     ++serial_;
@@ -32,7 +37,14 @@ std::uint32_t Calls::nextSerial() noexcept {
   return serial_;
 }
 
-void Calls::add(const std::shared_ptr<Transaction>& call) { waiting_.emplace(call->serial, call); }
+void Calls::add(const std::shared_ptr<Transaction>& call) {
+  waiting_.emplace(call->serial, call);
+  if (call->isInWindow) window_.enter();
+}
+
+void Calls::remove(const Transaction& call) noexcept {
+  if (waiting_.erase(call.serial) > 0 && call.isInWindow) window_.leave();
+}
 
 std::shared_ptr<Transaction> Calls::find(std::uint32_t serial, std::string_view sender, bool isError) const {
   const auto found = waiting_.find(serial);
@@ -43,7 +55,11 @@ std::shared_ptr<Transaction> Calls::find(std::uint32_t serial, std::string_view 
 }
 
 void Calls::answer(const std::shared_ptr<Transaction>& call, Message::Method::Return reply) {
-  waiting_.erase(call->serial);
+  remove(*call);
+  if (call->isInWindow) {
+    ++(reply.isException() ? counters_.callsFailed : counters_.callsAnswered);
+    counters_.lastRoundTrip = Time::Clock::get().now() - call->request.begun;
+  }
   call->reply.emplace(std::move(reply));
   call->state = State::ANSWERED;
   if (call->hasWaiter) {
@@ -51,11 +67,12 @@ void Calls::answer(const std::shared_ptr<Transaction>& call, Message::Method::Re
   } else {
     reader_.wakeIfFor(*call);
   }
-  if (call->handler) call->handler(*call->reply);
+  call->over();
 }
 
 void Calls::giveUp(Transaction& call) noexcept {
-  waiting_.erase(call.serial);
+  remove(call);
+  if (call.isInWindow) ++counters_.callsTimedOut;
   call.state = State::GIVEN_UP;
 }
 
@@ -69,27 +86,35 @@ Return Calls::timeOut(const Call& call, const Host* host) {
                 "No reply to " + member + " from " + (host ? host->name : call.getDestination()) + " within " + span);
 }
 
-void Calls::end(Transaction& transaction, State state) noexcept {
-  transaction.state = state;
-  if (transaction.hasWaiter) transaction.changed.notifyOne();
-  reader_.wakeIfFor(transaction);
+void Calls::end(const std::shared_ptr<Transaction>& transaction, State state) noexcept {
+  if (state == State::UNSENT && transaction->waitsForLink()) {
+    transaction->state = State::WAITING;
+    return window_.wait(transaction);
+  }
+  if (state == State::LOST && transaction->isInWindow) ++counters_.callsFailed;
+  transaction->state = state;
+  if (transaction->hasWaiter) transaction->changed.notifyOne();
+  reader_.wakeIfFor(*transaction);
+  transaction->over();
 }
 
 void Calls::loseAll() noexcept {
-  for (const auto& [serial, call] : waiting_)
-    if (call->state == State::SENT) end(*call, State::LOST);
-  waiting_.clear();
+  while (!waiting_.empty()) {
+    const std::shared_ptr<Transaction> call = waiting_.begin()->second;
+    remove(*call);
+    if (call->state == State::SENT) end(call, State::LOST);
+  }
 }
 
 void Calls::setOwner(const Host& host, const std::string& owner) {
   for (const auto& [serial, call] : waiting_)
-    if (call->host == &host && call->owner.empty()) call->owner = owner;
+    if (call->request.host == &host && call->owner.empty()) call->owner = owner;
 }
 
 bool Calls::changeOwner(const Host& host, const std::string& before, const std::string& now, std::uint64_t reads) {
   bool isContested = false;
   for (const auto& [serial, call] : waiting_) {
-    if (before.empty() || call->host != &host || call->owner != before) continue;
+    if (before.empty() || call->request.host != &host || call->owner != before) continue;
     if (call->settledAt == 0 || reads < call->settledAt) {
       call->former.push_back(std::exchange(call->owner, now));
       isContested |= now.empty();
@@ -104,7 +129,7 @@ void Calls::failThoseHeldBy(std::string_view unique, const Host* host, const cha
   for (auto entry = waiting_.begin(); entry != waiting_.end();) {
     const std::shared_ptr<Transaction> call = entry->second;
     ++entry;  // answering erases the entry
-    if ((!host || call->host == host) && call->isHeldBy(unique)) answer(call, {errorName, text});
+    if ((!host || call->request.host == host) && call->isHeldBy(unique)) answer(call, {errorName, text});
   }
 }
 

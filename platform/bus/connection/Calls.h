@@ -8,7 +8,9 @@
 #include <string_view>
 #include <unordered_map>
 
+#include <platform/bus/Counters.h>
 #include <platform/bus/connection/Transaction.h>
+#include <platform/bus/connection/Window.h>
 #include <platform/bus/message/method/Call.h>
 
 namespace Quarnix::Bus::Internal {
@@ -31,10 +33,13 @@ class Calls {
   static constexpr std::size_t MAXIMUM = 65536;
 
   /// `last`: the serial behind which the first one comes.
-  explicit Calls(ReaderRole& reader, std::uint32_t last = 1) noexcept : reader_(reader), serial_(last) {}
+  Calls(ReaderRole& reader, Window& window, Counters& counters, std::uint32_t last = 1) noexcept
+      : reader_(reader), window_(window), counters_(counters), serial_(last) {}
 
   bool isInFlight(std::uint32_t serial) const noexcept { return waiting_.count(serial) > 0; }
-  bool isFull() const noexcept { return waiting_.size() >= MAXIMUM; }
+  bool isFull() const noexcept { return waiting_.size() + window_.waiting() >= MAXIMUM; }
+  /// The error for a call that is one too many.
+  static Message::Method::Return fullError();
   /// The next serial; never 0, and never that of a call in flight.
   std::uint32_t nextSerial() noexcept;
 
@@ -48,11 +53,13 @@ class Calls {
   /// Ends the call at its deadline. `timeOut` makes the error that its caller gets; `host` is where it went, or null.
   void giveUp(Transaction& call) noexcept;
   static Message::Method::Return timeOut(const Message::Method::Call& call, const Host* host);
+  /// Takes the call out of the table, if it is there.
+  void remove(const Transaction& call) noexcept;
   /// Ends every call in flight, because the link is lost. OutgoingQueue ends those that have not left.
   void loseAll() noexcept;
-  /// Ends a message in this state and wakes its thread at once. It needs no memory, so it serves where the link is
-  /// lost.
-  void end(Transaction& transaction, Transaction::State state) noexcept;
+  /// Ends a message in this state and wakes its thread at once. An asynchronous call that is UNSENT goes back into the
+  /// window instead. It needs no memory, so it serves where the link is lost.
+  void end(const std::shared_ptr<Transaction>& transaction, Transaction::State state) noexcept;
 
   /// Gives the calls that left while the name had no owner to the first owner that the bus announces after them.
   void setOwner(const Host& host, const std::string& owner);
@@ -69,6 +76,8 @@ class Calls {
 
  private:
   ReaderRole& reader_;
+  Window& window_;
+  Counters& counters_;
   std::uint32_t serial_;
   std::unordered_map<std::uint32_t, std::shared_ptr<Transaction>> waiting_;
   std::shared_ptr<Transaction> toWake_;

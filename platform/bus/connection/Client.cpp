@@ -29,11 +29,10 @@ Client::~Client() = default;
 Return Client::call(Call& call, std::string_view path, Host* host) {
   process_.requireSameProcess();
   if (call.getTimeout() <= Time::Elapsed()) return Calls::timeOut(call, host);
-  const Time::Monotonic deadline = Time::Clock::get().now() + call.getTimeout();
+  const Time::Monotonic begun = Time::Clock::get().now();
   Lock lock(*this);
-  if (calls_.isFull())
-    return Return(LIMITS_EXCEEDED, "More than " + std::to_string(Calls::MAXIMUM) + " calls wait for a reply");
-  return transact({call, &call, path, host}, deadline);
+  if (calls_.isFull()) return Calls::fullError();
+  return transact({call, &call, path, host, true, begun}, begun + call.getTimeout());
 }
 
 void Client::send(Message::Signal& signal) {
@@ -272,6 +271,7 @@ std::string Client::uniqueName() {
 }
 
 void Client::linkUp() {
+  ++counters_.connects;
   observers_.notify();
   owners_.linkUp();
   for (const ServedObjects::Subscription& subscription : objects_.subscriptions())
@@ -294,7 +294,7 @@ void Client::signalArrived(const Received& message) {
     signal.begin().read(name, before, now);
     owners_.changed(name, before, now);
   }
-  objects_.deliverSignal(message);
+  counters_.droppedSlow += objects_.deliverSignal(message);
 }
 
 void Client::callArrived(Received message) {
@@ -308,13 +308,13 @@ void Client::callArrived(Received message) {
   if (reply && call.isReplyExpected()) {
     answer(std::move(*reply));
   } else if (isDiscarded) {
-    reports_.countDropped();
+    reports_.countDropped(counters_.droppedTooLarge);
   }
 }
 
 bool Client::isListenerNeeded() const {
-  return !link_.isClosed() && (areCallsExpected_ || limits_.isMonitor() || owners_.isAwaited() || !objects_.isEmpty() ||
-                               !observers_.isEmpty());
+  return !link_.isClosed() && (areCallsExpected_ || limits_.isMonitor() || awaitsReplies() || owners_.isAwaited() ||
+                               !objects_.isEmpty() || !observers_.isEmpty());
 }
 
 }  // namespace Quarnix::Bus::Internal

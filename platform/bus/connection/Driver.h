@@ -1,11 +1,11 @@
 // The bus itself as an object, which is called the driver: its name, calls to it, and its answers.
 #pragma once
 
+#include <functional>
 #include <optional>
 #include <string>
 #include <string_view>
 
-#include <platform/bus/connection/Transaction.h>
 #include <platform/bus/message/method/Call.h>
 #include <platform/bus/message/method/Return.h>
 
@@ -47,6 +47,9 @@ inline std::string describe(const Message::Method::Return& error) {
   return std::string(error.getErrorName()) + ": " + error.getErrorText();
 }
 
+/// Receives the reply to a call that the connection itself has made, with the connection's mutex held.
+using AnswerHandler = std::function<void(const Message::Method::Return&)>;
+
 /// Sends calls to the bus without waiting for the answers. Through it, a connection's parts tell the bus what they
 /// want.
 ///
@@ -55,7 +58,7 @@ class DriverQueue {
  public:
   /// Queues the call. The handler gets the reply, unless the link is lost before; a new link begins with everything
   /// that the bus has to know. Does nothing while the link is down. Raises std::bad_alloc.
-  virtual void post(Message::Method::Call call, ReplyHandler handler) = 0;
+  virtual void post(Message::Method::Call call, AnswerHandler handler) = 0;
   void post(Message::Method::Call call) {
     post(std::move(call), [](const Message::Method::Return&) {});
   }

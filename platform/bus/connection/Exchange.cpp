@@ -14,6 +14,7 @@
 #include <platform/bus/connection/SocketTransport.h>
 #include <platform/bus/message/Limits.h>
 #include <platform/core/time/Clock.h>
+#include <platform/core/timer/Monotonic.h>
 
 namespace Quarnix::Bus::Internal {
 
@@ -22,8 +23,52 @@ using Message::Method::Call;
 using Message::Method::Return;
 using State = Transaction::State;
 
+/// Ends the asynchronous calls whose time is over.
+class Exchange::Expiry final : public Timer::Monotonic {
+ public:
+  explicit Expiry(Exchange& exchange) noexcept : Monotonic(Time::Monotonic::never(), false), exchange_(exchange) {}
+  ~Expiry() override { retire(); }
+
+  using Monotonic::retire;
+  void startAt(const Time::Monotonic& deadline) {
+    setTime(deadline, false);
+    start();
+  }
+
+ private:
+  void expired(const Time::Monotonic&) override { exchange_.expire(); }
+
+  Exchange& exchange_;
+};
+
+namespace {
+
+/// A call that the connection itself has made.
+class DriverTransaction final : public Transaction {
+ public:
+  DriverTransaction(const Request& what, AnswerHandler handler) : Transaction(what), handler_(std::move(handler)) {}
+
+ private:
+  void over() override {
+    if (reply) handler_(*reply);
+  }
+
+  const AnswerHandler handler_;
+};
+
+}  // namespace
+
+Transaction::Transaction(const Request& what)
+    : request(what),
+      replyExpected(what.call && what.call->isReplyExpected()),
+      isInWindow(what.call && what.begun != Time::Monotonic()) {}
+
 Exchange::Exchange(std::vector<Address> addresses)
-    : link_(*this), calls_(reader_), addresses_(std::move(addresses)), outgoing_(calls_) {}
+    : link_(*this),
+      calls_(reader_, window_, counters_),
+      addresses_(std::move(addresses)),
+      outgoing_(calls_),
+      expiry_(std::make_unique<Expiry>(*this)) {}
 
 Exchange::~Exchange() = default;
 
@@ -31,7 +76,8 @@ Return Exchange::transact(const Request& request, const Time::Monotonic& deadlin
   for (;;) {
     if (!request.reconnects && !link_.isUp()) return link_.lossError();
     if (std::optional<Return> failure = connect(deadline)) return std::move(*failure);
-    const std::shared_ptr<Transaction> transaction = submit(request);
+    const auto transaction = std::make_shared<Transaction>(request);
+    submit(transaction);
     // The reply must not wake the listener, so this comes before the message leaves.
     if (transaction->replyExpected && reader_.isFree()) listener_.arm(0);
     if (outgoing_.isWaiting()) flush();
@@ -41,6 +87,8 @@ Return Exchange::transact(const Request& request, const Time::Monotonic& deadlin
         return std::move(*transaction->reply);
       case State::LOST:
         return link_.lossError();
+      case State::UNSENDABLE:
+        std::rethrow_exception(transaction->error);
       case State::UNSENT:
         if (!request.reconnects) return link_.lossError();
         if (Time::Clock::get().now() < deadline) continue;
@@ -48,48 +96,151 @@ Return Exchange::transact(const Request& request, const Time::Monotonic& deadlin
       case State::SENT:
         if (transaction->isOver()) return Return(Call());
         break;
+      case State::WAITING:
       case State::QUEUED:
       case State::LEAVING:
       case State::GIVEN_UP:
         break;
     }
-    outgoing_.giveUp(*transaction);
+    takeOut(*transaction);
     calls_.giveUp(*transaction);
     if (request.call) return Calls::timeOut(*request.call, request.host);
     return Return("org.freedesktop.DBus.Error.NoReply", "the bus does not take it");
   }
 }
 
-std::shared_ptr<Transaction> Exchange::submit(const Request& request) {
+/// Lets a message leave, or wait in the window for its turn.
+void Exchange::submit(const std::shared_ptr<Transaction>& transaction) {
+  if (transaction->isInWindow) transaction->turn = window_.nextTurn();
+  if (!transaction->isInWindow || (link_.isUp() && window_.isOpen())) return leave(transaction);
+  window_.wait(transaction);
+  admit();
+}
+
+void Exchange::leave(const std::shared_ptr<Transaction>& transaction) {
+  const Request& request = transaction->request;
   const Host* const host = request.host;
-  auto transaction = std::make_shared<Transaction>();
-  transaction->replyExpected = request.call && request.call->isReplyExpected();
-  transaction->host = request.host;
   transaction->owner = host ? host->owner : request.message.getDestination();
+  transaction->former.clear();
+  transaction->settledAt = 0;
   transaction->serial = calls_.nextSerial();
   // A bus daemon adds the sender; the in-process bus passes the bytes on as they are.
   const Message::Base::Route route{request.path, host ? std::string_view(host->name) : std::string_view(),
                                    isInProcess() ? std::string_view(link_.uniqueName()) : std::string_view()};
   Message::Frame frame = request.message.seal(transaction->serial, route);
+  transaction->state = State::QUEUED;
   if (transaction->replyExpected) calls_.add(transaction);
   try {
     outgoing_.push(std::move(frame), transaction);
   } catch (...) {
-    calls_.giveUp(*transaction);
+    calls_.remove(*transaction);
     throw;
   }
-  return transaction;
 }
 
-void Exchange::post(Call call, ReplyHandler handler) {
-  if (!link_.isUp()) return;
-  submit({call, &call})->handler = std::move(handler);
+/// Lets calls leave whose turn has come.
+void Exchange::admit() {
+  while (link_.isUp()) {
+    const std::shared_ptr<Transaction> next = window_.takeNext();
+    if (!next) return;
+    try {
+      leave(next);
+    } catch (...) {
+      next->error = std::current_exception();  // whoever has made the call raises it
+      calls_.end(next, State::UNSENDABLE);
+    }
+  }
+}
+
+/// Takes a message out of everything but the transport, from which its rest must follow.
+void Exchange::takeOut(Transaction& transaction) noexcept {
+  if (transaction.state == State::WAITING) window_.remove(transaction);
+  outgoing_.giveUp(transaction);
+  calls_.remove(transaction);
+}
+
+void Exchange::begin(const std::shared_ptr<AsyncCall>& call) noexcept {
+  try {
+    process_.requireSameProcess();
+  } catch (const UnusableMessage&) {
+    return call->fail(std::current_exception());
+  }
+  Lock lock(*this);
+  try {
+    const Time::Elapsed& timeout = call->message().getTimeout();
+    if (timeout <= Time::Elapsed()) return call->end(Calls::timeOut(call->message(), call->request.host));
+    if (calls_.isFull()) return call->end(calls_.fullError());
+    const Time::Monotonic deadline = call->request.begun + timeout;
+    hadAsyncCalls_ = true;
+    startListener();
+    call->enter(shared_from_this(), asyncCalls_, deadline);
+    if (asyncCalls_.earliest() == deadline) expiry_->startAt(deadline);
+    if (isInProcess())
+      if (const std::optional<Return> failure = connect(deadline)) return call->end(*failure);
+    submit(call);
+    if (!link_.isUp()) listener_.wake();
+  } catch (...) {
+    call->fail(std::current_exception());  // its result raises it
+  }
+}
+
+void Exchange::withdraw(AsyncCall& call) noexcept {
+  if (!process_.isSameProcess()) return;
+  Lock lock(*this);
+  takeOut(call);
+  call.leave();
+}
+
+void Exchange::abandon(const Caller& caller) noexcept {
+  if (!process_.isSameProcess()) return;
+  std::shared_ptr<Transaction> abandoned;
+  {
+    Lock lock(*this);
+    for (auto entry = asyncCalls_.begin(); entry != asyncCalls_.end();) {
+      const std::shared_ptr<AsyncCall> call = (entry++)->second;
+      if (&call->caller() != &caller) continue;
+      takeOut(*call);
+      call->leave();
+      call->nextToWake = std::exchange(abandoned, call);
+    }
+  }
+  // What the handlers hold is released with the mutex free.
+  for (; abandoned; abandoned = std::move(abandoned->nextToWake)) static_cast<AsyncCall&>(*abandoned).takeHandler();
+}
+
+/// Ends the asynchronous calls whose deadline has come.
+void Exchange::expire() {
+  Lock lock(*this);
+  while (const std::shared_ptr<AsyncCall> call = asyncCalls_.findDue(Time::Clock::get().now())) {
+    takeOut(*call);
+    calls_.giveUp(*call);
+    try {
+      call->end(Calls::timeOut(call->message(), call->request.host));
+    } catch (const std::bad_alloc&) {
+      call->fail(std::current_exception());
+    }
+  }
+  if (!asyncCalls_.isEmpty()) expiry_->startAt(asyncCalls_.earliest());
+}
+
+/// Ends the calls that wait for a link, because there is none.
+void Exchange::failWaiting(const Return& failure) {
+  while (const std::shared_ptr<Transaction> call = window_.takeFirst()) calls_.answer(call, failure);
+}
+
+Return Exchange::lossError() {
+  MutexLock lock(mutex_);
+  return link_.lossError();
+}
+
+void Exchange::post(Call call, AnswerHandler handler) {
+  if (link_.isUp()) submit(std::make_shared<DriverTransaction>(Request{call, &call}, std::move(handler)));
 }
 
 void Exchange::answer(Return reply) {
   Message::Base::Route route;
   if (isInProcess()) route.sender = link_.uniqueName();
-  if (!outgoing_.pushAnswer(reply.seal(calls_.nextSerial(), route))) reports_.countDropped();
+  if (!outgoing_.pushAnswer(reply.seal(calls_.nextSerial(), route))) reports_.countDropped(counters_.droppedUnread);
 }
 
 void Exchange::flush() {
@@ -134,9 +285,12 @@ void Exchange::readUntil(const Transaction& transaction, const Time::Monotonic& 
 /// Hands on what was read. Returns false if the connection has another link now, or none.
 bool Exchange::finishRead(const std::shared_ptr<Transport>& link, ReaderRole::Outcome outcome) {
   std::vector<Received>& arrived = reader_.arrived();
-  if (link_.transport() == link)
-    for (Received& message : arrived) dispatch(message);
+  for (Received& message : arrived) {
+    counters_.bytesReceived += message.frame.size();
+    if (link_.transport() == link) dispatch(message);
+  }
   arrived.clear();
+  admit();
   if (std::shared_ptr<Transaction> answered = calls_.takeToWake()) {
     MutexUnlock unlock(mutex_);
     Calls::wake(std::move(answered));
@@ -158,7 +312,7 @@ void Exchange::dispatch(Received& message) {
                                                      : Return(std::move(message.frame), message.header));
       }
       case Message::Type::SIGNAL:
-        if (message.discarded) return reports_.countDropped();
+        if (message.discarded) return reports_.countDropped(counters_.droppedTooLarge);
         return signalArrived(message);
       case Message::Type::METHOD_CALL:
         return callArrived(std::move(message));
@@ -166,7 +320,7 @@ void Exchange::dispatch(Received& message) {
         return;  // unknown types are ignored
     }
   } catch (const std::bad_alloc&) {
-    reports_.countDropped();
+    reports_.countDropped(counters_.droppedTooLarge);
   }
 }
 
@@ -176,7 +330,24 @@ void Exchange::setLargestMessage(std::size_t calls, std::size_t replies) {
   limits_.set(calls, replies);
 }
 
+void Exchange::setLargestWindow(std::size_t calls) {
+  process_.requireSameProcess();
+  Lock lock(*this);
+  window_.setSize(calls);
+}
+
+Counters Exchange::getCounters() {
+  process_.requireSameProcess();
+  MutexLock lock(mutex_);
+  Counters counters = counters_;
+  counters.callsInFlight = window_.used();
+  counters.callsWaiting = window_.waiting();
+  counters.bytesSent = outgoing_.bytesSent();
+  return counters;
+}
+
 void Exchange::settle() noexcept {
+  admit();
   if (link_.isUp() && outgoing_.isWaiting()) flush();
   if (link_.isReadable() && reader_.isFree() && !reader_.passToWaiter() && !listener_.unpark())
     listener_.arm(outgoing_.isWaiting() ? EPOLLIN | EPOLLOUT : EPOLLIN);
@@ -209,16 +380,22 @@ void Exchange::linkLost() noexcept {
   if (!link_.isClosed()) reports_.noteLoss();
   outgoing_.loseAll();
   calls_.loseAll();
+  // Threads connect again for themselves; asynchronous calls wait for the next link.
+  while (const std::shared_ptr<Transaction> call = window_.takeFirstOfThread()) calls_.end(call, State::UNSENT);
 }
 
 void Exchange::close() noexcept {
   if (!process_.isSameProcess()) return;
+  expiry_->retire();
   // Dropping the last reference to a link of the in-process bus locks the bus's mutex, which comes before this one.
   std::shared_ptr<Transport> last;
   Lock lock(*this);
   last = link_.transport();
   link_.close();
+  failWaiting(link_.lossError());
 }
+
+bool Exchange::awaitsReplies() const { return hadAsyncCalls_ && (link_.isUp() || !asyncCalls_.isEmpty()); }
 
 void Exchange::startListener() {
   if (!isInProcess()) listener_.start(std::shared_ptr<Listener::Body>(shared_from_this(), this));
@@ -231,10 +408,12 @@ bool Exchange::listen() {
     while (isListenerNeeded()) {
       settle();
       if (!link_.isUp()) {
-        if (!connect(Time::Clock::get().now() + SocketTransport::MAXIMUM_CONNECT_TIME)) continue;
-        // What is started meanwhile does not shorten the pause.
+        const auto failure = connect(Time::Clock::get().now() + SocketTransport::MAXIMUM_CONNECT_TIME);
+        if (!failure) continue;
+        failWaiting(*failure);
+        // What is started meanwhile does not shorten the pause; an asynchronous call ends it.
         const Time::Monotonic next = link_.nextAttempt();
-        while (isListenerNeeded() && !link_.isUp() && listener_.pause(mutex_, next)) {
+        while (isListenerNeeded() && !link_.isUp() && window_.isEmpty() && listener_.pause(mutex_, next)) {
         }
       } else if (!reader_.isFree()) {
         listener_.park(mutex_);
@@ -262,7 +441,9 @@ void Exchange::incoming(Received message) {
     if (!link_.isUp()) return;
     const std::size_t size = message.frame.size();
     if (size > Admission::ALWAYS && size > limits_.of(message.header)) message.discarded = size;
+    counters_.bytesReceived += size;
     dispatch(message);
+    admit();
     answered = calls_.takeToWake();
   }
   Calls::wake(std::move(answered));

@@ -8,7 +8,10 @@
 #include <string_view>
 #include <vector>
 
+#include <platform/bus/Counters.h>
 #include <platform/bus/connection/Address.h>
+#include <platform/bus/connection/AsyncCall.h>
+#include <platform/bus/connection/AsyncCalls.h>
 #include <platform/bus/connection/Calls.h>
 #include <platform/bus/connection/Driver.h>
 #include <platform/bus/connection/Link.h>
@@ -19,6 +22,7 @@
 #include <platform/bus/connection/Reports.h>
 #include <platform/bus/connection/SizeLimits.h>
 #include <platform/bus/connection/Transport.h>
+#include <platform/bus/connection/Window.h>
 #include <platform/core/Mutex.h>
 #include <platform/core/time/Monotonic.h>
 
@@ -49,8 +53,20 @@ class Exchange : public std::enable_shared_from_this<Exchange>,
   Exchange(const Exchange&) = delete;
   Exchange& operator=(const Exchange&) = delete;
 
-  /// Connection describes it.
+  /// Connection describes these.
   void setLargestMessage(std::size_t calls, std::size_t replies) HEVRA_EXCLUDES(mutex_);
+  void setLargestWindow(std::size_t calls) HEVRA_EXCLUDES(mutex_);
+  Counters getCounters() HEVRA_EXCLUDES(mutex_);
+
+  /// Makes an asynchronous call. Whatever goes wrong is the call's end.
+  void begin(const std::shared_ptr<AsyncCall>& call) noexcept HEVRA_EXCLUDES(mutex_);
+  /// Takes an asynchronous call out, if it is not over.
+  void withdraw(AsyncCall& call) noexcept HEVRA_EXCLUDES(mutex_);
+  /// Gives up the asynchronous calls of a caller that goes.
+  void abandon(const Caller& caller) noexcept HEVRA_EXCLUDES(mutex_);
+  /// The error for a call that was lost with the last link.
+  Message::Method::Return lossError() HEVRA_EXCLUDES(mutex_);
+
   /// Breaks the link for good and lets the listener end: the last user has gone.
   void close() noexcept HEVRA_EXCLUDES(mutex_);
 
@@ -76,19 +92,11 @@ class Exchange : public std::enable_shared_from_this<Exchange>,
     Exchange& exchange_;
   };
 
-  /// A message to send, and where it goes.
-  struct Request {
-    Message::Base& message;
-    const Message::Method::Call* call = nullptr;  // the message, if it is a call
-    std::string_view path = {};                   // for a message that names none
-    Host* host = nullptr;                         // null for a message that names its own destination
-    bool reconnects = true;                       // false: it leaves on this link or not at all
-  };
   /// Sends the message and waits until its transaction is over, up to the deadline. If the link is lost before a byte
   /// of the message has left, it is sent on the next link. Returns the reply, or an empty one if the message expects
   /// none, or an error reply for what went wrong. Raises what sealing the message raises.
   Message::Method::Return transact(const Request& request, const Time::Monotonic& deadline) HEVRA_REQUIRES(mutex_);
-  void post(Message::Method::Call call, ReplyHandler handler) HEVRA_REQUIRES(mutex_) override;
+  void post(Message::Method::Call call, AnswerHandler handler) HEVRA_REQUIRES(mutex_) override;
   using DriverQueue::post;
   /// Queues an answer that the connection itself gives.
   void answer(Message::Method::Return reply) HEVRA_REQUIRES(mutex_);
@@ -101,6 +109,9 @@ class Exchange : public std::enable_shared_from_this<Exchange>,
   /// Does what other threads need before the mutex is released for longer: it writes what is queued, passes on the
   /// reader's role, wakes the listener and the threads whose calls are over, and logs.
   void settle() noexcept HEVRA_REQUIRES(mutex_);
+
+  /// Whether asynchronous calls need the listener.
+  bool awaitsReplies() const HEVRA_REQUIRES(mutex_);
 
   // The hooks of the upper half.
   std::shared_ptr<Transport> openLink(const Time::Monotonic& deadline) override;
@@ -115,13 +126,21 @@ class Exchange : public std::enable_shared_from_this<Exchange>,
   Mutex mutex_;
   Link link_ HEVRA_GUARDED_BY(mutex_);
   ReaderRole reader_ HEVRA_GUARDED_BY(mutex_);
+  Counters counters_ HEVRA_GUARDED_BY(mutex_);
+  Window window_ HEVRA_GUARDED_BY(mutex_);
   Calls calls_ HEVRA_GUARDED_BY(mutex_);
   Listener listener_ HEVRA_GUARDED_BY(mutex_);
   Reports reports_ HEVRA_GUARDED_BY(mutex_);
-  SizeLimits limits_{mutex_, calls_, reports_};  // the link's reader uses it while the mutex is free
+  SizeLimits limits_{mutex_, calls_, reports_, counters_};  // the link's reader uses it while the mutex is free
 
  private:
-  std::shared_ptr<Transaction> submit(const Request& request) HEVRA_REQUIRES(mutex_);
+  class Expiry;
+  void submit(const std::shared_ptr<Transaction>& transaction) HEVRA_REQUIRES(mutex_);
+  void leave(const std::shared_ptr<Transaction>& transaction) HEVRA_REQUIRES(mutex_);
+  void admit() HEVRA_REQUIRES(mutex_);
+  void takeOut(Transaction& transaction) noexcept HEVRA_REQUIRES(mutex_);
+  void expire() HEVRA_EXCLUDES(mutex_);
+  void failWaiting(const Message::Method::Return& failure) HEVRA_REQUIRES(mutex_);
   void flush() HEVRA_REQUIRES(mutex_);
   void await(Transaction& transaction, const Time::Monotonic& deadline) HEVRA_REQUIRES(mutex_);
   void readUntil(const Transaction& transaction, const Time::Monotonic& deadline) HEVRA_REQUIRES(mutex_);
@@ -131,6 +150,9 @@ class Exchange : public std::enable_shared_from_this<Exchange>,
 
   const std::vector<Address> addresses_;
   OutgoingQueue outgoing_ HEVRA_GUARDED_BY(mutex_);
+  AsyncCalls asyncCalls_ HEVRA_GUARDED_BY(mutex_);
+  bool hadAsyncCalls_ HEVRA_GUARDED_BY(mutex_) = false;
+  const std::unique_ptr<Expiry> expiry_;
 };
 
 }  // namespace Quarnix::Bus::Internal

@@ -79,6 +79,10 @@ void Listener::update(bool isNeeded, std::uint64_t linkGeneration) noexcept {
   if (isNeeded == wasNeeded_ && linkGeneration == linkGeneration_) return;
   wasNeeded_ = isNeeded;
   linkGeneration_ = linkGeneration;
+  wake();
+}
+
+void Listener::wake() noexcept {
   if (!isRunning()) return;
   changed_.notifyAll();
   ::eventfd_write(wakeDescriptor_, 1);

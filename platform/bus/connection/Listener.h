@@ -46,6 +46,8 @@ class Listener {
   /// Wakes the thread if one of the two has changed since the last time: whether the thread is needed, and the
   /// generation of the link.
   void update(bool isNeeded, std::uint64_t linkGeneration) noexcept;
+  /// Wakes the thread in any case.
+  void wake() noexcept;
   /// Sets which events of the socket wake the thread: EPOLLIN and EPOLLOUT, or 0.
   void arm(std::uint32_t events) noexcept;
   /// Takes the link's socket out of the set.

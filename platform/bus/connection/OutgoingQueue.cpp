@@ -49,12 +49,13 @@ OutgoingQueue::Result OutgoingQueue::write(Mutex& mutex, const std::shared_ptr<T
     // The in-process bus pushes messages in order. From a socket, the read under way and the one after it may still
     // bring what was there before.
     const std::uint64_t settledAt = transport->descriptor() < 0 ? reader.reads() : reader.reads() + 2;
+    bytesSent_ += taken > 0 ? static_cast<std::uint64_t>(taken) : 0;
     std::size_t left = offset + (taken > 0 ? static_cast<std::size_t>(taken) : 0);
     std::size_t whole = 0;
     if (!isLost) written_ = 0;
     for (std::size_t i = 0; i < count; ++i) {
       const bool isWhole = left >= frames[i].size();
-      if (transactions[i]) settle(*transactions[i], left > 0, isWhole, isLost, settledAt);
+      if (transactions[i]) settle(transactions[i], left > 0, isWhole, isLost, settledAt);
       const std::size_t size = frames[i].size();
       if (isWhole) ++whole;
       if (!isLost && isWhole) {
@@ -95,16 +96,16 @@ void OutgoingQueue::dropGivenUp(std::size_t count) noexcept {
 }
 
 /// Notes what became of a message that the transport had.
-void OutgoingQueue::settle(Transaction& transaction, bool begun, bool whole, bool isLost,
+void OutgoingQueue::settle(const std::shared_ptr<Transaction>& transaction, bool begun, bool whole, bool isLost,
                            std::uint64_t settledAt) noexcept {
-  if (transaction.state != State::LEAVING) return;  // its reply or its deadline has come first
+  if (transaction->state != State::LEAVING) return;  // its reply or its deadline has come first
   if (isLost) {
     calls_.end(transaction, begun ? State::LOST : State::UNSENT);
   } else if (!begun) {
-    transaction.state = State::QUEUED;
-  } else if (whole && transaction.replyExpected) {
-    transaction.state = State::SENT;
-    transaction.settledAt = settledAt;
+    transaction->state = State::QUEUED;
+  } else if (whole && transaction->replyExpected) {
+    transaction->state = State::SENT;
+    transaction->settledAt = settledAt;
   } else if (whole) {
     calls_.end(transaction, State::SENT);
   }
@@ -120,8 +121,8 @@ void OutgoingQueue::giveUp(const Transaction& transaction) noexcept {
 void OutgoingQueue::loseAll() noexcept {
   for (const Entry& entry : messages_) {
     if (!entry.transaction) continue;
-    if (entry.transaction->state == State::QUEUED) calls_.end(*entry.transaction, State::UNSENT);
-    if (entry.transaction->state == State::LEAVING && !isWriting_) calls_.end(*entry.transaction, State::LOST);
+    if (entry.transaction->state == State::QUEUED) calls_.end(entry.transaction, State::UNSENT);
+    if (entry.transaction->state == State::LEAVING && !isWriting_) calls_.end(entry.transaction, State::LOST);
   }
   messages_.clear();
   written_ = 0;

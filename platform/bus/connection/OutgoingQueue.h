@@ -34,6 +34,8 @@ class OutgoingQueue {
   bool pushAnswer(Message::Frame frame);
   /// Whether something is queued and nobody writes it.
   bool isWaiting() const noexcept { return !messages_.empty() && !isWriting_; }
+  /// How many bytes the links have taken so far.
+  std::uint64_t bytesSent() const noexcept { return bytesSent_; }
 
   /// Writes until nothing is queued (EMPTY), the link takes no more (BLOCKED), or it is broken (BROKEN). `link` is
   /// looked at before each write, because the connection may have another one by then.
@@ -53,12 +55,14 @@ class OutgoingQueue {
   };
 
   void dropGivenUp(std::size_t count) noexcept;
-  void settle(Transaction& transaction, bool begun, bool whole, bool isLost, std::uint64_t settledAt) noexcept;
+  void settle(const std::shared_ptr<Transaction>& transaction, bool begun, bool whole, bool isLost,
+              std::uint64_t settledAt) noexcept;
 
   Calls& calls_;
   std::deque<Entry> messages_;
   std::size_t written_ = 0;        // bytes of the first message that have left
   std::size_t unsentAnswers_ = 0;  // bytes
+  std::uint64_t bytesSent_ = 0;
   std::uint64_t losses_ = 0;
   bool isWriting_ = false;
 };

@@ -1,6 +1,7 @@
 // Collects what a connection has to log.
 #pragma once
 
+#include <cstdint>
 #include <string>
 #include <vector>
 
@@ -19,8 +20,11 @@ class Reports {
   void warn(std::string text);
   /// Notes that the link is lost. The reason comes with `take`, because noting a loss must not need memory.
   void noteLoss() noexcept { isLinkLost_ = true; }
-  /// Counts a message that was dropped.
-  void countDropped() noexcept { ++dropped_; }
+  /// Counts a message that was dropped, here and in the counter of its reason.
+  void countDropped(std::uint64_t& reason) noexcept {
+    ++dropped_;
+    ++reason;
+  }
 
   /// Whether something must be logged now. Dropped messages are logged once a second at most, and when the connection
   /// is `closed`.

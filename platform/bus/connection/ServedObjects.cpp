@@ -60,12 +60,14 @@ void ServedObjects::withdraw(const Receiver& receiver, const std::string& path, 
   served_.erase(found);
 }
 
-void ServedObjects::deliverSignal(const Received& signal) {
+std::size_t ServedObjects::deliverSignal(const Received& signal) {
+  std::size_t dropped = 0;
   const std::string_view sender = signal.text(Field::SENDER);
   const std::string_view path = signal.text(Field::PATH);
   for (const Subscription& entry : subscriptions_)
     if (!sender.empty() && entry.host->owner == sender && entry.path == path)
-      entry.receiver->enqueue(signal.frame, signal.header, true);
+      dropped += entry.receiver->enqueue(signal.frame, signal.header, true).dropped;
+  return dropped;
 }
 
 std::optional<Return> ServedObjects::deliverCall(Received message) {
@@ -80,7 +82,7 @@ std::optional<Return> ServedObjects::deliverCall(Received message) {
     return Return(call, "org.freedesktop.DBus.Error.AccessDenied",
                   "Only the owner of " + caller->name + " may call the object at " + path);
   }
-  if (served->receiver->enqueue(std::move(message.frame), message.header, false)) return std::nullopt;
+  if (served->receiver->enqueue(std::move(message.frame), message.header, false).isTaken) return std::nullopt;
   return Return(call, LIMITS_EXCEEDED, "Too many calls wait for the object at " + path);
 }
 

@@ -1,6 +1,7 @@
 // The started objects of this process: proxies that hear signals, and objects that are served.
 #pragma once
 
+#include <cstddef>
 #include <functional>
 #include <map>
 #include <optional>
@@ -49,7 +50,8 @@ class ServedObjects {
   /// Takes the object out, if it is this one that is served at the path, and releases its caller.
   void withdraw(const Receiver& receiver, const std::string& path, Owners& owners) noexcept;
 
-  void deliverSignal(const Received& signal);
+  /// Returns how many signals were dropped because an object is too slow.
+  std::size_t deliverSignal(const Received& signal);
   /// Delivers a call, or returns the error with which it is refused.
   std::optional<Message::Method::Return> deliverCall(Received call);
   /// The description of a served object, or of a path above served objects; empty for any other path.

@@ -12,7 +12,7 @@ std::size_t SizeLimits::largest(const Message::Header& header) {
 
 void SizeLimits::countDropped() noexcept {
   MutexLock lock(mutex_);
-  reports_.countDropped();
+  reports_.countDropped(counters_.droppedTooLarge);
 }
 
 void SizeLimits::set(std::size_t call, std::size_t reply) noexcept {

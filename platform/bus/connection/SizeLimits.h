@@ -20,8 +20,8 @@ namespace Quarnix::Bus::Internal {
 /// for all others the caller holds the mutex.
 class SizeLimits : public Admission {
  public:
-  SizeLimits(Mutex& mutex, const Calls& calls, Reports& reports) noexcept
-      : mutex_(mutex), calls_(calls), reports_(reports) {}
+  SizeLimits(Mutex& mutex, const Calls& calls, Reports& reports, Counters& counters) noexcept
+      : mutex_(mutex), calls_(calls), reports_(reports), counters_(counters) {}
 
   std::size_t largest(const Message::Header& header) override HEVRA_EXCLUDES(mutex_);
   void countDropped() noexcept override HEVRA_EXCLUDES(mutex_);
@@ -41,6 +41,7 @@ class SizeLimits : public Admission {
   Mutex& mutex_;
   const Calls& calls_;
   Reports& reports_;
+  Counters& counters_;
   std::size_t largestCall_ = Message::LARGEST_CALL;
   std::size_t largestReply_ = Message::LARGEST_REPLY;
   bool isMonitor_ = false;

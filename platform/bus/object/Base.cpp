@@ -3,6 +3,7 @@
 
 #include <system_error>
 
+#include <platform/bus/connection/AsyncCall.h>
 #include <platform/core/internal/Activity.h>
 #include <platform/core/internal/Fork.h>
 #include <platform/core/log/Logger.h>
@@ -11,18 +12,9 @@
 
 namespace Quarnix::Bus::Object {
 
-struct Base::Delivery {
-  Message::Frame frame;
-  Message::Header header;
-  std::unique_ptr<Delivery> next;
-};
-
 Base::Base() = default;
 
-Base::~Base() {
-  // One by one, because the chain of owners would recurse once for each message.
-  while (first_) first_ = std::move(first_->next);
-}
+Base::~Base() = default;
 
 void Base::setConnection(Shared::Pointer<Connection> connection) {
   MutexLock lock(connectionMutex_);
@@ -38,43 +30,28 @@ const Shared::Pointer<Connection>& Base::getConnection() const {
 
 void Base::setLargestQueue(std::size_t messages, std::size_t bytes) {
   MutexLock lock(queueMutex_);
-  largestMessages_ = messages;
-  largestBytes_ = bytes;
+  queue_.setLimits(messages, bytes);
 }
 
-std::unique_ptr<Base::Delivery> Base::takeFirst() {
-  std::unique_ptr<Delivery> taken = std::move(first_);
-  if (!taken) return taken;
-  first_ = std::move(taken->next);
-  if (!first_) last_ = nullptr;
-  --queuedMessages_;
-  queuedBytes_ -= taken->frame.size();
-  return taken;
-}
-
-bool Base::enqueue(Message::Frame frame, const Message::Header& header, bool droppable) {
-  auto delivery = std::make_unique<Delivery>(Delivery{std::move(frame), header, nullptr});
+Base::Queued Base::enqueue(Message::Frame frame, const Message::Header& header, bool droppable) {
+  auto delivery = std::make_unique<Delivery>(Delivery{std::move(frame), header});
+  Queued queued{true, 0};
   {
     MutexLock lock(queueMutex_);
-    if (!delivering_) return true;
-    const std::size_t size = delivery->frame.size();
-    const bool fits = size <= largestBytes_ && largestMessages_ > 0;
-    while (!fits || queuedMessages_ >= largestMessages_ || queuedBytes_ + size > largestBytes_) {
-      if (!droppable) return false;
-      ++keptOut_;
-      if (!fits) break;
-      takeFirst();
-    }
-    if (fits) {
-      ++queuedMessages_;
-      queuedBytes_ += size;
-      Delivery* const added = delivery.get();
-      (last_ ? last_->next : first_) = std::move(delivery);
-      last_ = added;
-    }
+    if (!delivering_) return queued;
+    queued = queue_.offer(std::move(delivery), droppable);
+    keptOut_ += static_cast<unsigned>(queued.dropped);
+  }
+  if (queued.isTaken) schedule();
+  return queued;
+}
+
+void Base::ended(std::unique_ptr<Delivery> call) noexcept {
+  {
+    MutexLock lock(queueMutex_);
+    queue_.append(std::move(call));
   }
   schedule();
-  return true;
 }
 
 void Base::entry() {
@@ -83,12 +60,16 @@ void Base::entry() {
     bool keptOut = false;
     {
       MutexLock lock(queueMutex_);
-      if (!stopAsked_) delivery = takeFirst();
+      if (!stopAsked_) delivery = queue_.take();
       keptOut = keptOut_ > 0;
     }
     if (keptOut) warnOfKeptOut(false);
     if (!delivery) return;
-    deliver(std::move(delivery->frame), delivery->header);
+    if (delivery->call) {
+      delivery->call->hear();
+    } else {
+      deliver(std::move(delivery->frame), delivery->header);
+    }
   }
 }
 
@@ -116,7 +97,7 @@ void Base::warnOfKeptOut(bool isLast) {
 void Base::begin(bool wait) {
   // In a forked child, a thread that is not there may hold the mutex.
   if (startedIn_ != NEVER && startedIn_ != forkCount())
-    throw UnusableMessage("The bus object " + path_ + " was started before this process was forked: expected another");
+    throw UnusableMessage("The bus object " + path_ + " was used before this process was forked: expected another");
   {
     MutexLock lock(queueMutex_);
     while (life_ == Life::STARTING || life_ == Life::STOPPING) {
@@ -140,6 +121,17 @@ void Base::begin(bool wait) {
     throw;
   }
   if (settle(Life::STARTED)) end();
+}
+
+void Base::expectReplies() {
+  if (startedIn_ != NEVER && startedIn_ != forkCount())
+    throw UnusableMessage("The bus object " + path_ + " was used before this process was forked: expected another");
+  {
+    MutexLock lock(queueMutex_);
+    startedIn_ = forkCount();
+    if (life_ != Life::STOPPED) return;
+  }
+  enable();
 }
 
 void Base::end() {
@@ -184,17 +176,24 @@ void Base::beginDelivery() {
 }
 
 void Base::endDelivery() {
-  std::unique_ptr<Delivery> waiting;
   {
     MutexLock lock(queueMutex_);
     delivering_ = false;
-    waiting = std::move(first_);
-    last_ = nullptr;
-    queuedMessages_ = queuedBytes_ = 0;
   }
   disable();
-  for (; waiting; waiting = std::move(waiting->next))
-    runAtBoundary("refusal of a call", [&] { refuse(std::move(waiting->frame), waiting->header); });
+  for (;;) {
+    std::unique_ptr<Delivery> waiting;
+    {
+      MutexLock lock(queueMutex_);
+      waiting = queue_.take();
+    }
+    if (!waiting) break;
+    if (waiting->call) {
+      waiting->call->giveUp();
+    } else {
+      runAtBoundary("refusal of a call", [&] { refuse(std::move(waiting->frame), waiting->header); });
+    }
+  }
   runAtBoundary("warning of a bus object", [&] { warnOfKeptOut(true); });
 }
 

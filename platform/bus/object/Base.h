@@ -9,6 +9,7 @@
 #include <string>
 
 #include <platform/bus/Connection.h>
+#include <platform/bus/DeliveryQueue.h>
 #include <platform/bus/Receiver.h>
 #include <platform/core/Mutex.h>
 #include <platform/core/Task.h>
@@ -71,14 +72,16 @@ class HEVRA_EXPORT Base : public Task, protected Internal::Receiver {
   virtual void detach() = 0;
   void begin(bool wait);
   void end();
+  /// Lets the task deliver the ends of calls, also of an object that was stopped.
+  void expectReplies();
 
  private:
-  struct Delivery;
+  using Delivery = Internal::Delivery;
   enum class Life : std::uint8_t { STOPPED, STARTING, STARTED, STOPPING };
 
-  bool enqueue(Message::Frame frame, const Message::Header& header, bool droppable) override;
+  Queued enqueue(Message::Frame frame, const Message::Header& header, bool droppable) override;
   void countRefused() override;
-  std::unique_ptr<Delivery> takeFirst() HEVRA_REQUIRES(queueMutex_);
+  void ended(std::unique_ptr<Delivery> call) noexcept override;
   /// Warns at most once a second, and before the object is stopped.
   void warnOfKeptOut(bool isLast);
   /// Runs the hook for one message.
@@ -94,18 +97,13 @@ class HEVRA_EXPORT Base : public Task, protected Internal::Receiver {
   bool settle(Life life) noexcept HEVRA_EXCLUDES(queueMutex_);
 
   static constexpr unsigned NEVER = UINT_MAX;
-  std::atomic<unsigned> startedIn_{NEVER};  // the process of the last start, by its forkCount
+  std::atomic<unsigned> startedIn_{NEVER};  // the process of the last start or asynchronous call, by its forkCount
   std::string path_;
   mutable Mutex connectionMutex_;
   mutable Shared::Pointer<Connection> connection_ HEVRA_GUARDED_BY(connectionMutex_);
 
   Mutex queueMutex_;
-  std::unique_ptr<Delivery> first_ HEVRA_GUARDED_BY(queueMutex_);
-  Delivery* last_ HEVRA_GUARDED_BY(queueMutex_) = nullptr;
-  std::size_t largestMessages_ HEVRA_GUARDED_BY(queueMutex_) = MAXIMUM_QUEUED_MESSAGES;
-  std::size_t largestBytes_ HEVRA_GUARDED_BY(queueMutex_) = MAXIMUM_QUEUED_BYTES;
-  std::size_t queuedMessages_ HEVRA_GUARDED_BY(queueMutex_) = 0;
-  std::size_t queuedBytes_ HEVRA_GUARDED_BY(queueMutex_) = 0;
+  Internal::DeliveryQueue queue_ HEVRA_GUARDED_BY(queueMutex_){MAXIMUM_QUEUED_MESSAGES, MAXIMUM_QUEUED_BYTES};
   Life life_ HEVRA_GUARDED_BY(queueMutex_) = Life::STOPPED;
   bool stopAsked_ HEVRA_GUARDED_BY(queueMutex_) = false;  // while the object was starting
   ConditionVariable lifeChanged_;

@@ -1,6 +1,7 @@
 // Sends calls to a remote object and receives its signals.
 #include <platform/bus/object/Proxy.h>
 
+#include <platform/bus/connection/AsyncCall.h>
 #include <platform/bus/connection/Client.h>
 #include <platform/bus/message/internal/Names.h>
 
@@ -30,6 +31,49 @@ Internal::Host* Proxy::host() const {
 Message::SendReturn Proxy::send(Message::Method::Call& call) const {
   Internal::Host* const to = host();
   return to->client->call(call, getPath(), to);
+}
+
+PendingCall Proxy::sendAsync(Message::Method::Call call, Handler<Message::SendReturn> handler) {
+  return request<Message::SendReturn>([&] { return std::move(call); },
+                                      [](const Message::SendReturn& reply) { return reply; }, std::move(handler), {});
+}
+
+std::future<Message::SendReturn> Proxy::sendAsync(Message::Method::Call call) {
+  return futureOf<Message::SendReturn>([&](auto handler) { sendAsync(std::move(call), std::move(handler)); });
+}
+
+PendingCall Proxy::begin(const std::function<Message::Method::Call()>& encode, ReplyHandler handler,
+                         const Time::Elapsed& timeout) {
+  expectReplies();
+  Message::Method::Call call;
+  Internal::Host* to = nullptr;
+  std::exception_ptr error;
+  try {
+    call = encode();
+    if (timeout > Time::Elapsed()) call.setTimeout(timeout);
+    to = host();
+  } catch (...) {
+    error = std::current_exception();  // the result raises it
+  }
+  Internal::Caller& caller = *this;
+  auto pending = std::make_shared<Internal::AsyncCall>(std::move(call), getPath(), to, caller, std::move(handler));
+  if (error) {
+    pending->fail(error);
+  } else {
+    to->client->begin(pending);
+  }
+  return PendingCall(std::move(pending));
+}
+
+void Proxy::setTimeout(const Time::Elapsed& timeout) {
+  if (timeout < Time::Elapsed())
+    throw InvalidArgument("Time-out of " + std::to_string(timeout.getNanoseconds()) + " ns: expected 0 or more");
+  timeout_ = timeout.getNanoseconds();
+}
+
+Time::Elapsed Proxy::timeoutOr(const Time::Elapsed& usual) const noexcept {
+  const std::int64_t set = timeout_;
+  return set > 0 ? Time::Elapsed::ofNanoseconds(set) : usual;
 }
 
 void Proxy::expectCalls() const { host()->client->expectCalls(); }
@@ -70,7 +114,10 @@ void Proxy::start(bool wait) {
   begin(wait);
 }
 
-void Proxy::stop() { end(); }
+void Proxy::stop() {
+  if (const Internal::Host* const to = watched_.load()) to->client->abandon(*this);
+  end();
+}
 
 void Proxy::attach(bool wait) {
   Internal::Host* const to = host();

@@ -3,8 +3,13 @@
 
 #include <atomic>
 #include <cstdint>
+#include <functional>
+#include <future>
 #include <string_view>
+#include <utility>
 
+#include <platform/bus/PendingCall.h>
+#include <platform/bus/Result.h>
 #include <platform/bus/object/Base.h>
 
 namespace Quarnix::Bus {
@@ -34,6 +39,21 @@ class HEVRA_EXPORT Proxy : public Base {
   /// InvalidArgument or UnusableMessage.
   Message::SendReturn send(Message::Method::Call& call) const;
 
+  /// Sends the call without waiting. The handler runs once, on the proxy's task, when the reply is there, the time-out
+  /// is over or something has gone wrong. Its result returns or raises what `send` does. Returns a handle with which
+  /// you can give the call up. After `stop`, no handler of the calls made before is called any more. Raises only
+  /// std::bad_alloc, and UnusableMessage in a forked child.
+  ///
+  /// Calls of one thread, synchronous ones too, leave in the order in which it makes them. See
+  /// Connection::setLargestWindow for how many are on the bus at the same time.
+  PendingCall sendAsync(Message::Method::Call call, Handler<Message::SendReturn> handler);
+  std::future<Message::SendReturn> sendAsync(Message::Method::Call call);
+
+  /// How long the calls of a manager wait for their replies, from now on. 0: as long as each operation says, which is
+  /// the default. Raises InvalidArgument for a time below 0. It does not apply to `send` and `sendAsync`, whose calls
+  /// have time-outs of their own. Call it at any time.
+  void setTimeout(const Time::Elapsed& timeout);
+
   /// Whether somebody owns the service's name now. While an object of the connection is started, the connection knows
   /// it; otherwise it asks the bus. Returns false if the bus is not there.
   bool isAvailable() const;
@@ -54,6 +74,19 @@ class HEVRA_EXPORT Proxy : public Base {
   /// The hook for a signal of the object. Runs on the proxy's task.
   virtual void signal(const Message::Signal& signal);
 
+  /// The time-out that `setTimeout` has set, or else `usual`.
+  Time::Elapsed timeoutOr(const Time::Elapsed& usual) const noexcept;
+  /// Begins an asynchronous operation: `encode` returns its call, and `read` reads the reply. If `timeout` is above 0,
+  /// it replaces that of the call. What `encode` raises, the result raises.
+  template <class T>
+  PendingCall request(const std::function<Message::Method::Call()>& encode, typename Result<T>::Read read,
+                      Handler<T> handler, const Time::Elapsed& timeout) {
+    return begin(encode, reading<T>(read, std::move(handler)), timeout);
+  }
+  PendingCall begin(const std::function<Message::Method::Call()>& encode, ReplyHandler handler,
+                    const Time::Elapsed& timeout);
+  using Base::begin;
+
   /// Connection::expectCalls of the proxy's connection, without a lock once calls are answered.
   void expectCalls() const;
 
@@ -73,6 +106,7 @@ class HEVRA_EXPORT Proxy : public Base {
 
   std::string host_;
   mutable std::atomic<Internal::Host*> watched_{nullptr};
+  std::atomic<std::int64_t> timeout_{0};  // in nanoseconds
 };
 
 }  // namespace Object
