@@ -272,7 +272,7 @@ void Exchange::peerVanished(const std::string& uniqueName) {
   std::shared_ptr<Transaction> answered;
   {
     MutexLock lock(mutex_);
-    calls_.failThoseHeldBy(uniqueName, nullptr, "org.freedesktop.DBus.Error.NoReply",
+    calls_.failThoseHeldBy(uniqueName, "org.freedesktop.DBus.Error.NoReply",
                            "The service left the bus without replying");
     answered = calls_.takeToWake();
   }

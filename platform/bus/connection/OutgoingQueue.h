@@ -53,7 +53,7 @@ class OutgoingQueue {
   };
 
   void dropGivenUp(std::size_t count) noexcept;
-  void settle(Transaction& transaction, bool begun, bool whole, bool isLost, std::uint64_t settledAt) noexcept;
+  void settle(Transaction& transaction, bool begun, bool whole, bool isLost) noexcept;
 
   Calls& calls_;
   std::deque<Entry> messages_;

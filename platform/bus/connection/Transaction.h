@@ -45,7 +45,8 @@ struct Transaction {
   Host* host = nullptr;             // the reply of its owner counts; null if `owner` is fixed
   std::string owner;                // the unique name that the call went to; empty if not known yet
   std::vector<std::string> former;  // earlier owners of the name, which may have the call instead
-  std::uint64_t settledAt = 0;      // the first read that brings nothing older than the call; 0 before it leaves
+  std::uint64_t settledAt = 0;      // the moment from which nothing older than the call arrives; 0: not known yet
+  std::uint64_t question = 0;       // Owners' question whether a former owner, who has the call, is still on the bus
   std::optional<Message::Method::Return> reply;
   ReplyHandler handler;  // of a call that the connection itself has made; no thread waits for it
   ConditionVariable changed;
@@ -53,14 +54,16 @@ struct Transaction {
   std::shared_ptr<Transaction> nextToWake;  // in the list of Calls
 
   bool isOver() const noexcept { return state > State::SENT || (state == State::SENT && !replyExpected); }
+  /// Whether what arrives at this moment is surely newer than the call. Moments are counted in reads of a socket, and
+  /// on the in-process bus in the messages of this connection that the bus has routed.
+  bool isOlderThan(std::uint64_t moment) const noexcept { return settledAt != 0 && moment >= settledAt; }
   /// Whether a message from the connection `unique` can be the reply.
   bool mayBeAnsweredBy(std::string_view unique) const noexcept { return owner == unique || isFormerOwner(unique); }
   /// Whether only the connection `unique` can have the call.
   bool isHeldBy(std::string_view unique) const noexcept {
     return owner == unique || (owner.empty() && isFormerOwner(unique));
   }
-
- private:
+  /// Whether the connection `unique` has lost the name and may have got the call before.
   bool isFormerOwner(std::string_view unique) const noexcept {
     return std::find(former.begin(), former.end(), unique) != former.end();
   }

@@ -9,6 +9,7 @@
 #include <platform/bus/connection/Calls.h>
 #include <platform/bus/connection/MatchRule.h>
 #include <platform/bus/connection/OutgoingQueue.h>
+#include <platform/bus/connection/Owners.h>
 #include <platform/bus/connection/ReaderRole.h>
 
 namespace Quarnix::Bus::Internal {
@@ -82,7 +83,8 @@ using Result = OutgoingQueue::Result;
 
 /// A link that takes so many bytes at each write.
 struct ScriptedLink : Transport {
-  int descriptor() const noexcept override { return 0; }
+  int descriptor() const noexcept override { return isPushing ? -1 : 0; }
+  std::uint64_t routed() const noexcept override { return 5; }
   std::ptrdiff_t write(const Message::Frame*, std::size_t, std::size_t) noexcept override {
     if (duringWrite) duringWrite();
     const std::ptrdiff_t taken = takes.front();
@@ -92,6 +94,7 @@ struct ScriptedLink : Transport {
   bool read(std::vector<Received>&, std::string&) override { return false; }
   void shutdown() noexcept override {}
 
+  bool isPushing = false;
   std::deque<std::ptrdiff_t> takes;
   std::function<void()> duringWrite;
 };
@@ -147,6 +150,25 @@ TEST_F(ConnectionParts, LoseALinkDuringAWrite) {
   };
   EXPECT_EQ(write(), Result::EMPTY);
   EXPECT_TRUE(first->state == State::LOST && second->state == State::UNSENT);
+}
+
+// The service loses its name and takes it again before the writer is back: only the first call was routed by then.
+TEST_F(ConnectionParts, EndACallThatTheServiceHadBeforeItCameBack) {
+  Host host{nullptr, "com.example.Service"};
+  const auto held = push(), next = push();
+  for (const auto& call : {held, next}) {
+    call->host = &host;
+    call->owner = ":1.1";
+  }
+  script->isPushing = true;
+  script->takes = {20};
+  script->duringWrite = [&] {
+    EXPECT_TRUE(calls.changeOwner(host, ":1.1", "", 6, 1));
+    calls.setOwner(host, ":1.1", 6);
+  };
+  EXPECT_EQ(write(), Result::EMPTY);
+  calls.failThoseAsked(1, "test.Error", "");
+  EXPECT_TRUE(held->state == State::ANSWERED && next->state == State::SENT);
 }
 
 TEST_F(ConnectionParts, NumberCallsAroundZeroAndThoseInFlight) {
