@@ -106,31 +106,45 @@ void Calls::loseAll() noexcept {
   }
 }
 
-void Calls::setOwner(const Host& host, const std::string& owner) {
-  for (const auto& [serial, call] : waiting_)
-    if (call->request.host == &host && call->owner.empty()) call->owner = owner;
+void Calls::setOwner(const Host& host, const std::string& owner, std::uint64_t moment) {
+  for (const auto& [serial, call] : waiting_) {
+    if (call->request.host != &host || !call->owner.empty()) continue;
+    // A call that left before a former owner came back does not go to it anew: it has the call, or the bus answers it.
+    if (call->isFormerOwner(owner) && call->isOlderThan(moment)) continue;
+    call->owner = owner;
+    if (!owner.empty()) call->question = 0;
+  }
 }
 
-bool Calls::changeOwner(const Host& host, const std::string& before, const std::string& now, std::uint64_t reads) {
+bool Calls::changeOwner(const Host& host, const std::string& before, const std::string& now, std::uint64_t moment,
+                        std::uint64_t question) {
   bool isContested = false;
   for (const auto& [serial, call] : waiting_) {
     if (before.empty() || call->request.host != &host || call->owner != before) continue;
-    if (call->settledAt == 0 || reads < call->settledAt) {
-      call->former.push_back(std::exchange(call->owner, now));
-      isContested |= now.empty();
-    } else {
-      isContested = true;
-    }
+    const bool isHeld = call->isOlderThan(moment);
+    if (!isHeld) call->former.push_back(std::exchange(call->owner, now));
+    if (!isHeld && !now.empty()) continue;
+    call->question = question;
+    isContested = true;
   }
   return isContested;
 }
 
-void Calls::failThoseHeldBy(std::string_view unique, const Host* host, const char* errorName, const std::string& text) {
+template <class Condition>
+void Calls::failThose(const Condition& condition, const char* errorName, const std::string& text) {
   for (auto entry = waiting_.begin(); entry != waiting_.end();) {
     const std::shared_ptr<Transaction> call = entry->second;
     ++entry;  // answering erases the entry
-    if ((!host || call->request.host == host) && call->isHeldBy(unique)) answer(call, {errorName, text});
+    if (condition(*call)) answer(call, {errorName, text});
   }
+}
+
+void Calls::failThoseAsked(std::uint64_t question, const char* errorName, const std::string& text) {
+  failThose([question](const Transaction& call) { return call.question == question; }, errorName, text);
+}
+
+void Calls::failThoseHeldBy(std::string_view unique, const char* errorName, const std::string& text) {
+  failThose([unique](const Transaction& call) { return call.isHeldBy(unique); }, errorName, text);
 }
 
 void Calls::wake(std::shared_ptr<Transaction> answered) noexcept {

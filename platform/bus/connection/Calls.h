@@ -23,7 +23,8 @@ class ReaderRole;
 /// A reply counts only from the connection that has the call. That is the connection that owned the service's name when
 /// the bus routed the call. The bus tells of a change of owner with a signal, which may lie unread in the socket when
 /// the call leaves. So a change that arrives with the first reads after the call may be older than the call: then the
-/// old and the new owner may both answer. A later change means that the old owner has the call (`changeOwner`).
+/// old and the new owner may both answer. A later change means that the old owner has the call (`changeOwner`), even if
+/// it takes the name again. The in-process bus counts what it has routed, so there it is always known which came first.
 ///
 /// Threads: the connection's mutex guards it, and every caller holds it. `wake` wakes the waiting threads, when the
 /// mutex is free.
@@ -61,13 +62,17 @@ class Calls {
   /// window instead. It needs no memory, so it serves where the link is lost.
   void end(const std::shared_ptr<Transaction>& transaction, Transaction::State state) noexcept;
 
-  /// Gives the calls that left while the name had no owner to the first owner that the bus announces after them.
-  void setOwner(const Host& host, const std::string& owner);
-  /// The name went from `before` to `now`; `reads` is how many reads have begun. Returns true if it matters for some
-  /// call whether `before` is still on the bus.
-  bool changeOwner(const Host& host, const std::string& before, const std::string& now, std::uint64_t reads);
-  /// Ends the calls that only `unique` can have with this error: those to `host`, or to any host if it is null.
-  void failThoseHeldBy(std::string_view unique, const Host* host, const char* errorName, const std::string& text);
+  /// The name has this owner now. The calls that left while the name had no owner go to it. If it owned the name
+  /// before, only those do that may have left after its return. `moment` is as in `settledAt` of a transaction.
+  void setOwner(const Host& host, const std::string& owner, std::uint64_t moment);
+  /// The name went from `before` to `now`. Returns true if it matters for some call whether `before` is still on the
+  /// bus. Then ask the bus, and give the question this number.
+  bool changeOwner(const Host& host, const std::string& before, const std::string& now, std::uint64_t moment,
+                   std::uint64_t question);
+  /// The answer to the question is yes: ends the calls that wait for it with this error.
+  void failThoseAsked(std::uint64_t question, const char* errorName, const std::string& text);
+  /// Ends the calls that only `unique`, which has left the bus, can have.
+  void failThoseHeldBy(std::string_view unique, const char* errorName, const std::string& text);
 
   /// Takes the transactions whose threads must wake. Call `wake` when the mutex is free, or each thread would wake only
   /// to wait for the mutex.
@@ -75,6 +80,9 @@ class Calls {
   static void wake(std::shared_ptr<Transaction> answered) noexcept;
 
  private:
+  template <class Condition>
+  void failThose(const Condition& condition, const char* errorName, const std::string& text);
+
   ReaderRole& reader_;
   Window& window_;
   Counters& counters_;

@@ -89,7 +89,7 @@ bool Client::awaitOwner(const Host& host, const Time::Monotonic& deadline) {
   if (!readsAtOnce() || !host.isKnown) static_cast<void>(ask(driverCall("NameHasOwner", host.name), deadline));
   startListener();
   settle();
-  return wait.until(mutex_, host, link_, deadline);
+  return wait.until(mutex_, host, deadline);
 }
 
 std::uint64_t Client::generation(const Host& host) {

@@ -89,7 +89,7 @@ class Client : public Exchange {
   bool readsAtOnce() const HEVRA_REQUIRES(mutex_);
 
   Observers observers_ HEVRA_GUARDED_BY(mutex_);
-  Owners owners_ HEVRA_GUARDED_BY(mutex_){*this, calls_, reader_, observers_};
+  Owners owners_ HEVRA_GUARDED_BY(mutex_){*this, calls_, reader_, link_, observers_};
   ServedObjects objects_ HEVRA_GUARDED_BY(mutex_);
   OwnNames names_ HEVRA_GUARDED_BY(mutex_){*this, reports_};
   bool areCallsExpected_ HEVRA_GUARDED_BY(mutex_) = false;  // a peer has had a reason to call

@@ -122,7 +122,7 @@ void Exchange::leave(const std::shared_ptr<Transaction>& transaction) {
   const Host* const host = request.host;
   transaction->owner = host ? host->owner : request.message.getDestination();
   transaction->former.clear();
-  transaction->settledAt = 0;
+  transaction->settledAt = transaction->question = 0;
   transaction->serial = calls_.nextSerial();
   // A bus daemon adds the sender; the in-process bus passes the bytes on as they are.
   const Message::Base::Route route{request.path, host ? std::string_view(host->name) : std::string_view(),
@@ -453,7 +453,7 @@ void Exchange::peerVanished(const std::string& uniqueName) {
   std::shared_ptr<Transaction> answered;
   {
     MutexLock lock(mutex_);
-    calls_.failThoseHeldBy(uniqueName, nullptr, "org.freedesktop.DBus.Error.NoReply",
+    calls_.failThoseHeldBy(uniqueName, "org.freedesktop.DBus.Error.NoReply",
                            "The service left the bus without replying");
     answered = calls_.takeToWake();
   }

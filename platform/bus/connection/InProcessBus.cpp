@@ -2,6 +2,7 @@
 #include <platform/bus/connection/InProcessBus.h>
 
 #include <algorithm>
+#include <atomic>
 #include <cstring>
 
 #include <platform/bus/connection/Driver.h>
@@ -53,7 +54,7 @@ class InProcessBus::Link : public Transport {
     std::size_t written = 0;
     for (std::size_t i = 0; i < count; ++i) {
       try {
-        bus_.route(uniqueName_, frames[i]);
+        bus_.route(*this, frames[i]);
       } catch (const std::exception& error) {
         Log::printQuietly(Log::Priority::WARNING, "In-process bus: a message was dropped: %s", error.what());
       }
@@ -63,6 +64,10 @@ class InProcessBus::Link : public Transport {
   }
 
   bool read(std::vector<Received>&, std::string&) override { return true; }
+
+  std::uint64_t routed() const noexcept override { return routed_; }
+  /// The bus calls it with its mutex held, before it pushes anything on account of the message.
+  void countRouted() noexcept { ++routed_; }
 
   void shutdown() noexcept override {
     // Called with the client's mutex held, which comes after the bus's: leaving waits until the last user of the link
@@ -75,6 +80,7 @@ class InProcessBus::Link : public Transport {
 
  private:
   InProcessBus& bus_;
+  std::atomic<std::uint64_t> routed_{0};
   const unsigned forks_ = forkCount();
 };
 
@@ -120,10 +126,12 @@ void InProcessBus::detach(const std::string& uniqueName) {
   for (const auto& client : recipients) client->flushAnswers();
 }
 
-void InProcessBus::route(const std::string& sender, const Message::Frame& frame) {
+void InProcessBus::route(Link& from, const Message::Frame& frame) {
+  const std::string& sender = from.uniqueName();
   Recipients recipients;
   {
     MutexLock lock(mutex_);
+    from.countRouted();
     if (!members_.count(sender)) return;
     const Received message = received(frame);
     const std::string destination(message.text(Field::DESTINATION));

@@ -43,7 +43,7 @@ class InProcessBus {
   using Recipients = std::vector<std::shared_ptr<Exchange>>;
 
   void detach(const std::string& uniqueName) HEVRA_EXCLUDES(mutex_);
-  void route(const std::string& sender, const Message::Frame& frame) HEVRA_EXCLUDES(mutex_);
+  void route(Link& from, const Message::Frame& frame) HEVRA_EXCLUDES(mutex_);
 
   void broadcast(const std::string& sender, const Received& message, Recipients& recipients) HEVRA_REQUIRES(mutex_);
   bool handTo(const std::string& uniqueName, const Received& message, Recipients& recipients) HEVRA_REQUIRES(mutex_);

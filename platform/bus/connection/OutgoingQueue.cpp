@@ -29,13 +29,16 @@ OutgoingQueue::Result OutgoingQueue::write(Mutex& mutex, const std::shared_ptr<T
   while (result == Result::EMPTY && link && !messages_.empty()) {
     // These references are the writer's own: a loss of the link may empty the queue while the mutex is free.
     std::shared_ptr<Transport> transport = link;
+    const bool isPushed = transport->descriptor() < 0;
     Message::Frame frames[BATCH];
     std::shared_ptr<Transaction> transactions[BATCH];
     const std::size_t count = std::min(BATCH, messages_.size());
     for (std::size_t i = 0; i < count; ++i) {
       frames[i] = messages_[i].frame;
       transactions[i] = messages_[i].transaction;
-      if (transactions[i] && transactions[i]->state == State::QUEUED) transactions[i]->state = State::LEAVING;
+      if (!transactions[i]) continue;
+      if (transactions[i]->state == State::QUEUED) transactions[i]->state = State::LEAVING;
+      if (isPushed) transactions[i]->settledAt = transport->routed() + i + 1;
     }
     const std::size_t offset = written_;
     const std::uint64_t losses = losses_;
@@ -46,16 +49,17 @@ OutgoingQueue::Result OutgoingQueue::write(Mutex& mutex, const std::shared_ptr<T
     }
 
     const bool isLost = losses_ != losses;
-    // The in-process bus pushes messages in order. From a socket, the read under way and the one after it may still
-    // bring what was there before.
-    const std::uint64_t settledAt = transport->descriptor() < 0 ? reader.reads() : reader.reads() + 2;
     bytesSent_ += taken > 0 ? static_cast<std::uint64_t>(taken) : 0;
     std::size_t left = offset + (taken > 0 ? static_cast<std::size_t>(taken) : 0);
     std::size_t whole = 0;
     if (!isLost) written_ = 0;
     for (std::size_t i = 0; i < count; ++i) {
       const bool isWhole = left >= frames[i].size();
-      if (transactions[i]) settle(transactions[i], left > 0, isWhole, isLost, settledAt);
+      if (transactions[i]) {
+        settle(transactions[i], left > 0, isWhole, isLost);
+        // The read under way and the one after it may still bring what was in the socket before.
+        if (isWhole && !isPushed) transactions[i]->settledAt = reader.reads() + 2;
+      }
       const std::size_t size = frames[i].size();
       if (isWhole) ++whole;
       if (!isLost && isWhole) {
@@ -96,8 +100,7 @@ void OutgoingQueue::dropGivenUp(std::size_t count) noexcept {
 }
 
 /// Notes what became of a message that the transport had.
-void OutgoingQueue::settle(const std::shared_ptr<Transaction>& transaction, bool begun, bool whole, bool isLost,
-                           std::uint64_t settledAt) noexcept {
+void OutgoingQueue::settle(const std::shared_ptr<Transaction>& transaction, bool begun, bool whole, bool isLost) noexcept {
   if (transaction->state != State::LEAVING) return;  // its reply or its deadline has come first
   if (isLost) {
     calls_.end(transaction, begun ? State::LOST : State::UNSENT);
@@ -105,7 +108,6 @@ void OutgoingQueue::settle(const std::shared_ptr<Transaction>& transaction, bool
     transaction->state = State::QUEUED;
   } else if (whole && transaction->replyExpected) {
     transaction->state = State::SENT;
-    transaction->settledAt = settledAt;
   } else if (whole) {
     calls_.end(transaction, State::SENT);
   }

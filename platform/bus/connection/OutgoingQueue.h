@@ -55,8 +55,7 @@ class OutgoingQueue {
   };
 
   void dropGivenUp(std::size_t count) noexcept;
-  void settle(const std::shared_ptr<Transaction>& transaction, bool begun, bool whole, bool isLost,
-              std::uint64_t settledAt) noexcept;
+  void settle(const std::shared_ptr<Transaction>& transaction, bool begun, bool whole, bool isLost) noexcept;
 
   Calls& calls_;
   std::deque<Entry> messages_;

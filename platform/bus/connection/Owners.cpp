@@ -70,24 +70,30 @@ void Owners::learn(Host& host, const std::string& owner) {
   if (!host.owner.empty() && host.owner != owner) ++host.generation;
   host.isKnown = true;
   host.owner = owner;
-  calls_.setOwner(host, owner);
+  calls_.setOwner(host, owner, moment());
   if (!isNews) return;
   changed_.notifyAll();
   observers_.notify();
+}
+
+/// When the message arrived that is dealt with now, counted as in Transaction::settledAt.
+std::uint64_t Owners::moment() const noexcept {
+  return link_.isReadable() ? reader_.reads() : link_.transport()->routed();
 }
 
 void Owners::changed(const std::string& name, const std::string& before, const std::string& now) {
   const auto found = hosts_.find(name);
   if (found == hosts_.end()) return;
   learn(found->second, now);
-  if (!calls_.changeOwner(found->second, before, now, reader_.reads())) return;
+  const std::uint64_t question = ++questions_;
+  if (!calls_.changeOwner(found->second, before, now, moment(), question)) return;
   // If the old owner has left the bus, or the name had no owner when the call came, the bus itself answers the call
-  // before it answers this question. Otherwise the old owner has the call but not the name, and it may never reply.
-  bus_.post(driverCall("NameHasOwner", before), [this, name, before](const Return& reply) {
-    const auto host = hosts_.find(name);
-    if (host == hosts_.end() || host->second.owner == before || !answerOf<bool>(reply).value_or(true)) return;
-    calls_.failThoseHeldBy(before, &host->second, "org.freedesktop.DBus.Error.NameHasNoOwner",
-                           "The service gave up the name " + name + " during the call");
+  // before it answers this question. Otherwise the old owner has the call but not the name, and it may never reply,
+  // even if it takes the name again meanwhile.
+  bus_.post(driverCall("NameHasOwner", before), [this, name, question](const Return& reply) {
+    if (!answerOf<bool>(reply).value_or(true)) return;
+    calls_.failThoseAsked(question, "org.freedesktop.DBus.Error.NameHasNoOwner",
+                          "The service gave up the name " + name + " during the call");
   });
 }
 
@@ -104,9 +110,9 @@ void Owners::linkLost() noexcept {
   changed_.notifyAll();
 }
 
-bool Owners::Wait::until(Mutex& mutex, const Host& host, const Link& link, const Time::Monotonic& deadline) {
+bool Owners::Wait::until(Mutex& mutex, const Host& host, const Time::Monotonic& deadline) {
   // The owner of a unique name is known without the bus.
-  const auto isThere = [&] { return link.isUp() && !host.owner.empty(); };
+  const auto isThere = [&] { return owners_.link_.isUp() && !host.owner.empty(); };
   while (!isThere() && Time::Clock::get().wait(owners_.changed_, mutex, deadline)) {
   }
   return isThere();

@@ -47,14 +47,14 @@ class Owners {
     Wait& operator=(const Wait&) = delete;
 
     /// Waits until the link is up and the host has an owner. Returns false at the deadline.
-    bool until(Mutex& mutex, const Host& host, const Link& link, const Time::Monotonic& deadline) HEVRA_REQUIRES(mutex);
+    bool until(Mutex& mutex, const Host& host, const Time::Monotonic& deadline) HEVRA_REQUIRES(mutex);
 
    private:
     Owners& owners_;
   };
 
-  Owners(DriverQueue& bus, Calls& calls, const ReaderRole& reader, Observers& observers) noexcept
-      : bus_(bus), calls_(calls), reader_(reader), observers_(observers) {}
+  Owners(DriverQueue& bus, Calls& calls, const ReaderRole& reader, const Link& link, Observers& observers) noexcept
+      : bus_(bus), calls_(calls), reader_(reader), link_(link), observers_(observers) {}
 
   /// Adds a user of the name. The host stays until its last user has released it. Raises InvalidArgument for what is no
   /// bus name.
@@ -74,10 +74,12 @@ class Owners {
  private:
   void ask(Host& host);
   void learn(Host& host, const std::string& owner);
+  std::uint64_t moment() const noexcept;
 
   DriverQueue& bus_;
   Calls& calls_;
   const ReaderRole& reader_;
+  const Link& link_;
   Observers& observers_;
   std::map<std::string, Host, std::less<>> hosts_;
   std::uint64_t questions_ = 0;

@@ -61,6 +61,9 @@ struct Transaction {
   virtual bool waitsForLink() const noexcept { return false; }
 
   bool isOver() const noexcept { return state > State::SENT || (state == State::SENT && !replyExpected); }
+  /// Whether what arrives at this moment is surely newer than the call. Moments are counted in reads of a socket, and
+  /// on the in-process bus in the messages of this connection that the bus has routed.
+  bool isOlderThan(std::uint64_t moment) const noexcept { return settledAt != 0 && moment >= settledAt; }
   /// Whether a message from the connection `unique` can be the reply.
   bool mayBeAnsweredBy(std::string_view unique) const noexcept { return owner == unique || isFormerOwner(unique); }
   /// Whether only the connection `unique` can have the call.
@@ -77,7 +80,8 @@ struct Transaction {
   std::uint64_t turn = 0;           // its place in the order in which calls were made; 0 before
   std::string owner;                // the unique name that the call went to; empty if not known yet
   std::vector<std::string> former;  // earlier owners of the name, which may have the call instead
-  std::uint64_t settledAt = 0;      // the first read that brings nothing older than the call; 0 before it leaves
+  std::uint64_t settledAt = 0;      // the moment from which nothing older than the call arrives; 0: not known yet
+  std::uint64_t question = 0;       // Owners' question whether a former owner, who has the call, is still on the bus
   std::optional<Message::Method::Return> reply;
   std::exception_ptr error;
   ConditionVariable changed;
@@ -85,7 +89,7 @@ struct Transaction {
   std::shared_ptr<Transaction> nextToWake;    // in the list of Calls
   std::shared_ptr<Transaction> nextInWindow;  // in the list of Window
 
- private:
+  /// Whether the connection `unique` has lost the name and may have got the call before.
   bool isFormerOwner(std::string_view unique) const noexcept {
     return std::find(former.begin(), former.end(), unique) != former.end();
   }

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -43,6 +44,9 @@ class Transport {
   virtual bool read(std::vector<Received>& messages, std::string& reason) = 0;
   /// Whether the last read may have left something that was there already. Only the thread that reads asks.
   virtual bool isMoreThere() const noexcept { return false; }
+  /// How many messages the bus has routed from this link. Only a link that pushes knows it: what it pushes from now on
+  /// is newer than those messages. Asked while it pushes, or by the thread that writes.
+  virtual std::uint64_t routed() const noexcept { return 0; }
   /// Breaks the link and wakes whoever waits on the descriptor.
   virtual void shutdown() noexcept = 0;
 

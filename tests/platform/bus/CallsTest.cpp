@@ -2,6 +2,7 @@
 #include <future>
 #include <thread>
 
+#include <platform/bus/Trace.h>
 #include <tests/platform/bus/BothBuses.h>
 
 namespace Quarnix::Test {
@@ -211,6 +212,42 @@ TEST_P(Calls, FailAtOnceWhenTheServiceGoes) {
     }
     caller.join();
   }
+}
+
+/// Holds back the message "Hold", and all that is sent behind it.
+struct Holding : Bus::Trace {
+  void message(Direction direction, const Bus::Message::Any& message) override {
+    if (direction != Direction::OUT || std::string_view(message.getMember()) != "Hold") return;
+    held.open();
+    go.await();
+  }
+  Gate held, go;
+};
+
+// The connection cannot ask about the service before that has its name again. The call that is held back goes to the
+// same service, too, but after its return.
+TEST_P(Calls, FailWhenTheServiceTakesItsNameAgainAtOnce) {
+  Time::SimulatedClock clock;
+  const auto trace = Shared::make<Holding>();
+  Bus::Trace::set(trace);
+  Service server(open(), echoing);
+  const TestProxy proxy(open(), NAME);
+  TestObserver observer(proxy.getConnection(), {NAME});
+  observer.start();
+  observer.heard(2);
+  auto waiting = std::async(std::launch::async, [&] { return proxy.ask("Wait"); });
+  EXPECT_TRUE(server.calls.await(1));
+  EXPECT_EQ(proxy.ask("Echo", "so the first has left"), "so the first has left");
+  auto holding = std::async(std::launch::async, [&] { return proxy.ask("Hold", "held"); });
+  EXPECT_TRUE(trace->held.await());
+  server.getConnection()->releaseName(NAME);
+  observer.heard(1);
+  server.getConnection()->requestName(NAME);
+  observer.heard(1);
+  trace->go.open();
+  EXPECT_EQ(waiting.get(), error("NameHasNoOwner"));
+  EXPECT_EQ(holding.get(), "held");
+  Bus::Trace::set({});
 }
 
 // Nobody reads the caller's socket while the service moves, so that all of it is old news by the time of the call: the

@@ -9,6 +9,7 @@
 #include <platform/bus/connection/Calls.h>
 #include <platform/bus/connection/MatchRule.h>
 #include <platform/bus/connection/OutgoingQueue.h>
+#include <platform/bus/connection/Owners.h>
 #include <platform/bus/connection/ReaderRole.h>
 
 namespace Quarnix::Bus::Internal {
@@ -82,7 +83,8 @@ using Result = OutgoingQueue::Result;
 
 /// A link that takes so many bytes at each write.
 struct ScriptedLink : Transport {
-  int descriptor() const noexcept override { return 0; }
+  int descriptor() const noexcept override { return isPushing ? -1 : 0; }
+  std::uint64_t routed() const noexcept override { return 5; }
   std::ptrdiff_t write(const Message::Frame*, std::size_t, std::size_t) noexcept override {
     if (duringWrite) duringWrite();
     const std::ptrdiff_t taken = takes.front();
@@ -92,15 +94,16 @@ struct ScriptedLink : Transport {
   bool read(std::vector<Received>&, std::string&) override { return false; }
   void shutdown() noexcept override {}
 
+  bool isPushing = false;
   std::deque<std::ptrdiff_t> takes;
   std::function<void()> duringWrite;
 };
 
 struct ConnectionParts : testing::Test {
-  std::shared_ptr<Transaction> push() {
-    auto made = std::make_shared<Transaction>();
+  std::shared_ptr<Transaction> push(Host* host = nullptr) {
+    auto made = std::make_shared<Transaction>(Request{call, &call, {}, host});
     made->serial = calls.nextSerial();
-    made->replyExpected = true;
+    made->state = State::QUEUED;
     calls.add(made);
     outgoing.push({Message::Storage(10), 0, 10}, made);
     return made;
@@ -112,7 +115,10 @@ struct ConnectionParts : testing::Test {
 
   Mutex mutex;
   ReaderRole reader;
-  Calls calls{reader};
+  Window window;
+  Counters counters;
+  Calls calls{reader, window, counters};
+  Message::Method::Call call;
   OutgoingQueue outgoing{calls};
   std::shared_ptr<ScriptedLink> script = std::make_shared<ScriptedLink>();
   std::shared_ptr<Transport> link = script;
@@ -149,14 +155,53 @@ TEST_F(ConnectionParts, LoseALinkDuringAWrite) {
   EXPECT_TRUE(first->state == State::LOST && second->state == State::UNSENT);
 }
 
+// The service loses its name and takes it again before the writer is back: only the first call was routed by then.
+TEST_F(ConnectionParts, EndACallThatTheServiceHadBeforeItCameBack) {
+  Host host{nullptr, "com.example.Service"};
+  const auto held = push(&host), next = push(&host);
+  held->owner = next->owner = ":1.1";
+  script->isPushing = true;
+  script->takes = {20};
+  script->duringWrite = [&] {
+    EXPECT_TRUE(calls.changeOwner(host, ":1.1", "", 6, 1));
+    calls.setOwner(host, ":1.1", 6);
+  };
+  EXPECT_EQ(write(), Result::EMPTY);
+  calls.failThoseAsked(1, "test.Error", "");
+  EXPECT_TRUE(held->state == State::ANSWERED && next->state == State::SENT);
+}
+
 TEST_F(ConnectionParts, NumberCallsAroundZeroAndThoseInFlight) {
-  Calls old(reader, 0xfffffffe);
-  const auto call = push();
+  Calls old(reader, window, counters, 0xfffffffe);
+  const auto one = push();
   for (const std::uint32_t serial : {0xffffffffU, 1U, 3U}) {
     EXPECT_EQ(old.nextSerial(), serial);
-    call->serial = serial == 1 ? 2 : serial;
-    old.add(call);
+    one->serial = serial == 1 ? 2 : serial;
+    old.add(one);
   }
+}
+
+// A call that comes back because its link was lost stands where it stood.
+TEST_F(ConnectionParts, KeepCallsThatWaitInTheOrderOfTheirTurns) {
+  const auto made = [&](std::uint64_t turn) {
+    auto waiting = std::make_shared<Transaction>(Request{call, &call});
+    waiting->turn = turn;
+    return waiting;
+  };
+  const auto third = made(3), fifth = made(5);
+  for (const auto& waiting : {third, made(4), fifth, made(1), made(2)}) window.wait(waiting);
+  window.remove(*fifth);
+  window.remove(*third);
+  window.wait(made(6));
+  window.setSize(1);
+  std::vector<std::uint64_t> turns;
+  while (const auto next = window.takeNext()) turns.push_back(next->turn);
+  EXPECT_EQ(turns, (std::vector<std::uint64_t>{1, 2, 4, 6}));
+  window.wait(made(7));
+  window.enter();
+  EXPECT_EQ(window.takeNext(), nullptr);
+  window.leave();
+  EXPECT_EQ(window.takeNext()->turn, 7U);
 }
 
 }  // namespace
