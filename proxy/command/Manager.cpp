@@ -104,37 +104,68 @@ void Manager::requireSameProcess() const {
 
 bool Manager::isSameProcess() const noexcept { return usedIn_ == NEVER || usedIn_ == forkCount(); }
 
-Bus::Message::Method::Call Manager::callOf(const char* member) const {
-  Bus::Message::Method::Call call;
+Manager::Call Manager::callOf(const char* member) const {
+  Call call;
   call.setInterface(interfaceName.c_str());
   call.setMember(member);
+  call.setTimeout(timeoutOr(Call::DEFAULT_TIMEOUT));
   return call;
 }
 
-void Manager::request(Bus::Message::Method::Call& call) const {
-  requireSameProcess();
-  const Bus::Message::SendReturn reply = send(call);
+void Manager::requireSuccess(const Bus::Message::SendReturn& reply) {
   if (reply->isException()) throw Bus::Message::Method::Return(*reply);
+}
+
+void Manager::finish(Call call) const { requireSuccess(send(call)); }
+
+Bus::PendingCall Manager::finishAsync(const std::function<Call()>& encode, Bus::Handler<void> handler,
+                                      const Time::Elapsed& timeout) {
+  requireSameProcess();
+  return Bus::Object::Proxy::request<void>(encode, &requireSuccess, std::move(handler), timeout);
 }
 
 // The three operations share one member. The service tells them apart by their signatures.
 
 void Manager::cancel() {
-  Bus::Message::Method::Call call = callOf("cancel");
-  request(call);
+  requireSameProcess();
+  finish(callOf("cancel"));
+}
+
+Bus::PendingCall Manager::cancelAsync(Bus::Handler<void> handler, const Time::Elapsed& timeout) {
+  return finishAsync([&] { return callOf("cancel"); }, std::move(handler), timeout);
+}
+
+Manager::Call Manager::cancelCall(const std::string& key) const {
+  Bus::Message::require(Bus::Message::checkText(key), "key to cancel", key);
+  Call call = callOf("cancel");
+  call.begin().append(key);
+  return call;
 }
 
 void Manager::cancel(const std::string& key) {
-  Bus::Message::require(Bus::Message::checkText(key), "key to cancel", key);
-  Bus::Message::Method::Call call = callOf("cancel");
-  call.begin().append(key);
-  request(call);
+  requireSameProcess();
+  finish(cancelCall(key));
+}
+
+Bus::PendingCall Manager::cancelAsync(const std::string& key, Bus::Handler<void> handler,
+                                      const Time::Elapsed& timeout) {
+  return finishAsync([&] { return cancelCall(key); }, std::move(handler), timeout);
+}
+
+Manager::Call Manager::cancelCall(const HomeAutomation::Command::Priority& priority) const {
+  Call call = callOf("cancel");
+  call.begin().append(priority.getValue());
+  return call;
 }
 
 void Manager::cancel(const HomeAutomation::Command::Priority& priority) {
-  Bus::Message::Method::Call call = callOf("cancel");
-  call.begin().append(priority.getValue());
-  request(call);
+  requireSameProcess();
+  finish(cancelCall(priority));
+}
+
+Bus::PendingCall Manager::cancelAsync(const HomeAutomation::Command::Priority& priority, Bus::Handler<void> handler,
+                                      const Time::Elapsed& timeout) {
+  return finishAsync([&] { return cancelCall(priority); }, std::move(handler), timeout);
 }
 
 void Manager::signal(const Bus::Message::Signal& signal) {

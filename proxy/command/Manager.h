@@ -4,11 +4,14 @@
 #include <atomic>
 #include <climits>
 #include <cstdint>
+#include <functional>
+#include <future>
 #include <list>
 #include <map>
 #include <memory>
 #include <mutex>
 #include <string>
+#include <utility>
 
 #include <platform/bus/object/Proxy.h>
 #include <platform/core/Event.h>
@@ -88,6 +91,45 @@ class HEVRA_EXPORT Manager : public virtual Bus::Object::Proxy,
               const HomeAutomation::Container<Hevra::Command>& commands,
               const Shared::Pointer<OutcomeObserver>& observer);
 
+  /// Begin the operations of the same names and return at once, after the first walk over the commands. With a handler,
+  /// the handler runs once on the proxy's task, and the handle that is returned gives the call up; without one, you get
+  /// a future. Both raise what the synchronous operation raises. A `timeout` above 0 counts for this call. If you give
+  /// up a `submitAsync`, or stop the manager before its end, the observer may hear TIMED_OUT instead of SERVICE_LOST.
+  /// See Bus::Object::Proxy::sendAsync.
+  Bus::PendingCall addAsync(const Shared::Pointer<Interface::Command::Originator>& client, const Group& group,
+                            const HomeAutomation::Container<Hevra::Command>& commands, Bus::Handler<void> handler,
+                            const Time::Elapsed& timeout = {});
+  Bus::PendingCall submitAsync(const Shared::Pointer<Interface::Command::Originator>& client, const Group& group,
+                               const HomeAutomation::Container<Hevra::Command>& commands,
+                               const Shared::Pointer<OutcomeObserver>& observer, Bus::Handler<void> handler,
+                               const Time::Elapsed& timeout = {});
+  Bus::PendingCall cancelAsync(Bus::Handler<void> handler, const Time::Elapsed& timeout = {});
+  Bus::PendingCall cancelAsync(const std::string& key, Bus::Handler<void> handler, const Time::Elapsed& timeout = {});
+  Bus::PendingCall cancelAsync(const HomeAutomation::Command::Priority& priority, Bus::Handler<void> handler,
+                               const Time::Elapsed& timeout = {});
+
+  std::future<void> addAsync(const Shared::Pointer<Interface::Command::Originator>& client, const Group& group,
+                             const HomeAutomation::Container<Hevra::Command>& commands,
+                             const Time::Elapsed& timeout = {}) {
+    return Bus::futureOf<void>(
+        [&](auto handler) { addAsync(client, group, commands, std::move(handler), timeout); });
+  }
+  std::future<void> submitAsync(const Shared::Pointer<Interface::Command::Originator>& client, const Group& group,
+                                const HomeAutomation::Container<Hevra::Command>& commands,
+                                const Shared::Pointer<OutcomeObserver>& observer, const Time::Elapsed& timeout = {}) {
+    return Bus::futureOf<void>(
+        [&](auto handler) { submitAsync(client, group, commands, observer, std::move(handler), timeout); });
+  }
+  std::future<void> cancelAsync(const Time::Elapsed& timeout = {}) {
+    return Bus::futureOf<void>([&](auto handler) { cancelAsync(std::move(handler), timeout); });
+  }
+  std::future<void> cancelAsync(const std::string& key, const Time::Elapsed& timeout = {}) {
+    return Bus::futureOf<void>([&](auto handler) { cancelAsync(key, std::move(handler), timeout); });
+  }
+  std::future<void> cancelAsync(const HomeAutomation::Command::Priority& priority, const Time::Elapsed& timeout = {}) {
+    return Bus::futureOf<void>([&](auto handler) { cancelAsync(priority, std::move(handler), timeout); });
+  }
+
   /// Takes reports only from the owner of the service's bus name. Others get the error
   /// "org.freedesktop.DBus.Error.AccessDenied", which is logged at most once a second. If you do not call this, anybody
   /// may report whom the bus lets through. Call it before the first `start`.
@@ -164,12 +206,20 @@ class HEVRA_EXPORT Manager : public virtual Bus::Object::Proxy,
   static std::string keyOf(const Group& group, const Hevra::Command& command);
   void requireSameProcess() const;
   bool isSameProcess() const noexcept;
-  Bus::Message::Method::Call callOf(const char* member) const;
-  void request(Bus::Message::Method::Call& call) const;
-
-  Bus::Message::SendReturn transmit(const Shared::Pointer<Interface::Command::Originator>& client, const Group& group,
-                                    const HomeAutomation::Container<Hevra::Command>& commands,
-                                    const std::shared_ptr<Submission>& submission);
+  using Call = Bus::Message::Method::Call;
+  Call callOf(const char* member) const;
+  Call cancelCall(const std::string& key) const;
+  Call cancelCall(const HomeAutomation::Command::Priority& priority) const;
+  Call addCall(const Shared::Pointer<Interface::Command::Originator>& client, const Group& group,
+               const HomeAutomation::Container<Hevra::Command>& commands,
+               const std::shared_ptr<Submission>& submission);
+  Call submitCall(const Shared::Pointer<Interface::Command::Originator>& client, const Group& group,
+                  const HomeAutomation::Container<Hevra::Command>& commands,
+                  const std::shared_ptr<Submission>& submission);
+  static void requireSuccess(const Bus::Message::SendReturn& reply);
+  void finish(Call call) const;
+  Bus::PendingCall finishAsync(const std::function<Call()>& encode, Bus::Handler<void> handler,
+                               const Time::Elapsed& timeout);
   void arm(const Shared::Pointer<Interface::Command::Originator>& client, const std::string& key, Watches watches);
   void waitAnew(const std::string& key, const Hevra::Command& command);
   void timeout(Timer& timer);
@@ -180,6 +230,7 @@ class HEVRA_EXPORT Manager : public virtual Bus::Object::Proxy,
   // These tell observers how commands end.
   Presence* presence();
   void observePresence();
+  void conclude(Submission& submission, std::uint64_t before, const Bus::Reply& reply);
   void accept(Submission& submission, std::uint64_t generation);
   void giveUp(const Submission& submission, const Outcome& outcome);
   void serviceChanged();

@@ -11,12 +11,27 @@ namespace {
 
 constexpr unsigned int FIRST_REPORT_SECONDS = 60;
 
+/// Sends the call and waits for what comes of it.
+Bus::Reply replyTo(const Bus::Object::Proxy& proxy, Bus::Message::Method::Call& call) {
+  try {
+    return Bus::Reply(proxy.send(call));
+  } catch (const std::exception&) {
+    return Bus::Reply(std::current_exception());
+  }
+}
+
 }  // namespace
 
 void Manager::add(const Shared::Pointer<Interface::Command::Originator>& client, const Group& group,
                   const HomeAutomation::Container<Hevra::Command>& commands) {
-  const Bus::Message::SendReturn reply = transmit(client, group, commands, nullptr);
-  if (reply->isException()) throw Bus::Message::Method::Return(*reply);
+  requireSameProcess();
+  finish(addCall(client, group, commands, nullptr));
+}
+
+Bus::PendingCall Manager::addAsync(const Shared::Pointer<Interface::Command::Originator>& client, const Group& group,
+                                   const HomeAutomation::Container<Hevra::Command>& commands,
+                                   Bus::Handler<void> handler, const Time::Elapsed& timeout) {
+  return finishAsync([&] { return addCall(client, group, commands, nullptr); }, std::move(handler), timeout);
 }
 
 void Manager::submit(const Shared::Pointer<Interface::Command::Originator>& client, const Group& group,
@@ -28,21 +43,44 @@ void Manager::submit(const Shared::Pointer<Interface::Command::Originator>& clie
   observePresence();
   const std::uint64_t before = getGeneration();
   const auto submission = std::make_shared<Submission>(Submission{observer, group});
+  Call call = submitCall(client, group, commands, submission);
+  const Bus::Reply reply = replyTo(*this, call);
+  conclude(*submission, before, reply);
+  requireSuccess(reply.get());
+}
+
+Bus::PendingCall Manager::submitAsync(const Shared::Pointer<Interface::Command::Originator>& client,
+                                      const Group& group, const HomeAutomation::Container<Hevra::Command>& commands,
+                                      const Shared::Pointer<OutcomeObserver>& observer, Bus::Handler<void> handler,
+                                      const Time::Elapsed& timeout) {
+  requireSameProcess();
+  commands.reset();
+  if (!observer) return addAsync(client, group, commands, std::move(handler), timeout);
+  const auto submission = std::make_shared<Submission>(Submission{observer, group});
+  const auto before = std::make_shared<std::uint64_t>(0);  // the generation, once the call is made
+  const auto encode = [&] {
+    observePresence();
+    const std::uint64_t now = getGeneration();
+    Call call = submitCall(client, group, commands, submission);
+    *before = now;
+    return call;
+  };
+  const auto read = Bus::reading<void>(&requireSuccess, std::move(handler));
+  return begin(
+      encode,
+      [this, submission, before, read](const Bus::Reply& reply) {
+        if (*before != 0) conclude(*submission, *before, reply);
+        read(reply);
+      },
+      timeout);
+}
+
+/// Tells the observer at once if the service does not get the commands.
+Manager::Call Manager::submitCall(const Shared::Pointer<Interface::Command::Originator>& client, const Group& group,
+                                  const HomeAutomation::Container<Hevra::Command>& commands,
+                                  const std::shared_ptr<Submission>& submission) {
   try {
-    const Bus::Message::SendReturn reply = transmit(client, group, commands, submission);
-    if (!reply->isException()) return accept(*submission, getGenerationOf(reply->getSender()));
-    throw Bus::Message::Method::Return(*reply);
-  } catch (const Bus::Message::Method::Return& error) {
-    const std::string name = error.getErrorName();
-    if (name == "org.freedesktop.DBus.Error.NoReply") {
-      accept(*submission, before);  // the service may have it
-    } else {
-      const bool lost =
-          name == "org.freedesktop.DBus.Error.Disconnected" || name == "org.freedesktop.DBus.Error.NameHasNoOwner";
-      giveUp(*submission,
-             {lost ? Outcome::Kind::SERVICE_LOST : Outcome::Kind::REFUSED, {}, name + ": " + error.getErrorText()});
-    }
-    throw;
+    return addCall(client, group, commands, submission);
   } catch (const std::exception& error) {
     giveUp(*submission, {Outcome::Kind::REFUSED, {}, error.what()});
     throw;
@@ -52,11 +90,25 @@ void Manager::submit(const Shared::Pointer<Interface::Command::Originator>& clie
   }
 }
 
-Bus::Message::SendReturn Manager::transmit(const Shared::Pointer<Interface::Command::Originator>& client,
-                                           const Group& group,
-                                           const HomeAutomation::Container<Hevra::Command>& commands,
-                                           const std::shared_ptr<Submission>& submission) {
-  requireSameProcess();
+/// Notes what the answer to the call means for the commands. `before`: the generation when the call was made.
+void Manager::conclude(Submission& submission, std::uint64_t before, const Bus::Reply& reply) {
+  try {
+    const Bus::Message::SendReturn& answer = reply.get();
+    if (!answer->isException()) return accept(submission, getGenerationOf(answer->getSender()));
+    const std::string name = answer->getErrorName();
+    if (name == "org.freedesktop.DBus.Error.NoReply") return accept(submission, before);  // the service may have it
+    const bool lost =
+        name == "org.freedesktop.DBus.Error.Disconnected" || name == "org.freedesktop.DBus.Error.NameHasNoOwner";
+    giveUp(submission,
+           {lost ? Outcome::Kind::SERVICE_LOST : Outcome::Kind::REFUSED, {}, name + ": " + answer->getErrorText()});
+  } catch (const std::exception& error) {
+    giveUp(submission, {Outcome::Kind::REFUSED, {}, error.what()});
+  }
+}
+
+Manager::Call Manager::addCall(const Shared::Pointer<Interface::Command::Originator>& client, const Group& group,
+                               const HomeAutomation::Container<Hevra::Command>& commands,
+                               const std::shared_ptr<Submission>& submission) {
   Hearing nothing = Hearing::NOTHING;
   if ((client || submission) && hearing_.compare_exchange_strong(nothing, Hearing::NOTHING_AS_LOGGED)) {
     Log::printQuietly(
@@ -67,7 +119,7 @@ Bus::Message::SendReturn Manager::transmit(const Shared::Pointer<Interface::Comm
   Event::reserve();
   Outcomes::get();
 
-  Bus::Message::Method::Call call = callOf("add");
+  Call call = callOf("add");
   Bus::Message::Iterator arguments = call.begin();
 
   // A report may come before `send` returns, so every command is known before the call leaves.
@@ -88,7 +140,7 @@ Bus::Message::SendReturn Manager::transmit(const Shared::Pointer<Interface::Comm
 
   // Even if the manager is not started, the service now knows where to report.
   expectCalls();
-  return send(call);
+  return call;
 }
 
 void Manager::arm(const Shared::Pointer<Interface::Command::Originator>& client, const std::string& key,

@@ -15,15 +15,32 @@ Manager::Manager() {
 
 Manager::~Manager() = default;
 
-bool Manager::hardReset() {
+Bus::Message::Method::Call Manager::resetCall() const {
   Bus::Message::Method::Call call;
   call.setInterface(interfaceName.c_str());
   call.setMember("hardreset");
-  const Bus::Message::SendReturn reply = send(call);
+  call.setTimeout(timeoutOr(Bus::Message::Method::Call::DEFAULT_TIMEOUT));
+  return call;
+}
+
+namespace {
+
+bool readReset(const Bus::Message::SendReturn& reply) {
   if (reply->isException()) throw Bus::Message::Method::Return(*reply);
   bool done = false;
   reply->begin().get(done);
   return done;
+}
+
+}  // namespace
+
+bool Manager::hardReset() {
+  Bus::Message::Method::Call call = resetCall();
+  return readReset(send(call));
+}
+
+Bus::PendingCall Manager::hardResetAsync(Bus::Handler<bool> handler, const Time::Elapsed& timeout) {
+  return request<bool>([&] { return resetCall(); }, readReset, std::move(handler), timeout);
 }
 
 }  // namespace Quarnix::Hevra::Proxy::DaughterBoard

@@ -27,7 +27,7 @@ Bus::Message::Method::Call Manager::callOf(const char* member) const {
   Bus::Message::Method::Call call;
   call.setInterface(interfaceName.c_str());
   call.setMember(member);
-  call.setTimeout(REPLY_TIMEOUT);
+  call.setTimeout(timeoutOr(REPLY_TIMEOUT));
   return call;
 }
 

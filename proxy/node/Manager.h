@@ -1,7 +1,9 @@
 // Stands for the stack service's node manager.
 #pragma once
 
+#include <future>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include <platform/bus/object/Proxy.h>
@@ -24,7 +26,13 @@ namespace Quarnix::Hevra::Proxy::Node {
 /// notification may run when the derived part of the object is gone.
 ///
 /// You can call without `start`. Notifications come only between `start` and `stop`, also from a service that was
-/// started again. Each call waits at most 20 seconds for its reply. A failure on the way is an error reply too.
+/// started again. Each call waits at most 20 seconds for its reply, unless `setTimeout` says otherwise. A failure on the
+/// way is an error reply too.
+///
+/// Each operation that ends in `Async` begins the operation of the same name and returns at once. With a handler, the
+/// handler runs once on the proxy's task, and the handle that is returned gives the call up; without one, you get a
+/// future. Both return what the synchronous operation returns and raise what it raises. A `timeout` above 0 counts for
+/// this call. See Bus::Object::Proxy::sendAsync.
 /// Threads: every operation from any thread, also from the notifications. Nothing is locked. `modified` and
 /// `linkModified` run on the proxy's task, one at a time. An exception that leaves them is logged. Errors: those that
 /// are named here, and the bus's errors for what cannot be sent. Keys: from the first manager on, traces hide the keys
@@ -78,6 +86,52 @@ class HEVRA_EXPORT Manager : public Bus::Object::Proxy, public Interface::Node::
   /// Bus::Message::Method::Return.
   std::string getNodeLinkId(unsigned int address, NodeLinkType type) override;
 
+  using Nodes = std::vector<Shared::Pointer<Hevra::Node>>;
+  Bus::PendingCall getNodesAsync(Bus::Handler<Nodes> handler, const Time::Elapsed& timeout = {});
+  Bus::PendingCall getNodesAsync(const NodeClass& nodeClass, Bus::Handler<Nodes> handler,
+                                 const Time::Elapsed& timeout = {});
+  Bus::PendingCall getNodesAsync(const NodeClass& nodeClass, unsigned short nodeType, Bus::Handler<Nodes> handler,
+                                 const Time::Elapsed& timeout = {});
+  Bus::PendingCall modifyAsync(const Hevra::Node& node, NodeAction action, Bus::Handler<bool> handler,
+                               const Time::Elapsed& timeout = {});
+  Bus::PendingCall modifyAsync(const NodeLink& link, NodeAction action, Bus::Handler<bool> handler,
+                               const Time::Elapsed& timeout = {});
+  Bus::PendingCall changeStackNodeKeyAsync(unsigned int address, const unsigned char* key, Bus::Handler<void> handler,
+                                           const Time::Elapsed& timeout = {});
+  Bus::PendingCall deleteNodesAsync(unsigned int address, Bus::Handler<void> handler,
+                                    const Time::Elapsed& timeout = {});
+  Bus::PendingCall getNodeLinkIdAsync(unsigned int address, NodeLinkType type, Bus::Handler<std::string> handler,
+                                      const Time::Elapsed& timeout = {});
+
+  std::future<Nodes> getNodesAsync(const Time::Elapsed& timeout = {}) {
+    return Bus::futureOf<Nodes>([&](auto handler) { getNodesAsync(std::move(handler), timeout); });
+  }
+  std::future<Nodes> getNodesAsync(const NodeClass& nodeClass, const Time::Elapsed& timeout = {}) {
+    return Bus::futureOf<Nodes>([&](auto handler) { getNodesAsync(nodeClass, std::move(handler), timeout); });
+  }
+  std::future<Nodes> getNodesAsync(const NodeClass& nodeClass, unsigned short nodeType,
+                                   const Time::Elapsed& timeout = {}) {
+    return Bus::futureOf<Nodes>([&](auto handler) { getNodesAsync(nodeClass, nodeType, std::move(handler), timeout); });
+  }
+  std::future<bool> modifyAsync(const Hevra::Node& node, NodeAction action, const Time::Elapsed& timeout = {}) {
+    return Bus::futureOf<bool>([&](auto handler) { modifyAsync(node, action, std::move(handler), timeout); });
+  }
+  std::future<bool> modifyAsync(const NodeLink& link, NodeAction action, const Time::Elapsed& timeout = {}) {
+    return Bus::futureOf<bool>([&](auto handler) { modifyAsync(link, action, std::move(handler), timeout); });
+  }
+  std::future<void> changeStackNodeKeyAsync(unsigned int address, const unsigned char* key,
+                                            const Time::Elapsed& timeout = {}) {
+    return Bus::futureOf<void>([&](auto handler) { changeStackNodeKeyAsync(address, key, std::move(handler), timeout); });
+  }
+  std::future<void> deleteNodesAsync(unsigned int address, const Time::Elapsed& timeout = {}) {
+    return Bus::futureOf<void>([&](auto handler) { deleteNodesAsync(address, std::move(handler), timeout); });
+  }
+  std::future<std::string> getNodeLinkIdAsync(unsigned int address, NodeLinkType type,
+                                              const Time::Elapsed& timeout = {}) {
+    return Bus::futureOf<std::string>(
+        [&](auto handler) { getNodeLinkIdAsync(address, type, std::move(handler), timeout); });
+  }
+
   /// Reads the nodes of a reply, whose arguments are containers of node records. Raises BadSignatureOnBus if an element
   /// is none of the four records, and Bus::NotAContainer if an argument is no container.
   static std::vector<Shared::Pointer<Hevra::Node>> parseBusReply(const Bus::Message::SendReturn& reply);
@@ -88,7 +142,16 @@ class HEVRA_EXPORT Manager : public Bus::Object::Proxy, public Interface::Node::
   void signal(const Bus::Message::Signal& signal) override;
 
  private:
-  Bus::Message::Method::Call callOf(const char* member) const;
+  using Call = Bus::Message::Method::Call;
+  Call callOf(const char* member) const;
+  // The calls of the operations.
+  Call nodesCall(const NodeClass& nodeClass) const;
+  Call nodesCall(const NodeClass& nodeClass, unsigned short nodeType) const;
+  Call modifyCall(const Hevra::Node& node, NodeAction action) const;
+  Call modifyCall(const NodeLink& link, NodeAction action) const;
+  Call changeKeyCall(unsigned int address, const unsigned char* key) const;
+  Call deleteCall(unsigned int address) const;
+  Call linkIdCall(unsigned int address, NodeLinkType type) const;
   /// Each reads its signal and calls the notification, or logs that the signature is wrong.
   void modifiedHandler(const Bus::Message::Signal& signal);
   void linkModifiedHandler(const Bus::Message::Signal& signal);

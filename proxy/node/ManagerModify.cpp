@@ -46,14 +46,7 @@ bool readAnswer(const Bus::Message::SendReturn& reply, T& value) {
   return true;
 }
 
-}  // namespace
-
-bool Manager::modify(const Hevra::Node& node, NodeAction action) {
-  Bus::Message::Method::Call call = callOf("modify");
-  Bus::Message::Iterator arguments = call.begin();
-  appendNode(arguments, node);
-  arguments.append(static_cast<std::int32_t>(action));
-  const Bus::Message::SendReturn reply = send(call);
+bool readModified(const Bus::Message::SendReturn& reply) {
   bool done = false;
   if (!readAnswer(reply, done)) {
     Log::Logger::get()->print(Log::Priority::WARNING,
@@ -63,12 +56,7 @@ bool Manager::modify(const Hevra::Node& node, NodeAction action) {
   return done;
 }
 
-bool Manager::modify(const NodeLink& link, NodeAction action) {
-  Bus::Message::Method::Call call = callOf("modifyLink");
-  Bus::Message::Iterator arguments = call.begin();
-  Bus::Type::StructWrapper<NodeLink>().serialize(arguments, link);
-  arguments.append(static_cast<std::int32_t>(action));
-  const Bus::Message::SendReturn reply = send(call);
+bool readLinkModified(const Bus::Message::SendReturn& reply) {
   bool done = false;
   if (!readAnswer(reply, done)) {
     Log::Logger::get()->print(Log::Priority::WARNING,
@@ -78,29 +66,7 @@ bool Manager::modify(const NodeLink& link, NodeAction action) {
   return done;
 }
 
-void Manager::changeStackNodeKey(const unsigned int& address, const unsigned char* key) {
-  if (StackNode::isKeyEmpty(key)) throw EmptyKeySet({});
-  Bus::Message::Method::Call call = callOf("changekey");
-  Bus::Message::Iterator arguments = call.begin();
-  arguments.append(address);
-  StackNode::Key block;
-  std::copy_n(key, block.size(), block.begin());
-  Bus::Type::FixedSequenceContainerWrapper<unsigned char, Bus::Type::Wrapper, std::tuple_size_v<StackNode::Key>>()
-      .serialize(arguments, block);
-  send(call);
-}
-
-void Manager::deleteNodes(const unsigned int& address) {
-  Bus::Message::Method::Call call = callOf("removeChildrenNodes");
-  call.begin().append(address);
-  send(call);
-}
-
-std::string Manager::getNodeLinkId(unsigned int address, NodeLinkType type) {
-  Bus::Message::Method::Call call = callOf("getNodeLink");
-  // The type is unsigned here, and signed in the record of a link.
-  call.begin().append(address, static_cast<std::uint32_t>(type));
-  const Bus::Message::SendReturn reply = send(call);
+std::string readLinkId(const Bus::Message::SendReturn& reply) {
   std::string linkId;
   if (!readAnswer(reply, linkId)) {
     Log::Logger::get()->print(
@@ -109,6 +75,101 @@ std::string Manager::getNodeLinkId(unsigned int address, NodeLinkType type) {
         reply->getSignature());
   }
   return linkId;
+}
+
+void ignore(const Bus::Message::SendReturn&) {}
+
+}  // namespace
+
+Manager::Call Manager::modifyCall(const Hevra::Node& node, NodeAction action) const {
+  Call call = callOf("modify");
+  Bus::Message::Iterator arguments = call.begin();
+  appendNode(arguments, node);
+  arguments.append(static_cast<std::int32_t>(action));
+  return call;
+}
+
+bool Manager::modify(const Hevra::Node& node, NodeAction action) {
+  Call call = modifyCall(node, action);
+  return readModified(send(call));
+}
+
+Bus::PendingCall Manager::modifyAsync(const Hevra::Node& node, NodeAction action, Bus::Handler<bool> handler,
+                                      const Time::Elapsed& timeout) {
+  return request<bool>([&] { return modifyCall(node, action); }, readModified, std::move(handler), timeout);
+}
+
+Manager::Call Manager::modifyCall(const NodeLink& link, NodeAction action) const {
+  Call call = callOf("modifyLink");
+  Bus::Message::Iterator arguments = call.begin();
+  Bus::Type::StructWrapper<NodeLink>().serialize(arguments, link);
+  arguments.append(static_cast<std::int32_t>(action));
+  return call;
+}
+
+bool Manager::modify(const NodeLink& link, NodeAction action) {
+  Call call = modifyCall(link, action);
+  return readLinkModified(send(call));
+}
+
+Bus::PendingCall Manager::modifyAsync(const NodeLink& link, NodeAction action, Bus::Handler<bool> handler,
+                                      const Time::Elapsed& timeout) {
+  return request<bool>([&] { return modifyCall(link, action); }, readLinkModified, std::move(handler), timeout);
+}
+
+Manager::Call Manager::changeKeyCall(unsigned int address, const unsigned char* key) const {
+  if (StackNode::isKeyEmpty(key)) throw EmptyKeySet({});
+  Call call = callOf("changekey");
+  Bus::Message::Iterator arguments = call.begin();
+  arguments.append(address);
+  StackNode::Key block;
+  std::copy_n(key, block.size(), block.begin());
+  Bus::Type::FixedSequenceContainerWrapper<unsigned char, Bus::Type::Wrapper, std::tuple_size_v<StackNode::Key>>()
+      .serialize(arguments, block);
+  return call;
+}
+
+void Manager::changeStackNodeKey(const unsigned int& address, const unsigned char* key) {
+  Call call = changeKeyCall(address, key);
+  send(call);
+}
+
+Bus::PendingCall Manager::changeStackNodeKeyAsync(unsigned int address, const unsigned char* key,
+                                                  Bus::Handler<void> handler, const Time::Elapsed& timeout) {
+  return request<void>([&] { return changeKeyCall(address, key); }, ignore, std::move(handler), timeout);
+}
+
+Manager::Call Manager::deleteCall(unsigned int address) const {
+  Call call = callOf("removeChildrenNodes");
+  call.begin().append(address);
+  return call;
+}
+
+void Manager::deleteNodes(const unsigned int& address) {
+  Call call = deleteCall(address);
+  send(call);
+}
+
+Bus::PendingCall Manager::deleteNodesAsync(unsigned int address, Bus::Handler<void> handler,
+                                           const Time::Elapsed& timeout) {
+  return request<void>([&] { return deleteCall(address); }, ignore, std::move(handler), timeout);
+}
+
+Manager::Call Manager::linkIdCall(unsigned int address, NodeLinkType type) const {
+  Call call = callOf("getNodeLink");
+  // The type is unsigned here, and signed in the record of a link.
+  call.begin().append(address, static_cast<std::uint32_t>(type));
+  return call;
+}
+
+std::string Manager::getNodeLinkId(unsigned int address, NodeLinkType type) {
+  Call call = linkIdCall(address, type);
+  return readLinkId(send(call));
+}
+
+Bus::PendingCall Manager::getNodeLinkIdAsync(unsigned int address, NodeLinkType type, Bus::Handler<std::string> handler,
+                                             const Time::Elapsed& timeout) {
+  return request<std::string>([&] { return linkIdCall(address, type); }, readLinkId, std::move(handler), timeout);
 }
 
 }  // namespace Quarnix::Hevra::Proxy::Node

@@ -3,25 +3,56 @@
 
 namespace Quarnix::Hevra::Proxy::Node {
 
-std::vector<Shared::Pointer<Hevra::Node>> Manager::getNodes() const {
-  Bus::Message::Method::Call call = callOf("getnodes");
-  const Bus::Message::SendReturn reply = send(call);
+namespace {
+
+Manager::Nodes readAllNodes(const Bus::Message::SendReturn& reply) {
   if (reply->isException()) throw Bus::Message::Method::Return(*reply);
-  return parseBusReply(reply);
+  return Manager::parseBusReply(reply);
+}
+
+}  // namespace
+
+Manager::Call Manager::nodesCall(const NodeClass& nodeClass) const {
+  Call call = callOf("getnodes");
+  call.begin().append(static_cast<std::uint8_t>(nodeClass));
+  return call;
+}
+
+Manager::Call Manager::nodesCall(const NodeClass& nodeClass, unsigned short nodeType) const {
+  Call call = callOf("getnodes");
+  call.begin().append(static_cast<std::uint8_t>(nodeClass), nodeType);
+  return call;
+}
+
+Manager::Nodes Manager::getNodes() const {
+  Call call = callOf("getnodes");
+  return readAllNodes(send(call));
+}
+
+Bus::PendingCall Manager::getNodesAsync(Bus::Handler<Nodes> handler, const Time::Elapsed& timeout) {
+  return request<Nodes>([&] { return callOf("getnodes"); }, readAllNodes, std::move(handler), timeout);
 }
 
 // The two queries for some nodes read an error reply as any other.
 
-std::vector<Shared::Pointer<Hevra::Node>> Manager::getNodes(const NodeClass& nodeClass) const {
-  Bus::Message::Method::Call call = callOf("getnodes");
-  call.begin().append(static_cast<std::uint8_t>(nodeClass));
+Manager::Nodes Manager::getNodes(const NodeClass& nodeClass) const {
+  Call call = nodesCall(nodeClass);
   return parseBusReply(send(call));
 }
 
-std::vector<Shared::Pointer<Hevra::Node>> Manager::getNodes(const NodeClass& nodeClass, unsigned short nodeType) const {
-  Bus::Message::Method::Call call = callOf("getnodes");
-  call.begin().append(static_cast<std::uint8_t>(nodeClass), nodeType);
+Bus::PendingCall Manager::getNodesAsync(const NodeClass& nodeClass, Bus::Handler<Nodes> handler,
+                                        const Time::Elapsed& timeout) {
+  return request<Nodes>([&] { return nodesCall(nodeClass); }, parseBusReply, std::move(handler), timeout);
+}
+
+Manager::Nodes Manager::getNodes(const NodeClass& nodeClass, unsigned short nodeType) const {
+  Call call = nodesCall(nodeClass, nodeType);
   return parseBusReply(send(call));
+}
+
+Bus::PendingCall Manager::getNodesAsync(const NodeClass& nodeClass, unsigned short nodeType,
+                                        Bus::Handler<Nodes> handler, const Time::Elapsed& timeout) {
+  return request<Nodes>([&] { return nodesCall(nodeClass, nodeType); }, parseBusReply, std::move(handler), timeout);
 }
 
 }  // namespace Quarnix::Hevra::Proxy::Node

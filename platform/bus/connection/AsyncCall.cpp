@@ -85,10 +85,10 @@ void AsyncCall::leave() noexcept {
 }
 
 ReplyHandler AsyncCall::takeHandler() noexcept {
-  Life former = Life::PENDING;
-  if (!life_.compare_exchange_strong(former, Life::GIVEN_UP)) {
-    former = Life::ENDED;
-    if (!life_.compare_exchange_strong(former, Life::GIVEN_UP)) return nullptr;
+  Life present = Life::PENDING;
+  if (!life_.compare_exchange_strong(present, Life::GIVEN_UP)) {
+    present = Life::ENDED;
+    if (!life_.compare_exchange_strong(present, Life::GIVEN_UP)) return nullptr;
   }
   return std::exchange(handler_, nullptr);
 }
