@@ -111,8 +111,7 @@ class HEVRA_EXPORT Manager : public virtual Bus::Object::Proxy,
   std::future<void> addAsync(const Shared::Pointer<Interface::Command::Originator>& client, const Group& group,
                              const HomeAutomation::Container<Hevra::Command>& commands,
                              const Time::Elapsed& timeout = {}) {
-    return Bus::futureOf<void>(
-        [&](auto handler) { addAsync(client, group, commands, std::move(handler), timeout); });
+    return Bus::futureOf<void>([&](auto handler) { addAsync(client, group, commands, std::move(handler), timeout); });
   }
   std::future<void> submitAsync(const Shared::Pointer<Interface::Command::Originator>& client, const Group& group,
                                 const HomeAutomation::Container<Hevra::Command>& commands,

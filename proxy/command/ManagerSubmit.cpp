@@ -49,8 +49,8 @@ void Manager::submit(const Shared::Pointer<Interface::Command::Originator>& clie
   requireSuccess(reply.get());
 }
 
-Bus::PendingCall Manager::submitAsync(const Shared::Pointer<Interface::Command::Originator>& client,
-                                      const Group& group, const HomeAutomation::Container<Hevra::Command>& commands,
+Bus::PendingCall Manager::submitAsync(const Shared::Pointer<Interface::Command::Originator>& client, const Group& group,
+                                      const HomeAutomation::Container<Hevra::Command>& commands,
                                       const Shared::Pointer<OutcomeObserver>& observer, Bus::Handler<void> handler,
                                       const Time::Elapsed& timeout) {
   requireSameProcess();

@@ -26,8 +26,8 @@ namespace Quarnix::Hevra::Proxy::Node {
 /// notification may run when the derived part of the object is gone.
 ///
 /// You can call without `start`. Notifications come only between `start` and `stop`, also from a service that was
-/// started again. Each call waits at most 20 seconds for its reply, unless `setTimeout` says otherwise. A failure on the
-/// way is an error reply too.
+/// started again. Each call waits at most 20 seconds for its reply, unless `setTimeout` says otherwise. A failure on
+/// the way is an error reply too.
 ///
 /// Each operation that ends in `Async` begins the operation of the same name and returns at once. With a handler, the
 /// handler runs once on the proxy's task, and the handle that is returned gives the call up; without one, you get a
@@ -121,7 +121,8 @@ class HEVRA_EXPORT Manager : public Bus::Object::Proxy, public Interface::Node::
   }
   std::future<void> changeStackNodeKeyAsync(unsigned int address, const unsigned char* key,
                                             const Time::Elapsed& timeout = {}) {
-    return Bus::futureOf<void>([&](auto handler) { changeStackNodeKeyAsync(address, key, std::move(handler), timeout); });
+    return Bus::futureOf<void>(
+        [&](auto handler) { changeStackNodeKeyAsync(address, key, std::move(handler), timeout); });
   }
   std::future<void> deleteNodesAsync(unsigned int address, const Time::Elapsed& timeout = {}) {
     return Bus::futureOf<void>([&](auto handler) { deleteNodesAsync(address, std::move(handler), timeout); });

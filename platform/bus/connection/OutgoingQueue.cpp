@@ -100,7 +100,8 @@ void OutgoingQueue::dropGivenUp(std::size_t count) noexcept {
 }
 
 /// Notes what became of a message that the transport had.
-void OutgoingQueue::settle(const std::shared_ptr<Transaction>& transaction, bool begun, bool whole, bool isLost) noexcept {
+void OutgoingQueue::settle(const std::shared_ptr<Transaction>& transaction, bool begun, bool whole,
+                           bool isLost) noexcept {
   if (transaction->state != State::LEAVING) return;  // its reply or its deadline has come first
   if (isLost) {
     calls_.end(transaction, begun ? State::LOST : State::UNSENT);
