@@ -242,7 +242,7 @@ TEST_F(Timers, DoNotWaitInStopForTheHookButInRetireTheyDo) {
     inside = true;
     entered.open();
     EXPECT_TRUE(release.await());
-    self.setTime(Monotonic(Elapsed(1, 0)), true);  // so that the hook cannot run again before the clock moves
+    set(self, 1, true);  // so that the hook cannot run again before the clock moves
     self.start();
     inside = false;
   });
