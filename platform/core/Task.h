@@ -84,7 +84,7 @@ class HEVRA_EXPORT Task {
   Runner* runner() noexcept;
 
   std::atomic<Runner*> runner_{nullptr};
-  mutable std::atomic<Loop*> loop_{nullptr};
+  mutable std::atomic<Loop*> loop_{nullptr};  // of the dispatcher, with a reference
   Body body_ = [](Task& task) { task.entry(); };
   unsigned int stackSize_ = 0;
   mutable std::atomic<std::uint8_t> state_{0};
