@@ -11,7 +11,7 @@
 #include <platform/bus/Error.h>
 #include <platform/bus/connection/InProcessBus.h>
 #include <platform/bus/connection/Owners.h>
-#include <platform/bus/connection/SocketTransport.h>
+#include <platform/bus/connection/SocketOpening.h>
 #include <platform/bus/message/Limits.h>
 #include <platform/core/time/Clock.h>
 #include <platform/core/timer/Monotonic.h>
@@ -54,6 +54,22 @@ class DriverTransaction final : public Transaction {
   }
 
   const AnswerHandler handler_;
+};
+
+/// The in-process bus is there at once.
+class InProcessOpening final : public Opening {
+ public:
+  explicit InProcessOpening(std::shared_ptr<Exchange> client) : client_(std::move(client)) {}
+
+  std::optional<Interest> proceed() override {
+    link_ = InProcessBus::get().attach(client_);
+    return std::nullopt;
+  }
+  std::shared_ptr<Transport> take() noexcept override { return std::move(link_); }
+
+ private:
+  const std::shared_ptr<Exchange> client_;
+  std::shared_ptr<Transport> link_;
 };
 
 }  // namespace
@@ -361,10 +377,10 @@ void Exchange::settle() noexcept {
   reports.log();
 }
 
-std::shared_ptr<Transport> Exchange::openLink(const Time::Monotonic& deadline) {
-  if (isInProcess()) return InProcessBus::get().attach(shared_from_this());
-  const Time::Monotonic limit = Time::Clock::get().now() + SocketTransport::MAXIMUM_CONNECT_TIME;
-  return SocketTransport::connect(addresses_, std::min(deadline, limit), limits_);
+std::unique_ptr<Opening> Exchange::openLink() {
+  if (isInProcess()) return std::make_unique<InProcessOpening>(shared_from_this());
+  return std::make_unique<SocketOpening>(addresses_, Time::Clock::get().now() + SocketTransport::MAXIMUM_CONNECT_TIME,
+                                         limits_);
 }
 
 std::optional<Return> Exchange::connect(const Time::Monotonic& deadline) {

@@ -114,7 +114,7 @@ class Exchange : public std::enable_shared_from_this<Exchange>,
   bool awaitsReplies() const HEVRA_REQUIRES(mutex_);
 
   // The hooks of the upper half.
-  std::shared_ptr<Transport> openLink(const Time::Monotonic& deadline) override;
+  std::unique_ptr<Opening> openLink() override;
   void linkUp() HEVRA_REQUIRES(mutex_) override = 0;
   void linkLost() noexcept HEVRA_REQUIRES(mutex_) override;
   virtual void signalArrived(const Received& signal) HEVRA_REQUIRES(mutex_) = 0;
