@@ -14,7 +14,8 @@
 #include <platform/bus/connection/SocketOpening.h>
 #include <platform/bus/message/Limits.h>
 #include <platform/core/time/Clock.h>
-#include <platform/core/timer/Monotonic.h>
+#include <platform/core/log/internal/Boundary.h>
+#include <platform/core/timer/internal/ThreadQueue.h>
 
 namespace Quarnix::Bus::Internal {
 
@@ -24,21 +25,27 @@ using Message::Method::Return;
 using State = Transaction::State;
 
 /// Ends the asynchronous calls whose time is over.
-class Exchange::Expiry final : public Timer::Monotonic {
+class Exchange::Expiry final : private Timer::QueueEntry {
  public:
-  explicit Expiry(Exchange& exchange) noexcept : Monotonic(Time::Monotonic::never(), false), exchange_(exchange) {}
-  ~Expiry() override { retire(); }
+  explicit Expiry(Exchange& exchange) noexcept
+      : QueueEntry(Time::Monotonic::never(), false), exchange_(exchange), queue_(&Timer::ThreadQueue::get()) {}
+  ~Expiry() { retire(); }
 
-  using Monotonic::retire;
+  void use(Timer::Queue& queue) noexcept { queue_ = &queue; }
   void startAt(const Time::Monotonic& deadline) {
-    setTime(deadline, false);
-    start();
+    queue_->setTime(*this, deadline, false);
+    if (const int error = queue_->start(*this))
+      throw std::system_error(error, std::generic_category(), "no thread for the process's timers");
   }
+  void retire() noexcept { queue_->retire(*this); }
 
  private:
-  void expired(const Time::Monotonic&) override { exchange_.expire(); }
+  void deadlineReached(const Time::Monotonic&) noexcept override {
+    runAtBoundary("connection's timer", [this] { exchange_.expire(); });
+  }
 
   Exchange& exchange_;
+  Timer::Queue* queue_;
 };
 
 namespace {
@@ -82,6 +89,7 @@ Transaction::Transaction(const Request& what)
 Exchange::Exchange(std::vector<Address> addresses)
     : link_(*this),
       calls_(reader_, window_, counters_),
+      listener_(std::make_unique<ListenerThread>(*this)),
       addresses_(std::move(addresses)),
       outgoing_(calls_),
       expiry_(std::make_unique<Expiry>(*this)) {}
@@ -95,7 +103,7 @@ Return Exchange::transact(const Request& request, const Time::Monotonic& deadlin
     const auto transaction = std::make_shared<Transaction>(request);
     submit(transaction);
     // The reply must not wake the listener, so this comes before the message leaves.
-    if (transaction->replyExpected && reader_.isFree()) listener_.arm(0);
+    if (transaction->replyExpected && reader_.isFree()) listener_->arm(0);
     if (outgoing_.isWaiting()) flush();
     await(*transaction, deadline);
     switch (transaction->state) {
@@ -194,7 +202,7 @@ void Exchange::begin(const std::shared_ptr<AsyncCall>& call) noexcept {
     if (isInProcess())
       if (const std::optional<Return> failure = connect(deadline)) return call->end(*failure);
     submit(call);
-    if (!link_.isUp()) listener_.wake();
+    if (!link_.isUp()) listener_->wake();
   } catch (...) {
     call->fail(std::current_exception());  // its result raises it
   }
@@ -268,7 +276,7 @@ void Exchange::flush() {
     case OutgoingQueue::Result::BLOCKED:
       // The thread that reads also waits for the link to take the rest.
       reader_.wakeToWrite();
-      if (reader_.isFree()) listener_.arm(EPOLLIN | EPOLLOUT);
+      if (reader_.isFree()) listener_->arm(EPOLLIN | EPOLLOUT);
   }
 }
 
@@ -288,7 +296,7 @@ void Exchange::await(Transaction& transaction, const Time::Monotonic& deadline) 
 void Exchange::readUntil(const Transaction& transaction, const Time::Monotonic& deadline) {
   const std::shared_ptr<Transport> link = link_.transport();
   reader_.take();
-  listener_.arm(0);
+  listener_->arm(0);
   while (!transaction.isOver() && link_.transport() == link) {
     const ReaderRole::Turn turn = reader_.waitAndRead(mutex_, *link, transaction, outgoing_.isWaiting(), deadline);
     if (turn.outcome == ReaderRole::Outcome::TIMED_OUT || !finishRead(link, turn.outcome)) break;
@@ -365,9 +373,9 @@ Counters Exchange::getCounters() {
 void Exchange::settle() noexcept {
   admit();
   if (link_.isUp() && outgoing_.isWaiting()) flush();
-  if (link_.isReadable() && reader_.isFree() && !reader_.passToWaiter() && !listener_.unpark())
-    listener_.arm(outgoing_.isWaiting() ? EPOLLIN | EPOLLOUT : EPOLLIN);
-  listener_.update(isListenerNeeded(), link_.generation());
+  if (link_.isReadable() && reader_.isFree() && !reader_.passToWaiter() && !listener_->unpark())
+    listener_->arm(outgoing_.isWaiting() ? EPOLLIN | EPOLLOUT : EPOLLIN);
+  listener_->update(isListenerNeeded(), link_.generation());
 
   std::shared_ptr<Transaction> answered = calls_.takeToWake();
   if (!answered && !reports_.isDue(link_.isClosed())) return;
@@ -387,12 +395,14 @@ std::optional<Return> Exchange::connect(const Time::Monotonic& deadline) {
   if (link_.isUp()) return std::nullopt;
   if (!isInProcess() && !reader_.prepare())
     return Return(LIMITS_EXCEEDED, std::string("Cannot connect to the message bus: ") + std::strerror(errno));
-  return link_.connect(mutex_, deadline);
+  std::optional<Return> failure = link_.connect(mutex_, deadline);
+  if (failure && onLoop_) onLoop_->wake();  // this thread may have taken its attempt over
+  return failure;
 }
 
 /// Ends every message on its way. It needs no memory, because the calls must end without any too.
 void Exchange::linkLost() noexcept {
-  listener_.forget(link_.transport().get());
+  listener_->forget(link_.transport().get());
   if (!link_.isClosed()) reports_.noteLoss();
   outgoing_.loseAll();
   calls_.loseAll();
@@ -402,6 +412,11 @@ void Exchange::linkLost() noexcept {
 
 void Exchange::close() noexcept {
   if (!process_.isSameProcess()) return;
+  {
+    MutexLock lock(mutex_);
+    listener_->stop();
+  }
+  listener_->awaitOut();
   expiry_->retire();
   // Dropping the last reference to a link of the in-process bus locks the bus's mutex, which comes before this one.
   std::shared_ptr<Transport> last;
@@ -413,12 +428,32 @@ void Exchange::close() noexcept {
 
 bool Exchange::awaitsReplies() const { return hadAsyncCalls_ && (link_.isUp() || !asyncCalls_.isEmpty()); }
 
+void Exchange::useLoop(Loop& loop) {
+  process_.requireSameProcess();
+  Lock lock(*this);
+  if (onLoop_ || listener_->readsAtOnce()) return;
+  auto onLoop = std::make_unique<LoopListener>(loop, *this);
+  onLoop_ = onLoop.get();
+  listener_ = std::move(onLoop);
+  expiry_->use(loop.timers());
+}
+
 void Exchange::startListener() {
-  if (!isInProcess()) listener_.start(std::shared_ptr<Listener::Body>(shared_from_this(), this));
+  if (!isInProcess()) listener_->start();
+}
+
+std::shared_ptr<ListenerThread::Body> Exchange::share() { return {shared_from_this(), this}; }
+
+/// Reads what is there, with the reader's role, which is free.
+void Exchange::readOnce() {
+  const std::shared_ptr<Transport> link = link_.transport();
+  reader_.take();
+  finishRead(link, reader_.read(mutex_, *link));
+  reader_.release();
 }
 
 /// Without memory it ends early, and goes on a little later.
-bool Exchange::listen() {
+bool Exchange::listen(ListenerThread& thread) {
   Lock lock(*this);
   try {
     while (isListenerNeeded()) {
@@ -429,25 +464,55 @@ bool Exchange::listen() {
         failWaiting(*failure);
         // What is started meanwhile does not shorten the pause; an asynchronous call ends it.
         const Time::Monotonic next = link_.nextAttempt();
-        while (isListenerNeeded() && !link_.isUp() && window_.isEmpty() && listener_.pause(mutex_, next)) {
+        while (isListenerNeeded() && !link_.isUp() && window_.isEmpty() && thread.pause(mutex_, next)) {
         }
       } else if (!reader_.isFree()) {
-        listener_.park(mutex_);
+        thread.park(mutex_);
       } else {
         const std::shared_ptr<Transport> link = link_.transport();
-        const bool isReady = listener_.sleep(mutex_, *link, outgoing_.isWaiting() ? EPOLLIN | EPOLLOUT : EPOLLIN);
-        if (!isReady || link_.transport() != link || !reader_.isFree()) continue;
-        reader_.take();
-        finishRead(link, reader_.read(mutex_, *link));
-        reader_.release();
+        const bool isReady = thread.sleep(mutex_, *link, outgoing_.isWaiting() ? EPOLLIN | EPOLLOUT : EPOLLIN);
+        if (isReady && link_.transport() == link && reader_.isFree()) readOnce();
       }
     }
-    listener_.end();
+    thread.end();
     return true;
   } catch (const std::bad_alloc&) {
-    listener_.pause(mutex_, Time::Clock::get().now() + Link::FIRST_PAUSE);
+    thread.pause(mutex_, Time::Clock::get().now() + Link::FIRST_PAUSE);
     return false;
   }
+}
+
+void Exchange::step() noexcept {
+  Lock lock(*this);
+  try {
+    stepLocked();
+  } catch (const std::bad_alloc&) {
+    onLoop_->rest();
+    onLoop_->await({-1, 0, Time::Clock::get().now() + Link::FIRST_PAUSE});
+  }
+}
+
+/// Does what `listen` does, once and without waiting. While a caller reads, `settle` sees to the rest.
+void Exchange::stepLocked() {
+  if (!isListenerNeeded()) return onLoop_->rest();
+  if (!link_.isUp()) {
+    onLoop_->rest();
+    const Time::Monotonic now = Time::Clock::get().now();
+    if (now < nextAttempt_ && window_.isEmpty()) return onLoop_->await({-1, 0, nextAttempt_});
+    if (!reader_.prepare()) return onLoop_->await({-1, 0, now + Link::LAST_PAUSE});
+    const Link::Progress progress = link_.step(mutex_);
+    if (progress.failure) {
+      failWaiting(*progress.failure);
+      nextAttempt_ = link_.nextAttempt();
+      return onLoop_->await({-1, 0, nextAttempt_});
+    }
+    if (progress.interest) return onLoop_->await(*progress.interest);
+  } else if (reader_.isFree()) {
+    readOnce();
+  }
+  // A loss wakes the listener, and so does the end of another thread's attempt.
+  if (!link_.isUp()) return;
+  onLoop_->watch(*link_.transport(), !reader_.isFree() ? 0 : outgoing_.isWaiting() ? EPOLLIN | EPOLLOUT : EPOLLIN);
 }
 
 void Exchange::incoming(Received message) {
