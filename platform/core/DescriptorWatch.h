@@ -21,7 +21,8 @@ namespace Quarnix {
 ///   };
 ///
 /// Threads: make it on the thread that dispatches, or while none does. Destroy it on any thread.
-/// Ownership: the descriptor stays yours. Retire the watch before you close the descriptor. The dispatcher may go first.
+/// Ownership: the descriptor stays yours. Retire the watch before you close the descriptor. The dispatcher may go
+/// first.
 class HEVRA_EXPORT DescriptorWatch {
  public:
   /// `events`: POLLIN, POLLOUT, POLLPRI and POLLRDHUP, or 0; errors and hang-ups are watched in any case. Raises

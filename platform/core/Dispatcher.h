@@ -24,8 +24,8 @@ class Loop;
 ///
 /// One `dispatch` calls the descriptors' watches that are ready, then the timers that are due, in the order of their
 /// deadlines, then the tasks that have something to run. What becomes ready or due meanwhile waits for the next
-/// `dispatch`; the descriptor stays readable. A hook may destroy any object but its own. An exception that leaves a hook
-/// is logged.
+/// `dispatch`; the descriptor stays readable. A hook may destroy any object but its own. An exception that leaves a
+/// hook is logged.
 ///
 /// Threads: one thread at a time dispatches; which one it is may change. Other threads may use the objects as ever, and
 /// wake the dispatching thread by doing so.

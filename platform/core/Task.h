@@ -14,16 +14,15 @@ class Loop;
 
 /// A task has a body that runs on the task's own thread, one run at a time, whenever there is something to run.
 ///
-/// A task takes a few words of memory until it is first used. Then it gets a thread, which it keeps until it is retired.
-/// If it was given a dispatcher, or if the process has a default one at the first use, the body runs within
+/// A task takes a few words of memory until it is first used. Then it gets a thread, which it keeps until it is
+/// retired. If it was given a dispatcher, or if the process has a default one at the first use, the body runs within
 /// Dispatcher::dispatch instead. A copy has the same stack size and dispatcher and nothing else of the original; an
 /// assignment takes the stack size only.
 ///
 /// Threads: `schedule`, `enable` and `disable` may be called from any thread, `setStackSize` before the first run.
-/// Forking: a thread stays behind in the parent, and so does a dispatcher. A task that had one does nothing in the child,
-/// and may be destroyed.
-/// Retiring: a class that overrides a hook calls `retire` as the first act of its own destructor. The destructor of a
-/// base class is too late, because the hook is gone by then.
+/// Forking: a thread stays behind in the parent, and so does a dispatcher. A task that had one does nothing in the
+/// child, and may be destroyed. Retiring: a class that overrides a hook calls `retire` as the first act of its own
+/// destructor. The destructor of a base class is too late, because the hook is gone by then.
 class HEVRA_EXPORT Task {
  public:
   Task() noexcept;
@@ -33,8 +32,8 @@ class HEVRA_EXPORT Task {
 
   /// Begins delivery; the body runs now if it was scheduled meanwhile. A task is enabled when it is made.
   virtual void enable();
-  /// Ends delivery: returns once the body neither runs nor will run. On the thread of any task, on the timers' thread and
-  /// within Dispatcher::dispatch, it does not wait: the run that is under way is the last.
+  /// Ends delivery: returns once the body neither runs nor will run. On the thread of any task, on the timers' thread
+  /// and within Dispatcher::dispatch, it does not wait: the run that is under way is the last.
   virtual void disable();
 
  protected:
@@ -85,7 +84,7 @@ class HEVRA_EXPORT Task {
   Runner* runner() noexcept;
 
   std::atomic<Runner*> runner_{nullptr};
-  mutable std::atomic<Loop*> loop_{nullptr};
+  mutable std::atomic<Loop*> loop_{nullptr};  // of the dispatcher, with a reference
   Body body_ = [](Task& task) { task.entry(); };
   unsigned int stackSize_ = 0;
   mutable std::atomic<std::uint8_t> state_{0};

@@ -3,8 +3,8 @@
 
 #include <system_error>
 
-#include <platform/core/internal/Activity.h>
 #include <platform/core/internal/Fork.h>
+#include <platform/core/internal/HookScope.h>
 #include <platform/core/log/Logger.h>
 #include <platform/core/log/internal/Boundary.h>
 #include <platform/core/time/Clock.h>
@@ -121,7 +121,7 @@ void Base::begin(bool wait) {
     MutexLock lock(queueMutex_);
     while (life_ == Life::STARTING || life_ == Life::STOPPING) {
       // A hook must not wait for another thread's `stop`, which waits for the hook.
-      if (Activity::isThisThreadCounted()) {
+      if (HookScope::isHere()) {
         if (life_ == Life::STARTING) return;
         throw StartFailed("Cannot start the bus object " + path_ + ": it is being stopped by another thread");
       }
@@ -147,7 +147,7 @@ void Base::end() {
   {
     MutexLock lock(queueMutex_);
     while (life_ == Life::STARTING || life_ == Life::STOPPING) {
-      if (Activity::isThisThreadCounted()) {
+      if (HookScope::isHere()) {
         stopAsked_ = life_ == Life::STARTING;
         return;
       }

@@ -8,40 +8,41 @@ namespace Quarnix {
 
 class Loop;
 
-/// A queue of deadlines that nobody waits for in particular: the loop's descriptor wakes whoever dispatches. With the
-/// steady clock this is the set's timer. With another one, the clock says when it has moved.
+/// A queue of deadlines without a thread: the loop's descriptor wakes whoever dispatches. With the steady clock, the
+/// descriptor's own timer does this. A simulated clock says when it has moved.
 ///
-/// Threads: any; the dispatching thread calls `beginRound`, `runDue` and `endRound` in this order, and `beginWait` and
-/// `endWait`.
+/// Threads: any; the dispatching thread calls the operations below.
 class LoopTimers final : public Timer::Queue {
  public:
   LoopTimers(const Loop& loop, WakeUp& wakeUp) noexcept;
-  ~LoopTimers();
+  /// The loop will run nothing any more.
+  void close() noexcept { ignore(); }
 
-  /// Until `endRound`, no start wakes anybody.
+  /// From here to `endRound`, a start wakes nobody, because `endRound` looks at the earliest deadline.
   void beginRound() noexcept;
   /// Runs what is due. What is started meanwhile waits for the next round, even if it is due.
   void runDue() noexcept;
   void endRound() noexcept;
 
-  /// Until `endWait`, whoever dispatches waits no longer than until the returned deadline. An earlier one wakes it.
+  /// From here to `endWait`, whoever dispatches waits no longer than until the returned deadline.
   Time::Monotonic beginWait() noexcept;
   void endWait() noexcept;
 
  private:
   void clockChanged() noexcept override;
   bool isForeign() const noexcept override;
-  bool isOwnThread() const noexcept override;
+  bool isRunHere() const noexcept override;
   int prepare() noexcept override HEVRA_REQUIRES(mutex_) { return 0; }
   bool wake() noexcept override HEVRA_REQUIRES(mutex_);
   void notify() noexcept override {}
-  /// Wakes whoever dispatches at the earliest deadline.
+  /// Makes the descriptor readable at the earliest deadline.
   void rearm() noexcept HEVRA_REQUIRES(mutex_);
 
   const Loop& loop_;
   WakeUp& wakeUp_;
-  Time::Monotonic armedFor_ HEVRA_GUARDED_BY(mutex_) = Time::Monotonic::never();  // what the set's timer is set to
-  bool isAwaited_ HEVRA_GUARDED_BY(mutex_) = false;                               // between `beginWait` and `endWait`
+  Time::Monotonic armedFor_ HEVRA_GUARDED_BY(mutex_) =
+      Time::Monotonic::never();                      // what the descriptor's timer is set to
+  bool isAwaited_ HEVRA_GUARDED_BY(mutex_) = false;  // somebody waits until the earliest deadline, see `beginWait`
 };
 
 }  // namespace Quarnix

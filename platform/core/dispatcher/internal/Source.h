@@ -10,7 +10,7 @@ namespace Quarnix {
 /// Derive from it to hear of the events of a descriptor. It is level-triggered: `ready` runs in each `dispatch` while
 /// there is an event that it is armed for.
 ///
-/// Threads: any; one at a time calls `open`. The loop's mutex guards what changes.
+/// Threads: any, but one at a time calls `open`, `arm` and `close`. `ready` runs on the dispatching thread.
 /// Ownership: keeps a reference to the loop while it is open. The descriptor is yours.
 /// Destroying: close it first, before you close the descriptor.
 class Loop::Source {
@@ -20,14 +20,14 @@ class Loop::Source {
   Source& operator=(const Source&) = delete;
 
   /// Begins to watch for `events` (EPOLLIN and so on), or for errors and hang-ups only with 0. Returns 0, or the error
-  /// number: ENOMEM, ENOSPC, EPERM if the descriptor cannot be watched, EEXIST if another source of this loop watches
-  /// it, ESRCH in a forked child. The source must be closed.
+  /// number: ENOMEM, ENOSPC, EBADF, EPERM if the descriptor cannot be watched, EEXIST if another source of this loop
+  /// watches it, ESRCH in a forked child. The source must be closed.
   int open(Loop& loop, int descriptor, std::uint32_t events) noexcept;
   /// Changes the events: one system call, or none if they are the same. Does nothing if the source is closed.
   void arm(std::uint32_t events) noexcept;
-  /// Ends it: `ready` does not run when it returns, and never will. On the dispatching thread it does not wait: a run
-  /// that is under way is the last. Elsewhere it waits for that run, so do not hold a mutex that `ready` takes. Does
-  /// nothing if the source is closed.
+  /// Ends the watch: `ready` does not run when it returns, and will not. On the dispatching thread it does not wait: a
+  /// run that is under way is the last. Elsewhere it waits for that run, so do not hold a mutex that `ready` takes.
+  /// Does nothing if the source is closed.
   void close() noexcept;
   bool isOpen() const noexcept { return loop_; }
 

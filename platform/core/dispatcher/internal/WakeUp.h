@@ -10,9 +10,9 @@
 
 namespace Quarnix {
 
-/// An epoll set, which holds a signal, a timer and the sources of the loop. All calls are short: none waits.
+/// An epoll set that contains a signal, a timer and the descriptors of the loop's sources. No operation waits.
 ///
-/// Threads: any; one at a time calls `setTimer`.
+/// Threads: any; one at a time calls `take`, and one at a time `setTimer`.
 class WakeUp {
  public:
   /// Raises std::system_error if there is no descriptor.
@@ -22,22 +22,22 @@ class WakeUp {
   WakeUp& operator=(const WakeUp&) = delete;
 
   /// That of the set.
-  int descriptor() const noexcept { return epoll_; }
+  int descriptor() const noexcept { return set_; }
 
-  /// Adds, changes or removes a descriptor: `operation` is that of epoll_ctl(2). Returns 0, or the error number.
+  /// Adds, changes or removes the descriptor of a source, as epoll_ctl(2) does. Returns 0, or the error number.
   int control(int operation, int descriptor, std::uint32_t events, void* source) noexcept;
-  /// Takes up to `most` events of sources, and returns how many there are. Takes a signal away.
+  /// Takes up to `most` events of sources, and a signal; returns how many events there are.
   int take(epoll_event* events, int most) noexcept;
 
-  /// Makes the set readable until `take`. No system call, if it has been called since.
+  /// Makes the set readable until it is taken. No system call if it was signalled already.
   void signal() noexcept;
-  /// Makes the set readable from this time of the system's steady clock on, and not readable before; never: not at all.
+  /// Makes the set readable from `deadline` of the steady clock on, and not before; never: not at all.
   void setTimer(const Time::Monotonic& deadline) noexcept;
 
  private:
-  void closeAll() noexcept;
+  void close() noexcept;
 
-  int epoll_ = -1;
+  int set_ = -1;
   int signal_ = -1;
   int timer_ = -1;
   std::atomic<bool> isSignalled_{false};
