@@ -44,6 +44,8 @@ set(HEVRA_PROXY_HEADERS
   platform/bus/type/ByteVectorWrapper.h
   platform/bus/type/VariantHandler.h
   platform/bus/type/Wrapper.h
+  platform/core/DescriptorWatch.h
+  platform/core/Dispatcher.h
   platform/core/Event.h
   platform/core/Exception.h
   platform/core/Export.h

@@ -52,6 +52,12 @@ Manager::~Manager() {
   tell(abandoned, Outcomes::get().abandoned);
 }
 
+void Manager::setDispatcher(Dispatcher& dispatcher) {
+  Bus::Object::Proxy::setDispatcher(dispatcher);
+  originator.setDispatcher(dispatcher);
+  Event::setDispatcher(dispatcher);
+}
+
 void Manager::start(bool wait) {
   requireSameProcess();
   // Only once, because reports may be using the connection if the manager is started again.
@@ -194,6 +200,7 @@ Manager::Timer::Timer(Manager* owner, Shared::Pointer<Interface::Command::Origin
       manager(owner),
       key(std::move(entryKey)),
       originator(std::move(client)) {
+  shareDispatcher(static_cast<const Event&>(*owner));
   setStackSize(static_cast<unsigned int>(::getpagesize()) * 4);
 }
 

@@ -134,6 +134,9 @@ class HEVRA_EXPORT Manager : public virtual Bus::Object::Proxy,
   /// may report whom the bus lets through. Call it before the first `start`.
   void acceptProgressOnlyFromService() { originator.setCaller(getHost()); }
 
+  /// Gives the dispatcher to the manager, to the object to which the service reports, and to the commands' timers.
+  void setDispatcher(Dispatcher& dispatcher) override;
+
   /// Starts the proxy and then the object to which the service reports (see Bus::Object::Base::start). If the second
   /// fails, the first is stopped again.
   void start(bool wait) override;

@@ -89,7 +89,7 @@ Transaction::Transaction(const Request& what)
 Exchange::Exchange(std::vector<Address> addresses)
     : link_(*this),
       calls_(reader_, window_, counters_),
-      listener_(std::make_unique<ListenerThread>(*this)),
+      listener_(std::make_unique<ListenerThread>(static_cast<ListenerThread::Body&>(*this))),
       addresses_(std::move(addresses)),
       outgoing_(calls_),
       expiry_(std::make_unique<Expiry>(*this)) {}
@@ -412,11 +412,13 @@ void Exchange::linkLost() noexcept {
 
 void Exchange::close() noexcept {
   if (!process_.isSameProcess()) return;
+  Listener* listener = nullptr;
   {
     MutexLock lock(mutex_);
-    listener_->stop();
+    listener = listener_.get();  // it stays
+    listener->stop();
   }
-  listener_->awaitOut();
+  listener->awaitOut();
   expiry_->retire();
   // Dropping the last reference to a link of the in-process bus locks the bus's mutex, which comes before this one.
   std::shared_ptr<Transport> last;
@@ -431,14 +433,19 @@ bool Exchange::awaitsReplies() const { return hadAsyncCalls_ && (link_.isUp() ||
 void Exchange::useLoop(Loop& loop) {
   process_.requireSameProcess();
   Lock lock(*this);
+  listenOn(loop);
+}
+
+void Exchange::listenOn(Loop& loop) {
   if (onLoop_ || listener_->readsAtOnce()) return;
-  auto onLoop = std::make_unique<LoopListener>(loop, *this);
+  auto onLoop = std::make_unique<LoopListener>(loop, static_cast<LoopListener::Body&>(*this));
   onLoop_ = onLoop.get();
   listener_ = std::move(onLoop);
   expiry_->use(loop.timers());
 }
 
 void Exchange::startListener() {
+  if (Loop* const loop = Loop::getDefault()) listenOn(*loop);
   if (!isInProcess()) listener_->start();
 }
 

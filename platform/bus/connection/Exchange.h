@@ -153,6 +153,7 @@ class Exchange : public std::enable_shared_from_this<Exchange>,
   void readUntil(const Transaction& transaction, const Time::Monotonic& deadline) HEVRA_REQUIRES(mutex_);
   bool finishRead(const std::shared_ptr<Transport>& link, ReaderRole::Outcome outcome) HEVRA_REQUIRES(mutex_);
   void dispatch(Received& message) HEVRA_REQUIRES(mutex_);
+  void listenOn(Loop& loop) HEVRA_REQUIRES(mutex_);
   void readOnce() HEVRA_REQUIRES(mutex_);
   bool listen(ListenerThread& thread) HEVRA_EXCLUDES(mutex_) override;
   std::shared_ptr<ListenerThread::Body> share() override;

@@ -37,7 +37,7 @@ epoll_event eventOf(std::uint64_t descriptor, std::uint32_t events) noexcept {
 
 }  // namespace
 
-ListenerThread::~Listener() {
+ListenerThread::~ListenerThread() {
   if (epoll_ >= 0) ::close(epoll_);
   if (wakeDescriptor_ >= 0) ::close(wakeDescriptor_);
 }

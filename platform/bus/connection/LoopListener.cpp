@@ -79,7 +79,7 @@ void LoopListener::stop() noexcept {
 }
 
 void LoopListener::awaitOut() noexcept {
-  Source::close();
+  loop_.awaitOut(static_cast<const Loop::Source&>(*this));
   loop_.withdraw(*this);
   loop_.timers().retire(*this);
 }

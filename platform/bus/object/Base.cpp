@@ -4,8 +4,9 @@
 #include <system_error>
 
 #include <platform/bus/connection/AsyncCall.h>
-#include <platform/core/internal/Activity.h>
+#include <platform/bus/connection/Client.h>
 #include <platform/core/internal/Fork.h>
+#include <platform/core/internal/HookScope.h>
 #include <platform/core/log/Logger.h>
 #include <platform/core/log/internal/Boundary.h>
 #include <platform/core/time/Clock.h>
@@ -102,7 +103,7 @@ void Base::begin(bool wait) {
     MutexLock lock(queueMutex_);
     while (life_ == Life::STARTING || life_ == Life::STOPPING) {
       // A hook must not wait for another thread's `stop`, which waits for the hook.
-      if (Activity::isThisThreadCounted()) {
+      if (HookScope::isHere()) {
         if (life_ == Life::STARTING) return;
         throw StartFailed("Cannot start the bus object " + path_ + ": it is being stopped by another thread");
       }
@@ -113,6 +114,7 @@ void Base::begin(bool wait) {
     startedIn_ = forkCount();
   }
   try {
+    useDispatcher();
     beginDelivery();
     attach(wait);
   } catch (...) {
@@ -131,7 +133,13 @@ void Base::expectReplies() {
     startedIn_ = forkCount();
     if (life_ != Life::STOPPED) return;
   }
+  useDispatcher();
   enable();
+}
+
+/// The connection of an object without a thread needs none either.
+void Base::useDispatcher() {
+  if (Loop* const own = loop()) getConnection()->client().useLoop(*own);
 }
 
 void Base::end() {
@@ -139,7 +147,7 @@ void Base::end() {
   {
     MutexLock lock(queueMutex_);
     while (life_ == Life::STARTING || life_ == Life::STOPPING) {
-      if (Activity::isThisThreadCounted()) {
+      if (HookScope::isHere()) {
         stopAsked_ = life_ == Life::STARTING;
         return;
       }

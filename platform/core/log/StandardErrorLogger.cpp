@@ -11,7 +11,7 @@
 #include <platform/core/log/internal/Limit.h>
 #include <platform/core/log/internal/WriteWhole.h>
 #include <platform/core/time/Clock.h>
-#include <platform/core/timer/internal/Queue.h>
+#include <platform/core/timer/internal/ThreadQueue.h>
 
 namespace Quarnix::Log {
 
@@ -98,8 +98,8 @@ class StandardError final : private Timer::QueueEntry {
 
   /// If it cannot be started, the next line that is written tells it.
   void tellAt(const Time::Monotonic& time) noexcept {
-    Timer::Queue::get().setTime(*this, time, false);
-    Timer::Queue::get().start(*this);
+    Timer::ThreadQueue::get().setTime(*this, time, false);
+    Timer::ThreadQueue::get().start(*this);
   }
   void deadlineReached(const Time::Monotonic&) noexcept override {
     tellSuppressed(Time::Clock::get().now());

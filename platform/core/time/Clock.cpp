@@ -3,8 +3,7 @@
 
 #include <atomic>
 
-#include <platform/core/internal/NeverDestroyed.h>
-#include <platform/core/time/internal/Deadlines.h>
+#include <platform/core/time/internal/ClockObserver.h>
 #include <platform/core/time/internal/SteadyClock.h>
 
 namespace Quarnix::Time {
@@ -13,23 +12,18 @@ namespace {
 
 std::atomic<Clock*> inForce{nullptr};
 
-SteadyClock& steady() noexcept {
-  static NeverDestroyed<SteadyClock> instance;
-  return instance.object;
-}
-
 }  // namespace
 
 Clock::~Clock() = default;
 
 Clock& Clock::get() noexcept {
   Clock* clock = inForce.load(std::memory_order_acquire);
-  return clock ? *clock : steady();
+  return clock ? *clock : SteadyClock::get();
 }
 
 void Clock::install(Clock* clock) noexcept {
   inForce.store(clock);
-  Deadlines::get().clockChanged();
+  ClockObserver::notifyAll();
 }
 
 }  // namespace Quarnix::Time

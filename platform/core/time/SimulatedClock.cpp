@@ -16,6 +16,7 @@
 
 #include <platform/core/internal/Activity.h>
 #include <platform/core/internal/Descriptor.h>
+#include <platform/core/time/internal/ClockObserver.h>
 #include <platform/core/time/internal/Deadlines.h>
 
 namespace Quarnix::Time {
@@ -135,7 +136,7 @@ struct SimulatedClock::State {
       MutexLock lock(mutex);
       now = time;
     }
-    Deadlines::get().clockChanged();
+    ClockObserver::notifyAll();
     return wake([&time](const Waiter& waiter) { return waiter.deadline <= time; });
   }
 

@@ -12,10 +12,11 @@ namespace Quarnix::Time {
 /// the threads that wait for it, and returns when every task and timer of the process is idle again. A test that
 /// advances by 60 seconds thus sees all that happens within them, in microseconds of real time.
 ///
-/// Callbacks run on their own tasks, never on the advancing thread. Call `advance` and `settle` from one thread that is
-/// no task's and that holds no lock. A hook that waits on this clock, for a reply for example, is idle until it is
-/// notified or its time comes. When the clock is destroyed, the waits that are still under way return as if for no
-/// reason.
+/// Callbacks run on their own tasks, never on the advancing thread. What a Dispatcher runs is not waited for: advance,
+/// and dispatch then; it runs what has become due in the order of the deadlines. Call `advance` and `settle` from one
+/// thread that is no task's and that holds no lock. A hook that waits on this clock, for a reply for example, is idle
+/// until it is notified or its time comes. When the clock is destroyed, the waits that are still under way return as if
+/// for no reason.
 class HEVRA_EXPORT SimulatedClock : public Clock {
  public:
   explicit SimulatedClock(const Monotonic& start = Monotonic(Elapsed(1'000'000, 0)));

@@ -4,8 +4,9 @@
 #include <cstdlib>
 #include <system_error>
 
+#include <platform/core/dispatcher/internal/Loop.h>
 #include <platform/core/log/internal/Boundary.h>
-#include <platform/core/timer/internal/Queue.h>
+#include <platform/core/timer/internal/ThreadQueue.h>
 
 namespace Quarnix::Timer {
 
@@ -15,21 +16,26 @@ Monotonic::Monotonic(const Monotonic& other) noexcept = default;
 
 Monotonic::~Monotonic() { Monotonic::retire(); }
 
-void Monotonic::start() {
-  if (const int error = Queue::get().start(*this))
-    throw std::system_error(error, std::generic_category(), "no thread for the process's timers");
+Queue& Monotonic::queue() const noexcept {
+  if (Loop* const dispatching = loop()) return dispatching->timers();
+  return ThreadQueue::get();
 }
 
-void Monotonic::stop() noexcept { Queue::get().stop(*this); }
-void Monotonic::setTime(const Time::Monotonic& time, bool relative) noexcept {
-  Queue::get().setTime(*this, time, relative);
+void Monotonic::start() {
+  if (const int error = queue().start(*this))
+    throw std::system_error(
+        error, std::generic_category(),
+        isDispatched() ? "no dispatcher in this process for a timer" : "no thread for the process's timers");
 }
-bool Monotonic::isRunning() const noexcept { return Queue::get().isQueued(*this); }
+
+void Monotonic::stop() noexcept { queue().stop(*this); }
+void Monotonic::setTime(const Time::Monotonic& time, bool relative) noexcept { queue().setTime(*this, time, relative); }
+bool Monotonic::isRunning() const noexcept { return queue().isQueued(*this); }
 void Monotonic::enable() { start(); }
 void Monotonic::disable() { stop(); }
 
 void Monotonic::retire() noexcept {
-  if (Queue::get().retire(*this)) return;
+  if (queue().retire(*this)) return;
   Log::printQuietly(Log::Priority::WARNING,
                     "libCore> a timer is destroyed from its own hook: the hook has dropped the last reference to "
                     "what owns it");

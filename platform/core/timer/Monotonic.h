@@ -7,7 +7,9 @@
 
 namespace Quarnix::Timer {
 
-/// Runs `expired` once its time has come, on the one timer thread of the process.
+class Queue;
+
+/// Runs `expired` once its time has come, on the one timer thread of the process or on its dispatcher.
 ///
 /// With n timers running, `start` and `stop` take O(log n) steps. They make no system call unless the earliest deadline
 /// changes. Timers with one deadline expire in the order of their starts. A copy has the same time and is not running.
@@ -16,7 +18,7 @@ namespace Quarnix::Timer {
 ///
 /// Threads: `start`, `stop` and `setTime` from any thread, though not while the timer is being destroyed. `stop` keeps
 /// an expiry from beginning and does not wait for one that is under way. `retire` does wait; it is the first act of the
-/// destructor of a class that overrides `expired`.
+/// destructor of a class that overrides `expired`. Give it a dispatcher before you use any of these.
 class HEVRA_EXPORT Monotonic : public Task, private QueueEntry {
  public:
   /// `relative`: `time` counts from `start`; otherwise it is a point of the process's clock.
@@ -26,8 +28,9 @@ class HEVRA_EXPORT Monotonic : public Task, private QueueEntry {
   ~Monotonic() override;
 
   /// Starts the timer with its present time; a running timer begins anew. A retired timer does not start.
-  /// Raises std::system_error when the process's timer thread, which the first start of all makes, cannot be made; the
-  /// timer does not run then. Otherwise a start cannot fail: it needs no memory.
+  /// Raises std::system_error when the process's timer thread, which the first start of all makes, cannot be made, or
+  /// when the dispatcher is that of a parent process; the timer does not run then. Otherwise a start cannot fail: it
+  /// needs no memory.
   void start();
   void stop() noexcept;
   /// Changes the time that the next `start` uses; a running deadline does not move.
@@ -47,6 +50,7 @@ class HEVRA_EXPORT Monotonic : public Task, private QueueEntry {
   void retire() noexcept;
 
  private:
+  HEVRA_INTERNAL Queue& queue() const noexcept;
   void deadlineReached(const Time::Monotonic& deadline) noexcept final;
 };
 

@@ -1,5 +1,5 @@
-// What the process's timer queue keeps: a time and the deadline that comes of it. Applications derive from
-// Timer::Monotonic instead.
+// What a timer queue keeps: a time and the deadline that comes of it. Applications derive from Timer::Monotonic
+// instead.
 #pragma once
 
 #include <cstdint>
@@ -26,10 +26,10 @@ class HEVRA_EXPORT QueueEntry {
  private:
   friend class Queue;
   friend class EntryTree;
-  enum class State : std::uint8_t { IDLE, QUEUED, RETIRED };
+  enum class State : std::uint8_t { IDLE, QUEUED, LATE, RETIRED };
 
-  /// Runs on the timers' thread, with no mutex held and the entry not queued. It may start the entry again, and must
-  /// not destroy it.
+  /// Runs on the timers' thread or within Dispatcher::dispatch, with no mutex held and the entry not queued. It may
+  /// start the entry again, and must not destroy it.
   virtual void deadlineReached(const Time::Monotonic& deadline) noexcept = 0;
 
   // Of the tree, while it is queued.

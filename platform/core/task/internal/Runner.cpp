@@ -1,12 +1,12 @@
-// Makes the thread of a task when there is first something to run, and keeps it until the task is retired.
+// Runs the body of a task, on whichever thread.
 #include <platform/core/task/internal/Runner.h>
 
-#include <cerrno>
+#include <new>
+#include <utility>
 
-#include <platform/core/internal/Activity.h>
-#include <platform/core/internal/Fork.h>
-#include <platform/core/internal/Thread.h>
 #include <platform/core/log/internal/Boundary.h>
+#include <platform/core/task/internal/DispatchedRunner.h>
+#include <platform/core/task/internal/ThreadRunner.h>
 
 namespace Quarnix {
 
@@ -16,133 +16,19 @@ thread_local const void* currentRunner = nullptr;
 
 }  // namespace
 
-Task::Runner::Runner(Task& task) noexcept : task_(task), forks_(forkCount()) {}
-
-bool Task::Runner::isOfThisProcess() const noexcept { return forkCount() == forks_; }
+Task::Runner* Task::Runner::make(Task& task) noexcept {
+  if (Loop* const loop = task.loop()) return new (std::nothrow) DispatchedRunner(task, *loop);
+  return new (std::nothrow) ThreadRunner(task);
+}
 
 const Task::Runner* Task::Runner::current() noexcept { return static_cast<const Runner*>(currentRunner); }
 
-void* Task::Runner::threadBody(void* runner) noexcept {
-  currentRunner = runner;
-  Activity::countThisThread();
-  static_cast<Runner*>(runner)->run();
-  return nullptr;
-}
-
-void Task::Runner::run() noexcept {
-  MutexLock lock(mutex_);
-  while (!ending_) {
-    if (!pending_ || !task_.isEnabled()) {
-      work_.wait(mutex_);
-      continue;
-    }
-    pending_ = false;
-    running_ = true;
-    bool returned = false;
-    {
-      MutexUnlock unlock(mutex_);
-      returned = runAtBoundary("task", [this] { task_.body_(task_); });
-    }
-    running_ = false;
-    ++runs_;
-    if (!returned) pending_ = true;
-    update();
-    out_.notifyAll();
-  }
-}
-
-int Task::Runner::ensureThread() noexcept {
-  if (hasThread_) return 0;
-  const int error = startThread(thread_, task_.getStackSize(), "hevra-task", &threadBody, this);
-  hasThread_ = !error;
-  return error;
-}
-
-int Task::Runner::update() noexcept {
-  const bool wanted = pending_ && task_.isEnabled();
-  const int error = wanted ? ensureThread() : 0;
-  const bool counts = running_ || (wanted && hasThread_);
-  if (counts != counted_) {
-    counted_ = counts;
-    if (counts)
-      Activity::begin();
-    else
-      Activity::end();
-  }
-  return error;
-}
-
-bool Task::Runner::isThreadToWake() const noexcept { return pending_ && !running_ && hasThread_ && task_.isEnabled(); }
-
-void Task::Runner::release() noexcept {
-  if (references_.fetch_sub(1) == 1) delete this;
-}
-
-void Task::Runner::apply(bool scheduled) noexcept {
-  if (!isOfThisProcess()) return;
-  int error = 0;
-  bool wakes = false;
-  {
-    MutexLock lock(mutex_);
-    pending_ = pending_ || scheduled;
-    error = update();
-    wakes = isThreadToWake();
-    if (wakes) references_.fetch_add(1);
-  }
-  if (wakes) {
-    // The mutex is free, or the thread would wake only to wait for it. The reference is held because the run may have
-    // led to the end of this task by now.
-    work_.notifyOne();
-    release();
-  }
-  if (error && Stalled::get().add(*this)) {
-    Log::printQuietly(Log::Priority::WARNING,
-                      "libCore> no thread for a task with %u bytes of stack (error %d), trying again each second",
-                      task_.getStackSize(), error);
-  }
-}
-
-bool Task::Runner::tryAgain() noexcept {
-  MutexLock lock(mutex_);
-  const int error = update();
-  if (isThreadToWake()) work_.notifyOne();
-  return error == 0;
-}
-
-int Task::Runner::makeThread() noexcept {
-  if (!isOfThisProcess()) return ESRCH;
-  MutexLock lock(mutex_);
-  const int error = ensureThread();
-  if (!error) update();
-  if (isThreadToWake()) work_.notifyOne();
-  return error;
-}
-
-void Task::Runner::awaitOut() noexcept {
-  if (!isOfThisProcess()) return;
-  MutexLock lock(mutex_);
-  update();
-  // It waits for this run only: if somebody enables the task again, there may never be a moment without a run.
-  const unsigned int run = runs_;
-  // It never waits on a task's thread: two tasks that stop each other would wait for ever.
-  while (running_ && runs_ == run && !Activity::isThisThreadCounted()) out_.wait(mutex_);
-}
-
-bool Task::Runner::retire() noexcept {
-  if (!isOfThisProcess()) return false;
-  Stalled::get().remove(*this);
-  bool hasThread = false;
-  pthread_t thread = {};
-  {
-    MutexLock lock(mutex_);
-    ending_ = true;
-    update();
-    work_.notifyOne();
-    hasThread = hasThread_;
-    thread = thread_;
-  }
-  if (hasThread) pthread_join(thread, nullptr);
-  return true;
+bool Task::Runner::runBody() noexcept {
+  // A body may dispatch, which runs other bodies.
+  const void* const former = std::exchange(currentRunner, this);
+  const bool returned = runAtBoundary("task", [this] { task_.body_(task_); });
+  currentRunner = former;
+  return returned;
 }
 
 }  // namespace Quarnix

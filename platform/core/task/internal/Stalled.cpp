@@ -2,7 +2,7 @@
 #include <platform/core/task/internal/Stalled.h>
 
 #include <platform/core/log/Logger.h>
-#include <platform/core/timer/internal/Queue.h>
+#include <platform/core/timer/internal/ThreadQueue.h>
 
 namespace Quarnix {
 
@@ -31,7 +31,7 @@ bool Stalled::add(Entry& entry) noexcept {
     }
   }
   // Here and not only for the first entry, because a start may have failed before.
-  Timer::Queue& queue = Timer::Queue::get();
+  Timer::ThreadQueue& queue = Timer::ThreadQueue::get();
   if (const int error = queue.isQueued(*this) ? 0 : queue.start(*this)) {
     Log::printQuietly(Log::Priority::WARNING,
                       "libCore> no thread for the process's timers (error %d), nothing is tried again for now", error);
@@ -53,7 +53,7 @@ void Stalled::deadlineReached(const Time::Monotonic&) noexcept {
     else
       link = &(*link)->next_;
   }
-  if (first_) Timer::Queue::get().start(*this);
+  if (first_) Timer::ThreadQueue::get().start(*this);
 }
 
 }  // namespace Quarnix

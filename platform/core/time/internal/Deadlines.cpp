@@ -8,7 +8,6 @@ namespace Quarnix::Time {
 namespace {
 
 class NoDeadlines final : public Deadlines {
-  void clockChanged() noexcept override {}
   Monotonic earliest() noexcept override { return Monotonic::never(); }
   bool waitsOn(const ConditionVariable&) const noexcept override { return false; }
 };

@@ -1,4 +1,4 @@
-// The process's timers as the clock sees them.
+// The timers that have a thread, as a simulated clock sees them.
 #pragma once
 
 #include <platform/core/Mutex.h>
@@ -6,16 +6,14 @@
 
 namespace Quarnix::Time {
 
-/// The deadlines that the process's timers wait for. The timer queue implements it; until there is one, there are no
-/// deadlines.
+/// The deadlines at which a simulated clock stops on its way, because the process's timer thread runs something then.
+/// The queue of this thread implements it; until there is one, there are no deadlines.
 ///
 /// Threads: any.
 class Deadlines {
  public:
   static Deadlines& get() noexcept;
 
-  /// The clock has moved, or is another one: whoever waits for a deadline looks at it again.
-  virtual void clockChanged() noexcept = 0;
   /// The earliest deadline, or never.
   virtual Monotonic earliest() noexcept = 0;
   /// Whether a wait on `condition` is the one for the earliest deadline.

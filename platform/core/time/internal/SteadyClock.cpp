@@ -5,6 +5,8 @@
 #include <chrono>
 #include <ctime>
 
+#include <platform/core/internal/NeverDestroyed.h>
+
 namespace Quarnix::Time {
 
 namespace {
@@ -13,6 +15,11 @@ namespace {
 constexpr Elapsed LONGEST_WAIT(24 * 60 * 60, 0);
 
 }  // namespace
+
+SteadyClock& SteadyClock::get() noexcept {
+  static NeverDestroyed<SteadyClock> instance;
+  return instance.object;
+}
 
 Monotonic SteadyClock::now() const {
   timespec time;

@@ -1,4 +1,4 @@
-// Keeps the timer queue's entries in order. It knows neither threads nor clocks.
+// Keeps a timer queue's entries in order. It knows neither threads nor clocks.
 #pragma once
 
 #include <cstdint>

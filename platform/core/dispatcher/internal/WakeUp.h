@@ -1,0 +1,46 @@
+// The descriptors that wake the thread that dispatches a loop.
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+
+#include <sys/epoll.h>
+
+#include <platform/core/time/Monotonic.h>
+
+namespace Quarnix {
+
+/// An epoll set that contains a signal, a timer and the descriptors of the loop's sources. No operation waits.
+///
+/// Threads: any; one at a time calls `take`, and one at a time `setTimer`.
+class WakeUp {
+ public:
+  /// Raises std::system_error if there is no descriptor.
+  WakeUp();
+  ~WakeUp();
+  WakeUp(const WakeUp&) = delete;
+  WakeUp& operator=(const WakeUp&) = delete;
+
+  /// That of the set.
+  int descriptor() const noexcept { return set_; }
+
+  /// Adds, changes or removes the descriptor of a source, as epoll_ctl(2) does. Returns 0, or the error number.
+  int control(int operation, int descriptor, std::uint32_t events, void* source) noexcept;
+  /// Takes up to `most` events of sources, and a signal; returns how many events there are.
+  int take(epoll_event* events, int most) noexcept;
+
+  /// Makes the set readable until it is taken. No system call if it was signalled already.
+  void signal() noexcept;
+  /// Makes the set readable from `deadline` of the steady clock on, and not before; never: not at all.
+  void setTimer(const Time::Monotonic& deadline) noexcept;
+
+ private:
+  void close() noexcept;
+
+  int set_ = -1;
+  int signal_ = -1;
+  int timer_ = -1;
+  std::atomic<bool> isSignalled_{false};
+};
+
+}  // namespace Quarnix
