@@ -289,16 +289,22 @@ TEST_F(Threads, AreTriedAgainWhenNoneCanBeMade) {
   EXPECT_EQ(runs, 1);
 }
 
-struct TaskDeathTest : InBothPlaces {};
+struct TaskDeathTest : testing::TestWithParam<bool> {};
 HEVRA_IN_BOTH_PLACES(TaskDeathTest);
 
 TEST_P(TaskDeathTest, EndsTheProcessWhenATaskOrATimerIsDestroyedFromItsOwnHook) {
   const std::function<void()> rows[] = {
       [] { (new TestTask([](TestTask& self) { delete &self; }))->schedule(); },
       [] { (new TestTimer(Elapsed(), [](TestTimer& self, const Monotonic&) { delete &self; }))->start(); }};
-  for (const auto& begin : rows)
-    EXPECT_DEATH((begin(), dispatcher ? dispatcher->run() : void(Gate().await())),
-                 "<4>.*own hook: the hook has dropped the last reference");
+  for (const auto& begin : rows) {
+    const auto die = [&] {
+      Dispatcher dispatcher;  // of the process that dies
+      if (GetParam()) Dispatcher::setDefault(&dispatcher);
+      begin();
+      GetParam() ? dispatcher.run() : void(Gate().await());
+    };
+    EXPECT_DEATH(die(), "<4>.*own hook: the hook has dropped the last reference");
+  }
 }
 
 }  // namespace

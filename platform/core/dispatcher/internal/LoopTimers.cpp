@@ -10,6 +10,7 @@ namespace Quarnix {
 
 LoopTimers::LoopTimers(const Loop& loop, WakeUp& wakeUp) noexcept : loop_(loop), wakeUp_(wakeUp) {
   Timer::ThreadQueue::get();  // it holds the list of the clock's observers over a fork
+  endRound();
   observe();
 }
 
