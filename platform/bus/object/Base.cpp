@@ -3,6 +3,8 @@
 
 #include <system_error>
 
+#include <platform/bus/connection/AsyncCall.h>
+#include <platform/bus/connection/Client.h>
 #include <platform/core/internal/Fork.h>
 #include <platform/core/internal/HookScope.h>
 #include <platform/core/log/Logger.h>

@@ -158,10 +158,10 @@ void Loop::withdraw(Work& work) noexcept {
   awaitCall(&work);
 }
 
-void Loop::awaitOut(const Work& work) noexcept {
+void Loop::awaitOut(const void* callee) noexcept {
   if (!isOfThisProcess()) return;
   MutexLock lock(mutex_);
-  awaitCall(&work);
+  awaitCall(callee);
 }
 
 }  // namespace Quarnix
