@@ -37,8 +37,11 @@ void Manager::progress(const Hevra::Command& command, const Group& group,
         isFinal = true;
         ended.take(timer.watches);
         const bool isExpired = std::exchange(timer.life, Life::FINISHED) == Life::EXPIRED;
-        finished = timers.extract(entry);
-        if (isExpired) replaced_.insert(std::move(finished));
+        if (isExpired) {
+          replaced_.insert(timers.extract(entry));
+        } else {
+          finished = timers.extract(entry);
+        }
       } else if (timer.life == Life::WAITING) {
         timer.life = Life::REPORTED;
       }
