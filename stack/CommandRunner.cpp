@@ -48,11 +48,18 @@ CommandRunner::CommandRunner(Shared::Pointer<Bus::Connection> connection, std::s
       pace_(pace),
       nodes_(nodes),
       faults_(faults),
-      wake_([this] { schedule(); }) {}
+      wake_([this] { schedule(); }) {
+  MutexLock lock(inbox_->mutex);
+  inbox_->runner = this;
+}
 
 CommandRunner::~CommandRunner() {
   drop();
-  wake_.retire();  // first, because it schedules the task
+  wake_.retire();  // these two first, because they schedule the task
+  {
+    MutexLock lock(inbox_->mutex);
+    inbox_->runner = nullptr;
+  }
   retire();
 }
 
@@ -93,9 +100,32 @@ std::size_t CommandRunner::getCommandCount() const {
 }
 
 void CommandRunner::entry() {
-  const Time::Clock& clock = Time::Clock::get();
   MutexLock lock(mutex_);
-  inHand_ = {};  // a job is still here when its report raised an exception; it is given up
+  while (takeNext()) {
+    const Effect::Kind effect = inHandEffect_;
+    const bool isFirst = report_ == Report::NONE;
+    report_ = Report::UNDER_WAY;
+    --reportsLeft_;
+    // Meanwhile other threads write only `cancelled` and `dropped` of the job, which are not read here.
+    const Job& job = inHand_.mapped();
+    MutexUnlock unlock(mutex_);
+    if (isFirst && job.command.isWrite() && job.command.getStatus() == Status::COMPLETED) nodes_.write(job.command);
+    try {
+      report(job, effect);
+    } catch (...) {
+      answered(true);  // it is not repeated
+      throw;
+    }
+  }
+  if (!waiting_.empty()) wake_.at(waiting_.begin()->first);
+}
+
+/// Takes jobs in hand until one is to be reported. Returns false if none is, or if an answer is still to come.
+bool CommandRunner::takeNext() {
+  const Time::Clock& clock = Time::Clock::get();
+  if (report_ == Report::UNDER_WAY) return false;
+  if (report_ == Report::HEARD && reportsLeft_ > 0) return true;
+  if (report_ != Report::NONE) putBack(report_ == Report::HEARD);
   while (!waiting_.empty() && waiting_.begin()->first <= clock.now()) {
     inHand_ = waiting_.extract(waiting_.begin());
     Job& job = inHand_.mapped();
@@ -113,25 +143,31 @@ void CommandRunner::entry() {
       continue;
     }
     if (effect.kind == Kind::ERROR) fail(job, effect.code, effect.text);
-    bool heard = true;
+    inHandEffect_ = effect.kind;
+    reportsLeft_ = effect.kind == Kind::DUPLICATE || (job.doubled >> (job.reports - 1) & 1) ? 2 : 1;
+    if (effect.kind != Kind::RESTART && effect.kind != Kind::SILENCE) return true;
     {
-      // Meanwhile other threads write only `cancelled` and `dropped` of the job, which are not read here.
       MutexUnlock unlock(mutex_);
       if (effect.kind == Kind::RESTART) {
         faults_.restart(effect.time);
-      } else {
-        if (job.command.isWrite() && job.command.getStatus() == Status::COMPLETED) nodes_.write(job.command);
-        if (effect.kind != Kind::SILENCE) heard = report(job, effect.kind);
+      } else if (job.command.isWrite() && job.command.getStatus() == Status::COMPLETED) {
+        nodes_.write(job.command);
       }
     }
-    Jobs::node_type node = std::move(inHand_);
-    if (!heard) waiting_.clear();
-    if (!heard || job.dropped || Command::isFinalStatus(job.command.getStatus())) continue;
-    node.key() = clock.now() + (job.cancelled ? Time::Elapsed() : waitAfter(job));
-    waiting_.insert(std::move(node));
+    putBack(true);
   }
-  if (waiting_.empty()) return;
-  wake_.at(waiting_.begin()->first);
+  return false;
+}
+
+/// Lets the job in hand wait for its next report, unless this was the last.
+void CommandRunner::putBack(bool heard) {
+  report_ = Report::NONE;
+  Jobs::node_type node = std::move(inHand_);
+  const Job& job = node.mapped();
+  if (!heard) waiting_.clear();
+  if (!heard || job.dropped || Command::isFinalStatus(job.command.getStatus())) return;
+  node.key() = Time::Clock::get().now() + (job.cancelled ? Time::Elapsed() : waitAfter(job));
+  waiting_.insert(std::move(node));
 }
 
 void CommandRunner::step(Job& job) {
@@ -163,31 +199,37 @@ Time::Elapsed CommandRunner::waitAfter(const Job& job) const {
   return job.command.getStatus() == Status::DELAYED ? Time::Elapsed(job.command.getDelay(), 0) : pace_;
 }
 
-/// Returns false when the originator has gone.
-bool CommandRunner::report(const Job& job, Kind effect) const {
-  const bool twice = effect == Kind::DUPLICATE || (job.doubled >> (job.reports - 1) & 1);
-  for (int times = twice ? 2 : 1; times > 0; --times) {
-    Bus::Message::Method::Call call;
-    call.setDestination(client_);
-    call.setPath(path_);
-    call.setInterface(ORIGINATOR_INTERFACE);
-    call.setMember("progress");
-    call.setTimeout(REPLY_TIMEOUT);
-    Bus::Message::Iterator arguments = call.begin();
-    if (effect == Kind::WRONG_ARGUMENTS) {
-      arguments.append(std::uint8_t{0});
-    } else {
-      appendReport(arguments, job);
-    }
-
-    const Bus::Message::SendReturn reply = connection_->call(call);
-    if (!reply->isException()) continue;
-    Log::printQuietly(Log::Priority::WARNING, "hevra-stackd> no answer to the progress of %s from %s%s: %s: %s",
-                      job.getKey().c_str(), client_.c_str(), path_.c_str(), reply->getErrorName(),
-                      reply->getErrorText());
-    if (saysGone(reply->getErrorName())) return false;
+/// Calls "progress"; `answered` gets the answer.
+void CommandRunner::report(const Job& job, Kind effect) {
+  Bus::Message::Method::Call call;
+  call.setDestination(client_);
+  call.setPath(path_);
+  call.setInterface(ORIGINATOR_INTERFACE);
+  call.setMember("progress");
+  call.setTimeout(REPLY_TIMEOUT);
+  Bus::Message::Iterator arguments = call.begin();
+  if (effect == Kind::WRONG_ARGUMENTS) {
+    arguments.append(std::uint8_t{0});
+  } else {
+    appendReport(arguments, job);
   }
-  return true;
+  connection_->callAsync(std::move(call), [inbox = inbox_, key = job.getKey(), to = client_ + path_](const auto& result) {
+    const Bus::Message::SendReturn reply = result.get();
+    if (reply->isException()) {
+      Log::printQuietly(Log::Priority::WARNING, "hevra-stackd> no answer to the progress of %s from %s: %s: %s",
+                        key.c_str(), to.c_str(), reply->getErrorName(), reply->getErrorText());
+    }
+    MutexLock lock(inbox->mutex);
+    if (inbox->runner) inbox->runner->answered(!saysGone(reply->getErrorName()));
+  });
+}
+
+void CommandRunner::answered(bool heard) {
+  {
+    MutexLock lock(mutex_);
+    report_ = heard ? Report::HEARD : Report::NOT_HEARD;
+  }
+  schedule();
 }
 
 }  // namespace Quarnix::Hevra::Stack

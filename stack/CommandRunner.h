@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <functional>
 #include <map>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -42,7 +43,7 @@ class CommandRunner : private Task {
                 const Time::Elapsed& pace, NodeTable& nodes, Faults& faults);
   CommandRunner(const CommandRunner&) = delete;
   CommandRunner& operator=(const CommandRunner&) = delete;
-  /// Waits for the answer to the report under way.
+  /// Does not wait for the answer to the report under way.
   ~CommandRunner() override;
 
   void submit(std::vector<Job> jobs);
@@ -56,11 +57,21 @@ class CommandRunner : private Task {
  private:
   using Jobs = std::multimap<Time::Monotonic, Job>;  // by the time of their next report
 
+  /// Hands the answer of a report to the runner, if that is still there. The answer may come on any thread.
+  struct Inbox {
+    Mutex mutex;
+    CommandRunner* runner HEVRA_GUARDED_BY(mutex);
+  };
+  enum class Report : std::uint8_t { NONE, UNDER_WAY, HEARD, NOT_HEARD };
+
   void entry() override;
+  bool takeNext() HEVRA_REQUIRES(mutex_);
+  void putBack(bool heard) HEVRA_REQUIRES(mutex_);
   static void step(Job& job);
   static void fail(Job& job, const ErrorCode& code, const std::string& text);
   Time::Elapsed waitAfter(const Job& job) const;
-  bool report(const Job& job, Effect::Kind effect) const;
+  void report(const Job& job, Effect::Kind effect);
+  void answered(bool heard);
 
   // Constant after construction.
   const Shared::Pointer<Bus::Connection> connection_;
@@ -73,6 +84,10 @@ class CommandRunner : private Task {
   mutable Mutex mutex_;
   Jobs waiting_ HEVRA_GUARDED_BY(mutex_);
   Jobs::node_type inHand_ HEVRA_GUARDED_BY(mutex_);  // the one that is being reported
+  Report report_ HEVRA_GUARDED_BY(mutex_) = Report::NONE;
+  Effect::Kind inHandEffect_ HEVRA_GUARDED_BY(mutex_) = Effect::Kind::NONE;
+  unsigned reportsLeft_ HEVRA_GUARDED_BY(mutex_) = 0;  // of the one in hand
+  const std::shared_ptr<Inbox> inbox_ = std::make_shared<Inbox>();
   Wake wake_;
 };
 

@@ -56,7 +56,7 @@ class HEVRA_EXPORT Task {
   unsigned int getStackSize() const noexcept { return stackSize_; }
   /// The body runs on this dispatcher and not on a thread. The stack size does not matter then. Raises std::logic_error
   /// after the first use of the task.
-  virtual void setDispatcher(Dispatcher& dispatcher);
+  void setDispatcher(Dispatcher& dispatcher);
 
  protected:
   /// Lets the body run once more, soon. It never fails: when no thread can be made, it logs that and tries again.
