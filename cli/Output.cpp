@@ -37,7 +37,13 @@ Output::~Output() {
 void Output::printError(const std::string& text) { std::cerr << programName << ": " << printable(text) << '\n'; }
 
 void Output::fail(int error) noexcept {
-  if (error == EPIPE) std::raise(SIGPIPE);  // returns only where the signal is ignored
+  if (error == EPIPE) {
+    sigset_t pipe;
+    sigemptyset(&pipe);
+    sigaddset(&pipe, SIGPIPE);
+    pthread_sigmask(SIG_UNBLOCK, &pipe, nullptr);
+    std::raise(SIGPIPE);  // returns only where the signal is ignored
+  }
   std::cerr << programName << ": standard output cannot be written: " << std::strerror(error) << std::endl;
   ::_exit(2);
 }

@@ -36,6 +36,8 @@ class Table {
 
   Table(const Terminal& terminal, std::vector<Column> columns);
 
+  /// From now on lines are cut for this terminal.
+  void setTerminal(const Terminal& terminal) noexcept { terminal_ = terminal; }
   /// Widens the columns as far as this row needs.
   void fit(const Row& row);
 

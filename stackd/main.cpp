@@ -1,8 +1,4 @@
 // hevra-stackd: the simulated stack service on a bus, for application developers, integration tests and demonstrations.
-#include <sys/time.h>
-#include <unistd.h>
-
-#include <csignal>
 #include <iostream>
 #include <string>
 
@@ -11,6 +7,7 @@
 #include <cli/BusOption.h>
 #include <cli/ExitStatus.h>
 #include <cli/HelpFormatter.h>
+#include <cli/Loop.h>
 #include <cli/Number.h>
 #include <cli/Output.h>
 #include <json/Document.h>
@@ -91,28 +88,13 @@ int fail(ExitStatus status, const std::string& text) {
   return static_cast<int>(status);
 }
 
-/// Ends the process half a second from now, because an originator that does not answer its report would keep it
-/// waiting.
-void endSoon() {
-  std::signal(SIGALRM, [](int) { ::_exit(static_cast<int>(ExitStatus::DONE)); });
-  const itimerval half{{}, {0, 500'000}};
-  ::setitimer(ITIMER_REAL, &half, nullptr);
-}
-
 void serve(const CommandLine& line) {
-  // This comes before any thread is started, so that all threads leave these signals to sigwait.
-  sigset_t ends;
-  sigemptyset(&ends);
-  sigaddset(&ends, SIGINT);
-  sigaddset(&ends, SIGTERM);
-  pthread_sigmask(SIG_BLOCK, &ends, nullptr);
-
-  const auto serveUntilEnd = [&ends](auto&& service) {
+  Cli::Loop loop;
+  loop.takeSignals();
+  const auto serveUntilEnd = [&loop](auto&& service) {
     service.start();
     std::cout << "ready" << std::endl;
-    int signal = 0;
-    sigwait(&ends, &signal);
-    endSoon();
+    loop.runUntilSignal();
     service.stop();
   };
   const Options& options = line.options;

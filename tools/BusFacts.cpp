@@ -12,6 +12,26 @@ namespace Quarnix::Hevra::Tools {
 
 using Bus::Message::SendReturn;
 
+namespace {
+
+constexpr const char* DRIVER = "org.freedesktop.DBus";
+
+/// Returns the texts of a property of the bus, if it has such a property.
+std::optional<std::vector<std::string>> textsOf(Peer& bus, const std::string& property) {
+  try {
+    const SendReturn reply = bus.ask("org.freedesktop.DBus.Properties", "Get", std::string(DRIVER), property);
+    const Bus::Message::ConstIterator value = reply->begin().getVariant();
+    if (value.signature() != "as") return {};
+    std::vector<std::string> texts;
+    for (auto text = value.begin(); text.type() != 0; ++text) texts.emplace_back(text.getText());
+    return texts;
+  } catch (const Exception&) {
+    return {};
+  }
+}
+
+}  // namespace
+
 std::string describePlace(const std::string& option) {
   const auto variable = [](const char* name) {
     const char* const value = std::getenv(name);
@@ -34,8 +54,8 @@ std::string nameOfUser(std::uint32_t user) {
   return (entry ? entry->pw_name : "user") + (" (" + std::to_string(user)) + ")";
 }
 
-std::string describeOwner(const Shared::Pointer<Bus::Connection>& connection, const std::string& owner) {
-  const SendReturn reply = Peer(connection).ask("org.freedesktop.DBus", "GetConnectionCredentials", owner);
+std::string describeOwner(Peer& bus, const std::string& owner) {
+  const SendReturn reply = bus.ask(DRIVER, "GetConnectionCredentials", owner);
   std::string text = owner;
   const Bus::Message::ConstIterator entries = reply->begin();
   if (entries.signature() != "a{sv}") return text;
@@ -54,6 +74,18 @@ std::string describeOwner(const Shared::Pointer<Bus::Connection>& connection, co
     text += ", process " + std::to_string(number) + (program.empty() ? "" : " (" + program + ")");
   }
   return text;
+}
+
+BusIdentity identify(Peer& bus) {
+  BusIdentity identity;
+  try {
+    identity.id = bus.ask(DRIVER, "GetId")->begin().getText();
+  } catch (const Exception&) {
+    // It does not tell.
+  }
+  identity.features = textsOf(bus, "Features");
+  identity.interfaces = textsOf(bus, "Interfaces");
+  return identity;
 }
 
 }  // namespace Quarnix::Hevra::Tools

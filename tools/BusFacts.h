@@ -2,9 +2,11 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <string>
+#include <vector>
 
-#include <platform/bus/Connection.h>
+#include <tools/Peer.h>
 
 namespace Quarnix::Hevra::Tools {
 
@@ -14,6 +16,15 @@ std::string describePlace(const std::string& option);
 std::string nameOfUser(std::uint32_t user);
 /// Returns the unique name, the user and the process of a connection, as far as the bus knows them. Raises an error
 /// reply of the bus.
-std::string describeOwner(const Shared::Pointer<Bus::Connection>& connection, const std::string& owner);
+std::string describeOwner(Peer& bus, const std::string& owner);
+
+/// What a bus tells about itself. A bus has no version; each fact is missing where the bus does not tell it.
+struct BusIdentity {
+  std::optional<std::string> id;  // of this run of the bus
+  std::optional<std::vector<std::string>> features;
+  std::optional<std::vector<std::string>> interfaces;  // beyond the usual ones
+};
+
+BusIdentity identify(Peer& bus);
 
 }  // namespace Quarnix::Hevra::Tools

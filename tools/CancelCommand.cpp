@@ -2,6 +2,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <utility>
 
 #include <cli/Number.h>
 #include <proxy/command/Manager.h>
@@ -20,15 +21,14 @@ ExitStatus cancel(const Context& context, const Choice& choice) {
   Proxy::Command::Manager manager(context.isZuv(), context.application);
   manager.setConnection(context.openBus());
   std::string what = "every command";
-  if (choice.key) {
-    manager.cancel(*choice.key);
-    what = "the command " + *choice.key;
-  } else if (choice.priority) {
-    manager.cancel(HomeAutomation::Command::Priority(*choice.priority));
-    what = "the commands of priority " + std::to_string(*choice.priority);
-  } else {
-    manager.cancel();
-  }
+  if (choice.key) what = "the command " + *choice.key;
+  if (choice.priority) what = "the commands of priority " + std::to_string(*choice.priority);
+  context.await<void>([&](auto handler) {
+    if (choice.key) return manager.cancelAsync(*choice.key, std::move(handler));
+    if (choice.priority)
+      return manager.cancelAsync(HomeAutomation::Command::Priority(*choice.priority), std::move(handler));
+    return manager.cancelAsync(std::move(handler));
+  });
   context.print({{"done", true}}, "The service was asked to cancel " + what + ".");
   return ExitStatus::DONE;
 }

@@ -77,7 +77,7 @@ bool Checkup::run(const char* name, const std::function<std::string()>& step, Ex
 }
 
 void Checkup::print(const char* name, const nlohmann::ordered_json& ok, const std::string& found,
-                    const std::string& advice) const {
+                    const std::string& advice, const nlohmann::ordered_json& details) const {
   const std::string shown = Cli::printable(found);
   const std::string verdict = ok.is_null() ? "skipped" : ok == true ? "ok" : "FAILED";
   std::string text = verdict;
@@ -91,7 +91,9 @@ void Checkup::print(const char* name, const nlohmann::ordered_json& ok, const st
   }
   if (Terminal::ofOutput().coloured && !ok.is_null())
     text.replace(0, verdict.size(), (ok == true ? GREEN : RED) + verdict + "\033[0m");
-  context_.print({{"step", name}, {"ok", ok}, {"found", shown}, {"advice", advice}}, text);
+  nlohmann::ordered_json line = {{"step", name}, {"ok", ok}, {"found", shown}, {"advice", advice}};
+  line.update(details);
+  context_.print(line, text);
 }
 
 }  // namespace Quarnix::Hevra::Tools

@@ -25,13 +25,17 @@ class Checkup {
   bool run(const char* name, const std::function<std::string()>& step, ExitStatus whenFailed = ExitStatus::NO);
   /// Prints a step that cannot be done.
   void skip(const char* name, const std::string& why) const { print(name, nullptr, why, {}); }
+  /// Prints a step that cannot fail; the JSON object also has `details`.
+  void tell(const char* name, const std::string& found, const nlohmann::ordered_json& details) const {
+    print(name, true, found, {}, details);
+  }
 
   ExitStatus getExitStatus() const noexcept { return status_; }
 
  private:
   /// `ok` is true, false, or null for a step that was skipped.
-  void print(const char* name, const nlohmann::ordered_json& ok, const std::string& found,
-             const std::string& advice) const;
+  void print(const char* name, const nlohmann::ordered_json& ok, const std::string& found, const std::string& advice,
+             const nlohmann::ordered_json& details = nlohmann::ordered_json::object()) const;
 
   const Context& context_;
   ExitStatus status_ = ExitStatus::DONE;

@@ -1,12 +1,14 @@
-// What every command of hevractl needs: the global options, the bus, and printing results.
+// What every command of hevractl needs: the global options, the bus, its calls, and printing results.
 #pragma once
 
 #include <functional>
+#include <optional>
 #include <string>
 
 #include <nlohmann/json.hpp>
 
 #include <cli/ExitStatus.h>
+#include <cli/Loop.h>
 #include <platform/bus/Connection.h>
 #include <stack/Variant.h>
 
@@ -15,6 +17,8 @@ namespace Quarnix::Hevra::Tools {
 using Cli::ExitStatus;
 
 struct Context {
+  Cli::Loop& loop;
+
   std::string bus;  // empty: the environment decides
   Stack::Variant variant = Stack::Variant::HEVRA;
   std::string application = "hevractl";
@@ -29,6 +33,19 @@ struct Context {
   bool isZuv() const noexcept { return variant == Stack::Variant::ZUV; }
   /// See Cli::openBus.
   Shared::Pointer<Bus::Connection> openBus() const;
+  /// Runs the loop until the asynchronous operation is over, which `begin` begins with the handler that it is given.
+  /// Returns what the operation returns or raises what it raises. If SIGINT or SIGTERM comes before, the process ends
+  /// as it does without a handler for the signal.
+  template <class T>
+  T await(const std::function<Bus::PendingCall(Bus::Handler<T> handler)>& begin) const {
+    std::optional<Bus::Result<T>> result;
+    begin([&](const Bus::Result<T>& came) {
+      result.emplace(came);
+      loop.wake();
+    });
+    if (!loop.runUntil([&] { return result.has_value(); })) loop.obeySignal();
+    return result->get();
+  }
   /// Prints a result to standard output: with --json the value, otherwise the sentence.
   void print(const nlohmann::ordered_json& value, const std::string& sentence) const;
 };

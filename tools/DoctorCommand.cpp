@@ -8,7 +8,6 @@
 #include <optional>
 #include <vector>
 
-#include <platform/core/Mutex.h>
 #include <platform/core/time/Clock.h>
 #include <proxy/command/CommandContainerList.h>
 #include <proxy/command/Manager.h>
@@ -29,6 +28,12 @@ using Failure = Checkup::Failure;
 
 constexpr int PINGS = 50;
 
+std::string inMilliseconds(const Time::Elapsed& time) {
+  char text[32];
+  std::snprintf(text, sizeof text, "%.3f ms", static_cast<double>(time.getNanoseconds()) / 1e6);
+  return text;
+}
+
 class Doctor {
  public:
   explicit Doctor(const Context& context) : context_(context), checkup_(context) {}
@@ -37,11 +42,13 @@ class Doctor {
 
  private:
   bool examineBus();
+  void tellVersions(const BusIdentity& bus);
   std::string findService() const;
   std::string findAnswer() const;
   std::string findObject(const std::string& path, const std::string& interface) const;
   std::string callBack(Proxy::Command::Manager& manager) const;
   std::string measure() const;
+  void tellCounters() const;
 
   const Context& context_;
   Checkup checkup_;
@@ -91,14 +98,32 @@ bool Doctor::examineBus() {
       ExitStatus::BUS_ERROR);
 }
 
+void Doctor::tellVersions(const BusIdentity& bus) {
+  using Texts = std::vector<std::string>;
+  const auto listOf = [](const std::optional<Texts>& words) {
+    if (!words) return std::string("unknown");
+    std::string text;
+    for (const std::string& word : *words) text += (text.empty() ? "" : ", ") + word;
+    return text.empty() ? "none" : text;
+  };
+  const auto valueOf = [](const auto& fact) { return fact ? nlohmann::ordered_json(*fact) : nullptr; };
+  checkup_.tell(
+      "versions",
+      "library " HEVRA_VERSION "; bus " + bus.id.value_or("unknown") + ", its features: " + listOf(bus.features) +
+          ", its interfaces: " + listOf(bus.interfaces),
+      {{"library", HEVRA_VERSION},
+       {"bus",
+        {{"id", valueOf(bus.id)}, {"features", valueOf(bus.features)}, {"interfaces", valueOf(bus.interfaces)}}}});
+}
+
 /// Finds the owner of the service's name. A service that the bus can start is started, as any call would start it.
 std::string Doctor::findService() const {
-  const Peer bus(connection_);
+  Peer bus(context_, connection_);
   const SendReturn names = bus.ask("org.freedesktop.DBus", "ListActivatableNames");
   bool startable = false;
   for (auto name = names->begin().begin(); name.type() != 0; ++name) startable |= name.getText() == host_;
 
-  std::string owner = connection_->getNameOwner(host_);
+  std::string owner = bus.ownerOf(host_);
   const bool started = owner.empty() && startable;
   if (started) {
     try {
@@ -108,14 +133,14 @@ std::string Doctor::findService() const {
                         error.getErrorText(),
                     "see why: systemctl status hevra-stackd, journalctl -u hevra-stackd"};
     }
-    owner = connection_->getNameOwner(host_);
+    owner = bus.ownerOf(host_);
   }
   if (owner.empty()) {
     throw Failure{"nobody owns " + host_ + ", and the bus cannot start it",
                   "start the stack service (systemctl start hevra-stackd, or hevra-stackd), and see in its log whether "
                   "it got the name"};
   }
-  return host_ + " is " + describeOwner(connection_, owner) +
+  return host_ + " is " + describeOwner(bus, owner) +
          (started     ? "; the bus has just started it"
           : startable ? "; the bus can start it"
                       : "");
@@ -124,7 +149,7 @@ std::string Doctor::findService() const {
 /// Finds out whether the bus lets us call the service and whether the service answers, even with an error.
 std::string Doctor::findAnswer() const {
   try {
-    Peer(connection_, host_, Stack::COMMAND_PATH).ping();
+    Peer(context_, connection_, host_, Stack::COMMAND_PATH).ping();
   } catch (const Return& error) {
     const std::string name = error.getErrorName();
     if (name.ends_with(".AccessDenied") || name.ends_with(".NoReply")) throw;
@@ -134,11 +159,11 @@ std::string Doctor::findAnswer() const {
 }
 
 std::string Doctor::findObject(const std::string& path, const std::string& interface) const {
-  const Peer object(connection_, host_, path);
+  Peer object(context_, connection_, host_, path);
   object.ping();
   std::string text;
   try {
-    text = object.introspect();
+    text = object.ask("org.freedesktop.DBus.Introspectable", "Introspect")->begin().getText();
   } catch (const Return&) {
     return path + ", which does not say what it is";  // objects need not describe themselves
   }
@@ -156,38 +181,36 @@ std::string Doctor::findObject(const std::string& path, const std::string& inter
 std::string Doctor::callBack(Proxy::Command::Manager& manager) const {
   class Listener : public Interface::Command::Originator, public Proxy::Command::OutcomeObserver {
    public:
-    void progress(const Command&, const Group&, const HomeAutomation::Command::Status&) override {
-      MutexLock lock(mutex_);
-      ++reports_;
-    }
+    explicit Listener(Cli::Loop& loop) : loop_(loop) {}
+
+    void progress(const Command&, const Group&, const HomeAutomation::Command::Status&) override { ++reports; }
     void ended(const Group&, std::uint32_t, const Proxy::Command::Outcome&) override {
-      MutexLock lock(mutex_);
-      ended_ = true;
-      change_.notifyAll();
-    }
-    /// Waits until the command ends, or for the deadline, and returns the number of reports so far.
-    std::size_t await(const Time::Monotonic& deadline) {
-      MutexLock lock(mutex_);
-      while (!ended_ && Time::Clock::get().wait(change_, mutex_, deadline)) continue;
-      return reports_;
+      isOver = true;
+      loop_.wake();
     }
 
+    std::size_t reports = 0;
+    bool isOver = false;
+
    private:
-    Mutex mutex_;
-    ConditionVariable change_;
-    bool ended_ HEVRA_GUARDED_BY(mutex_) = false;
-    std::size_t reports_ HEVRA_GUARDED_BY(mutex_) = 0;
+    Cli::Loop& loop_;
   };
 
   Command command;
   command.setId(static_cast<std::uint32_t>(::getpid()));
   command.setDelay(60, 0);
   const Group group("hevractl-doctor");
-  const auto listener = Shared::make<Listener>();
-  manager.submit(listener, group, Proxy::CommandContainerList{command}, listener);
-  manager.cancel(group.getId() + "_" + std::to_string(command.getId()));
-  const std::size_t reports = listener->await(Time::Clock::get().now() + Peer::TIMEOUT);
+  const auto listener = Shared::make<Listener>(context_.loop);
+  context_.await<void>([&](auto handler) {
+    return manager.submitAsync(listener, group, Proxy::CommandContainerList{command}, listener, std::move(handler));
+  });
+  context_.await<void>([&](auto handler) {
+    return manager.cancelAsync(group.getId() + "_" + std::to_string(command.getId()), std::move(handler));
+  });
+  const Time::Monotonic deadline = Time::Clock::get().now() + Peer::TIMEOUT;
+  if (!context_.loop.runUntil([&] { return listener->isOver; }, deadline)) context_.loop.obeySignal();
   manager.stop();
+  const std::size_t reports = listener->reports;
   if (reports == 0) {
     throw Failure{
         "a command was taken, and no report of it came within " + std::to_string(Peer::TIMEOUT.getSeconds()) + " s",
@@ -199,21 +222,37 @@ std::string Doctor::callBack(Proxy::Command::Manager& manager) const {
 }
 
 std::string Doctor::measure() const {
-  const Peer object(connection_, host_, Stack::COMMAND_PATH);
-  std::vector<std::int64_t> times(PINGS);
-  for (std::int64_t& time : times) {
+  Peer object(context_, connection_, host_, Stack::COMMAND_PATH);
+  std::vector<Time::Elapsed> times(PINGS);
+  for (Time::Elapsed& time : times) {
     const Time::Monotonic begin = Time::Clock::get().now();
     object.ping();
-    time = (Time::Clock::get().now() - begin).getNanoseconds();
+    time = Time::Clock::get().now() - begin;
   }
   std::sort(times.begin(), times.end());
-  const auto milliseconds = [](std::int64_t nanoseconds) {
-    char text[32];
-    std::snprintf(text, sizeof text, "%.3f ms", static_cast<double>(nanoseconds) / 1e6);
-    return std::string(text);
-  };
-  return "median " + milliseconds(times[PINGS / 2]) + ", worst " + milliseconds(times.back()) + " of " +
+  return "median " + inMilliseconds(times[PINGS / 2]) + ", worst " + inMilliseconds(times.back()) + " of " +
          std::to_string(PINGS) + " calls";
+}
+
+void Doctor::tellCounters() const {
+  const Bus::Counters counters = connection_->getCounters();
+  const nlohmann::ordered_json figures = {
+      {"callsInFlight", counters.callsInFlight}, {"callsWaiting", counters.callsWaiting},
+      {"callsAnswered", counters.callsAnswered}, {"callsFailed", counters.callsFailed},
+      {"callsTimedOut", counters.callsTimedOut}, {"droppedTooLarge", counters.droppedTooLarge},
+      {"droppedSlow", counters.droppedSlow},     {"droppedUnread", counters.droppedUnread},
+      {"connects", counters.connects},           {"lastRoundTrip", counters.lastRoundTrip.getNanoseconds()},
+      {"bytesSent", counters.bytesSent},         {"bytesReceived", counters.bytesReceived}};
+  const auto number = [](const auto& count) { return std::to_string(count); };
+  checkup_.tell("counters",
+                "calls: " + number(counters.callsAnswered) + " answered, " + number(counters.callsFailed) +
+                    " failed, " + number(counters.callsTimedOut) + " timed out, " + number(counters.callsInFlight) +
+                    " in flight, " + number(counters.callsWaiting) + " waiting; dropped: " +
+                    number(counters.droppedTooLarge) + " too large, " + number(counters.droppedSlow) + " slow, " +
+                    number(counters.droppedUnread) + " unread; bus reached: " + number(counters.connects) +
+                    "; last round trip: " + inMilliseconds(counters.lastRoundTrip) +
+                    "; bytes: " + number(counters.bytesSent) + " sent, " + number(counters.bytesReceived) + " received",
+                {{"counters", figures}});
 }
 
 ExitStatus Doctor::examine() {
@@ -225,6 +264,12 @@ ExitStatus Doctor::examine() {
     return false;
   };
   const bool bus = examineBus();
+  BusIdentity identity;
+  if (bus) {
+    Peer driver(context_, connection_);
+    identity = identify(driver);
+  }
+  tellVersions(identity);
   const auto serviceStep = [&] { return findService(); };
   const auto answerStep = [&] { return findAnswer(); };
   const bool service = step(bus, "service", "the bus", serviceStep, ExitStatus::BUS_ERROR);
@@ -251,6 +296,11 @@ ExitStatus Doctor::examine() {
   step(commands && application, "progress", commands ? "the application" : "the command manager",
        [&] { return callBack(manager); });
   step(access, "round trip", "access", [&] { return measure(); });
+  if (bus) {
+    tellCounters();
+  } else {
+    checkup_.skip("counters", "needs the bus");
+  }
   return checkup_.getExitStatus();
 }
 

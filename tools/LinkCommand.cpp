@@ -1,6 +1,7 @@
 // hevractl link: changes links between nodes and looks them up, with a subcommand for each.
 #include <memory>
 #include <string>
+#include <utility>
 
 #include <cli/Printable.h>
 #include <proxy/node/Manager.h>
@@ -26,7 +27,9 @@ ExitStatus set(const Context& context, const Request& request) {
   link.setLinkType(static_cast<NodeLinkType>(request.type));
   Proxy::Node::Manager manager(context.isZuv());
   manager.setConnection(context.openBus());
-  const bool done = manager.modify(link, static_cast<NodeAction>(request.action));
+  const bool done = context.await<bool>([&](auto handler) {
+    return manager.modifyAsync(link, static_cast<NodeAction>(request.action), std::move(handler));
+  });
   context.print({{"modified", done}}, done ? "The link was modified." : "The link was not modified.");
   return done ? ExitStatus::DONE : ExitStatus::NO;
 }
@@ -34,7 +37,9 @@ ExitStatus set(const Context& context, const Request& request) {
 ExitStatus lookUp(const Context& context, const Request& request) {
   Proxy::Node::Manager manager(context.isZuv());
   manager.setConnection(context.openBus());
-  const std::string id = manager.getNodeLinkId(request.node, static_cast<NodeLinkType>(request.type));
+  const std::string id = context.await<std::string>([&](auto handler) {
+    return manager.getNodeLinkIdAsync(request.node, static_cast<NodeLinkType>(request.type), std::move(handler));
+  });
   context.print({{"linkId", id}}, id.empty() ? "The node has no such link." : Cli::printable(id));
   return id.empty() ? ExitStatus::NO : ExitStatus::DONE;
 }

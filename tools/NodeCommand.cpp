@@ -1,6 +1,7 @@
 // hevractl node: changes nodes, with a subcommand for each change.
 #include <memory>
 #include <string>
+#include <utility>
 #include <variant>
 
 #include <json/Document.h>
@@ -9,6 +10,7 @@
 #include <json/NodeForm.h>
 #include <proxy/node/Manager.h>
 #include <tools/Commands.h>
+#include <tools/Peer.h>
 
 namespace Quarnix::Hevra::Tools {
 
@@ -26,14 +28,16 @@ ExitStatus set(const Context& context, const Request& request) {
   const Stack::AnyNode node = Json::readNode(document.value, document.name);
   Proxy::Node::Manager manager(context.isZuv());
   manager.setConnection(context.openBus());
-  const bool done = manager.modify(Stack::headOf(node), static_cast<NodeAction>(request.action));
+  const bool done = context.await<bool>([&](auto handler) {
+    return manager.modifyAsync(Stack::headOf(node), static_cast<NodeAction>(request.action), std::move(handler));
+  });
   context.print({{"modified", done}}, done ? "The node was modified." : "The node was not modified.");
   return done ? ExitStatus::DONE : ExitStatus::NO;
 }
 
 /// The manager ignores the error replies of some calls. Before these, at least the service must exist.
-void requireService(const Proxy::Node::Manager& manager) {
-  if (manager.getConnection()->getNameOwner(manager.getHost()).empty()) {
+void requireService(const Context& context, const Proxy::Node::Manager& manager) {
+  if (Peer(context, manager.getConnection()).ownerOf(manager.getHost()).empty()) {
     throw Bus::Message::Method::Return("org.freedesktop.DBus.Error.ServiceUnknown",
                                        "nobody owns the name " + manager.getHost());
   }
@@ -42,8 +46,8 @@ void requireService(const Proxy::Node::Manager& manager) {
 ExitStatus remove(const Context& context, const Request& request) {
   Proxy::Node::Manager manager(context.isZuv());
   manager.setConnection(context.openBus());
-  requireService(manager);
-  manager.deleteNodes(request.address);
+  requireService(context, manager);
+  context.await<void>([&](auto handler) { return manager.deleteNodesAsync(request.address, std::move(handler)); });
   context.print({{"done", true}}, "The service was asked to remove the node's children.");
   return ExitStatus::DONE;
 }
@@ -66,8 +70,9 @@ ExitStatus changeKey(const Context& context, const Request& request) {
   const std::vector<std::uint8_t> key = readKey(request.key);
   Proxy::Node::Manager manager(context.isZuv());
   manager.setConnection(context.openBus());
-  requireService(manager);
-  manager.changeStackNodeKey(request.address, key.data());
+  requireService(context, manager);
+  context.await<void>(
+      [&](auto handler) { return manager.changeStackNodeKeyAsync(request.address, key.data(), std::move(handler)); });
   context.print({{"done", true}}, "The service was asked to change the key.");
   return ExitStatus::DONE;
 }

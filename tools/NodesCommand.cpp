@@ -2,6 +2,7 @@
 #include <iostream>
 #include <memory>
 #include <optional>
+#include <utility>
 #include <vector>
 
 #include <cli/Table.h>
@@ -22,13 +23,20 @@ struct Filter {
   std::optional<std::uint16_t> nodeType;
 };
 
-std::vector<Shared::Pointer<Node>> query(const Proxy::Node::Manager& manager, const Filter& filter) {
-  if (!filter.nodeClass) return manager.getNodes();
-  const auto nodeClass = static_cast<NodeClass>(*filter.nodeClass);
-  return filter.nodeType ? manager.getNodes(nodeClass, *filter.nodeType) : manager.getNodes(nodeClass);
+using Nodes = Proxy::Node::Manager::Nodes;
+
+Nodes query(const Context& context, const Filter& filter) {
+  Proxy::Node::Manager manager(context.isZuv());
+  manager.setConnection(context.openBus());
+  return context.await<Nodes>([&](auto handler) {
+    if (!filter.nodeClass) return manager.getNodesAsync(std::move(handler));
+    const auto nodeClass = static_cast<NodeClass>(*filter.nodeClass);
+    return filter.nodeType ? manager.getNodesAsync(nodeClass, *filter.nodeType, std::move(handler))
+                           : manager.getNodesAsync(nodeClass, std::move(handler));
+  });
 }
 
-void printTable(const std::vector<Shared::Pointer<Node>>& nodes, bool showKeys) {
+void printTable(const Nodes& nodes, bool showKeys) {
   Table table(Terminal::ofOutput(), {{"KIND"}, {"ADDRESS"}, {"CLASS"}, {"TYPE"}, {"STATE"}, {"DETAILS"}});
   std::vector<Table::Row> rows;
   for (const auto& node : nodes) {
@@ -42,9 +50,7 @@ void printTable(const std::vector<Shared::Pointer<Node>>& nodes, bool showKeys) 
 }
 
 ExitStatus list(const Context& context, const Filter& filter) {
-  Proxy::Node::Manager manager(context.isZuv());
-  manager.setConnection(context.openBus());
-  const auto nodes = query(manager, filter);
+  const Nodes nodes = query(context, filter);
   if (context.json) {
     for (const auto& node : nodes) std::cout << Json::writeNode(*node).dump() << '\n';
   } else {

@@ -2,8 +2,10 @@
 #pragma once
 
 #include <string>
+#include <utility>
 
 #include <platform/bus/object/Proxy.h>
+#include <tools/Context.h>
 
 namespace Quarnix::Hevra::Tools {
 
@@ -11,33 +13,39 @@ class Peer : public Bus::Object::Proxy {
  public:
   static constexpr Time::Elapsed TIMEOUT{5, 0};
 
-  Peer(const Shared::Pointer<Bus::Connection>& connection, const std::string& host, const std::string& path) {
+  Peer(const Context& context, const Shared::Pointer<Bus::Connection>& connection, const std::string& host,
+       const std::string& path)
+      : context_(context) {
     setConnection(connection);
     setHost(host.c_str());
     setPath(path);
   }
   /// Calls the bus itself. Its answers may take longer, because it may have to start a service first.
-  explicit Peer(const Shared::Pointer<Bus::Connection>& connection)
-      : Peer(connection, "org.freedesktop.DBus", "/org/freedesktop/DBus") {
+  Peer(const Context& context, const Shared::Pointer<Bus::Connection>& connection)
+      : Peer(context, connection, "org.freedesktop.DBus", "/org/freedesktop/DBus") {
     timeout_ = Bus::Message::Method::Call::DEFAULT_TIMEOUT;
   }
 
-  /// Calls the member and returns the answer. It waits for TIMEOUT at most, or for the usual time when it calls the
-  /// bus. Raises an error reply.
+  /// Calls the member and returns the answer, see Context::await. It waits for TIMEOUT at most, or for the usual time
+  /// when it calls the bus. Raises an error reply.
   template <class... Arguments>
-  Bus::Message::SendReturn ask(const char* interface, const char* member, const Arguments&... arguments) const {
+  Bus::Message::SendReturn ask(const char* interface, const char* member, const Arguments&... arguments) {
     Bus::Message::Method::Call call;
     call.setInterface(interface);
     call.setMember(member);
     call.setTimeout(timeout_);
     if constexpr (sizeof...(arguments) > 0) call.begin().append(arguments...);
-    Bus::Message::SendReturn reply = send(call);
+    Bus::Message::SendReturn reply = context_.await<Bus::Message::SendReturn>(
+        [&](auto handler) { return sendAsync(std::move(call), std::move(handler)); });
     if (reply->isException()) throw Bus::Message::Method::Return(*reply);
     return reply;
   }
-  void ping() const { ask("org.freedesktop.DBus.Peer", "Ping"); }
+  void ping() { ask("org.freedesktop.DBus.Peer", "Ping"); }
+  /// For the bus: returns the unique name of the name's owner; empty when nobody owns it.
+  std::string ownerOf(const std::string& name);
 
  private:
+  const Context& context_;
   Time::Elapsed timeout_ = TIMEOUT;
 };
 

@@ -9,7 +9,6 @@ Progress::Progress(const std::vector<Command>& commands) {
 
 void Progress::end(std::uint32_t id, const Proxy::Command::Outcome& outcome) {
   using Kind = Proxy::Command::Outcome::Kind;
-  MutexLock lock(mutex_);
   if (unfinished_.erase(id) == 0) return;
   if (outcome.kind == Kind::SERVICE_LOST)
     summary_.lost.push_back(id);
@@ -21,13 +20,7 @@ void Progress::end(std::uint32_t id, const Proxy::Command::Outcome& outcome) {
     ++summary_.failed;
 }
 
-bool Progress::isEnded() const {
-  MutexLock lock(mutex_);
-  return unfinished_.empty();
-}
-
 Progress::Summary Progress::getSummary() const {
-  MutexLock lock(mutex_);
   Summary summary = summary_;
   summary.unfinished.assign(unfinished_.begin(), unfinished_.end());
   return summary;

@@ -6,13 +6,11 @@
 #include <set>
 #include <vector>
 
-#include <platform/core/Mutex.h>
 #include <platform/hevra/Command.h>
 #include <proxy/command/Outcome.h>
 
 namespace Quarnix::Hevra::Tools {
 
-/// Threads: any.
 class Progress {
  public:
   struct Summary {
@@ -28,13 +26,12 @@ class Progress {
   /// Notes how a command ended.
   void end(std::uint32_t id, const Proxy::Command::Outcome& outcome);
   /// Returns whether all commands have ended.
-  bool isEnded() const;
+  bool isEnded() const noexcept { return unfinished_.empty(); }
   Summary getSummary() const;
 
  private:
-  mutable Mutex mutex_;
-  std::set<std::uint32_t> unfinished_ HEVRA_GUARDED_BY(mutex_);
-  Summary summary_ HEVRA_GUARDED_BY(mutex_);  // without `unfinished`
+  std::set<std::uint32_t> unfinished_;
+  Summary summary_;  // without `unfinished`
 };
 
 }  // namespace Quarnix::Hevra::Tools

@@ -60,12 +60,15 @@ ProgressPrinter::ProgressPrinter(bool json, const Group& group, const std::vecto
       table_(Terminal::ofOutput(), {{"COMMAND"}, {"STATUS", 11}, {"TIME", 8}, {"NODE"}, {"PARAMETER"}, {"VALUE"}}) {
   const Terminal terminal = Terminal::ofOutput();
   const char* const trace = std::getenv("HEVRA_TRACE");  // its lines would come between the rows
-  live_ = !json && !(trace && *trace) && !commands.empty() &&
-          commands.size() + 3 <= terminal.rows;  // plus the titles, the summary and the cursor
   for (const Command& command : commands) {
     lines_.push_back({command, began_, Cell("sent")});
     table_.fit(rowOf(lines_.back()));
   }
+  live_ = !json && !(trace && *trace) && !commands.empty() && hasRoom(terminal);
+}
+
+bool ProgressPrinter::hasRoom(const Terminal& terminal) const noexcept {
+  return lines_.size() + 3 <= terminal.rows;  // plus the titles, the summary and the cursor
 }
 
 Table::Row ProgressPrinter::rowOf(const Line& line) const {
@@ -92,15 +95,14 @@ void ProgressPrinter::printRows() {
 }
 
 void ProgressPrinter::printAside(const std::string& text) {
-  MutexLock lock(mutex_);
-  if (begun_) std::cout << "\033[" + std::to_string(lines_.size()) + "A\r\033[J";
+  const bool isDrawn = begun_ && live_;
+  if (isDrawn) std::cout << "\033[" + std::to_string(lines_.size()) + "A\r\033[J";
   std::cout << Cli::printable(text) << '\n';
-  if (begun_) printRows();
+  if (isDrawn) printRows();
   std::cout << std::flush;
 }
 
 void ProgressPrinter::print(const Command& command, const Group& group, HomeAutomation::Command::Status status) {
-  MutexLock lock(mutex_);
   const bool final = Command::isFinalStatus(command.getStatus());
   if (json_) {
     const nlohmann::ordered_json line = {{"event", "progress"},
@@ -115,7 +117,6 @@ void ProgressPrinter::print(const Command& command, const Group& group, HomeAuto
 }
 
 void ProgressPrinter::printEnd(std::uint32_t id, const std::string& how) {
-  MutexLock lock(mutex_);
   for (const Line& line : lines_) {
     if (line.command.getId() != id || json_) continue;
     show({line.command, Time::Clock::get().now(), {how, RED}, true});
@@ -134,7 +135,6 @@ void ProgressPrinter::show(const Line& line) {
 }
 
 void ProgressPrinter::refresh() {
-  MutexLock lock(mutex_);
   if (!live_) return;
   begin();
   for (std::size_t i = 0; i < lines_.size(); ++i) {
@@ -142,6 +142,17 @@ void ProgressPrinter::refresh() {
     lines_[i].changed = Time::Clock::get().now();
     redraw(i);
   }
+}
+
+void ProgressPrinter::resize() {
+  const Terminal terminal = Terminal::ofOutput();
+  table_.setTerminal(terminal);
+  if (!live_) return;
+  live_ = hasRoom(terminal);
+  if (!live_ || !begun_) return;
+  std::cout << "\033[" + std::to_string(lines_.size() + 1) + "A\r\033[J";
+  begun_ = false;
+  begin();
 }
 
 /// Moves the cursor up to the row, rewrites it and moves back, all in one write.

@@ -7,7 +7,6 @@
 #include <vector>
 
 #include <cli/Table.h>
-#include <platform/core/Mutex.h>
 #include <platform/core/time/Monotonic.h>
 #include <platform/hevra/Command.h>
 #include <platform/hevra/Group.h>
@@ -17,7 +16,6 @@ namespace Quarnix::Hevra::Tools {
 
 /// Prints one JSON object or one table row for each report. On a terminal with enough rows, it prints one row for each
 /// command instead and updates it in place; the cursor then always stays at the beginning of the line below the table.
-/// Threads: any.
 class ProgressPrinter {
  public:
   /// The displayed times count from the construction.
@@ -30,6 +28,9 @@ class ProgressPrinter {
   void printAside(const std::string& text);
   /// Updates the times of the commands that have not ended, when rows are updated in place.
   void refresh();
+  /// Draws the rows that are updated in place for the terminal's present size. If they have no room any more, reports
+  /// follow each other from now on.
+  void resize();
   /// Whether rows are updated in place.
   bool isLive() const noexcept { return live_; }
 
@@ -42,21 +43,19 @@ class ProgressPrinter {
   };
 
   Cli::Table::Row rowOf(const Line& line) const;
-  void begin() HEVRA_REQUIRES(mutex_);
-  void printRows() HEVRA_REQUIRES(mutex_);
-  void show(const Line& line) HEVRA_REQUIRES(mutex_);
-  void redraw(std::size_t index) HEVRA_REQUIRES(mutex_);
+  bool hasRoom(const Cli::Terminal& terminal) const noexcept;
+  void begin();
+  void printRows();
+  void show(const Line& line);
+  void redraw(std::size_t index);
 
-  // Constant after construction.
   const bool json_;
   const Group group_;
   const Time::Monotonic began_;
   Cli::Table table_;
   bool live_ = false;
-
-  Mutex mutex_;
-  bool begun_ HEVRA_GUARDED_BY(mutex_) = false;
-  std::vector<Line> lines_ HEVRA_GUARDED_BY(mutex_);
+  bool begun_ = false;
+  std::vector<Line> lines_;
 };
 
 }  // namespace Quarnix::Hevra::Tools

@@ -4,13 +4,11 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <csignal>
 #include <cstring>
 #include <memory>
 #include <string>
 
 #include <bus/StackNodeWrapper.h>
-#include <cli/Interruption.h>
 #include <cli/Output.h>
 #include <json/BodyForm.h>
 #include <json/Malformed.h>
@@ -26,8 +24,6 @@
 
 namespace Quarnix::Hevra::Tools {
 
-using Cli::Interruption;
-
 namespace {
 
 using Bus::Message::Method::Call;
@@ -36,9 +32,6 @@ using Json::Malformed;
 using Json::RecordedMessage;
 
 constexpr const char* BUS = "org.freedesktop.DBus";
-
-/// Makes the main thread stop waiting and end the program.
-void endProgram() { ::kill(::getpid(), SIGTERM); }
 
 /// Opens the file and empties it. Raises Malformed when that fails. A file that is to hold keys must belong to this
 /// user alone; otherwise it is left untouched.
@@ -60,7 +53,8 @@ int openFile(const std::string& file, bool holdsKeys) {
 /// Writes down the messages that arrive, without those of the bus itself.
 class Recorder : public Bus::Trace {
  public:
-  Recorder(const std::string& file, bool showKeys) : showKeys_(showKeys), output_(openFile(file, showKeys)) {}
+  Recorder(const std::string& file, bool showKeys, Cli::Loop& loop)
+      : showKeys_(showKeys), output_(openFile(file, showKeys)), loop_(loop) {}
   ~Recorder() override { ::close(output_); }
 
   void message(Direction direction, const Bus::Message::Any& message) override {
@@ -87,8 +81,13 @@ class Recorder : public Bus::Trace {
       ++count_;
     } else {
       failure_ = errno;
-      endProgram();
+      loop_.wake();
     }
+  }
+
+  bool hasFailed() {
+    MutexLock lock(mutex_);
+    return failure_ != 0;
   }
 
   /// Stops writing and returns the number of written messages. Raises Malformed when one could not be written.
@@ -103,35 +102,32 @@ class Recorder : public Bus::Trace {
   const bool showKeys_;
   const Time::Monotonic began_ = Time::Clock::get().now();
   const int output_;
+  Cli::Loop& loop_;
   Mutex mutex_;
   int failure_ HEVRA_GUARDED_BY(mutex_) = 0;  // why a message could not be written
   std::size_t count_ HEVRA_GUARDED_BY(mutex_) = 0;
   bool finished_ HEVRA_GUARDED_BY(mutex_) = false;
 };
 
-/// Has the connection read all the time. When the connection is lost, it ends the program, because a new connection
+/// Has the connection read all the time. When the connection is lost, the recording is over, because a new connection
 /// would not be a monitor.
 class LossWatch : public Bus::ConnectionObserver {
  public:
-  explicit LossWatch(Shared::Pointer<Bus::Connection> connection) : ConnectionObserver(std::move(connection), {}) {}
+  LossWatch(Shared::Pointer<Bus::Connection> connection, Cli::Loop& loop)
+      : ConnectionObserver(std::move(connection), {}), loop_(loop) {}
   ~LossWatch() override { retire(); }
 
-  std::string getLoss() {
-    MutexLock lock(mutex_);
-    return loss_;
-  }
+  /// The reason; empty while the connection is there.
+  const std::string& getLoss() const noexcept { return loss_; }
 
  private:
   void lost(const std::string& reason) override {
-    {
-      MutexLock lock(mutex_);
-      loss_ = reason;
-    }
-    endProgram();
+    loss_ = reason;
+    loop_.wake();
   }
 
-  Mutex mutex_;
-  std::string loss_ HEVRA_GUARDED_BY(mutex_);
+  Cli::Loop& loop_;
+  std::string loss_;
 };
 
 /// Asks the bus for all messages from and to the service; when the bus refuses, only for the service's signals.
@@ -153,24 +149,23 @@ void listen(Bus::Connection& connection, const std::string& service) {
 }
 
 ExitStatus record(const Context& context, const std::string& file) {
-  Interruption interruption;
-  interruption.begin();
+  context.loop.takeSignals();
+  context.loop.watchOutput();
   Bus::Type::StructWrapper<StackNode>::hideKeysInTraces();
-  const auto recorder = Shared::make<Recorder>(file, context.showKeys);
+  const auto recorder = Shared::make<Recorder>(file, context.showKeys, context.loop);
   Bus::Trace::set(recorder);
   const auto connection = context.openBus();
   connection->getUniqueName();  // raises an error when the bus cannot be reached
-  LossWatch watch(connection);
+  LossWatch watch(connection, context.loop);
   watch.start();
   listen(*connection, busNameOf(context.variant));
   context.print({{"event", "ready"}}, "Recording to " + file + "; interrupt to end.");
-  while (Interruption::getSignal() == 0) interruption.wait(Time::Monotonic::never());
+  context.loop.runUntil([&] { return recorder->hasFailed() || !watch.getLoss().empty(); });
 
   const std::size_t count = recorder->finish(file);
   context.print({{"event", "recorded"}, {"messages", count}},
                 "Recorded " + std::to_string(count) + (count == 1 ? " message." : " messages."));
-  if (const std::string loss = watch.getLoss(); !loss.empty())
-    throw Return("org.freedesktop.DBus.Error.Disconnected", loss);
+  if (!watch.getLoss().empty()) throw Return("org.freedesktop.DBus.Error.Disconnected", watch.getLoss());
   return ExitStatus::DONE;
 }
 

@@ -1,4 +1,6 @@
 // hevractl reset: resets the radio daughter board.
+#include <utility>
+
 #include <proxy/daughterboard/Manager.h>
 #include <tools/Commands.h>
 
@@ -9,7 +11,7 @@ namespace {
 ExitStatus reset(const Context& context) {
   Proxy::DaughterBoard::Manager manager;
   manager.setConnection(context.openBus());
-  const bool done = manager.hardReset();
+  const bool done = context.await<bool>([&](auto handler) { return manager.hardResetAsync(std::move(handler)); });
   context.print({{"reset", done}}, done ? "The daughter board was reset." : "The daughter board was not reset.");
   return done ? ExitStatus::DONE : ExitStatus::NO;
 }

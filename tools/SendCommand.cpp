@@ -5,8 +5,8 @@
 #include <iostream>
 #include <memory>
 #include <string>
+#include <utility>
 
-#include <cli/Interruption.h>
 #include <cli/Number.h>
 #include <cli/Output.h>
 #include <json/CommandForm.h>
@@ -15,13 +15,12 @@
 #include <platform/core/time/Clock.h>
 #include <proxy/command/CommandContainerList.h>
 #include <proxy/command/Manager.h>
+#include <stack/Wake.h>
 #include <tools/Commands.h>
 #include <tools/Progress.h>
 #include <tools/ProgressPrinter.h>
 
 namespace Quarnix::Hevra::Tools {
-
-using Cli::Interruption;
 
 namespace {
 
@@ -35,8 +34,8 @@ struct Request {
 /// Prints each report and notes each end.
 class Follower : public Interface::Command::Originator, public Proxy::Command::OutcomeObserver {
  public:
-  Follower(Progress& progress, ProgressPrinter& printer, Interruption& interruption)
-      : progress_(progress), printer_(printer), interruption_(interruption) {}
+  Follower(Progress& progress, ProgressPrinter& printer, Cli::Loop& loop)
+      : progress_(progress), printer_(printer), loop_(loop) {}
 
   void progress(const Command& command, const Group& group, const HomeAutomation::Command::Status& status) override {
     printer_.print(command, group, status);
@@ -48,13 +47,13 @@ class Follower : public Interface::Command::Originator, public Proxy::Command::O
     if (outcome.kind != Kind::FINISHED)
       printer_.printEnd(id, outcome.kind == Kind::SERVICE_LOST ? "lost" : "no report");
     progress_.end(id, outcome);
-    interruption_.wake();
+    loop_.wake();
   }
 
  private:
   Progress& progress_;
   ProgressPrinter& printer_;
-  Interruption& interruption_;
+  Cli::Loop& loop_;
 };
 
 /// Prints the library's log lines above the rows that are updated in place, when both are on a terminal.
@@ -95,22 +94,23 @@ std::string listOf(std::vector<std::uint32_t> ids) {
   return text + (ids.size() > MOST ? ", ..." : "");
 }
 
-/// Returns when every command has ended, at the deadline, or when a signal comes.
-void follow(const Progress& progress, ProgressPrinter& printer, Interruption& interruption,
-            const Time::Monotonic& deadline) {
+/// Returns when every command has ended or the time is over; returns false if a signal has come before.
+bool follow(const Progress& progress, ProgressPrinter& printer, Cli::Loop& loop, std::uint32_t seconds) {
+  const Time::Clock& clock = Time::Clock::get();
   const Time::Elapsed second(1, 0);
-  for (Time::Monotonic now = Time::Clock::get().now();
-       !progress.isEnded() && Interruption::getSignal() == 0 && now < deadline; now = Time::Clock::get().now()) {
+  Stack::Wake tick([&] {
     printer.refresh();
-    interruption.wait(printer.isLive() ? std::min(deadline, now + second) : deadline);
-  }
+    tick.at(clock.now() + second);
+  });
+  printer.refresh();
+  if (printer.isLive()) tick.at(clock.now() + second);
+  return loop.runUntil([&] { return progress.isEnded(); }, clock.now() + Time::Elapsed(seconds, 0));
 }
 
 ExitStatus send(const Context& context, const Request& request) {
   const Json::Document document = Json::readFile(request.file);
   const std::vector<Command> commands = Json::readCommands(document.value, document.name);
   const Group group(request.group);
-  Interruption interruption;
   Progress progress(commands);
   ProgressPrinter printer(context.json, group, commands);
   LoggingAside logging(printer);
@@ -120,15 +120,18 @@ ExitStatus send(const Context& context, const Request& request) {
   if (!request.noWait) manager.start(true);
   const Proxy::CommandContainerList list(commands.begin(), commands.end());
   if (request.noWait) {
-    manager.add({}, group, list);  // without an originator for the reports
+    // Without an originator for the reports.
+    context.await<void>([&](auto handler) { return manager.addAsync({}, group, list, std::move(handler)); });
     if (!context.json) std::cout << "Sent " << count(commands.size()) << '.' << std::endl;
     return ExitStatus::DONE;
   }
-  const auto follower = Shared::make<Follower>(progress, printer, interruption);
-  manager.submit(follower, group, list, follower);
-  interruption.begin();
-  follow(progress, printer, interruption, Time::Clock::get().now() + Time::Elapsed(request.seconds, 0));
-  // This waits for the hook under way, and so until the answer to the last report is sent.
+  const auto follower = Shared::make<Follower>(progress, printer, context.loop);
+  context.loop.takeSignals();
+  context.loop.watchOutput();
+  context.loop.onResize([&] { printer.resize(); });
+  context.await<void>(
+      [&](auto handler) { return manager.submitAsync(follower, group, list, follower, std::move(handler)); });
+  const bool isInterrupted = !follow(progress, printer, context.loop, request.seconds);
   manager.stop();
   printer.refresh();
   logging.end();
@@ -145,9 +148,9 @@ ExitStatus send(const Context& context, const Request& request) {
     return ExitStatus::BUS_ERROR;
   }
   if (!summary.unfinished.empty()) {
-    if (Interruption::getSignal() != 0) {
+    if (isInterrupted) {
       Cli::Output::printError("interrupted; hevractl cancel ends " + listOf(summary.unfinished));
-      Interruption::obey();
+      context.loop.obeySignal();
     }
     Cli::Output::printError("gave up after " + std::to_string(request.seconds) + " s on " + listOf(summary.unfinished));
     return ExitStatus::GAVE_UP;

@@ -5,18 +5,40 @@
 
 #include <cli/Number.h>
 #include <cli/Output.h>
+#include <platform/bus/ConnectionObserver.h>
 #include <platform/core/time/Clock.h>
-#include <proxy/command/Manager.h>
+#include <stack/Variant.h>
 #include <tools/Commands.h>
+#include <tools/Peer.h>
 
 namespace Quarnix::Hevra::Tools {
 
 namespace {
 
+/// Hears when the service is there.
+class Arrival : public Bus::ConnectionObserver {
+ public:
+  Arrival(const Shared::Pointer<Bus::Connection>& connection, const std::string& service, Cli::Loop& loop)
+      : ConnectionObserver(connection, {service}), loop_(loop) {}
+  ~Arrival() override { retire(); }
+
+  bool hasCome() const noexcept { return hasCome_; }
+
+ private:
+  void serviceUp(const std::string&, const std::string&) override {
+    hasCome_ = true;
+    loop_.wake();
+  }
+
+  Cli::Loop& loop_;
+  bool hasCome_ = false;
+};
+
 /// Returns why the service is not there.
-std::string absence(const Bus::Object::Proxy& service) {
+std::string absence(const Context& context, const Shared::Pointer<Bus::Connection>& connection,
+                    const std::string& service) {
   try {
-    if (service.getConnection()->getNameOwner(service.getHost()).empty()) return "nobody owns " + service.getHost();
+    if (Peer(context, connection).ownerOf(service).empty()) return "nobody owns " + service;
     return "it has come just now";
   } catch (const Bus::Message::Method::Return& error) {
     return error.getErrorText();
@@ -24,15 +46,18 @@ std::string absence(const Bus::Object::Proxy& service) {
 }
 
 ExitStatus wait(const Context& context, const std::optional<std::uint32_t>& seconds) {
-  Proxy::Command::Manager service(context.isZuv(), context.application);
-  service.setConnection(context.openBus());
+  const auto connection = context.openBus();
+  const std::string service = Stack::busNameOf(context.variant);
+  Arrival arrival(connection, service, context.loop);
+  arrival.start();
   const Time::Monotonic deadline =
       seconds ? Time::Clock::get().now() + Time::Elapsed(*seconds, 0) : Time::Monotonic::never();
-  const bool there = service.waitForService(deadline);
-  if (there || context.json) context.print({{"available", there}}, "The service is there: " + service.getHost() + ".");
+  if (!context.loop.runUntil([&] { return arrival.hasCome(); }, deadline)) context.loop.obeySignal();
+  const bool there = arrival.hasCome();
+  if (there || context.json) context.print({{"available", there}}, "The service is there: " + service + ".");
   if (there) return ExitStatus::DONE;
-  Cli::Output::printError("gave up waiting after " + std::to_string(*seconds) + " s: " + absence(service) +
-                          "; 'hevractl doctor' looks for the cause");
+  Cli::Output::printError("gave up waiting after " + std::to_string(*seconds) +
+                          " s: " + absence(context, connection, service) + "; 'hevractl doctor' looks for the cause");
   return ExitStatus::GAVE_UP;
 }
 

@@ -2,10 +2,8 @@
 #include <string>
 #include <utility>
 
-#include <cli/Interruption.h>
 #include <cli/Table.h>
 #include <json/NodeForm.h>
-#include <platform/core/Mutex.h>
 #include <proxy/command/Manager.h>
 #include <proxy/node/Manager.h>
 #include <tools/Commands.h>
@@ -15,7 +13,6 @@ namespace Quarnix::Hevra::Tools {
 
 using Cli::Cell;
 using Cli::GREEN;
-using Cli::Interruption;
 using Cli::RED;
 using Cli::Table;
 using Cli::Terminal;
@@ -23,28 +20,22 @@ using Cli::YELLOW;
 
 namespace {
 
-/// Prints one line at a time below the titles of the columns. Threads: any.
+/// Prints one line at a time below the titles of the columns.
 class Printer {
  public:
   explicit Printer(const Context& context) : context_(context) {}
 
-  void begin() {
-    MutexLock lock(mutex_);
-    context_.print({{"event", "ready"}}, "Watching; interrupt to end.\n" + table_.titles());
-  }
+  void begin() { context_.print({{"event", "ready"}}, "Watching; interrupt to end.\n" + table_.titles()); }
 
-  void print(const nlohmann::ordered_json& value, const Table::Row& row) {
-    MutexLock lock(mutex_);
-    context_.print(value, table_.line(row));
-  }
+  void print(const nlohmann::ordered_json& value, const Table::Row& row) { context_.print(value, table_.line(row)); }
+  void resize() { table_.setTerminal(Terminal::ofOutput()); }
   bool isKeyShown() const noexcept { return context_.showKeys; }
 
  private:
   const Context& context_;
   // The columns are wide enough for all that may come.
-  const Table table_{Terminal::ofOutput(),
-                     {{"EVENT", 9}, {"ACTION", 8}, {"KIND", 10}, {"ADDRESS", 10}, {"STATE", 5}, {"DETAILS"}}};
-  Mutex mutex_;
+  Table table_{Terminal::ofOutput(),
+               {{"EVENT", 9}, {"ACTION", 8}, {"KIND", 10}, {"ADDRESS", 10}, {"STATE", 5}, {"DETAILS"}}};
 };
 
 Cell cellOf(NodeAction action) {
@@ -102,10 +93,11 @@ class ExceptionWatcher : public Proxy::Command::Manager {
 };
 
 ExitStatus watch(const Context& context) {
-  Interruption interruption;
-  interruption.begin();
+  context.loop.takeSignals();
+  context.loop.watchOutput();
   const auto connection = context.openBus();
   Printer printer(context);
+  context.loop.onResize([&] { printer.resize(); });
   NodeWatcher nodes(context.isZuv(), printer);
   ExceptionWatcher exceptions(context.isZuv(), context.application, printer);
   nodes.setConnection(connection);
@@ -114,7 +106,7 @@ ExitStatus watch(const Context& context) {
   nodes.start(true);
   exceptions.start(true);
   printer.begin();
-  while (Interruption::getSignal() == 0) interruption.wait(Time::Monotonic::never());
+  context.loop.runUntilSignal();
   return ExitStatus::DONE;
 }
 

@@ -47,7 +47,8 @@ void checkApplication(const std::string& name) {
 }
 
 ExitStatus run(int argc, char** argv, CLI::App& app, Output& output) {
-  Context context;
+  Hevra::Cli::Loop loop;
+  Context context{.loop = loop};
   addGlobalOptions(app, context);
   addReset(app, context);
   addNodes(app, context);
