@@ -64,6 +64,7 @@ TEST_P(Async, CallsEndWithWhatTheSynchronousOnesReturnOrRaise) {
   EXPECT_EQ(textOf(connection->callAsync(toNobody).get()), error("ServiceUnknown"));
   EXPECT_EQ(textOf(connection->callAsync(toService).get()), "direct");
   EXPECT_THROW(connection->callAsync(Call()).get(), Bus::InvalidArgument);
+  EXPECT_THROW(TestProxy(connection, NAME, {}, "no path").sendAsync(callTo("Echo")).get(), Bus::InvalidArgument);
   EXPECT_EQ(textOf(proxy.sendAsync(callTo("Echo", "future")).get()), "future");
 }
 
