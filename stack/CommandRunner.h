@@ -4,6 +4,8 @@
 #include <cstddef>
 #include <functional>
 #include <map>
+#include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -21,9 +23,9 @@ namespace Quarnix::Hevra::Stack {
 /// and waits for that long. Then it reports TRANSMITTED, IN_PROGRESS and COMPLETED (or FAILED), with one pace between
 /// them.
 ///
-/// The runner makes one report at a time and waits for its answer, for REPLY_TIMEOUT at most. So it does not flood an
-/// originator, and a slow originator delays only its own commands. A report without an answer, or with an error for an
-/// answer, is logged and not repeated. When the originator's connection has gone, its commands are dropped.
+/// The runner makes one report at a time, and the next one when the answer has come or REPLY_TIMEOUT is over. So it does
+/// not flood an originator, and a slow originator delays only its own commands. A report without an answer, or with an
+/// error for an answer, is logged and not repeated. When the originator's connection has gone, its commands are dropped.
 ///
 /// A command that writes changes its node in the table just before it reports COMPLETED, see NodeTable::write. A fault
 /// may affect each report.
@@ -42,7 +44,6 @@ class CommandRunner : private Task {
                 const Time::Elapsed& pace, NodeTable& nodes, Faults& faults);
   CommandRunner(const CommandRunner&) = delete;
   CommandRunner& operator=(const CommandRunner&) = delete;
-  /// Waits for the answer to the report under way.
   ~CommandRunner() override;
 
   void submit(std::vector<Job> jobs);
@@ -56,11 +57,19 @@ class CommandRunner : private Task {
  private:
   using Jobs = std::multimap<Time::Monotonic, Job>;  // by the time of their next report
 
+  class Answers;
+  using Answer = Bus::Result<Bus::Message::SendReturn>;
+
   void entry() override;
+  void beginNext() HEVRA_REQUIRES(mutex_);
+  void finishReport() HEVRA_REQUIRES(mutex_);
+  void goOn(bool isHeard) HEVRA_REQUIRES(mutex_);
   static void step(Job& job);
   static void fail(Job& job, const ErrorCode& code, const std::string& text);
   Time::Elapsed waitAfter(const Job& job) const;
-  bool report(const Job& job, Effect::Kind effect) const;
+  void report(const Job& job);
+  bool isHeard(const Job& job, const Answer& answer) const;
+  void answered(const Answer& answer);
 
   // Constant after construction.
   const Shared::Pointer<Bus::Connection> connection_;
@@ -73,7 +82,13 @@ class CommandRunner : private Task {
   mutable Mutex mutex_;
   Jobs waiting_ HEVRA_GUARDED_BY(mutex_);
   Jobs::node_type inHand_ HEVRA_GUARDED_BY(mutex_);  // the one that is being reported
+  std::optional<Answer> answer_ HEVRA_GUARDED_BY(mutex_);
+  const std::shared_ptr<Answers> answers_;
   Wake wake_;
+  // Used only on the task.
+  bool isReporting_ = false;  // the report of the job in hand has left
+  bool isTwice_ = false;      // it is to be sent once more
+  bool isWrong_ = false;      // with wrong arguments
 };
 
 }  // namespace Quarnix::Hevra::Stack
