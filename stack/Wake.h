@@ -8,7 +8,7 @@
 
 namespace Quarnix::Hevra::Stack {
 
-/// Calls the function on the timers' thread when its time has come. The owner retires it before anything that the
+/// Calls the function when its time has come, on the timers' thread or within Dispatcher::dispatch. The owner retires it before anything that the
 /// function uses.
 class Wake : public Timer::Monotonic {
  public:

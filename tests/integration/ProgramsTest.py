@@ -194,6 +194,26 @@ class Programs(support.Case):
             process.child.stdout.close()
             self.assertEqual(process.child.wait(support.DEADLINE), -signal.SIGPIPE)
 
+    def test_a_signal_ends_a_call_that_nobody_answers(self):
+        self.stackd("--service", "hevra", "--silent", "1")
+        file = self.file([{"id": 1}])
+        rows = [(["reset"], ".hardreset("), (["nodes"], ".getnodes("), (["cancel"], ".cancel("), (SEND + [file], ".add("),
+                (["link", "id", "1", "--type", "0"], ".getNodeLink("), (["doctor"], ".add("),
+                (["node", "remove", "1"], ".removeChildrenNodes("), (["--service", "zuv", "wait"], ".GetNameOwner(")]
+        for arguments, call in rows:
+            # A script's background processes ignore interrupts; the commands that go on until one comes heed it.
+            for ended_by, ignored in (signal.SIGINT, ""), (signal.SIGTERM, "trap '' INT; "):
+                if "send" in arguments:
+                    ended_by = signal.SIGINT
+                with self.subTest(arguments, ignored=ignored):
+                    process = Process("sh", "-c", ignored + 'exec "$@"', "sh", *support.CTL, "--bus", self.bus.address,
+                                      *arguments, HEVRA_TRACE="/dev/stdout")
+                    self.addCleanup(process.kill)
+                    while call not in process.line():
+                        pass
+                    process.child.send_signal(signal.SIGINT)
+                    self.assertEqual(process.end(signal.SIGTERM if ignored else None), (-ended_by, ""))
+
     def test_the_service_says_why_it_does_not_start(self):
         self.stackd()
         deny = self.another_bus(f'<deny own="{HOST}"/>')
