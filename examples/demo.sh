@@ -31,10 +31,10 @@ run() {
   printf '(exit status %d)\n' "$status"
 }
 
-# Waits at most ten seconds until a file has one line, or the given number of lines.
+# Waits at most a minute until a file has one line, or the given number of lines.
 await() {
   local tries
-  for tries in {1..200}; do
+  for tries in {1..1200}; do
     [[ -e $1 ]] && (($(wc -l <"$1") >= ${2-1})) && return
     sleep 0.05
   done

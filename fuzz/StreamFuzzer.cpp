@@ -11,7 +11,7 @@
 
 #include <fuzz/Finding.h>
 #include <fuzz/Mutate.h>
-#include <platform/bus/connection/SocketTransport.h>
+#include <platform/bus/connection/SocketOpening.h>
 #include <platform/bus/message/method/Return.h>
 #include <platform/core/time/Clock.h>
 
@@ -20,7 +20,7 @@ namespace {
 
 using Bus::Internal::Address;
 using Bus::Internal::Received;
-using Bus::Internal::SocketTransport;
+using Bus::Internal::SocketOpening;
 
 /// The other end of the connection. It is also the clock of the process: when the connection waits, it sends the next
 /// piece.
@@ -100,7 +100,8 @@ Outcome receive(ScriptedBus& bus, std::string_view stream, std::basic_string_vie
   bus.play(stream, pieces, filler);
   AdmitAll admission;
   try {
-    const auto transport = SocketTransport::connect(bus.addresses(), {}, admission);
+    SocketOpening opening(bus.addresses(), Time::Monotonic::never(), admission);
+    const auto transport = opening.complete(Time::Monotonic::never());
     outcome.connected = true;
     std::vector<Received> messages;
     do bus.send();

@@ -40,8 +40,8 @@ bool saysGone(const char* errorName) {
 
 }  // namespace
 
-/// Passes the answers on to the runner, until that goes. The handlers of the reports share it, because one may run while
-/// the runner is destroyed.
+/// Passes the answers on to the runner, until that goes. The handlers of the reports share it, because one may run
+/// while the runner is destroyed.
 class CommandRunner::Answers {
  public:
   explicit Answers(CommandRunner& runner) : runner_(&runner) {}
@@ -243,8 +243,7 @@ bool CommandRunner::isHeard(const Job& job, const Answer& answer) const {
   const Bus::Message::SendReturn reply = answer.get();
   if (!reply->isException()) return true;
   Log::printQuietly(Log::Priority::WARNING, "hevra-stackd> no answer to the progress of %s from %s%s: %s: %s",
-                    job.getKey().c_str(), client_.c_str(), path_.c_str(), reply->getErrorName(),
-                    reply->getErrorText());
+                    job.getKey().c_str(), client_.c_str(), path_.c_str(), reply->getErrorName(), reply->getErrorText());
   return !saysGone(reply->getErrorName());
 }
 

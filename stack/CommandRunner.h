@@ -23,9 +23,10 @@ namespace Quarnix::Hevra::Stack {
 /// and waits for that long. Then it reports TRANSMITTED, IN_PROGRESS and COMPLETED (or FAILED), with one pace between
 /// them.
 ///
-/// The runner makes one report at a time, and the next one when the answer has come or REPLY_TIMEOUT is over. So it does
-/// not flood an originator, and a slow originator delays only its own commands. A report without an answer, or with an
-/// error for an answer, is logged and not repeated. When the originator's connection has gone, its commands are dropped.
+/// The runner makes one report at a time, and the next one when the answer has come or REPLY_TIMEOUT is over. So it
+/// does not flood an originator, and a slow originator delays only its own commands. A report without an answer, or
+/// with an error for an answer, is logged and not repeated. When the originator's connection has gone, its commands are
+/// dropped.
 ///
 /// A command that writes changes its node in the table just before it reports COMPLETED, see NodeTable::write. A fault
 /// may affect each report.

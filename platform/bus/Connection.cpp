@@ -66,6 +66,11 @@ Connection::~Connection() {
   client_->close();
 }
 
+void Connection::setDispatcher(Dispatcher& dispatcher) {
+  replies_->setDispatcher(dispatcher);
+  client_->useLoop(Loop::of(dispatcher));
+}
+
 void Connection::setLargestMessage(std::size_t callsAndSignals, std::size_t replies) {
   for (const std::size_t size : {callsAndSignals, replies})
     if (size < LEAST_LARGEST_MESSAGE)

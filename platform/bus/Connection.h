@@ -18,6 +18,10 @@
 #include <platform/bus/message/method/Return.h>
 #include <platform/core/shared/Pointer.h>
 
+namespace Quarnix {
+class Dispatcher;
+}
+
 namespace Quarnix::Bus {
 
 namespace Internal {
@@ -57,6 +61,12 @@ class HEVRA_EXPORT Connection {
   ~Connection();
   Connection(const Connection&) = delete;
   Connection& operator=(const Connection&) = delete;
+
+  /// From now on the connection reads and connects again within `dispatch` of this dispatcher, and not on a thread. The
+  /// process's default dispatcher does the same. Does nothing if the connection has a thread or a dispatcher already,
+  /// so call it before anything is started on the connection. A bus object that has a dispatcher gives it to its
+  /// connection.
+  void setDispatcher(Dispatcher& dispatcher);
 
   /// How large a message may be, in bytes with its header, unless `setLargestMessage` says otherwise.
   static constexpr std::size_t LARGEST_CALL = Message::LARGEST_CALL;

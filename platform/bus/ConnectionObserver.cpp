@@ -23,6 +23,7 @@ void ConnectionObserver::start() {
   } catch (const std::system_error& error) {
     throw StartFailed(std::string("Cannot start the observer of a connection: ") + error.what());
   }
+  if (Loop* const own = loop()) connection_->client().useLoop(*own);
   enable();
   connection_->client().observe(*this, services_);
 }

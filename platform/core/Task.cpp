@@ -51,6 +51,13 @@ void Task::setDispatcher(Dispatcher& dispatcher) {
   if (Loop* const former = loop_.exchange(&given)) former->release();
 }
 
+void Task::shareDispatcher(const Task& other) noexcept {
+  Loop* const shared = other.loop();
+  if (!shared) return;
+  shared->retain();
+  if (Loop* const former = loop_.exchange(shared)) former->release();
+}
+
 Loop* Task::loop() const noexcept {
   if ((state_.load() & PLACED) == 0) {
     Loop* none = nullptr;

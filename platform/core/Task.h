@@ -68,6 +68,8 @@ class HEVRA_EXPORT Task {
   /// Ends the task for good: no hook runs when it returns, and none will. Called from the task's own hook, it logs that
   /// and ends the process, because the object would be destroyed while its hook still runs.
   void retire() noexcept;
+  /// Takes the dispatcher of another task, if that has one. Call it before the first use.
+  void shareDispatcher(const Task& other) noexcept;
   /// Whether the task has a dispatcher. This is a first use.
   bool isDispatched() const noexcept { return loop(); }
   /// What the task's dispatcher runs; null if it has none. The task keeps a reference. This is a first use.

@@ -33,23 +33,32 @@ Manager::~Manager() {
   presence_.reset();
   std::map<std::string, Timer> forgotten;
   std::multimap<std::string, Timer> all;
+  Watches abandoned;
   if (!isSameProcess()) {
     // A thread that is not there may have been changing these, so they are never destroyed.
     new auto(std::move(timers));
     new auto(std::move(replaced_));
-    new auto(std::move(expiredKeys));
   } else {
     MutexLock lock(mutex_);
-    expiredKeys.clear();
     forgotten.swap(timers);
     all.swap(replaced_);
+    all.merge(forgotten);
+    // An expiry that is about to begin finds its entry FINISHED, and so links none that is about to go.
+    expiredKeys = {};
+    for (auto& [key, timer] : all) {
+      timer.life = Life::FINISHED;
+      abandoned.take(timer.watches);
+    }
   }
-  all.merge(forgotten);
-  Watches abandoned;
-  for (auto& [key, timer] : all) abandoned.take(timer.watches);
   all.clear();
   Event::retire();
   tell(abandoned, Outcomes::get().abandoned);
+}
+
+void Manager::setDispatcher(Dispatcher& dispatcher) {
+  Bus::Object::Proxy::setDispatcher(dispatcher);
+  originator.setDispatcher(dispatcher);
+  Event::setDispatcher(dispatcher);
 }
 
 void Manager::start(bool wait) {
@@ -194,6 +203,7 @@ Manager::Timer::Timer(Manager* owner, Shared::Pointer<Interface::Command::Origin
       manager(owner),
       key(std::move(entryKey)),
       originator(std::move(client)) {
+  shareDispatcher(static_cast<const Event&>(*owner));
   setStackSize(static_cast<unsigned int>(::getpagesize()) * 4);
 }
 

@@ -6,7 +6,6 @@
 #include <cstdint>
 #include <functional>
 #include <future>
-#include <list>
 #include <map>
 #include <memory>
 #include <mutex>
@@ -134,6 +133,9 @@ class HEVRA_EXPORT Manager : public virtual Bus::Object::Proxy,
   /// may report whom the bus lets through. Call it before the first `start`.
   void acceptProgressOnlyFromService() { originator.setCaller(getHost()); }
 
+  /// Gives the dispatcher to the manager, to the object to which the service reports, and to the commands' timers.
+  void setDispatcher(Dispatcher& dispatcher);
+
   /// Starts the proxy and then the object to which the service reports (see Bus::Object::Base::start). If the second
   /// fails, the first is stopped again.
   void start(bool wait) override;
@@ -161,7 +163,7 @@ class HEVRA_EXPORT Manager : public virtual Bus::Object::Proxy,
  private:
   /// How far an entry of `timers` is. An entry whose time is over stays until the event's task takes it out, because a
   /// timer must not be destroyed in its own hook. It stands for no command any more: a new hand-over of its key moves
-  /// it to `replaced_` and begins another entry.
+  /// it to `replaced_` and begins another entry. A final report moves it there too, as FINISHED.
   ///
   ///                 add, submit: new
   ///                        |
@@ -172,9 +174,9 @@ class HEVRA_EXPORT Manager : public virtual Bus::Object::Proxy,
   ///             time is over |              | final report
   ///                          v              v
   ///                       EXPIRED ------> FINISHED  out of `timers`; gone when it has been heard
-  ///                          |   final
-  ///                          v   report
-  ///                        gone, on the event's task
+  ///                          |   final       |
+  ///                          v   report      v  if its time was over
+  ///                            gone, on the event's task
   enum class Life : std::uint8_t { WAITING, REPORTED, EXPIRED, FINISHED };
 
   /// The wait of one command in flight.
@@ -197,8 +199,14 @@ class HEVRA_EXPORT Manager : public virtual Bus::Object::Proxy,
     // Guarded by the manager's mutex.
     Watches watches;
     Life life = Life::WAITING;
+    Timer* nextExpired = nullptr;
   };
   using Entry = std::map<std::string, Timer>::node_type;
+  /// Entries whose time is over, in this order. They bring the links, so that an expiry needs no memory.
+  struct ExpiredKeys {
+    Timer* first = nullptr;
+    Timer* last = nullptr;
+  };
   class HEVRA_INTERNAL Presence;
   enum class Hearing : std::uint8_t { NOTHING, NOTHING_AS_LOGGED, REPORTS };
 
@@ -222,9 +230,7 @@ class HEVRA_EXPORT Manager : public virtual Bus::Object::Proxy,
   void arm(const Shared::Pointer<Interface::Command::Originator>& client, const std::string& key, Watches watches);
   void waitAnew(const std::string& key, const Hevra::Command& command);
   void timeout(Timer& timer);
-  void queueExpired(const Timer& timer) noexcept;
-  void takeAllExpired(std::multimap<std::string, Timer>& expired) HEVRA_REQUIRES(mutex_);
-  Entry takeExpired(const std::string& key) HEVRA_REQUIRES(mutex_);
+  Entry takeExpired() HEVRA_REQUIRES(mutex_);
 
   // These tell observers how commands end.
   Presence* presence();
@@ -237,16 +243,14 @@ class HEVRA_EXPORT Manager : public virtual Bus::Object::Proxy,
   std::string interfaceName;  // constant after construction
   Command::Originator originator;
   std::map<std::string, Timer> timers HEVRA_GUARDED_BY(mutex_);
-  std::list<std::string> expiredKeys HEVRA_GUARDED_BY(mutex_);
+  ExpiredKeys expiredKeys HEVRA_GUARDED_BY(mutex_);
 
   /// It comes before the timer queue's mutex. It is never held while this sends, walks a container, calls an originator
   /// or logs, nor while an entry is made or destroyed, because an entry holds a reference to an originator.
   Mutex mutex_;
-  std::multimap<std::string, Timer> replaced_
-      HEVRA_GUARDED_BY(mutex_);                                  // EXPIRED entries whose keys have other entries
-  bool isKeyMissing_ HEVRA_GUARDED_BY(mutex_) = false;           // `expiredKeys` had no memory for one
-  std::unique_ptr<Presence> presence_ HEVRA_GUARDED_BY(mutex_);  // made by the first `submit`, then constant
-  std::once_flag connectionShared_;                              // sets the originator's connection
+  std::multimap<std::string, Timer> replaced_ HEVRA_GUARDED_BY(mutex_);  // entries of `expiredKeys` that `timers` lacks
+  std::unique_ptr<Presence> presence_ HEVRA_GUARDED_BY(mutex_);          // made by the first `submit`, then constant
+  std::once_flag connectionShared_;                                      // sets the originator's connection
   std::atomic<Hearing> hearing_{Hearing::NOTHING};
   static constexpr unsigned NEVER = UINT_MAX;
   mutable std::atomic<unsigned> usedIn_{NEVER};  // the process, by its forkCount

@@ -3,7 +3,6 @@
 #include <proxy/command/Manager.h>
 #include <proxy/command/internal/Outcomes.h>
 
-#include <new>
 #include <utility>
 
 namespace Quarnix::Hevra::Proxy::Command {
@@ -24,7 +23,8 @@ void Manager::progress(const Hevra::Command& command, const Group& group,
   const Outcome outcome{Outcome::Kind::FINISHED, command.getStatus()};
   Shared::Pointer<Interface::Command::Originator> client;
   Entry finished;
-  bool known = false;
+  Watches ended;
+  bool known = false, isFinal = false;
   {
     MutexLock lock(mutex_);
     if (const auto entry = timers.find(key); entry != timers.end()) {
@@ -34,8 +34,14 @@ void Manager::progress(const Hevra::Command& command, const Group& group,
       client = timer.originator;
       if (Hevra::Command::isFinalStatus(outcome.status)) {
         // It leaves the map before the originator runs, which may hand the key over again.
-        timer.life = Life::FINISHED;
-        finished = timers.extract(entry);
+        isFinal = true;
+        ended.take(timer.watches);
+        const bool isExpired = std::exchange(timer.life, Life::FINISHED) == Life::EXPIRED;
+        if (isExpired) {
+          replaced_.insert(timers.extract(entry));
+        } else {
+          finished = timers.extract(entry);
+        }
       } else if (timer.life == Life::WAITING) {
         timer.life = Life::REPORTED;
       }
@@ -51,9 +57,7 @@ void Manager::progress(const Hevra::Command& command, const Group& group,
     return;
   }
   const auto settle = [&] {
-    if (!finished) return waitAnew(key, command);
-    Watches ended;
-    ended.take(finished.mapped().watches);
+    if (!isFinal) return waitAnew(key, command);
     finished = {};
     tell(ended, outcome);
   };
@@ -84,49 +88,32 @@ void Manager::timeout(Timer& timer) {
     // Since the deadline, a report may have come or the key may have been handed over again.
     if (timer.life != Life::WAITING || timer.isRunning()) return;
     timer.life = Life::EXPIRED;
+    (expiredKeys.last ? expiredKeys.last->nextExpired : expiredKeys.first) = &timer;
+    expiredKeys.last = &timer;
   }
   try {
     Log::Logger::get()->print(Log::Priority::WARNING,
                               "HV/ZUV proxy library> CommandManager command timeout, matching key: %s",
                               timer.key.c_str());
   } catch (...) {
-    queueExpired(timer);
+    Event::send();
     throw;
-  }
-  queueExpired(timer);
-}
-
-void Manager::queueExpired(const Timer& timer) noexcept {
-  {
-    MutexLock lock(mutex_);
-    try {
-      expiredKeys.push_back(timer.key);
-    } catch (const std::bad_alloc&) {
-      isKeyMissing_ = true;
-    }
   }
   Event::send();
 }
 
 void Manager::receive(unsigned long long) {
-  std::multimap<std::string, Timer> all;
-  {
-    MutexLock lock(mutex_);
-    if (std::exchange(isKeyMissing_, false)) takeAllExpired(all);
-  }
-  for (const auto& [key, timer] : all) tell(timer.watches, Outcomes::get().timedOut);
-  all.clear();
-  // It takes one key at a time, because more may come meanwhile.
+  // It takes one entry at a time, because more may come meanwhile.
   for (;;) {
-    std::list<std::string> key;
     Entry forgotten;
+    bool isFinished = false;
     {
       MutexLock lock(mutex_);
-      if (expiredKeys.empty()) return;
-      key.splice(key.end(), expiredKeys, expiredKeys.begin());
-      forgotten = takeExpired(key.front());
+      if (!expiredKeys.first) return;
+      forgotten = takeExpired();
+      isFinished = forgotten.mapped().life == Life::FINISHED;
     }
-    if (forgotten) {
+    if (!isFinished) {
       tell(forgotten.mapped().watches, Outcomes::get().timedOut);
       continue;
     }
@@ -134,31 +121,24 @@ void Manager::receive(unsigned long long) {
       Log::Logger::get()->print(
           Log::Priority::WARNING,
           "HV/ZUV proxy library> CommandManager unable to clean command, unknown originator for key %s",
-          key.front().c_str());
+          forgotten.key().c_str());
     } catch (...) {
-      // The keys behind this one must not wait until the next expiry.
+      // The entries behind this one must not wait until the next expiry.
       Event::send();
       throw;
     }
   }
 }
 
-/// Takes every expired entry, without its key, and drops the keys that are queued.
-void Manager::takeAllExpired(std::multimap<std::string, Timer>& expired) {
-  expiredKeys.clear();
-  expired.swap(replaced_);
-  for (auto entry = timers.begin(); entry != timers.end();) {
-    const auto present = entry++;
-    if (present->second.life == Life::EXPIRED) expired.insert(timers.extract(present));
-  }
-}
-
-/// Returns nothing if a final report has come before.
-Manager::Entry Manager::takeExpired(const std::string& key) {
-  if (const auto older = replaced_.find(key); older != replaced_.end()) return replaced_.extract(older);
-  const auto entry = timers.find(key);
-  if (entry == timers.end() || entry->second.life != Life::EXPIRED) return {};
-  return timers.extract(entry);
+/// Takes the first entry of `expiredKeys`.
+Manager::Entry Manager::takeExpired() {
+  const Timer* const timer = expiredKeys.first;
+  expiredKeys.first = timer->nextExpired;
+  if (!expiredKeys.first) expiredKeys.last = nullptr;
+  const auto [begin, end] = replaced_.equal_range(timer->key);
+  for (auto entry = begin; entry != end; ++entry)
+    if (&entry->second == timer) return replaced_.extract(entry);
+  return timers.extract(timers.find(timer->key));
 }
 
 }  // namespace Quarnix::Hevra::Proxy::Command

@@ -24,7 +24,7 @@ BusDaemon::BusDaemon(Begin begin, const std::string& rules) {
       << address_
       << "</listen><auth>EXTERNAL</auth><policy context=\"default\"><allow user=\"*\"/><allow own=\"*\"/>"
          "<allow send_destination=\"*\" eavesdrop=\"false\"/><allow receive_sender=\"*\"/>"
-      << rules << "</policy></busconfig>\n";
+      << rules << "</policy><limit name=\"max_replies_per_connection\">128</limit></busconfig>\n";
   if (begin == Begin::STARTED) start();
 }
 

@@ -8,7 +8,8 @@
 namespace Quarnix::Harness {
 
 /// A private dbus-daemon on a socket in a fresh folder, which lets everybody do everything unless `rules` (of its
-/// configuration's policy, later ones win) say otherwise. It goes with the object, and with the process.
+/// configuration's policy, later ones win) say otherwise. As the usual system bus, it refuses more than 128 calls of a
+/// connection that wait for replies. It goes with the object, and with the process.
 class BusDaemon {
  public:
   enum class Begin { STARTED, STOPPED };

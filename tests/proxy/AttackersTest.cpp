@@ -117,8 +117,6 @@ long sizeOf(pid_t process, const std::string& figure) {
 TEST(Floods, OfLargeMessagesCostNeitherMemoryNorTheLink) {
   constexpr long ENOUGH = 40 * 1024;
   const Harness::BusDaemon daemon;
-  int names[2];
-  ASSERT_EQ(::pipe(names), 0);
   const pid_t victim = ::fork();
   if (victim == 0) {
     const auto connection = Bus::Connection::open(daemon.address());
@@ -130,16 +128,14 @@ TEST(Floods, OfLargeMessagesCostNeitherMemoryNorTheLink) {
     const rlimit limit{most, most};
     if (::setrlimit(RLIMIT_AS, &limit) != 0) ::_exit(1);
 #endif
-    const std::string name = connection->getUniqueName();
-    if (::write(names[1], name.c_str(), name.size() + 1) < 0) ::_exit(1);
+    connection->requestName(Harness::NAME);
     for (;;) ::pause();
   }
-  ::close(names[1]);
-  char name[32] = {};
-  ASSERT_GT(::read(names[0], name, sizeof name - 1), 0);
-  ::close(names[0]);
-  const long before = sizeOf(victim, "VmRSS");
+  const Time::SimulatedClock clock;  // no call times out
   const auto attacker = Bus::Connection::open(daemon.address());
+  std::string name;
+  while (name.empty()) name = attacker->getNameOwner(Harness::NAME);
+  const long before = sizeOf(victim, "VmRSS");
   for (const std::size_t size : {std::size_t{31} << 20, std::size_t{1'000'000}}) {
     for (int i = 0; i < 12; ++i) {
       Signal signal(COMMAND_PATH, COMMAND_INTERFACE, "exception");
@@ -153,7 +149,7 @@ TEST(Floods, OfLargeMessagesCostNeitherMemoryNorTheLink) {
       EXPECT_EQ(outcome, Harness::error(size > Bus::Connection::LARGEST_CALL ? "LimitsExceeded" : "UnknownMethod"));
     }
   }
-  EXPECT_EQ(attacker->getNameOwner(name), name) << "the link was lost";
+  EXPECT_EQ(attacker->getNameOwner(Harness::NAME), name) << "the link was lost";
   const long grown = sizeOf(victim, "VmHWM") - before;
   RecordProperty("kB", std::to_string(grown));
   EXPECT_LT(grown, ENOUGH);

@@ -46,43 +46,41 @@ std::size_t placeOf(Pointer pointer) {
   return std::is_member_function_pointer_v<Pointer> ? word / sizeof(void*) : word;
 }
 
-std::vector<std::vector<std::size_t>>& placesOf(bool fields) {
-  static std::vector<std::vector<std::size_t>> places[2];
-  return places[fields];
+constexpr std::size_t ANYWHERE = 0;
+/// The places of each list of members, and where they begin if no gap may be between them.
+auto& lists() {
+  static std::vector<std::pair<std::vector<std::size_t>, std::size_t>> made;
+  return made;
 }
 
-/// Virtual operations that take slots from `First` on, one behind the other; a destructor before them has taken two.
-template <std::size_t First, auto... Operations>
-struct Slots {
-  static inline const bool KEPT = (placesOf(false).push_back({First, placeOf(Operations)...}), true);
-};
-/// Fields that lie one behind the other.
-template <auto... Members>
-struct Fields {
-  static inline const bool KEPT = (placesOf(true).push_back({placeOf(Members)...}), true);
+/// Virtual operations from the slot `First` on, because a destructor before them has taken two; or fields.
+template <std::size_t First, auto... Members>
+struct Shape {
+  static inline const bool KEPT = (lists().emplace_back(std::vector{placeOf(Members)...}, First), true);
 };
 
-template struct Slots<2, &M::progress, &M::add, static_cast<void (M::*)()>(&M::cancel),
+template struct Shape<2, &M::progress, &M::add, static_cast<void (M::*)()>(&M::cancel),
                       static_cast<void (M::*)(const std::string&)>(&M::cancel),
                       static_cast<void (M::*)(const HomeAutomation::Command::Priority&)>(&M::cancel), &M::start,
                       &M::stop, &M::exception, &M::receive, &M::signal>;
-template struct Slots<2, &M::Timer::enable, &M::Timer::disable, &M::Timer::entry, &M::Timer::save, &M::Timer::restore,
+template struct Shape<2, &M::Timer::enable, &M::Timer::disable, &M::Timer::entry, &M::Timer::save, &M::Timer::restore,
                       &M::Timer::expired>;
-template struct Slots<2, &H::serialize, &H::deserialize, &H::signature, &H::setValue, &H::value>;
-template struct Slots<2, &C::get, &C::next, &C::reset>;
-template struct Slots<2, &DaughterBoard::Manager::hardReset>;
-template struct Slots<6, static_cast<bool (I::*)(const NodeLink&, NodeAction)>(&I::modify), &I::modified,
+template struct Shape<2, &H::serialize, &H::deserialize, &H::signature, &H::setValue, &H::value>;
+template struct Shape<2, &C::get, &C::next, &C::reset>;
+template struct Shape<2, &DaughterBoard::Manager::hardReset>;
+template struct Shape<6, static_cast<bool (I::*)(const NodeLink&, NodeAction)>(&I::modify), &I::modified,
                       &I::linkModified, &I::changeStackNodeKey, &I::deleteNodes, &I::getNodeLinkId>;
-template struct Fields<&M::interfaceName, &M::originator, &M::timers, &M::expiredKeys>;
-template struct Fields<&M::Timer::manager, &M::Timer::key, &M::Timer::originator>;
-template struct Fields<&C::elements_, &C::cursor_, &C::started_>;
+template struct Shape<ANYWHERE, &M::interfaceName, &M::originator, &M::timers, &M::expiredKeys>;
+template struct Shape<ANYWHERE, &M::Timer::manager, &M::Timer::key, &M::Timer::originator>;
+template struct Shape<ANYWHERE, &C::elements_, &C::cursor_, &C::started_>;
 
 TEST(Shapes, KeepTheOrderOfVirtualOperationsAndOfFields) {
-  ASSERT_EQ(placesOf(false).size(), 6u);
-  for (const auto& list : placesOf(false))
-    for (std::size_t i = 1; i < list.size(); ++i) EXPECT_EQ(list[i], list[0] + i - 1) << "from slot " << list[0];
-  ASSERT_EQ(placesOf(true).size(), 3u);
-  for (const auto& list : placesOf(true)) EXPECT_TRUE(std::is_sorted(list.begin(), list.end()));
+  ASSERT_EQ(lists().size(), 9u);
+  for (const auto& [places, first] : lists()) {
+    EXPECT_TRUE(std::is_sorted(places.begin(), places.end()));
+    if (first == ANYWHERE) continue;
+    EXPECT_EQ(std::pair(places.front(), places.back()), std::pair(first, first + places.size() - 1));
+  }
 }
 
 TEST(Shapes, KeepTheNamesOfErrors) {

@@ -34,13 +34,7 @@ inline constexpr const char* NODE_INTERFACE = "com.quarnix.Application.Hevra.Man
 inline constexpr const char* COMMAND_INTERFACE = "com.quarnix.Application.Hevra.Manager.Command";
 inline constexpr const char* ORIGINATOR_INTERFACE = "com.quarnix.Application.HevraZuv.Originator.Command";
 
-/// Strings that come from any thread.
-class Texts : public Harness::Recorder<std::string> {
- public:
-  bool await(const std::string& line) {
-    return awaitAny([&line](const std::string& one) { return one == line; });
-  }
-};
+using Texts = Harness::Recorder<std::string>;
 
 /// Takes the lines without the prefix that the managers' lines share, and with their priority only where it is not
 /// WARNING.

@@ -1,6 +1,7 @@
 // Asks the bus for what the application wants, and hands on what arrives.
 #include <platform/bus/connection/Client.h>
 
+#include <algorithm>
 #include <new>
 #include <utility>
 
@@ -71,7 +72,7 @@ void Client::unwatch(Host* host) noexcept {
 }
 
 /// Whether somebody reads what the bus announces at once. Otherwise it lies unread until the next call.
-bool Client::readsAtOnce() const { return link_.isUp() && (isInProcess() || listener_.isRunning()); }
+bool Client::readsAtOnce() const { return link_.isUp() && (isInProcess() || listener_->readsAtOnce()); }
 
 bool Client::isOwned(const Host& host) {
   process_.requireSameProcess();
@@ -84,12 +85,17 @@ bool Client::isOwned(const Host& host) {
 bool Client::awaitOwner(const Host& host, const Time::Monotonic& deadline) {
   process_.requireSameProcess();
   Lock lock(*this);
-  Owners::Wait wait(owners_);
   // When the answer is here, everything is known that the bus announced while nobody read.
   if (!readsAtOnce() || !host.isKnown) static_cast<void>(ask(driverCall("NameHasOwner", host.name), deadline));
-  startListener();
-  settle();
-  return wait.until(mutex_, host, deadline);
+  // The owner of a unique name is known without the bus.
+  while (!link_.isUp() || host.owner.empty()) {
+    if (Time::Clock::get().now() >= deadline) return false;
+    const Owners::Wait wait(owners_);
+    const bool isDown = connect(deadline).has_value();
+    settle();
+    await(*wait.transaction(), isDown ? std::min(deadline, link_.nextAttempt()) : deadline);
+  }
+  return true;
 }
 
 std::uint64_t Client::generation(const Host& host) {
@@ -313,8 +319,8 @@ void Client::callArrived(Received message) {
 }
 
 bool Client::isListenerNeeded() const {
-  return !link_.isClosed() && (areCallsExpected_ || limits_.isMonitor() || awaitsReplies() || owners_.isAwaited() ||
-                               !objects_.isEmpty() || !observers_.isEmpty());
+  return !link_.isClosed() &&
+         (areCallsExpected_ || limits_.isMonitor() || awaitsReplies() || !objects_.isEmpty() || !observers_.isEmpty());
 }
 
 }  // namespace Quarnix::Bus::Internal

@@ -11,10 +11,11 @@
 #include <platform/bus/Error.h>
 #include <platform/bus/connection/InProcessBus.h>
 #include <platform/bus/connection/Owners.h>
-#include <platform/bus/connection/SocketTransport.h>
+#include <platform/bus/connection/SocketOpening.h>
 #include <platform/bus/message/Limits.h>
+#include <platform/core/log/internal/Boundary.h>
 #include <platform/core/time/Clock.h>
-#include <platform/core/timer/Monotonic.h>
+#include <platform/core/timer/internal/ThreadQueue.h>
 
 namespace Quarnix::Bus::Internal {
 
@@ -24,21 +25,27 @@ using Message::Method::Return;
 using State = Transaction::State;
 
 /// Ends the asynchronous calls whose time is over.
-class Exchange::Expiry final : public Timer::Monotonic {
+class Exchange::Expiry final : private Timer::QueueEntry {
  public:
-  explicit Expiry(Exchange& exchange) noexcept : Monotonic(Time::Monotonic::never(), false), exchange_(exchange) {}
-  ~Expiry() override { retire(); }
+  explicit Expiry(Exchange& exchange) noexcept
+      : QueueEntry(Time::Monotonic::never(), false), exchange_(exchange), queue_(&Timer::ThreadQueue::get()) {}
+  ~Expiry() { retire(); }
 
-  using Monotonic::retire;
+  void use(Timer::Queue& queue) noexcept { queue_ = &queue; }
   void startAt(const Time::Monotonic& deadline) {
-    setTime(deadline, false);
-    start();
+    queue_->setTime(*this, deadline, false);
+    if (const int error = queue_->start(*this))
+      throw std::system_error(error, std::generic_category(), "no thread for the process's timers");
   }
+  void retire() noexcept { queue_->retire(*this); }
 
  private:
-  void expired(const Time::Monotonic&) override { exchange_.expire(); }
+  void deadlineReached(const Time::Monotonic&) noexcept override {
+    runAtBoundary("connection's timer", [this] { exchange_.expire(); });
+  }
 
   Exchange& exchange_;
+  Timer::Queue* queue_;
 };
 
 namespace {
@@ -56,6 +63,22 @@ class DriverTransaction final : public Transaction {
   const AnswerHandler handler_;
 };
 
+/// The in-process bus is there at once.
+class InProcessOpening final : public Opening {
+ public:
+  explicit InProcessOpening(std::shared_ptr<Exchange> client) : client_(std::move(client)) {}
+
+  std::optional<Interest> proceed() override {
+    link_ = InProcessBus::get().attach(client_);
+    return std::nullopt;
+  }
+  std::shared_ptr<Transport> take() noexcept override { return std::move(link_); }
+
+ private:
+  const std::shared_ptr<Exchange> client_;
+  std::shared_ptr<Transport> link_;
+};
+
 }  // namespace
 
 Transaction::Transaction(const Request& what)
@@ -66,6 +89,7 @@ Transaction::Transaction(const Request& what)
 Exchange::Exchange(std::vector<Address> addresses)
     : link_(*this),
       calls_(reader_, window_, counters_),
+      listener_(std::make_unique<ListenerThread>(static_cast<ListenerThread::Body&>(*this))),
       addresses_(std::move(addresses)),
       outgoing_(calls_),
       expiry_(std::make_unique<Expiry>(*this)) {}
@@ -79,7 +103,7 @@ Return Exchange::transact(const Request& request, const Time::Monotonic& deadlin
     const auto transaction = std::make_shared<Transaction>(request);
     submit(transaction);
     // The reply must not wake the listener, so this comes before the message leaves.
-    if (transaction->replyExpected && reader_.isFree()) listener_.arm(0);
+    if (transaction->replyExpected && reader_.isFree()) listener_->arm(0);
     if (outgoing_.isWaiting()) flush();
     await(*transaction, deadline);
     switch (transaction->state) {
@@ -178,7 +202,7 @@ void Exchange::begin(const std::shared_ptr<AsyncCall>& call) noexcept {
     if (isInProcess())
       if (const std::optional<Return> failure = connect(deadline)) return call->end(*failure);
     submit(call);
-    if (!link_.isUp()) listener_.wake();
+    if (!link_.isUp()) listener_->wake();
   } catch (...) {
     call->fail(std::current_exception());  // its result raises it
   }
@@ -252,7 +276,7 @@ void Exchange::flush() {
     case OutgoingQueue::Result::BLOCKED:
       // The thread that reads also waits for the link to take the rest.
       reader_.wakeToWrite();
-      if (reader_.isFree()) listener_.arm(EPOLLIN | EPOLLOUT);
+      if (reader_.isFree()) listener_->arm(EPOLLIN | EPOLLOUT);
   }
 }
 
@@ -272,7 +296,7 @@ void Exchange::await(Transaction& transaction, const Time::Monotonic& deadline) 
 void Exchange::readUntil(const Transaction& transaction, const Time::Monotonic& deadline) {
   const std::shared_ptr<Transport> link = link_.transport();
   reader_.take();
-  listener_.arm(0);
+  listener_->arm(0);
   while (!transaction.isOver() && link_.transport() == link) {
     const ReaderRole::Turn turn = reader_.waitAndRead(mutex_, *link, transaction, outgoing_.isWaiting(), deadline);
     if (turn.outcome == ReaderRole::Outcome::TIMED_OUT || !finishRead(link, turn.outcome)) break;
@@ -349,9 +373,9 @@ Counters Exchange::getCounters() {
 void Exchange::settle() noexcept {
   admit();
   if (link_.isUp() && outgoing_.isWaiting()) flush();
-  if (link_.isReadable() && reader_.isFree() && !reader_.passToWaiter() && !listener_.unpark())
-    listener_.arm(outgoing_.isWaiting() ? EPOLLIN | EPOLLOUT : EPOLLIN);
-  listener_.update(isListenerNeeded(), link_.generation());
+  if (link_.isReadable() && reader_.isFree() && !reader_.passToWaiter() && !listener_->unpark())
+    listener_->arm(outgoing_.isWaiting() ? EPOLLIN | EPOLLOUT : EPOLLIN);
+  listener_->update(isListenerNeeded(), link_.generation());
 
   std::shared_ptr<Transaction> answered = calls_.takeToWake();
   if (!answered && !reports_.isDue(link_.isClosed())) return;
@@ -361,22 +385,24 @@ void Exchange::settle() noexcept {
   reports.log();
 }
 
-std::shared_ptr<Transport> Exchange::openLink(const Time::Monotonic& deadline) {
-  if (isInProcess()) return InProcessBus::get().attach(shared_from_this());
-  const Time::Monotonic limit = Time::Clock::get().now() + SocketTransport::MAXIMUM_CONNECT_TIME;
-  return SocketTransport::connect(addresses_, std::min(deadline, limit), limits_);
+std::unique_ptr<Opening> Exchange::openLink() {
+  if (isInProcess()) return std::make_unique<InProcessOpening>(shared_from_this());
+  return std::make_unique<SocketOpening>(addresses_, Time::Clock::get().now() + SocketTransport::MAXIMUM_CONNECT_TIME,
+                                         limits_);
 }
 
 std::optional<Return> Exchange::connect(const Time::Monotonic& deadline) {
   if (link_.isUp()) return std::nullopt;
   if (!isInProcess() && !reader_.prepare())
     return Return(LIMITS_EXCEEDED, std::string("Cannot connect to the message bus: ") + std::strerror(errno));
-  return link_.connect(mutex_, deadline);
+  std::optional<Return> failure = link_.connect(mutex_, deadline);
+  if (failure && onLoop_) onLoop_->wake();  // this thread may have taken its attempt over
+  return failure;
 }
 
 /// Ends every message on its way. It needs no memory, because the calls must end without any too.
 void Exchange::linkLost() noexcept {
-  listener_.forget(link_.transport().get());
+  listener_->forget(link_.transport().get());
   if (!link_.isClosed()) reports_.noteLoss();
   outgoing_.loseAll();
   calls_.loseAll();
@@ -386,6 +412,13 @@ void Exchange::linkLost() noexcept {
 
 void Exchange::close() noexcept {
   if (!process_.isSameProcess()) return;
+  Listener* listener = nullptr;
+  {
+    MutexLock lock(mutex_);
+    listener = listener_.get();  // it stays
+    listener->stop();
+  }
+  listener->awaitOut();
   expiry_->retire();
   // Dropping the last reference to a link of the in-process bus locks the bus's mutex, which comes before this one.
   std::shared_ptr<Transport> last;
@@ -397,12 +430,37 @@ void Exchange::close() noexcept {
 
 bool Exchange::awaitsReplies() const { return hadAsyncCalls_ && (link_.isUp() || !asyncCalls_.isEmpty()); }
 
+void Exchange::useLoop(Loop& loop) {
+  process_.requireSameProcess();
+  Lock lock(*this);
+  listenOn(loop);
+}
+
+void Exchange::listenOn(Loop& loop) {
+  if (onLoop_ || listener_->readsAtOnce()) return;
+  auto onLoop = std::make_unique<LoopListener>(loop, static_cast<LoopListener::Body&>(*this));
+  onLoop_ = onLoop.get();
+  listener_ = std::move(onLoop);
+  expiry_->use(loop.timers());
+}
+
 void Exchange::startListener() {
-  if (!isInProcess()) listener_.start(std::shared_ptr<Listener::Body>(shared_from_this(), this));
+  if (Loop* const loop = Loop::getDefault()) listenOn(*loop);
+  if (!isInProcess()) listener_->start();
+}
+
+std::shared_ptr<ListenerThread::Body> Exchange::share() { return {shared_from_this(), this}; }
+
+/// Reads what is there, with the reader's role, which is free.
+void Exchange::readOnce() {
+  const std::shared_ptr<Transport> link = link_.transport();
+  reader_.take();
+  finishRead(link, reader_.read(mutex_, *link));
+  reader_.release();
 }
 
 /// Without memory it ends early, and goes on a little later.
-bool Exchange::listen() {
+bool Exchange::listen(ListenerThread& thread) {
   Lock lock(*this);
   try {
     while (isListenerNeeded()) {
@@ -413,25 +471,55 @@ bool Exchange::listen() {
         failWaiting(*failure);
         // What is started meanwhile does not shorten the pause; an asynchronous call ends it.
         const Time::Monotonic next = link_.nextAttempt();
-        while (isListenerNeeded() && !link_.isUp() && window_.isEmpty() && listener_.pause(mutex_, next)) {
+        while (isListenerNeeded() && !link_.isUp() && window_.isEmpty() && thread.pause(mutex_, next)) {
         }
       } else if (!reader_.isFree()) {
-        listener_.park(mutex_);
+        thread.park(mutex_);
       } else {
         const std::shared_ptr<Transport> link = link_.transport();
-        const bool isReady = listener_.sleep(mutex_, *link, outgoing_.isWaiting() ? EPOLLIN | EPOLLOUT : EPOLLIN);
-        if (!isReady || link_.transport() != link || !reader_.isFree()) continue;
-        reader_.take();
-        finishRead(link, reader_.read(mutex_, *link));
-        reader_.release();
+        const bool isReady = thread.sleep(mutex_, *link, outgoing_.isWaiting() ? EPOLLIN | EPOLLOUT : EPOLLIN);
+        if (isReady && link_.transport() == link && reader_.isFree()) readOnce();
       }
     }
-    listener_.end();
+    thread.end();
     return true;
   } catch (const std::bad_alloc&) {
-    listener_.pause(mutex_, Time::Clock::get().now() + Link::FIRST_PAUSE);
+    thread.pause(mutex_, Time::Clock::get().now() + Link::FIRST_PAUSE);
     return false;
   }
+}
+
+void Exchange::step() noexcept {
+  Lock lock(*this);
+  try {
+    stepLocked();
+  } catch (const std::bad_alloc&) {
+    onLoop_->rest();
+    onLoop_->await({-1, 0, Time::Clock::get().now() + Link::FIRST_PAUSE});
+  }
+}
+
+/// Does what `listen` does, once and without waiting. While a caller reads, `settle` sees to the rest.
+void Exchange::stepLocked() {
+  if (!isListenerNeeded()) return onLoop_->rest();
+  if (!link_.isUp()) {
+    onLoop_->rest();
+    const Time::Monotonic now = Time::Clock::get().now();
+    if (now < nextAttempt_ && window_.isEmpty()) return onLoop_->await({-1, 0, nextAttempt_});
+    if (!reader_.prepare()) return onLoop_->await({-1, 0, now + Link::LAST_PAUSE});
+    const Link::Progress progress = link_.step(mutex_);
+    if (progress.failure) {
+      failWaiting(*progress.failure);
+      nextAttempt_ = link_.nextAttempt();
+      return onLoop_->await({-1, 0, nextAttempt_});
+    }
+    if (progress.interest) return onLoop_->await(*progress.interest);
+  } else if (reader_.isFree()) {
+    readOnce();
+  }
+  // A loss wakes the listener, and so does the end of another thread's attempt.
+  if (!link_.isUp()) return;
+  onLoop_->watch(*link_.transport(), !reader_.isFree() ? 0 : outgoing_.isWaiting() ? EPOLLIN | EPOLLOUT : EPOLLIN);
 }
 
 void Exchange::incoming(Received message) {

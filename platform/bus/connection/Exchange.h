@@ -16,6 +16,8 @@
 #include <platform/bus/connection/Driver.h>
 #include <platform/bus/connection/Link.h>
 #include <platform/bus/connection/Listener.h>
+#include <platform/bus/connection/ListenerThread.h>
+#include <platform/bus/connection/LoopListener.h>
 #include <platform/bus/connection/OutgoingQueue.h>
 #include <platform/bus/connection/ProcessGuard.h>
 #include <platform/bus/connection/ReaderRole.h>
@@ -45,7 +47,8 @@ namespace Quarnix::Bus::Internal {
 class Exchange : public std::enable_shared_from_this<Exchange>,
                  protected DriverQueue,
                  private Link::User,
-                 private Listener::Body {
+                 private ListenerThread::Body,
+                 private LoopListener::Body {
  public:
   /// Without addresses, it is a client of the in-process bus.
   explicit Exchange(std::vector<Address> addresses);
@@ -67,6 +70,8 @@ class Exchange : public std::enable_shared_from_this<Exchange>,
   /// The error for a call that was lost with the last link.
   Message::Method::Return lossError() HEVRA_EXCLUDES(mutex_);
 
+  /// Listens on this loop instead of a thread. Does nothing if it listens already.
+  void useLoop(Loop& loop) HEVRA_EXCLUDES(mutex_);
   /// Breaks the link for good and lets the listener end: the last user has gone.
   void close() noexcept HEVRA_EXCLUDES(mutex_);
 
@@ -96,6 +101,8 @@ class Exchange : public std::enable_shared_from_this<Exchange>,
   /// of the message has left, it is sent on the next link. Returns the reply, or an empty one if the message expects
   /// none, or an error reply for what went wrong. Raises what sealing the message raises.
   Message::Method::Return transact(const Request& request, const Time::Monotonic& deadline) HEVRA_REQUIRES(mutex_);
+  /// Reads, or waits while others do, until the transaction is over or the deadline has come.
+  void await(Transaction& transaction, const Time::Monotonic& deadline) HEVRA_REQUIRES(mutex_);
   void post(Message::Method::Call call, AnswerHandler handler) HEVRA_REQUIRES(mutex_) override;
   using DriverQueue::post;
   /// Queues an answer that the connection itself gives.
@@ -104,7 +111,8 @@ class Exchange : public std::enable_shared_from_this<Exchange>,
   bool isInProcess() const noexcept { return addresses_.empty(); }
   /// Brings the link up, or returns what has prevented it.
   std::optional<Message::Method::Return> connect(const Time::Monotonic& deadline) HEVRA_REQUIRES(mutex_);
-  /// Starts the thread that reads while nobody calls. Raises StartFailed.
+  /// Lets somebody read while nobody calls: on the loop that was given, else on that of the process's default
+  /// dispatcher, else on a thread. Raises StartFailed.
   void startListener() HEVRA_REQUIRES(mutex_);
   /// Does what other threads need before the mutex is released for longer: it writes what is queued, passes on the
   /// reader's role, wakes the listener and the threads whose calls are over, and logs.
@@ -114,7 +122,7 @@ class Exchange : public std::enable_shared_from_this<Exchange>,
   bool awaitsReplies() const HEVRA_REQUIRES(mutex_);
 
   // The hooks of the upper half.
-  std::shared_ptr<Transport> openLink(const Time::Monotonic& deadline) override;
+  std::unique_ptr<Opening> openLink() override;
   void linkUp() HEVRA_REQUIRES(mutex_) override = 0;
   void linkLost() noexcept HEVRA_REQUIRES(mutex_) override;
   virtual void signalArrived(const Received& signal) HEVRA_REQUIRES(mutex_) = 0;
@@ -129,7 +137,7 @@ class Exchange : public std::enable_shared_from_this<Exchange>,
   Counters counters_ HEVRA_GUARDED_BY(mutex_);
   Window window_ HEVRA_GUARDED_BY(mutex_);
   Calls calls_ HEVRA_GUARDED_BY(mutex_);
-  Listener listener_ HEVRA_GUARDED_BY(mutex_);
+  std::unique_ptr<Listener> listener_ HEVRA_GUARDED_BY(mutex_);
   Reports reports_ HEVRA_GUARDED_BY(mutex_);
   SizeLimits limits_{mutex_, calls_, reports_, counters_};  // the link's reader uses it while the mutex is free
 
@@ -142,16 +150,22 @@ class Exchange : public std::enable_shared_from_this<Exchange>,
   void expire() HEVRA_EXCLUDES(mutex_);
   void failWaiting(const Message::Method::Return& failure) HEVRA_REQUIRES(mutex_);
   void flush() HEVRA_REQUIRES(mutex_);
-  void await(Transaction& transaction, const Time::Monotonic& deadline) HEVRA_REQUIRES(mutex_);
   void readUntil(const Transaction& transaction, const Time::Monotonic& deadline) HEVRA_REQUIRES(mutex_);
   bool finishRead(const std::shared_ptr<Transport>& link, ReaderRole::Outcome outcome) HEVRA_REQUIRES(mutex_);
   void dispatch(Received& message) HEVRA_REQUIRES(mutex_);
-  bool listen() HEVRA_EXCLUDES(mutex_) override;
+  void listenOn(Loop& loop) HEVRA_REQUIRES(mutex_);
+  void readOnce() HEVRA_REQUIRES(mutex_);
+  bool listen(ListenerThread& thread) HEVRA_EXCLUDES(mutex_) override;
+  std::shared_ptr<ListenerThread::Body> share() override;
+  void step() noexcept HEVRA_EXCLUDES(mutex_) override;
+  void stepLocked() HEVRA_REQUIRES(mutex_);
 
   const std::vector<Address> addresses_;
   OutgoingQueue outgoing_ HEVRA_GUARDED_BY(mutex_);
   AsyncCalls asyncCalls_ HEVRA_GUARDED_BY(mutex_);
   bool hadAsyncCalls_ HEVRA_GUARDED_BY(mutex_) = false;
+  LoopListener* onLoop_ HEVRA_GUARDED_BY(mutex_) = nullptr;  // the listener, if it is one on a loop
+  Time::Monotonic nextAttempt_ HEVRA_GUARDED_BY(mutex_);     // of the listener on a loop
   const std::unique_ptr<Expiry> expiry_;
 };
 

@@ -29,45 +29,77 @@ Return outOfTime() { return Return("org.freedesktop.DBus.Error.NoReply", "The me
 
 std::optional<Return> Link::connect(Mutex& mutex, const Time::Monotonic& deadline) {
   // If an attempt that began before this call fails, the bus may have come back since.
-  const std::uint64_t before = attempts_ + (state_ == State::CONNECTING);
+  const std::uint64_t before = attempts_ + (state_ == State::CONNECTING && !opening_);
   while (!isUp()) {
     if (isClosed()) return Return("org.freedesktop.DBus.Error.Disconnected", "The connection is closed");
-    if (state_ == State::CONNECTING) {
+    if (state_ == State::CONNECTING && !opening_) {
       if (!Time::Clock::get().wait(changed_, mutex, deadline)) return outOfTime();
       if (state_ == State::DOWN && attempts_ > before && lastFailure_) return lastFailure_;
       continue;
     }
-    state_ = State::CONNECTING;
-    std::shared_ptr<Transport> transport;
-    std::optional<Return> failure;
-    bool noMemory = false;
-    try {
-      MutexUnlock unlock(mutex);
-      transport = traced(user_.openLink(deadline));
-    } catch (Return& error) {
-      failure.emplace(std::move(error));
-    } catch (const std::bad_alloc&) {
-      noMemory = true;
-    }
-    // The state is complete before anything below needs memory.
-    ++attempts_;
-    if (!isClosed()) state_ = State::DOWN;
-    lastFailure_.reset();
-    changed_.notifyAll();
-    if (transport && !isClosed()) noMemory = !adopt(transport);
-    if (transport) {
-      // Dropping the last reference to a link of the in-process bus locks the bus's mutex, which comes before this one.
-      MutexUnlock unlock(mutex);
-      transport.reset();
-    }
-    if (noMemory) failure.emplace("org.freedesktop.DBus.Error.NoMemory", "No memory to connect to the message bus");
+    Progress progress = attempt(mutex, [&](Opening& opening, std::shared_ptr<Transport>& transport) {
+      transport = opening.complete(deadline);
+      if (!transport) throw outOfTime();
+      return std::nullopt;
+    });
     // If only this caller's time is up, the others make their own attempts.
-    const bool isLate = failure && Time::Clock::get().now() >= deadline;
-    if (isLate) failure = outOfTime();
-    lastFailure_ = isLate ? std::nullopt : failure;
-    if (failure) return failure;
+    const bool isLate = progress.failure && Time::Clock::get().now() >= deadline;
+    if (isLate) progress.failure = outOfTime();
+    lastFailure_ = isLate ? std::nullopt : progress.failure;
+    if (progress.failure) return progress.failure;
   }
   return std::nullopt;
+}
+
+Link::Progress Link::step(Mutex& mutex) {
+  if (isUp() || isClosed() || (state_ == State::CONNECTING && !opening_)) return {};
+  Progress progress = attempt(mutex, [](Opening& opening, std::shared_ptr<Transport>& transport) {
+    std::optional<Opening::Interest> wait = opening.proceed();
+    if (!wait) transport = opening.take();
+    return wait;
+  });
+  lastFailure_ = progress.failure;
+  return progress;
+}
+
+/// Lets `work` open a transport with the mutex released: what is there of an opening, or a new one.
+template <class Work>
+Link::Progress Link::attempt(Mutex& mutex, const Work& work) {
+  state_ = State::CONNECTING;
+  std::unique_ptr<Opening> opening = std::move(opening_);
+  std::shared_ptr<Transport> transport;
+  Progress progress;
+  bool noMemory = false;
+  try {
+    MutexUnlock unlock(mutex);
+    if (!opening) opening = user_.openLink();
+    progress.interest = work(*opening, transport);
+    if (transport) transport = traced(std::move(transport));
+  } catch (Return& error) {
+    progress.failure.emplace(std::move(error));
+  } catch (const std::bad_alloc&) {
+    noMemory = true;
+  }
+  // Whoever waits looks at the state when the mutex is free again, and at the failure.
+  changed_.notifyAll();
+  if (progress.interest && !isClosed()) {
+    opening_ = std::move(opening);
+    return progress;
+  }
+  // The state is complete before anything below needs memory.
+  ++attempts_;
+  if (!isClosed()) state_ = State::DOWN;
+  lastFailure_.reset();
+  if (transport && !isClosed()) noMemory = !adopt(transport);
+  if (transport || opening) {
+    // Dropping the last reference to a link of the in-process bus locks the bus's mutex, which comes before this one.
+    MutexUnlock unlock(mutex);
+    transport.reset();
+    opening.reset();
+  }
+  if (noMemory)
+    progress.failure.emplace("org.freedesktop.DBus.Error.NoMemory", "No memory to connect to the message bus");
+  return progress;
 }
 
 /// Returns false, without a link, if there is no memory to tell the bus what it has to know.
@@ -100,6 +132,7 @@ void Link::close() noexcept {
     breakLink(State::CLOSED, "it was closed");
   } else {
     state_ = State::CLOSED;
+    opening_.reset();
   }
   changed_.notifyAll();
 }

@@ -6,6 +6,7 @@
 #include <optional>
 #include <string>
 
+#include <platform/bus/connection/Opening.h>
 #include <platform/bus/connection/Transport.h>
 #include <platform/bus/message/method/Return.h>
 #include <platform/core/Mutex.h>
@@ -23,9 +24,11 @@ namespace Quarnix::Bus::Internal {
 ///
 /// One thread at a time connects, with the mutex released; the others wait for it, each up to its own deadline. If the
 /// attempt fails, those that waited from its beginning fail too. A thread that came later makes its own attempt,
-/// because the bus may have come back meanwhile. The listener pauses between its attempts, longer each time.
+/// because the bus may have come back meanwhile. A dispatcher goes on with its attempt step by step (`step`). In
+/// between nobody works on the attempt, and a thread that calls takes it over. The listener pauses between its
+/// attempts, longer each time.
 ///
-/// Threads: the connection's mutex guards it, and every caller holds it. `connect` releases it while it connects.
+/// Threads: the connection's mutex guards it, and every caller holds it. `connect` and `step` release it meanwhile.
 class Link {
  public:
   /// The pauses between the listener's attempts grow from the first to the last, with jitter.
@@ -35,8 +38,8 @@ class Link {
   /// What the link asks of the connection.
   class User {
    public:
-    /// Opens a transport, with the mutex free. Throws an error reply.
-    virtual std::shared_ptr<Transport> openLink(const Time::Monotonic& deadline) = 0;
+    /// Begins to open a transport, with the mutex free. Raises std::bad_alloc.
+    virtual std::unique_ptr<Opening> openLink() = 0;
     /// The link is up. Tells the bus what it has to know of this connection. Raises std::bad_alloc.
     virtual void linkUp() = 0;
     /// The link was lost. It must not need memory.
@@ -65,6 +68,14 @@ class Link {
 
   /// Brings the link up, or returns what has prevented it up to `deadline`.
   std::optional<Message::Method::Return> connect(Mutex& mutex, const Time::Monotonic& deadline) HEVRA_REQUIRES(mutex);
+  /// What one step has come to. If the link is not up then, it waits for `interest`, or has failed; with neither, a
+  /// thread connects.
+  struct Progress {
+    std::optional<Opening::Interest> interest = {};
+    std::optional<Message::Method::Return> failure = {};
+  };
+  /// Goes on to bring the link up, without waiting.
+  Progress step(Mutex& mutex) HEVRA_REQUIRES(mutex);
   /// Breaks the link if it is up.
   void lose(std::string reason) noexcept;
   /// Breaks the link for good.
@@ -75,11 +86,14 @@ class Link {
  private:
   enum class State : std::uint8_t { DOWN, CONNECTING, UP, CLOSED };
 
+  template <class Work>
+  Progress attempt(Mutex& mutex, const Work& work) HEVRA_REQUIRES(mutex);
   bool adopt(std::shared_ptr<Transport> transport);
   void breakLink(State state, std::string reason) noexcept;
 
   User& user_;
   State state_ = State::DOWN;
+  std::unique_ptr<Opening> opening_;  // while it is CONNECTING and nobody works on it
   std::shared_ptr<Transport> transport_;
   std::string uniqueName_;
   std::string lossReason_ = "it was not reached yet";

@@ -1,6 +1,7 @@
 // Asks the bus for owners, and follows their changes.
 #include <platform/bus/connection/Owners.h>
 
+#include <algorithm>
 #include <new>
 #include <utility>
 
@@ -72,7 +73,7 @@ void Owners::learn(Host& host, const std::string& owner) {
   host.owner = owner;
   calls_.setOwner(host, owner, moment());
   if (!isNews) return;
-  changed_.notifyAll();
+  endWaits();
   observers_.notify();
 }
 
@@ -99,7 +100,7 @@ void Owners::changed(const std::string& name, const std::string& before, const s
 
 void Owners::linkUp() {
   for (auto& [name, host] : hosts_) ask(host);
-  changed_.notifyAll();
+  endWaits();
 }
 
 void Owners::linkLost() noexcept {
@@ -107,15 +108,17 @@ void Owners::linkLost() noexcept {
     host.owner.clear();
     ++host.generation;
   }
-  changed_.notifyAll();
+  endWaits();
 }
 
-bool Owners::Wait::until(Mutex& mutex, const Host& host, const Time::Monotonic& deadline) {
-  // The owner of a unique name is known without the bus.
-  const auto isThere = [&] { return owners_.link_.isUp() && !host.owner.empty(); };
-  while (!isThere() && Time::Clock::get().wait(owners_.changed_, mutex, deadline)) {
-  }
-  return isThere();
+void Owners::endWaits() noexcept {
+  for (const Wait* wait : waits_) calls_.end(wait->transaction(), Transaction::State::UNSENT);
 }
+
+Owners::Wait::Wait(Owners& owners) : owners_(owners), transaction_(std::make_shared<Transaction>(Request{none_})) {
+  owners_.waits_.push_back(this);
+}
+
+Owners::Wait::~Wait() { owners_.waits_.erase(std::find(owners_.waits_.begin(), owners_.waits_.end(), this)); }
 
 }  // namespace Quarnix::Bus::Internal

@@ -5,8 +5,10 @@
 #include <cstdint>
 #include <functional>
 #include <map>
+#include <memory>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include <platform/bus/connection/Calls.h>
 #include <platform/bus/connection/Driver.h>
@@ -35,22 +37,25 @@ struct Host {
 /// bus answers in order. So no change between the two is missed, and the owner is known before the reply to a call that
 /// was sent after the questions. Changes of the owner also decide about the calls in flight (see Calls).
 ///
-/// Threads: the connection's mutex guards it, and every caller holds it. `Wait::until` releases it while it waits.
+/// Threads: the connection's mutex guards it, and every caller holds it.
 class Owners {
  public:
-  /// A thread that waits for an owner. While one exists, somebody must read what the bus announces.
+  /// A thread that waits for an owner, or for the link. It reads meanwhile, as one that waits for a reply does: its
+  /// transaction is over when one of the two has changed.
   class Wait {
    public:
-    explicit Wait(Owners& owners) noexcept : owners_(owners) { ++owners_.waits_; }
-    ~Wait() { --owners_.waits_; }
+    /// Raises std::bad_alloc.
+    explicit Wait(Owners& owners);
+    ~Wait();
     Wait(const Wait&) = delete;
     Wait& operator=(const Wait&) = delete;
 
-    /// Waits until the link is up and the host has an owner. Returns false at the deadline.
-    bool until(Mutex& mutex, const Host& host, const Time::Monotonic& deadline) HEVRA_REQUIRES(mutex);
+    const std::shared_ptr<Transaction>& transaction() const noexcept { return transaction_; }
 
    private:
     Owners& owners_;
+    Message::Method::Call none_;  // nothing is sent
+    const std::shared_ptr<Transaction> transaction_;
   };
 
   Owners(DriverQueue& bus, Calls& calls, const ReaderRole& reader, const Link& link, Observers& observers) noexcept
@@ -66,13 +71,12 @@ class Owners {
   void linkUp();
   void linkLost() noexcept;
 
-  bool isAwaited() const noexcept { return waits_ > 0; }
-
   /// The match rule for the announcements about a name.
   static std::string matchRule(const std::string& name);
 
  private:
   void ask(Host& host);
+  void endWaits() noexcept;
   void learn(Host& host, const std::string& owner);
   std::uint64_t moment() const noexcept;
 
@@ -83,8 +87,7 @@ class Owners {
   Observers& observers_;
   std::map<std::string, Host, std::less<>> hosts_;
   std::uint64_t questions_ = 0;
-  unsigned waits_ = 0;
-  ConditionVariable changed_;
+  std::vector<Wait*> waits_;
 };
 
 }  // namespace Quarnix::Bus::Internal

@@ -4,6 +4,7 @@
 #include <system_error>
 
 #include <platform/bus/connection/AsyncCall.h>
+#include <platform/bus/connection/Client.h>
 #include <platform/core/internal/Fork.h>
 #include <platform/core/internal/HookScope.h>
 #include <platform/core/log/Logger.h>
@@ -113,6 +114,7 @@ void Base::begin(bool wait) {
     startedIn_ = forkCount();
   }
   try {
+    useDispatcher();
     beginDelivery();
     attach(wait);
   } catch (...) {
@@ -131,7 +133,13 @@ void Base::expectReplies() {
     startedIn_ = forkCount();
     if (life_ != Life::STOPPED) return;
   }
+  useDispatcher();
   enable();
+}
+
+/// The connection of an object without a thread needs none either.
+void Base::useDispatcher() {
+  if (Loop* const own = loop()) getConnection()->client().useLoop(*own);
 }
 
 void Base::end() {

@@ -94,6 +94,7 @@ class HEVRA_EXPORT Base : public Task, protected Internal::Receiver {
   void beginDelivery();
   /// Waits for the hook and refuses what is queued, when the connection delivers nothing more.
   void endDelivery();
+  void useDispatcher();
   bool settle(Life life) noexcept HEVRA_EXCLUDES(queueMutex_);
 
   static constexpr unsigned NEVER = UINT_MAX;

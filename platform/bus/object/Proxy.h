@@ -58,8 +58,7 @@ class HEVRA_EXPORT Proxy : public Base {
   /// it; otherwise it asks the bus. Returns false if the bus is not there.
   bool isAvailable() const;
   /// Waits until somebody owns the service's name, even if the bus is not there yet. Returns false at `deadline`, which
-  /// is a time of Time::Clock. If your thread cannot wait, use a ConnectionObserver. Raises StartFailed if there is no
-  /// thread that listens meanwhile.
+  /// is a time of Time::Clock. If your thread cannot wait, use a ConnectionObserver.
   bool waitForService(const Time::Monotonic& deadline) const;
 
   /// The object's description of itself, in the introspection format. Throws an error reply.

@@ -276,6 +276,11 @@ int SimulatedClock::poll(pollfd* descriptors, nfds_t count, const Monotonic& dea
       error = EINTR;
     }
   } while (ready == 0);
+  // What the descriptors bring is new work, also if the clock has woken this wait only to see whether there is any.
+  if (ready > 0 && waiter.isWork) {
+    Activity::begin();
+    Activity::end();
+  }
   ::close(waiter.descriptor);
   errno = error;
   return ready;

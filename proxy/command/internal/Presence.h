@@ -8,7 +8,9 @@ namespace Quarnix::Hevra::Proxy::Command {
 
 class Manager::Presence : public Bus::ConnectionObserver {
  public:
-  explicit Presence(Manager& manager) : ConnectionObserver(manager), manager_(manager) {}
+  explicit Presence(Manager& manager) : ConnectionObserver(manager), manager_(manager) {
+    shareDispatcher(static_cast<const Event&>(manager));
+  }
   ~Presence() override { retire(); }
 
  protected:

@@ -126,6 +126,7 @@ void Loop::end() noexcept {
 void Loop::run() {
   while (!quit_.exchange(false)) {
     dispatch();
+    if (quit_.load()) continue;  // its signal may have been taken
     pollfd descriptors[2] = {{descriptor(), POLLIN, 0}, {}};
     Time::Clock::get().poll(descriptors, 1, timers_.beginWait());
     timers_.endWait();
@@ -158,10 +159,10 @@ void Loop::withdraw(Work& work) noexcept {
   awaitCall(&work);
 }
 
-void Loop::awaitOut(const Work& work) noexcept {
+void Loop::awaitOut(const void* callee) noexcept {
   if (!isOfThisProcess()) return;
   MutexLock lock(mutex_);
-  awaitCall(&work);
+  awaitCall(callee);
 }
 
 }  // namespace Quarnix

@@ -52,8 +52,9 @@ class Loop {
   /// The work is not posted any more and does not run when it returns. On the dispatching thread it does not wait: a
   /// run that is under way is the last. Elsewhere it waits for that run, so do not hold a mutex that `run` takes.
   void withdraw(Work& work) noexcept;
-  /// Waits for the run that is under way, as `withdraw` does, but the work stays posted.
-  void awaitOut(const Work& work) noexcept;
+  /// Wait for the run that is under way, as `withdraw` does. The work stays posted.
+  void awaitOut(const Work& work) noexcept { awaitOut(static_cast<const void*>(&work)); }
+  void awaitOut(const Source& source) noexcept { awaitOut(static_cast<const void*>(&source)); }
 
   Timer::Queue& timers() noexcept { return timers_; }
   /// Whether the calling thread is within `dispatch`.
@@ -70,6 +71,7 @@ class Loop {
   void end() noexcept HEVRA_EXCLUDES(mutex_);
   template <class Call>
   void call(const void* callee, const Call& call) noexcept HEVRA_REQUIRES(mutex_);
+  void awaitOut(const void* callee) noexcept HEVRA_EXCLUDES(mutex_);
   void awaitCall(const void* callee) noexcept HEVRA_REQUIRES(mutex_);
 
   std::atomic<unsigned> references_{1};

@@ -25,7 +25,7 @@ void Loop::Source::arm(std::uint32_t events) noexcept {
   armed_ = events;
 }
 
-void Loop::Source::close() noexcept {
+void Loop::Source::remove() noexcept {
   Loop* const loop = std::exchange(loop_, nullptr);
   if (!loop) return;
   // The set is shared with a forked child.
@@ -34,8 +34,16 @@ void Loop::Source::close() noexcept {
     loop->wakeUp_.control(EPOLL_CTL_DEL, descriptor_, 0, nullptr);
     for (epoll_event& event : loop->events_)
       if (event.data.ptr == this) event.data.ptr = nullptr;
-    loop->awaitCall(this);
   }
+  loop->release();
+}
+
+void Loop::Source::close() noexcept {
+  Loop* const loop = loop_;
+  if (!loop) return;
+  loop->retain();
+  remove();
+  loop->awaitOut(*this);
   loop->release();
 }
 

@@ -10,7 +10,7 @@ namespace Quarnix {
 /// Derive from it to hear of the events of a descriptor. It is level-triggered: `ready` runs in each `dispatch` while
 /// there is an event that it is armed for.
 ///
-/// Threads: any, but one at a time calls `open`, `arm` and `close`. `ready` runs on the dispatching thread.
+/// Threads: any, but one at a time calls the operations. `ready` runs on the dispatching thread.
 /// Ownership: keeps a reference to the loop while it is open. The descriptor is yours.
 /// Destroying: close it first, before you close the descriptor.
 class Loop::Source {
@@ -25,6 +25,9 @@ class Loop::Source {
   int open(Loop& loop, int descriptor, std::uint32_t events) noexcept;
   /// Changes the events: one system call, or none if they are the same. Does nothing if the source is closed.
   void arm(std::uint32_t events) noexcept;
+  /// Ends the watch and does not wait: a run of `ready` that is under way is the last. Does nothing if the source is
+  /// closed. Loop::awaitOut waits for that run.
+  void remove() noexcept;
   /// Ends the watch: `ready` does not run when it returns, and will not. On the dispatching thread it does not wait: a
   /// run that is under way is the last. Elsewhere it waits for that run, so do not hold a mutex that `ready` takes.
   /// Does nothing if the source is closed.
