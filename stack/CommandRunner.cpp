@@ -213,15 +213,16 @@ void CommandRunner::report(const Job& job, Kind effect) {
   } else {
     appendReport(arguments, job);
   }
-  connection_->callAsync(std::move(call), [inbox = inbox_, key = job.getKey(), to = client_ + path_](const auto& result) {
-    const Bus::Message::SendReturn reply = result.get();
-    if (reply->isException()) {
-      Log::printQuietly(Log::Priority::WARNING, "hevra-stackd> no answer to the progress of %s from %s: %s: %s",
-                        key.c_str(), to.c_str(), reply->getErrorName(), reply->getErrorText());
-    }
-    MutexLock lock(inbox->mutex);
-    if (inbox->runner) inbox->runner->answered(!saysGone(reply->getErrorName()));
-  });
+  connection_->callAsync(
+      std::move(call), [inbox = inbox_, key = job.getKey(), to = client_ + path_](const auto& result) {
+        const Bus::Message::SendReturn reply = result.get();
+        if (reply->isException()) {
+          Log::printQuietly(Log::Priority::WARNING, "hevra-stackd> no answer to the progress of %s from %s: %s: %s",
+                            key.c_str(), to.c_str(), reply->getErrorName(), reply->getErrorText());
+        }
+        MutexLock lock(inbox->mutex);
+        if (inbox->runner) inbox->runner->answered(!saysGone(reply->getErrorName()));
+      });
 }
 
 void CommandRunner::answered(bool heard) {

@@ -63,8 +63,8 @@ class HEVRA_EXPORT Connection {
   Connection& operator=(const Connection&) = delete;
 
   /// From now on the connection reads and connects again within `dispatch` of this dispatcher, and not on a thread. The
-  /// process's default dispatcher does the same. Does nothing if the connection has a thread or a dispatcher already, so
-  /// call it before anything is started on the connection. A bus object that has a dispatcher gives it to its
+  /// process's default dispatcher does the same. Does nothing if the connection has a thread or a dispatcher already,
+  /// so call it before anything is started on the connection. A bus object that has a dispatcher gives it to its
   /// connection.
   void setDispatcher(Dispatcher& dispatcher);
 

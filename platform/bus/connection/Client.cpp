@@ -319,8 +319,8 @@ void Client::callArrived(Received message) {
 }
 
 bool Client::isListenerNeeded() const {
-  return !link_.isClosed() && (areCallsExpected_ || limits_.isMonitor() || awaitsReplies() ||
-                               !objects_.isEmpty() || !observers_.isEmpty());
+  return !link_.isClosed() &&
+         (areCallsExpected_ || limits_.isMonitor() || awaitsReplies() || !objects_.isEmpty() || !observers_.isEmpty());
 }
 
 }  // namespace Quarnix::Bus::Internal

@@ -13,8 +13,8 @@
 #include <platform/bus/connection/Owners.h>
 #include <platform/bus/connection/SocketOpening.h>
 #include <platform/bus/message/Limits.h>
-#include <platform/core/time/Clock.h>
 #include <platform/core/log/internal/Boundary.h>
+#include <platform/core/time/Clock.h>
 #include <platform/core/timer/internal/ThreadQueue.h>
 
 namespace Quarnix::Bus::Internal {

@@ -115,8 +115,7 @@ void Owners::endWaits() noexcept {
   for (const Wait* wait : waits_) calls_.end(wait->transaction(), Transaction::State::UNSENT);
 }
 
-Owners::Wait::Wait(Owners& owners)
-    : owners_(owners), transaction_(std::make_shared<Transaction>(Request{none_})) {
+Owners::Wait::Wait(Owners& owners) : owners_(owners), transaction_(std::make_shared<Transaction>(Request{none_})) {
   owners_.waits_.push_back(this);
 }
 
