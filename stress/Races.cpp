@@ -1,10 +1,12 @@
-// hevra-stress SECONDS: runs random concurrent operations: calls, submissions and cancellations on one manager while
-// reports, signals and expiries arrive, short-lived managers, and hooks that make calls and stop their managers. Run it
-// under a sanitizer. The ledger and this program check the rules that hold in every run.
+// hevra-stress SECONDS: runs random concurrent operations: calls, synchronous and asynchronous, submissions and
+// cancellations on one manager while reports, signals and expiries arrive, short-lived managers, and hooks that make
+// calls and stop their managers. The managers have threads at first, and then a dispatcher, which one more thread runs.
+// Run it under a sanitizer. The ledger and this program check the rules that hold in every run.
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
 #include <memory>
+#include <optional>
 #include <thread>
 #include <vector>
 
@@ -12,6 +14,7 @@
 #include <stress/Ledger.h>
 #include <stress/Simultaneous.h>
 #include <platform/bus/Error.h>
+#include <platform/core/Dispatcher.h>
 #include <proxy/command/Manager.h>
 #include <proxy/daughterboard/Manager.h>
 #include <proxy/node/Manager.h>
@@ -113,15 +116,18 @@ class Nodes final : public Hevra::Proxy::Node::Manager {
 /// All operations, on one bus.
 class Workload {
  public:
-  Workload(Ledger& ledger, std::string where) : ledger_(ledger), where_(std::move(where)) {
-    shared_.setConnection(open());
-    nodes_.setConnection(shared_.getConnection());
-    board_.setConnection(shared_.getConnection());
+  Workload(Ledger& ledger, std::string where, bool isDispatched) : ledger_(ledger), where_(std::move(where)) {
+    if (isDispatched) dispatcher_.emplace();
+    place(shared_, open());
+    place(nodes_, shared_.getConnection());
+    place(board_, shared_.getConnection());
   }
 
   /// Calls `everySecond` about once a second.
   template <class Callback>
   void run(int seconds, const Callback& everySecond) {
+    std::thread loop;
+    if (dispatcher_) loop = std::thread([this] { dispatcher_->run(); });
     Hevra::Stack::Service service(faults(), open());
     service.start();
     shared_.start(true);
@@ -143,11 +149,16 @@ class Workload {
     for (std::thread& worker : workers_) worker.join();
     ledger_.awaitNoneInFlight(30);
     service.stop();
+    if (dispatcher_) dispatcher_->quit();
+    if (loop.joinable()) loop.join();
+    if (heard_ > begun_) ledger_.violate("an asynchronous call was heard twice");
     std::printf(
-        "%s\n  %llu calls, %llu error replies, %llu failed starts, %llu command managers and %llu node "
+        "%s\n  %llu calls, %llu asynchronous, of which %llu were heard, %llu error replies, %llu failed starts, %llu "
+        "command managers and %llu node "
         "managers created and destroyed, %llu hooks\n",
-        ledger_.summary().c_str(), number(calls_), number(errors_), number(failedStarts_), number(commandManagers_),
-        number(nodeManagers_), number(hooks_) + number(shared_.hooks.count) + number(nodes_.hooks.count));
+        ledger_.summary().c_str(), number(calls_), number(begun_), number(heard_), number(errors_),
+        number(failedStarts_), number(commandManagers_), number(nodeManagers_),
+        number(hooks_) + number(shared_.hooks.count) + number(nodes_.hooks.count));
   }
 
  private:
@@ -165,6 +176,11 @@ class Workload {
     return options;
   }
   Shared::Pointer<Bus::Connection> open() const { return Bus::Connection::open(where_); }
+  template <class Manager>
+  void place(Manager& manager, const Shared::Pointer<Bus::Connection>& connection) {
+    if (dispatcher_) manager.setDispatcher(*dispatcher_);
+    manager.setConnection(connection);
+  }
 
   /// Starts a thread that repeats `body` until the end of the run.
   template <class Body>
@@ -228,10 +244,23 @@ class Workload {
     }
   }
   void call() {
+    if (draw(4) == 0) return callLater();
     if (draw(8) == 0) {
       nodes_.introspect();
     } else if (nodes_.getNodes().empty()) {
       ledger_.violate("a house without nodes");
+    }
+  }
+  /// Begins calls, and gives some of them up.
+  void callLater() {
+    for (std::uint32_t i = draw(300); i > 0; --i) {
+      ++begun_;
+      Bus::PendingCall call =
+          nodes_.getNodeLinkIdAsync(0x1001, Hevra::NodeLinkType::CONTROL, [this](const auto& result) {
+            ++heard_;
+            attempt([&] { result.get(); });
+          });
+      if (draw(4) == 0) call.giveUp();
     }
   }
   void announce(Hevra::Stack::Service& service) {
@@ -246,7 +275,7 @@ class Workload {
   void useCommandManager() {
     const std::string name = "m" + std::to_string(++commandManagers_);
     Commands manager(ledger_, name, draw(2) * 8);
-    manager.setConnection(draw(2) ? shared_.getConnection() : open());
+    place(manager, draw(2) ? shared_.getConnection() : open());
     for (std::uint32_t times = 1 + draw(2); times > 0; --times) {
       manager.hooks.starting();
       manager.start(draw(3) != 0);
@@ -259,7 +288,7 @@ class Workload {
   void useNodeManager() {
     ++nodeManagers_;
     Nodes nodes(ledger_, draw(2) * 4);
-    nodes.setConnection(draw(2) ? shared_.getConnection() : open());
+    place(nodes, draw(2) ? shared_.getConnection() : open());
     nodes.start(draw(3) != 0);
     for (std::uint32_t turns = draw(200); turns > 0; --turns) std::this_thread::yield();
     hooks_ += nodes.hooks.count;
@@ -268,7 +297,9 @@ class Workload {
   Ledger& ledger_;
   const std::string where_;
   std::atomic<bool> over_{false};
-  Counter groups_{0}, calls_{0}, errors_{0}, failedStarts_{0}, commandManagers_{0}, nodeManagers_{0}, hooks_{0};
+  std::optional<Dispatcher> dispatcher_;
+  Counter begun_{0}, heard_{0}, groups_{0}, calls_{0}, errors_{0}, failedStarts_{0}, commandManagers_{0},
+      nodeManagers_{0}, hooks_{0};
   Commands shared_{ledger_, "shared", 0};
   Nodes nodes_{ledger_, 0};
   Hevra::Proxy::DaughterBoard::Manager board_;
@@ -281,27 +312,32 @@ bool run(int seconds) {
 
   // Never destroyed: the timers' thread uses it until the process ends.
   Time::Clock::install(new FastClock(CLOCK_FACTOR));
-  Ledger ledger;
-  {
-    CountingLogger logger(ledger);
-    std::printf("on the in-process bus: ");
-    Workload(ledger, "in-process").run(seconds / 2, [] {});
-    std::printf("%s", logger.summary().c_str());
+  bool isSound = instants.isSound();
+  for (const bool isDispatched : {false, true}) {
+    const char* const how = isDispatched ? " with a dispatcher" : "";
+    Ledger ledger;
+    {
+      CountingLogger logger(ledger);
+      std::printf("on the in-process bus%s: ", how);
+      Workload(ledger, "in-process", isDispatched).run(seconds / 4, [] {});
+      std::printf("%s", logger.summary().c_str());
+    }
+    Ledger overDaemon;
+    {
+      CountingLogger logger(overDaemon);
+      Harness::BusDaemon daemon;
+      int second = 0;
+      std::printf("on a bus daemon%s: ", how);
+      Workload(overDaemon, daemon.address(), isDispatched).run(seconds / 4, [&] {
+        if (++second % 3 != 0) return;
+        daemon.kill();
+        daemon.start();
+      });
+      std::printf("%s", logger.summary().c_str());
+    }
+    isSound = isSound && ledger.isSound() && overDaemon.isSound();
   }
-  Ledger overDaemon;
-  {
-    CountingLogger logger(overDaemon);
-    Harness::BusDaemon daemon;
-    int second = 0;
-    std::printf("on a bus daemon: ");
-    Workload(overDaemon, daemon.address()).run(seconds / 2, [&] {
-      if (++second % 4 != 0) return;
-      daemon.kill();
-      daemon.start();
-    });
-    std::printf("%s", logger.summary().c_str());
-  }
-  return instants.isSound() && ledger.isSound() && overDaemon.isSound();
+  return isSound;
 }
 
 }  // namespace
@@ -309,7 +345,7 @@ bool run(int seconds) {
 int main(int argc, char** argv) {
   std::setvbuf(stdout, nullptr, _IOLBF, 0);
   const int seconds = argc > 1 ? std::atoi(argv[1]) : 30;
-  if (seconds < 2) return std::fprintf(stderr, "hevra-stress: expected SECONDS, at least 2\n"), 2;
+  if (seconds < 4) return std::fprintf(stderr, "hevra-stress: expected SECONDS, at least 4\n"), 2;
   const bool sound = run(seconds);
   std::printf("%s\n", sound ? "sound" : "VIOLATED");
   return sound ? 0 : 1;

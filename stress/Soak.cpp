@@ -1,6 +1,7 @@
-// hevra-soak SECONDS STACKD: constantly submits commands with distinct keys, in real time. The bus daemon restarts
-// every 20 s, and the service, the program STACKD in another process, every 33 s. Every command must leave the manager,
-// with at most one final report, and the memory must not grow.
+// hevra-soak SECONDS STACKD [dispatcher]: constantly submits commands with distinct keys, in real time. The bus daemon
+// restarts every 20 s, and the service, the program STACKD in another process, every 33 s. Every command must leave the
+// manager, with at most one final report, and the memory must not grow. With the last argument, the manager is on a
+// dispatcher.
 #include <signal.h>
 #include <sys/prctl.h>
 #include <sys/wait.h>
@@ -11,11 +12,13 @@
 #include <cstdio>
 #include <cstdlib>
 #include <fstream>
+#include <optional>
 #include <string>
 #include <thread>
 #include <vector>
 
 #include <stress/Ledger.h>
+#include <platform/core/Dispatcher.h>
 #include <proxy/command/Manager.h>
 #include <tests/harness/BusDaemon.h>
 
@@ -97,16 +100,20 @@ bool isFlat(const std::vector<std::uint64_t>& samples) {
   return static_cast<double>(late) <= static_cast<double>(early) * MOST_GROWTH;
 }
 
-bool run(int seconds, const std::string& program) {
+bool run(int seconds, const std::string& program, bool isDispatched) {
   Ledger ledger;
   CountingLogger logger(ledger);
   Harness::BusDaemon daemon;
   ServiceProcess service(program, daemon.address());
   service.keepRunning();
+  std::optional<Dispatcher> dispatcher;
+  if (isDispatched) Dispatcher::setDefault(&dispatcher.emplace());
   Hevra::Proxy::Command::Manager manager(false, "soak");
   manager.setConnection(Bus::Connection::open(daemon.address()));
   manager.start(true);
 
+  std::thread loop;
+  if (dispatcher) loop = std::thread([&] { dispatcher->run(); });
   std::atomic<bool> over{false};
   std::atomic<std::uint64_t> groups{0};
   std::vector<std::thread> submitters;
@@ -131,6 +138,8 @@ bool run(int seconds, const std::string& program) {
   over = true;
   for (std::thread& submitter : submitters) submitter.join();
   ledger.awaitNoneInFlight(LAST_EXPIRY);
+  if (dispatcher) dispatcher->quit();
+  if (loop.joinable()) loop.join();
   std::printf("%5s   %7llu kB  %s\nthe bus was started %u times, the service %llu times\n%s", "end",
               static_cast<unsigned long long>(residentKilobytes()), ledger.summary().c_str(), busStarts,
               static_cast<unsigned long long>(service.starts), logger.summary().c_str());
@@ -144,9 +153,9 @@ bool run(int seconds, const std::string& program) {
 
 int main(int argc, char** argv) {
   std::setvbuf(stdout, nullptr, _IOLBF, 0);
-  const int seconds = argc == 3 ? std::atoi(argv[1]) : 0;
+  const int seconds = argc == 3 || argc == 4 ? std::atoi(argv[1]) : 0;
   if (seconds < 1) return std::fprintf(stderr, "hevra-soak: expected SECONDS and the path of hevra-stackd\n"), 2;
-  const bool sound = run(seconds, argv[2]);
+  const bool sound = run(seconds, argv[2], argc == 4);
   std::printf("%s\n", sound ? "sound" : "VIOLATED");
   return sound ? 0 : 1;
 }

@@ -1,6 +1,7 @@
 // The peer of the project: uses its managers and marshallers as an application does.
 #include <benchmarks/Messages.h>
 #include <benchmarks/peers/Peer.h>
+#include <platform/core/Dispatcher.h>
 #include <platform/core/Event.h>
 #include <platform/hevra/HvTypes.h>
 #include <platform/hevra/RemoteSensorNode.h>
@@ -9,7 +10,9 @@
 #include <proxy/daughterboard/Manager.h>
 #include <proxy/node/Manager.h>
 
+#include <functional>
 #include <future>
+#include <optional>
 
 namespace Peers {
 
@@ -43,14 +46,19 @@ class Nodes : public Hevra::Proxy::Node::Manager {
     call.setMember("flood");
     call.begin().append(count);
     send(call);
+    if (dispatcher) return dispatcher->run();
     // Signals that do not arrive within this time are lost.
     done_.get_future().wait_for(std::chrono::seconds(20));
   }
 
+  Quarnix::Dispatcher* dispatcher = nullptr;
+
  private:
   void modified(const Hevra::Node& node, Hevra::NodeAction) override {
     use_(node);
-    if (--left_ == 0) done_.set_value();
+    if (--left_ != 0) return;
+    if (dispatcher) return dispatcher->quit();
+    done_.set_value();
   }
 
   std::function<void(const Hevra::Node&)> use_;
@@ -66,6 +74,12 @@ class HevraProxy {
   explicit HevraProxy(const std::string& address) : connection_(Bus::Connection::open(address)), nodes_(connection_) {
     commands_.setConnection(connection_);
     board_.setConnection(connection_);
+  }
+
+  /// From now on the process has one thread. Call it before anything else.
+  void useLoop() {
+    nodes_.dispatcher = &dispatcher_.emplace();
+    Quarnix::Dispatcher::setDefault(nodes_.dispatcher);
   }
 
   void start() {
@@ -117,6 +131,21 @@ class HevraProxy {
     nodes_.receive(count, std::move(use));
   }
 
+  void calls(std::uint32_t count, std::uint32_t width) {
+    connection_->setLargestWindow(width);
+    std::uint32_t begun = 0, ended = 0;
+    const std::function<void()> begin = [&] {
+      ++begun;
+      board_.hardResetAsync([&](const Bus::Result<bool>& result) {
+        require(result.get(), "the answer to a call was no");
+        if (begun < count) begin();
+        if (++ended == count) dispatcher_->quit();
+      });
+    };
+    while (begun < width) begin();
+    dispatcher_->run();
+  }
+
   static bool same(const Hevra::Node& node, const Sensor& expected) {
     const auto* found = dynamic_cast<const Hevra::RemoteSensorNode*>(&node);
     if (!found) return false;
@@ -149,6 +178,7 @@ class HevraProxy {
     return Benchmarks::makeAdd(prepared.group.getId(), prepared.commands);
   }
 
+  std::optional<Quarnix::Dispatcher> dispatcher_;
   Connection connection_;
   std::uint32_t serial_ = 0;
   Hevra::Proxy::DaughterBoard::Manager board_;

@@ -81,8 +81,9 @@ void repeat(std::uint32_t count, const Work& work) {
 ///   call()                     calls "hardreset"
 ///   list()                     calls "getnodes" and reads the answer into nodes
 ///   signals(count, use)        lets the service send "modified", and passes every node to `use` until the last one
-///   same(node, sensor)         tells whether a decoded node has the sensor's values
-///   SHARED                     tells whether threads share one connection
+///   calls(count, width)        makes calls of "hardreset" from one thread, keeping `width` in flight until all are
+///   over same(node, sensor)         tells whether a decoded node has the sensor's values SHARED tells whether threads
+///   share one connection
 template <class Peer>
 class Program {
  public:
@@ -152,6 +153,24 @@ class Program {
     peer_.signals(count, [&](const auto&) { ++received; });
     const double cpuUsed = cpu() - cpuBefore, passed = wall() - wallBefore;
     print({{"us", passed / count}, {"cpu", cpuUsed / count}, {"lost", count - received}});
+  }
+
+  /// Measures `signals` in a process whose only thread has an event loop.
+  void signalsInLoop(std::uint32_t count, std::uint32_t size) {
+    if constexpr (requires { peer_.useLoop(); }) peer_.useLoop();
+    signals(count, size);
+  }
+
+  /// Measures `count` asynchronous calls, `size` of them in flight, in a process whose only thread has an event loop.
+  void async(std::uint32_t count, std::uint32_t size) {
+    if constexpr (requires { peer_.useLoop(); }) peer_.useLoop();
+    if constexpr (requires { peer_.calls(count, size); }) {
+      peer_.calls(size, size);
+      const double cpuBefore = cpu(), wallBefore = wall();
+      peer_.calls(count, size);
+      const double cpuUsed = cpu() - cpuBefore, passed = wall() - wallBefore;
+      print({{"us", passed / count}, {"cpu", cpuUsed / count}, {"rate", count / passed * 1e6}});
+    }
   }
 
   /// Measures `count` calls in total from `size` threads.
@@ -232,7 +251,8 @@ int run(int argc, char** argv) try {
       {"encode", &Program<Peer>::encode},   {"decode", &Program<Peer>::decode},
       {"call", &Program<Peer>::call},       {"call-started", &Program<Peer>::callStarted},
       {"list", &Program<Peer>::list},       {"add", &Program<Peer>::add},
-      {"signals", &Program<Peer>::signals}, {"threads", &Program<Peer>::threads}};
+      {"signals", &Program<Peer>::signals}, {"threads", &Program<Peer>::threads},
+      {"async", &Program<Peer>::async},     {"signals-in-loop", &Program<Peer>::signalsInLoop}};
   if (verb == "check") return program.check(), EXIT_SUCCESS;
   for (const auto& [name, work] : VERBS)
     if (verb == name) return (program.*work)(count, size), EXIT_SUCCESS;

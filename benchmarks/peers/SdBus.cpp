@@ -130,11 +130,13 @@ class SdBus {
     left_ = count;
     Message reply;
     check(sd_bus_call_method(bus_, HOST, NODE_PATH, NODE_INTERFACE, "flood", nullptr, &reply, "u", count));
-    while (left_) {
-      const int worked = sd_bus_process(bus_, nullptr);
-      check(worked);
-      if (!worked) check(sd_bus_wait(bus_, UINT64_MAX));
-    }
+    run();
+  }
+
+  void calls(std::uint32_t count, std::uint32_t width) {
+    left_ = toBegin_ = count;
+    while (width--) begin();
+    run();
   }
 
   static bool same(const Sensor& node, const Sensor& expected) { return node == expected; }
@@ -167,6 +169,30 @@ class SdBus {
     return call;
   }
 
+  void run() {
+    while (left_) {
+      const int worked = sd_bus_process(bus_, nullptr);
+      check(worked);
+      if (!worked) check(sd_bus_wait(bus_, UINT64_MAX));
+    }
+  }
+
+  void begin() {
+    --toBegin_;
+    check(sd_bus_call_method_async(bus_, nullptr, HOST, BOARD_PATH, BOARD_INTERFACE, "hardreset", answered, this,
+                                   nullptr));
+  }
+
+  static int answered(sd_bus_message* reply, void* self, sd_bus_error*) {
+    auto& peer = *static_cast<SdBus*>(self);
+    int yes = 0;
+    check(sd_bus_message_read(reply, "b", &yes));
+    require(yes, "the answer to a call was no");
+    if (peer.toBegin_) peer.begin();
+    --peer.left_;
+    return 0;
+  }
+
   static int modified(sd_bus_message* message, void* self, sd_bus_error*) {
     auto& peer = *static_cast<SdBus*>(self);
     Sensor node{};
@@ -180,7 +206,7 @@ class SdBus {
 
   sd_bus* bus_ = nullptr;
   std::uint64_t serial_ = 0;
-  std::uint32_t left_ = 0;
+  std::uint32_t left_ = 0, toBegin_ = 0;
   std::function<void(const Sensor&)> use_;
 };
 

@@ -12,7 +12,8 @@ CONFIGURATION = """<!DOCTYPE busconfig PUBLIC "-//freedesktop//DTD D-Bus Bus Con
  "http://www.freedesktop.org/standards/dbus/1.0/busconfig.dtd">
 <busconfig><type>session</type><listen>unix:path={path}</listen><auth>EXTERNAL</auth>
 <policy context="default"><allow user="*"/><allow own="*"/><allow send_type="method_call"/>
-<allow send_destination="*" eavesdrop="false"/><allow receive_sender="*"/></policy></busconfig>
+<allow send_destination="*" eavesdrop="false"/><allow receive_sender="*"/></policy>
+<limit name="max_replies_per_connection">4096</limit></busconfig>
 """
 
 

@@ -20,7 +20,10 @@ for bus in "dbus-daemon", "dbus-broker":
         TABLE += [(f"one call over {bus}, {unit}", f"call {bus}", figure),
                   (f"the same with managers started, {unit}", f"call-started {bus}", figure),
                   (f"list 1,000 nodes over {bus}, {unit}", f"list {bus}", figure)]
-    TABLE += [(f"`modified` at full rate over {bus}, client CPU us each", f"signals {bus}", "cpu")]
+    TABLE += [(f"`modified` at full rate over {bus}, client CPU us each", f"signals {bus}", "cpu"),
+              ("the same in the client's event loop, client CPU us each", f"signals-in-loop {bus}", "cpu"),
+              (f"1,000 calls in flight from one thread over {bus}, calls/s", f"async {bus}", "rate"),
+              ("the same, client CPU us each", f"async {bus}", "cpu")]
 TABLE += [("`add` of 1,000 commands over dbus-daemon, client CPU us", "add", "cpu")]
 for threads in 1, 4, 16:
     TABLE += [(f"{threads} threads, 99th percentile us", f"threads {threads}", "p99"),
@@ -65,7 +68,7 @@ class Result:
     peers: list
     notes: list
     system_calls: dict = dataclasses.field(default_factory=dict)
-    resident: float = None
+    resident: dict = dataclasses.field(default_factory=dict)
     in_process: dict = dataclasses.field(default_factory=dict)
     sizes: dict = dataclasses.field(default_factory=dict)
     seconds: float = 0
@@ -133,7 +136,15 @@ def targets(result):
     within, over = (result.each(f"call{bus}/started:0", "us") for bus in ("InProcess", "OverDaemon"))
     yield "in-process call: time, relative to a call over dbus-daemon", within / over if within and over else None, "at most", 0.5
     yield "stripped library on 32-bit ARM, KiB", result.sizes.get("32-bit ARM"), "at most", 300
-    yield "started client: KiB resident above an empty program", result.resident, "at most", 1024
+    for bus in "dbus-daemon", "dbus-broker":
+        row = f"async {bus}"
+        yield (f"1,000 calls in flight from one thread over {bus}: calls/s, relative to sd-bus",
+               result.ratio(row, "sd-bus", "rate"), "at least", 1)
+        yield "the same: client CPU, relative to sd-bus", result.ratio(row, "sd-bus", "cpu"), "at most", 0.8
+        yield (f"modified on a dispatcher over {bus}: client CPU, relative to sd-bus's event loop",
+               result.ratio(f"signals-in-loop {bus}", "sd-bus", "cpu"), "at most", 0.5)
+    for way, limit in ("with threads", 1024), ("on a dispatcher", 600):
+        yield f"started client {way}: KiB resident above an empty program", result.resident.get(way), "at most", limit
 
 
 def number(value):

@@ -38,6 +38,8 @@ def rows():
         yield Row(f"call-started {bus}", "call-started", 4000, 1, bus, ["hevra"])
         yield Row(f"list {bus}", "list", 60, 1000, bus, PEERS)
         yield Row(f"signals {bus}", "signals", 20000, 1, bus, PEERS)
+        yield Row(f"signals-in-loop {bus}", "signals-in-loop", 20000, 1, bus, ["hevra", "sd-bus"])
+        yield Row(f"async {bus}", "async", 20000, 1000, bus, ["hevra", "sd-bus"])
     yield Row("add", "add", 30, 1000, DAEMON, ["hevra", "sd-bus"])
     for threads in 1, 4, 16:
         yield Row(f"threads {threads}", "threads", 12000, threads, DAEMON, PEERS)
@@ -126,13 +128,15 @@ class Bench:
         return {peer: (more - less) / 300 for peer, (less, more) in totals.items()}
 
     def resident(self):
-        """Measures how many KiB more than an empty program a started client has resident."""
+        """Measures how many KiB more than an empty program a started client has resident, with threads and without."""
         def kib(program, *arguments):
             command = [str(self.bin / program), *arguments]
             return statistics.median(int(subprocess.run(command, capture_output=True, check=True).stdout)
                                      for _ in range(5))
         with self.service(DAEMON):
-            return kib("peer-resident", self.buses[DAEMON].address) - kib("peer-resident-empty")
+            empty, address = kib("peer-resident-empty"), self.buses[DAEMON].address
+            return {"with threads": kib("peer-resident", address) - empty,
+                    "on a dispatcher": kib("peer-resident", address, "dispatcher") - empty}
 
     def in_process(self, quick):
         """Runs the project's own benchmarks. expireCommands measures the memory of the process, so it has its own process."""

@@ -1,5 +1,5 @@
-// Counts the work that the process's tasks and timers have at the moment, so that a simulated clock knows when all is
-// idle. It orders nothing and protects nothing.
+// Counts the work that the process's own threads, those of tasks and of timers, have at the moment, so that a simulated
+// clock knows when all is idle. What a dispatcher runs is not counted. It orders nothing and protects nothing.
 #pragma once
 
 #include <cstdint>

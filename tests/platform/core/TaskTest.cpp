@@ -42,8 +42,8 @@ struct Tasks : InBothPlaces, Simulated {
 HEVRA_IN_BOTH_PLACES(Tasks);
 
 /// The hooks run on other threads than the test's, in either place.
-struct Others : Tasks {
-  ~Others() override {
+struct Hooks : Tasks {
+  ~Hooks() override {
     if (dispatcher) dispatcher->quit();
     runner.join();
   }
@@ -51,9 +51,9 @@ struct Others : Tasks {
     if (dispatcher) dispatcher->run();
   }};
 };
-HEVRA_IN_BOTH_PLACES(Others);
+HEVRA_IN_BOTH_PLACES(Hooks);
 
-TEST_P(Others, RunOneEntryAtATimeAndLoseNoWakeUp) {
+TEST_P(Hooks, RunOneEntryAtATimeAndLoseNoWakeUp) {
   constexpr int EACH = 3000;
   std::atomic<int> posted{0}, inside{0};
   int taken = 0;
@@ -74,7 +74,7 @@ TEST_P(Others, RunOneEntryAtATimeAndLoseNoWakeUp) {
   EXPECT_TRUE(all.await());
 }
 
-TEST_P(Others, AreWaitedForWhenTheTaskIsDisabled) {
+TEST_P(Hooks, AreWaitedForWhenTheTaskIsDisabled) {
   Gate entered, release;
   std::atomic<bool> inside{true};
   TestTask task([&](TestTask&) {
@@ -220,7 +220,7 @@ TEST_P(Timers, MayBeStartedAndDestroyedFromHooksAndOutliveAnException) {
   EXPECT_EQ(logger.get(), Texts{"4 libCore> an exception left a timer: second"});
 }
 
-TEST_P(Others, OfTimersAreWaitedForInRetireAndNotInStop) {
+TEST_P(Hooks, OfTimersAreWaitedForInRetireAndNotInStop) {
   Gate entered, release;
   bool inside = false;
   auto timer = std::make_unique<TestTimer>(Elapsed(), [&](TestTimer& self, const Monotonic&) {

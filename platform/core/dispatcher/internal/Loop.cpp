@@ -126,6 +126,7 @@ void Loop::end() noexcept {
 void Loop::run() {
   while (!quit_.exchange(false)) {
     dispatch();
+    if (quit_.load()) continue;  // its signal may have been taken
     pollfd descriptors[2] = {{descriptor(), POLLIN, 0}, {}};
     Time::Clock::get().poll(descriptors, 1, timers_.beginWait());
     timers_.endWait();

@@ -63,16 +63,17 @@ void LoopTimers::rearm() noexcept {
   if (next.isNever() && armedFor_.isNever()) return;
   const bool isSteady = Time::SteadyClock::isInForce();
   const Time::Monotonic now = Time::Clock::get().now();
-  const Time::Monotonic wanted = isSteady ? next : Time::Monotonic::never();
-  // A timer that is set too early wakes for nothing once; this costs less than setting it with each stop.
-  if (wanted < armedFor_ || (armedFor_ <= now && wanted != armedFor_)) {
+  const bool isDue = next <= now;
+  // A timer that is set too early wakes for nothing once. This costs less than setting it with each stop. One that has
+  // expired is set again, because it keeps the descriptor readable.
+  const Time::Monotonic wanted = isSteady && !isDue ? next : Time::Monotonic::never();
+  if (wanted < armedFor_ || armedFor_ <= now) {
     wakeUp_.setTimer(wanted);
     armedFor_ = wanted;
   }
-  if (isSteady)
-    waitsUntil_ = armedFor_;
-  else if (next <= now || isAwaited_)
-    wakeUp_.signal();
+  if (isSteady) waitsUntil_ = armedFor_;
+  if (isDue) waitsUntil_ = AT_ONCE;
+  if (isDue || (isAwaited_ && !isSteady)) wakeUp_.signal();
 }
 
 }  // namespace Quarnix

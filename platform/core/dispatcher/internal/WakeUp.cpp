@@ -18,7 +18,8 @@ WakeUp::WakeUp()
       signal_(set_ < 0 ? -1 : aboveStandard(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK))),
       timer_(signal_ < 0 ? -1 : aboveStandard(::timerfd_create(CLOCK_MONOTONIC, TFD_CLOEXEC | TFD_NONBLOCK))) {
   int error = timer_ < 0 ? errno : 0;
-  if (!error) error = control(EPOLL_CTL_ADD, signal_, EPOLLIN, &signal_);
+  // Edge-triggered, a signal needs not be read.
+  if (!error) error = control(EPOLL_CTL_ADD, signal_, EPOLLIN | EPOLLET, &signal_);
   if (!error) error = control(EPOLL_CTL_ADD, timer_, EPOLLIN, &timer_);
   if (!error) return;
   close();
@@ -44,9 +45,6 @@ int WakeUp::take(epoll_event* events, int most) noexcept {
   int taken = 0;
   for (int i = 0; i < count; ++i) {
     if (events[i].data.ptr == &signal_) {
-      // It counts as free again before the caller looks for what was signalled: a later one signals anew.
-      eventfd_t ignored = 0;
-      ::eventfd_read(signal_, &ignored);
       isSignalled_ = false;
     } else if (events[i].data.ptr != &timer_) {
       events[taken++] = events[i];

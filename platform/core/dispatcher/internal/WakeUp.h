@@ -26,7 +26,8 @@ class WakeUp {
 
   /// Adds, changes or removes the descriptor of a source, as epoll_ctl(2) does. Returns 0, or the error number.
   int control(int operation, int descriptor, std::uint32_t events, void* source) noexcept;
-  /// Takes up to `most` events of sources, and a signal; returns how many events there are.
+  /// Takes up to `most` events of sources, and a signal; returns how many events there are. A signal that comes at the
+  /// same time may be taken with the former one: look only afterwards for what was signalled.
   int take(epoll_event* events, int most) noexcept;
 
   /// Makes the set readable until it is taken. No system call if it was signalled already.
