@@ -55,6 +55,7 @@ void LoopTimers::clockChanged() noexcept {
   // What the timer was set to may be a time of another clock.
   if (!armedFor_.isNever()) armedFor_ = AT_ONCE;
   if (waitsUntil_ != AT_ONCE) rearm();
+  if (isAwaited_) wakeUp_.signal();  // whoever waits may do so on the clock that was in force
 }
 
 void LoopTimers::rearm() noexcept {
