@@ -86,7 +86,7 @@ class Programs(support.Case):
             (["--duplicate", "1"], two[:1], [], 0, [(1, 1), (1, 1), (1, 2), (1, 2), (1, 3)], ""),
             (["--refuse", "1"], two, [], 3, [], refusal),
             (scenario("restart"), two[:1], [], 3, [(1, 1)], f"hevractl: {HOST} has gone, and with it 1 command: 1"),
-            (scenario("silence"), two[:1], ["--wait", "1"], 4, [(1, 1)], "hevractl: "),
+            (scenario("silence"), two[:1], ["--wait", "1"], 4, None, "hevractl: "),
             (scenario("refusal"), two, [], 3, [], "com.example.Error.Busy: the radio is busy"),
             (scenario("slow"), two[:1], ["--wait", "1"], 4, None, "hevractl: "),
             (scenario("garbled"), two[:1], [], 0, [(1, 2), (1, 2), (1, 3)], "signature"),

@@ -14,7 +14,7 @@ import unittest
 
 from gi.repository import GLib
 
-DEADLINE = 60  # seconds
+DEADLINE = 300  # seconds
 SOURCES = os.path.dirname(os.path.dirname(os.path.dirname(os.path.abspath(__file__))))
 PROGRAMS = os.environ["HEVRA_BINARY_DIR"] + "/bin/"
 EMULATOR = os.environ.get("HEVRA_EMULATOR", "").split()
@@ -63,18 +63,25 @@ class Process:
     def __init__(self, *command, output=None, **changes):
         self.child = subprocess.Popen(command, stdout=output or subprocess.PIPE, stderr=subprocess.PIPE,
                                       env=environment(**changes), bufsize=0)
-        self.unread = b""
+        self.unread = {}
 
     def line(self):
-        end = time.monotonic() + DEADLINE
-        while b"\n" not in self.unread:
-            ready, _, _ = select.select([self.child.stdout], [], [], max(0, end - time.monotonic()))
-            more = os.read(self.child.stdout.fileno(), 4096) if ready else b""
+        return self.line_of(self.child.stdout)
+
+    def complaint(self):
+        """The next line of its standard error, which `end` then does not return."""
+        return self.line_of(self.child.stderr)
+
+    def line_of(self, stream):
+        end, unread = time.monotonic() + DEADLINE, self.unread.pop(stream, b"")
+        while b"\n" not in unread:
+            ready, _, _ = select.select([stream], [], [], max(0, end - time.monotonic()))
+            more = os.read(stream.fileno(), 4096) if ready else b""
             if not more:
                 self.child.kill()
                 raise AssertionError(f"{self.child.args} printed no line: {self.child.communicate()}")
-            self.unread += more
-        line, self.unread = self.unread.split(b"\n", 1)
+            unread += more
+        line, self.unread[stream] = unread.split(b"\n", 1)
         return line.decode()
 
     def end(self, signal=None):
