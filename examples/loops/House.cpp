@@ -29,7 +29,7 @@ House::House() {
 }
 
 void House::listNodes() {
-  nodes_.getNodesAsync([this](const Bus::Result<Nodes::Nodes>& result) {
+  nodes_.getNodesAsync([this](const Bus::Result<Watcher::Nodes>& result) {
     try {
       std::printf("nodes: %d\n", static_cast<int>(result.get().size()));
       switchLampOn();
@@ -49,6 +49,6 @@ void House::switchLampOn() {
   commands_.submitAsync(lamp, Hevra::Group("evening"), Hevra::Proxy::CommandContainerList{on}, lamp, nullptr);
 }
 
-void House::Nodes::modified(const Hevra::Node& node, Hevra::NodeAction) {
+void House::Watcher::modified(const Hevra::Node& node, Hevra::NodeAction) {
   std::printf("node 0x%x has changed\n", unsigned{node.getAddress()});
 }

@@ -16,10 +16,10 @@ class House {
  private:
   class Lamp;
 
-  class Nodes : public Quarnix::Hevra::Proxy::Node::Manager {
+  class Watcher : public Quarnix::Hevra::Proxy::Node::Manager {
    public:
     using Manager::Manager;
-    ~Nodes() override { stop(); }  // first, so that no hook and no handler runs during the destruction
+    ~Watcher() override { stop(); }  // first, so that no hook and no handler runs during the destruction
     void modified(const Quarnix::Hevra::Node& node, Quarnix::Hevra::NodeAction action) override;
   };
 
@@ -38,6 +38,6 @@ class House {
   void switchLampOn();
 
   Quarnix::Hevra::Proxy::Command::Manager commands_{false, "house"};
-  Nodes nodes_{false};
+  Watcher nodes_{false};
   Presence presence_{*this};
 };
