@@ -68,7 +68,7 @@ class DispatchedStack {
     const Time::Monotonic end = stack.clock().now() + Time::Elapsed::ofNanoseconds(span.count());
     while (true) {
       pollfd ready{dispatcher_.getDescriptor(), POLLIN, 0};
-      while (::poll(&ready, 1, 0) == 1) dispatcher_.dispatch();
+      for (stack.settle(); ::poll(&ready, 1, 0) == 1; stack.settle()) dispatcher_.dispatch();
       const Time::Monotonic now = stack.clock().now();
       if (now == end) return;
       stack.clock().advance(std::min(dispatcher_.getDeadline(), end) - now);
