@@ -218,7 +218,7 @@ void SimulatedClock::awaitWaiters(std::size_t count) {
   for (;;) {
     std::size_t present = 0;
     for (const Waiter* waiter = state_->first; waiter; waiter = waiter->next)
-      if (!waiter->woken && !waiter->isTimerQueue && !waiter->deadline.isNever()) ++present;
+      if (!waiter->woken && !waiter->isTimerQueue && !waiter->isWork && !waiter->deadline.isNever()) ++present;
     if (present >= count) return;
     state_->changed.wait(state_->mutex);
   }
