@@ -4,7 +4,7 @@
 set -euo pipefail
 
 if [[ $# != 1 || ! -x $1/bin/hevractl ]]; then
-  echo "usage: $0 BUILD_DIR, the folder with bin/hevractl, such as build/release" >&2
+  echo "usage: $0 BUILD_DIR, the folder with bin/hevractl, such as build/dev" >&2
   exit 2
 fi
 build=$(readlink -f "$1")

@@ -1,4 +1,4 @@
-// Sends two delayed commands and cancels one. Prints each report and how each command ends.
+// Without an event loop: sends two delayed commands and cancels one. Prints each report and how each command ends.
 #include <cstdio>
 #include <latch>
 #include <proxy/command/CommandContainerList.h>
@@ -22,7 +22,7 @@ class Shutters : public Hevra::Interface::Command::Originator, public Hevra::Pro
   std::latch ends{2};
 };
 
-int main() {
+int main() try {
   const auto shutters = Shared::make<Shutters>();
   Hevra::Proxy::Command::Manager manager(false, "shutters");
   manager.start(true);
@@ -33,8 +33,11 @@ int main() {
   Hevra::Command late = soon;
   late.setId(2);
   late.setDelay(3600, 0);
-  manager.submit(shutters, Hevra::Group("evening"), Hevra::Proxy::CommandContainerList{soon, late}, shutters);
-  manager.cancel("evening_2");
+  const Hevra::Proxy::CommandContainerList commands{soon, late};
+  manager.submitAsync(shutters, Hevra::Group("evening"), commands, shutters, Time::Elapsed(5, 0)).get();
+  manager.cancelAsync("evening_2").get();
   shutters->ends.wait();
-  manager.stop();
+} catch (const std::exception& error) {  // no bus, no service, no answer within 5 seconds, or a refusal
+  std::fprintf(stderr, "%s\n", error.what());
+  return 1;
 }

@@ -64,6 +64,7 @@ void Lamp::submit(bool isLast) {
   on.setAddress(address_);
   on.setWrite(true);
   on.setValue(Shared::make<Hevra::HvBool>(true));
-  manager_.submit(Shared::make<Uninterested>(), Hevra::Group("lamp"), Hevra::Proxy::CommandContainerList{on},
-                  Shared::make<Attempt>(*this, isLast));
+  // It needs no handler, because the attempt hears of a failure of the call, too.
+  manager_.submitAsync(Shared::make<Uninterested>(), Hevra::Group("lamp"), Hevra::Proxy::CommandContainerList{on},
+                       Shared::make<Attempt>(*this, isLast), nullptr);
 }

@@ -1,6 +1,7 @@
 """The examples that the documentation shows, on a real bus."""
 
 import os
+import signal
 import unittest
 
 import support
@@ -9,8 +10,8 @@ EXAMPLES = os.environ["HEVRA_BINARY_DIR"] + "/examples/"
 
 
 class Examples(support.Case):
-    def start(self, name):
-        process = support.Process(*support.EMULATOR, EXAMPLES + name, HEVRA_BUS=self.bus.address)
+    def start(self, name, bus=None):
+        process = support.Process(*support.EMULATOR, EXAMPLES + name, HEVRA_BUS=bus or self.bus.address)
         self.addCleanup(process.kill)
         return process
 
@@ -18,7 +19,8 @@ class Examples(support.Case):
         self.bus.stackd("--pace", "0")
         for name, *lines in (
                 ("client", "TRANSMITTED", "IN_PROGRESS", "COMPLETED"), ("nodes", "reset: yes", "node 0x1000"),
-                ("outcome", "2: ended with 5", "1: ended with 3"), ("in_process", "serves the managers")):
+                ("outcome", "2: ended with 5", "1: ended with 3"), ("in_process", "serves the managers"),
+                ("coroutine", "reset: yes", "node 0x1000")):
             with self.subTest(name):
                 process = self.start(name)
                 unseen = set(lines)  # a command may end before another is cancelled
@@ -37,10 +39,34 @@ class Examples(support.Case):
         self.assertEqual(watch.line(), "node 0x2001 has changed")
         self.assertEqual(watch.end(), (0, ""))
 
+    def test_have_one_thread_on_an_event_loop(self):
+        self.bus.stackd("--service", "hevra", "--pace", "0")
+        for name in ("epoll", "glib", "sd_event"):
+            if name != "epoll" and not os.path.exists(EXAMPLES + name):
+                continue  # it is built where its library is
+            with self.subTest(name):
+                house = self.start(name)
+                lines = {house.line() for _ in range(6)}
+                self.assertLessEqual({"nodes: 6", "node 0x1001 has changed", "the command has ended: finished"}, lines)
+                with open(f"/proc/{house.child.pid}/status", encoding="utf-8") as status:
+                    self.assertIn(f"Threads:\t{1 + self.threads_of_the_runtime(name)}\n", status.readlines())
+                self.assertEqual(house.end(signal.SIGTERM), (0, ""))
+
+    def threads_of_the_runtime(self, name):
+        """The emulator and the thread sanitizer each have a thread of their own."""
+        with open(EXAMPLES + name, "rb") as file:
+            return len(support.EMULATOR[:1]) + (b"__tsan_init" in file.read())
+
     def test_say_what_is_wrong(self):
-        status, errors = self.start("nodes").end()
-        self.assertEqual(status, 3)
-        self.assertIn("ServiceUnknown", errors)
+        for name, bus, status, said in (
+                ("nodes", self.bus.address, 3, "ServiceUnknown"), ("client", self.bus.address, 1, "was not provided"),
+                ("client", "unix:path=/nonexistent", 1, "Cannot connect"), ("client", None, 4, "the service has gone")):
+            with self.subTest(name, bus=bus):
+                if not bus:
+                    self.bus.stackd("--scenario", support.SOURCES + "/examples/scenarios/restart.json")
+                ended, errors = self.start(name, bus).end()
+                self.assertEqual(ended, status)
+                self.assertIn(said, errors)
 
 
 if __name__ == "__main__":

@@ -123,11 +123,13 @@ class Programs(support.Case):
         self.assertEqual(version.end(), (0, ""))
 
     def test_show_no_keys(self):
-        self.stackd()
+        service = self.stackd()
         key, trace = "a1" * 16, self.bus.folder + "/trace"
         watches = [self.bus.ctl_process(*options, "watch") for options in ([], ["--show-keys"])]
         for watch in watches:
             watch.line(), watch.line()  # that it is ready, and the titles
+        for process in service, *watches:
+            self.assertEqual(support.library_threads(process.child.pid), [], "everything is to run on the dispatcher")
         traced = self.bus.ctl("node", "key", "0x1000", key, HEVRA_TRACE="1").errors
         self.assertIn(".changekey(4096, ****)\n", traced)
         self.assertEqual(self.bus.ctl("--json", "nodes", HEVRA_TRACE=trace).errors, "")

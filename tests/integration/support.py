@@ -4,6 +4,7 @@ for bytes of a pipe or the end of a process, with a deadline that only a failure
 import contextlib
 import json
 import os
+import pathlib
 import pwd
 import re
 import select
@@ -55,6 +56,12 @@ def environment(**changes):
     """The environment of a program: the caller's has only told where programs are, and the sanitizers what to do."""
     kept = {k: v for k, v in os.environ.items() if k in ("PATH", "LD_LIBRARY_PATH") or k.endswith("SAN_OPTIONS")}
     return {"PATH": os.defpath, "LANG": "C.UTF-8"} | kept | changes
+
+
+def library_threads(pid):
+    """The names of the library's threads in a process. Sanitizers and emulators have threads of their own."""
+    names = [path.read_text().strip() for path in pathlib.Path(f"/proc/{pid}/task").glob("*/comm")]
+    return [name for name in names if name in ("hevra-task", "hevra-timer", "hevra-bus")]
 
 
 class Process:
