@@ -156,7 +156,7 @@ void Loop::take(int signal) {
   if (signal == SIGWINCH && resized_) resized_();
   if (signal != SIGINT && signal != SIGTERM) return;  // SIGPIPE: the write that has failed has told it already
   if (!areSignalsTaken_ && isIgnored(signal)) return;
-  signal_ = signal;
+  if (signal_ == 0) signal_ = signal;
   wake();
 }
 

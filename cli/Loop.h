@@ -57,7 +57,7 @@ class Loop {
   std::unique_ptr<OutputWatch> output_;
   std::function<void()> resized_;
   bool areSignalsTaken_ = false;
-  int signal_ = 0;  // SIGINT or SIGTERM, when it has come
+  int signal_ = 0;  // the first SIGINT or SIGTERM
 };
 
 }  // namespace Quarnix::Hevra::Cli

@@ -4,7 +4,7 @@
 set -euo pipefail
 
 if [[ $# != 1 || ! -x $1/bin/hevractl ]]; then
-  echo "usage: $0 BUILD_DIR, the folder with bin/hevractl, such as build/release" >&2
+  echo "usage: $0 BUILD_DIR, the folder with bin/hevractl, such as build/dev" >&2
   exit 2
 fi
 build=$(readlink -f "$1")
@@ -31,10 +31,10 @@ run() {
   printf '(exit status %d)\n' "$status"
 }
 
-# Waits at most ten seconds until a file has one line, or the given number of lines.
+# Waits at most a minute until a file has one line, or the given number of lines.
 await() {
   local tries
-  for tries in {1..200}; do
+  for tries in {1..1200}; do
     [[ -e $1 ]] && (($(wc -l <"$1") >= ${2-1})) && return
     sleep 0.05
   done

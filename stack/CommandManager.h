@@ -30,7 +30,7 @@ class CommandManager final : public SimulatedObject {
   std::size_t getCommandCount() const { return radio_.getCommandCount(); }
   /// Drops the commands in flight. Any thread.
   void dropCommands() { radio_.drop(); }
-  /// Drops the commands in flight and waits for the reports under way. Call it after `stop`.
+  /// Ends the commands in flight; no report begins when it returns. Call it after `stop`.
   void endCommands() { radio_.clear(); }
 
  private:

@@ -40,6 +40,26 @@ bool saysGone(const char* errorName) {
 
 }  // namespace
 
+/// Passes the answers on to the runner, until that goes. The handlers of the reports share it, because one may run
+/// while the runner is destroyed.
+class CommandRunner::Answers {
+ public:
+  explicit Answers(CommandRunner& runner) : runner_(&runner) {}
+
+  void pass(const Answer& answer) {
+    MutexLock lock(mutex_);
+    if (runner_) runner_->answered(answer);
+  }
+  void end() {
+    MutexLock lock(mutex_);
+    runner_ = nullptr;
+  }
+
+ private:
+  Mutex mutex_;  // comes before the runner's
+  CommandRunner* runner_ HEVRA_GUARDED_BY(mutex_);
+};
+
 CommandRunner::CommandRunner(Shared::Pointer<Bus::Connection> connection, std::string client, std::string path,
                              const Time::Elapsed& pace, NodeTable& nodes, Faults& faults)
     : connection_(std::move(connection)),
@@ -48,18 +68,13 @@ CommandRunner::CommandRunner(Shared::Pointer<Bus::Connection> connection, std::s
       pace_(pace),
       nodes_(nodes),
       faults_(faults),
-      wake_([this] { schedule(); }) {
-  MutexLock lock(inbox_->mutex);
-  inbox_->runner = this;
-}
+      answers_(std::make_shared<Answers>(*this)),
+      wake_([this] { schedule(); }) {}
 
 CommandRunner::~CommandRunner() {
-  drop();
-  wake_.retire();  // these two first, because they schedule the task
-  {
-    MutexLock lock(inbox_->mutex);
-    inbox_->runner = nullptr;
-  }
+  // First, because these schedule the task.
+  answers_->end();
+  wake_.retire();
   retire();
 }
 
@@ -101,71 +116,71 @@ std::size_t CommandRunner::getCommandCount() const {
 
 void CommandRunner::entry() {
   MutexLock lock(mutex_);
-  while (takeNext()) {
-    const Effect::Kind effect = inHandEffect_;
-    const bool isFirst = report_ == Report::NONE;
-    report_ = Report::UNDER_WAY;
-    --reportsLeft_;
+  if (isReporting_ && !answer_) return;  // goes on with the answer
+  if (isReporting_) {
+    finishReport();
+  } else {
+    inHand_ = {};  // a job is still here when its report raised an exception; it is given up
+  }
+  while (!isReporting_ && !waiting_.empty() && waiting_.begin()->first <= Time::Clock::get().now()) beginNext();
+  if (!isReporting_ && !waiting_.empty()) wake_.at(waiting_.begin()->first);
+}
+
+void CommandRunner::beginNext() {
+  inHand_ = waiting_.extract(waiting_.begin());
+  Job& job = inHand_.mapped();
+  Effect effect;
+  const bool wasHeld = std::exchange(job.held, false);
+  if (!wasHeld || (job.cancelled && job.command.getStatus() != Status::CANCELLED)) {
+    step(job);
+    effect = faults_.next("progress", job.group, {&job.command, 1});
+  }
+  if (effect.kind == Kind::DELAY || effect.kind == Kind::LATE) {
+    Jobs::node_type node = std::move(inHand_);
+    job.held = true;
+    node.key() = Time::Clock::get().now() + (effect.kind == Kind::LATE ? Effect::LATE_REPORT : effect.time);
+    waiting_.insert(std::move(node));
+    return;
+  }
+  if (effect.kind == Kind::ERROR) fail(job, effect.code, effect.text);
+  const bool isReported = effect.kind != Kind::RESTART && effect.kind != Kind::SILENCE;
+  isTwice_ = effect.kind == Kind::DUPLICATE || (job.doubled >> (job.reports - 1) & 1);
+  isWrong_ = effect.kind == Kind::WRONG_ARGUMENTS;
+  {
     // Meanwhile other threads write only `cancelled` and `dropped` of the job, which are not read here.
-    const Job& job = inHand_.mapped();
     MutexUnlock unlock(mutex_);
-    if (isFirst && job.command.isWrite() && job.command.getStatus() == Status::COMPLETED) nodes_.write(job.command);
-    try {
-      report(job, effect);
-    } catch (...) {
-      answered(true);  // it is not repeated
-      throw;
+    if (effect.kind == Kind::RESTART) {
+      faults_.restart(effect.time);
+    } else if (job.command.isWrite() && job.command.getStatus() == Status::COMPLETED) {
+      nodes_.write(job.command);
     }
+    if (isReported) report(job);
   }
-  if (!waiting_.empty()) wake_.at(waiting_.begin()->first);
+  isReporting_ = isReported;
+  if (!isReported) goOn(true);
 }
 
-/// Takes jobs in hand until one is to be reported. Returns false if none is, or if an answer is still to come.
-bool CommandRunner::takeNext() {
-  const Time::Clock& clock = Time::Clock::get();
-  if (report_ == Report::UNDER_WAY) return false;
-  if (report_ == Report::HEARD && reportsLeft_ > 0) return true;
-  if (report_ != Report::NONE) putBack(report_ == Report::HEARD);
-  while (!waiting_.empty() && waiting_.begin()->first <= clock.now()) {
-    inHand_ = waiting_.extract(waiting_.begin());
-    Job& job = inHand_.mapped();
-    Effect effect;
-    const bool wasHeld = std::exchange(job.held, false);
-    if (!wasHeld || (job.cancelled && job.command.getStatus() != Status::CANCELLED)) {
-      step(job);
-      effect = faults_.next("progress", job.group, {&job.command, 1});
-    }
-    if (effect.kind == Kind::DELAY || effect.kind == Kind::LATE) {
-      Jobs::node_type node = std::move(inHand_);
-      job.held = true;
-      node.key() = clock.now() + (effect.kind == Kind::LATE ? Effect::LATE_REPORT : effect.time);
-      waiting_.insert(std::move(node));
-      continue;
-    }
-    if (effect.kind == Kind::ERROR) fail(job, effect.code, effect.text);
-    inHandEffect_ = effect.kind;
-    reportsLeft_ = effect.kind == Kind::DUPLICATE || (job.doubled >> (job.reports - 1) & 1) ? 2 : 1;
-    if (effect.kind != Kind::RESTART && effect.kind != Kind::SILENCE) return true;
-    {
-      MutexUnlock unlock(mutex_);
-      if (effect.kind == Kind::RESTART) {
-        faults_.restart(effect.time);
-      } else if (job.command.isWrite() && job.command.getStatus() == Status::COMPLETED) {
-        nodes_.write(job.command);
-      }
-    }
-    putBack(true);
+void CommandRunner::finishReport() {
+  isReporting_ = false;
+  const Answer answer = *std::exchange(answer_, {});
+  const Job& job = inHand_.mapped();
+  const bool isRepeated = std::exchange(isTwice_, false);
+  bool heard = false;
+  {
+    MutexUnlock unlock(mutex_);
+    heard = isHeard(job, answer);
+    if (heard && isRepeated) report(job);
   }
-  return false;
+  isReporting_ = heard && isRepeated;
+  if (!isReporting_) goOn(heard);
 }
 
-/// Lets the job in hand wait for its next report, unless this was the last.
-void CommandRunner::putBack(bool heard) {
-  report_ = Report::NONE;
+/// Puts the job in hand where its next report waits, unless it has ended or its originator has gone.
+void CommandRunner::goOn(bool isHeard) {
   Jobs::node_type node = std::move(inHand_);
   const Job& job = node.mapped();
-  if (!heard) waiting_.clear();
-  if (!heard || job.dropped || Command::isFinalStatus(job.command.getStatus())) return;
+  if (!isHeard) waiting_.clear();
+  if (!isHeard || job.dropped || Command::isFinalStatus(job.command.getStatus())) return;
   node.key() = Time::Clock::get().now() + (job.cancelled ? Time::Elapsed() : waitAfter(job));
   waiting_.insert(std::move(node));
 }
@@ -199,8 +214,7 @@ Time::Elapsed CommandRunner::waitAfter(const Job& job) const {
   return job.command.getStatus() == Status::DELAYED ? Time::Elapsed(job.command.getDelay(), 0) : pace_;
 }
 
-/// Calls "progress"; `answered` gets the answer.
-void CommandRunner::report(const Job& job, Kind effect) {
+void CommandRunner::report(const Job& job) {
   Bus::Message::Method::Call call;
   call.setDestination(client_);
   call.setPath(path_);
@@ -208,29 +222,29 @@ void CommandRunner::report(const Job& job, Kind effect) {
   call.setMember("progress");
   call.setTimeout(REPLY_TIMEOUT);
   Bus::Message::Iterator arguments = call.begin();
-  if (effect == Kind::WRONG_ARGUMENTS) {
+  if (isWrong_) {
     arguments.append(std::uint8_t{0});
   } else {
     appendReport(arguments, job);
   }
-  connection_->callAsync(
-      std::move(call), [inbox = inbox_, key = job.getKey(), to = client_ + path_](const auto& result) {
-        const Bus::Message::SendReturn reply = result.get();
-        if (reply->isException()) {
-          Log::printQuietly(Log::Priority::WARNING, "hevra-stackd> no answer to the progress of %s from %s: %s: %s",
-                            key.c_str(), to.c_str(), reply->getErrorName(), reply->getErrorText());
-        }
-        MutexLock lock(inbox->mutex);
-        if (inbox->runner) inbox->runner->answered(!saysGone(reply->getErrorName()));
-      });
+  connection_->callAsync(std::move(call), [answers = answers_](const Answer& answer) { answers->pass(answer); });
 }
 
-void CommandRunner::answered(bool heard) {
+void CommandRunner::answered(const Answer& answer) {
   {
     MutexLock lock(mutex_);
-    report_ = heard ? Report::HEARD : Report::NOT_HEARD;
+    answer_ = answer;
   }
   schedule();
+}
+
+/// Returns false when the originator has gone.
+bool CommandRunner::isHeard(const Job& job, const Answer& answer) const {
+  const Bus::Message::SendReturn reply = answer.get();
+  if (!reply->isException()) return true;
+  Log::printQuietly(Log::Priority::WARNING, "hevra-stackd> no answer to the progress of %s from %s%s: %s: %s",
+                    job.getKey().c_str(), client_.c_str(), path_.c_str(), reply->getErrorName(), reply->getErrorText());
+  return !saysGone(reply->getErrorName());
 }
 
 }  // namespace Quarnix::Hevra::Stack

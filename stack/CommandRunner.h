@@ -5,6 +5,7 @@
 #include <functional>
 #include <map>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -22,9 +23,10 @@ namespace Quarnix::Hevra::Stack {
 /// and waits for that long. Then it reports TRANSMITTED, IN_PROGRESS and COMPLETED (or FAILED), with one pace between
 /// them.
 ///
-/// The runner makes one report at a time and waits for its answer, for REPLY_TIMEOUT at most. So it does not flood an
-/// originator, and a slow originator delays only its own commands. A report without an answer, or with an error for an
-/// answer, is logged and not repeated. When the originator's connection has gone, its commands are dropped.
+/// The runner makes one report at a time, and the next one when the answer has come or REPLY_TIMEOUT is over. So it
+/// does not flood an originator, and a slow originator delays only its own commands. A report without an answer, or
+/// with an error for an answer, is logged and not repeated. When the originator's connection has gone, its commands are
+/// dropped.
 ///
 /// A command that writes changes its node in the table just before it reports COMPLETED, see NodeTable::write. A fault
 /// may affect each report.
@@ -43,7 +45,6 @@ class CommandRunner : private Task {
                 const Time::Elapsed& pace, NodeTable& nodes, Faults& faults);
   CommandRunner(const CommandRunner&) = delete;
   CommandRunner& operator=(const CommandRunner&) = delete;
-  /// Does not wait for the answer to the report under way.
   ~CommandRunner() override;
 
   void submit(std::vector<Job> jobs);
@@ -57,21 +58,19 @@ class CommandRunner : private Task {
  private:
   using Jobs = std::multimap<Time::Monotonic, Job>;  // by the time of their next report
 
-  /// Hands the answer of a report to the runner, if that is still there. The answer may come on any thread.
-  struct Inbox {
-    Mutex mutex;
-    CommandRunner* runner HEVRA_GUARDED_BY(mutex);
-  };
-  enum class Report : std::uint8_t { NONE, UNDER_WAY, HEARD, NOT_HEARD };
+  class Answers;
+  using Answer = Bus::Result<Bus::Message::SendReturn>;
 
   void entry() override;
-  bool takeNext() HEVRA_REQUIRES(mutex_);
-  void putBack(bool heard) HEVRA_REQUIRES(mutex_);
+  void beginNext() HEVRA_REQUIRES(mutex_);
+  void finishReport() HEVRA_REQUIRES(mutex_);
+  void goOn(bool isHeard) HEVRA_REQUIRES(mutex_);
   static void step(Job& job);
   static void fail(Job& job, const ErrorCode& code, const std::string& text);
   Time::Elapsed waitAfter(const Job& job) const;
-  void report(const Job& job, Effect::Kind effect);
-  void answered(bool heard);
+  void report(const Job& job);
+  bool isHeard(const Job& job, const Answer& answer) const;
+  void answered(const Answer& answer);
 
   // Constant after construction.
   const Shared::Pointer<Bus::Connection> connection_;
@@ -84,11 +83,13 @@ class CommandRunner : private Task {
   mutable Mutex mutex_;
   Jobs waiting_ HEVRA_GUARDED_BY(mutex_);
   Jobs::node_type inHand_ HEVRA_GUARDED_BY(mutex_);  // the one that is being reported
-  Report report_ HEVRA_GUARDED_BY(mutex_) = Report::NONE;
-  Effect::Kind inHandEffect_ HEVRA_GUARDED_BY(mutex_) = Effect::Kind::NONE;
-  unsigned reportsLeft_ HEVRA_GUARDED_BY(mutex_) = 0;  // of the one in hand
-  const std::shared_ptr<Inbox> inbox_ = std::make_shared<Inbox>();
+  std::optional<Answer> answer_ HEVRA_GUARDED_BY(mutex_);
+  const std::shared_ptr<Answers> answers_;
   Wake wake_;
+  // Used only on the task.
+  bool isReporting_ = false;  // the report of the job in hand has left
+  bool isTwice_ = false;      // it is to be sent once more
+  bool isWrong_ = false;      // with wrong arguments
 };
 
 }  // namespace Quarnix::Hevra::Stack

@@ -5,7 +5,7 @@ namespace Quarnix::Hevra::Stack {
 
 void Radio::submit(const std::string& client, const std::string& path, std::vector<Job> jobs) {
   if (jobs.empty()) return;
-  // A runner's destructor waits for its thread, so idle runners are destroyed after the mutex is released. None of them
+  // A runner's destructor waits for its task, so idle runners are destroyed after the mutex is released. None of them
   // can get a job in the meantime, because jobs are submitted only under the mutex.
   Runners idle;
   MutexLock lock(mutex_);
@@ -30,12 +30,8 @@ void Radio::drop() {
 
 void Radio::clear() {
   Runners ended;
-  {
-    MutexLock lock(mutex_);
-    ended.swap(runners_);
-  }
-  // All are told before the first is destroyed, so that those whose originators do not answer time out together.
-  for (auto& [originator, runner] : ended) runner->drop();
+  MutexLock lock(mutex_);
+  ended.swap(runners_);
 }
 
 std::size_t Radio::getCommandCount() const {

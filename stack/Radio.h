@@ -15,7 +15,7 @@
 
 namespace Quarnix::Hevra::Stack {
 
-/// Has a runner, and with it a thread, for each originator that has commands in flight. An idle runner is removed when
+/// Has a runner, and with it a task, for each originator that has commands in flight. An idle runner is removed when
 /// the next commands are submitted.
 ///
 /// Threads: any.
@@ -31,7 +31,7 @@ class Radio {
   void cancel(const std::function<bool(const Job&)>& chosen);
   /// Drops all commands; the reports under way are their last ones.
   void drop();
-  /// Drops all commands and waits for the reports under way.
+  /// Ends all commands; no report begins when it returns.
   void clear();
   std::size_t getCommandCount() const;
 

@@ -39,7 +39,6 @@ class Service {
   /// cannot be reached or refuses, or when a name has another owner.
   void start();
   /// Releases the names, ends the objects and drops the commands in flight; their originators get no more reports.
-  /// Waits for the answers to reports under way, for CommandRunner::REPLY_TIMEOUT at most.
   void stop();
 
   /// Acts as if the service's process ended and started again: the names disappear and come back after `away`, and the

@@ -8,8 +8,8 @@
 
 namespace Quarnix::Hevra::Stack {
 
-/// Calls the function on the timers' thread when its time has come. The owner retires it before anything that the
-/// function uses.
+/// Calls the function when its time has come, on the timers' thread or within Dispatcher::dispatch. The owner retires
+/// it before anything that the function uses.
 class Wake : public Timer::Monotonic {
  public:
   explicit Wake(std::function<void()> wake) : Timer::Monotonic(Time::Monotonic(), false), wake_(std::move(wake)) {}

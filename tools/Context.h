@@ -17,8 +17,9 @@ namespace Quarnix::Hevra::Tools {
 using Cli::ExitStatus;
 
 struct Context {
-  Cli::Loop& loop;
+  explicit Context(Cli::Loop& programLoop) noexcept : loop(programLoop) {}
 
+  Cli::Loop& loop;
   std::string bus;  // empty: the environment decides
   Stack::Variant variant = Stack::Variant::HEVRA;
   std::string application = "hevractl";

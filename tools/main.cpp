@@ -48,7 +48,7 @@ void checkApplication(const std::string& name) {
 
 ExitStatus run(int argc, char** argv, CLI::App& app, Output& output) {
   Hevra::Cli::Loop loop;
-  Context context{.loop = loop, .bus = {}, .chosen = {}};
+  Context context(loop);
   addGlobalOptions(app, context);
   addReset(app, context);
   addNodes(app, context);

@@ -10,7 +10,7 @@
 
 namespace Quarnix::Harness {
 
-constexpr std::chrono::seconds FAILURE_DEADLINE{60};
+constexpr std::chrono::seconds FAILURE_DEADLINE{300};
 
 /// Keeps values that come from any thread, in their order.
 template <class T>

@@ -8,7 +8,7 @@ import unittest
 
 import pyte
 import support
-from screen import Screen, interrupt
+from screen import Screen, interrupt, narrow
 
 
 def width(line):
@@ -57,12 +57,13 @@ class People(support.Case):
                 self.assertEqual(seen.written.count(b"\n"), 1 + 3 * 4 + 1)
 
     def test_interrupt_what_is_sent(self):
-        seen = self.see("send", "--group", "g", self.file([{"id": 1}, {"id": 2, "delay": 3600}]),
-                        then=[(b"DELAYED", interrupt)])
+        seen = self.see("send", "--group", "g", self.file([{"id": 1}, {"id": 2, "delay": 3600, "label": "w" * 99}]),
+                        then=[(b"DELAYED", narrow), (b"\x1b[J", interrupt)])
         self.assertEqual(seen.status, -signal.SIGINT, seen.written)
         self.assertEqual(seen.lines[0][:7], "COMMAND")
         self.assertIn("interrupted", seen.lines[-1] + seen.lines[-2])
         self.assertNotIn("g_1", "\n".join(seen.lines[-2:]))
+        self.assertEqual((width(seen.lines[2]), seen.lines[2][-1]), (59, "…"))
 
     def test_complete_what_they_type(self):
         folder = self.bus.folder

@@ -86,7 +86,7 @@ class Programs(support.Case):
             (["--duplicate", "1"], two[:1], [], 0, [(1, 1), (1, 1), (1, 2), (1, 2), (1, 3)], ""),
             (["--refuse", "1"], two, [], 3, [], refusal),
             (scenario("restart"), two[:1], [], 3, [(1, 1)], f"hevractl: {HOST} has gone, and with it 1 command: 1"),
-            (scenario("silence"), two[:1], ["--wait", "1"], 4, [(1, 1)], "hevractl: "),
+            (scenario("silence"), two[:1], ["--wait", "1"], 4, None, "hevractl: "),
             (scenario("refusal"), two, [], 3, [], "com.example.Error.Busy: the radio is busy"),
             (scenario("slow"), two[:1], ["--wait", "1"], 4, None, "hevractl: "),
             (scenario("garbled"), two[:1], [], 0, [(1, 2), (1, 2), (1, 3)], "signature"),
@@ -123,11 +123,13 @@ class Programs(support.Case):
         self.assertEqual(version.end(), (0, ""))
 
     def test_show_no_keys(self):
-        self.stackd()
+        service = self.stackd()
         key, trace = "a1" * 16, self.bus.folder + "/trace"
         watches = [self.bus.ctl_process(*options, "watch") for options in ([], ["--show-keys"])]
         for watch in watches:
             watch.line(), watch.line()  # that it is ready, and the titles
+        for process in service, *watches:
+            self.assertEqual(support.library_threads(process.child.pid), [], "everything is to run on the dispatcher")
         traced = self.bus.ctl("node", "key", "0x1000", key, HEVRA_TRACE="1").errors
         self.assertIn(".changekey(4096, ****)\n", traced)
         self.assertEqual(self.bus.ctl("--json", "nodes", HEVRA_TRACE=trace).errors, "")
@@ -193,6 +195,26 @@ class Programs(support.Case):
             process.line()
             process.child.stdout.close()
             self.assertEqual(process.child.wait(support.DEADLINE), -signal.SIGPIPE)
+
+    def test_a_signal_ends_a_call_that_nobody_answers(self):
+        self.stackd("--service", "hevra", "--silent", "1")
+        file = self.file([{"id": 1}])
+        rows = [(["reset"], ".hardreset("), (["nodes"], ".getnodes("), (["cancel"], ".cancel("), (SEND + [file], ".add("),
+                (["link", "id", "1", "--type", "0"], ".getNodeLink("), (["doctor"], ".add("),
+                (["node", "remove", "1"], ".removeChildrenNodes("), (["--service", "zuv", "wait"], ".GetNameOwner(")]
+        for arguments, call in rows:
+            # A script's background processes ignore interrupts; the commands that go on until one comes heed it.
+            for ended_by, ignored in (signal.SIGINT, ""), (signal.SIGTERM, "trap '' INT; "):
+                if "send" in arguments:
+                    ended_by = signal.SIGINT
+                with self.subTest(arguments, ignored=ignored):
+                    process = Process("sh", "-c", ignored + 'exec "$@"', "sh", *support.CTL, "--bus", self.bus.address,
+                                      *arguments, HEVRA_TRACE="/dev/stdout")
+                    self.addCleanup(process.kill)
+                    while call not in process.line():
+                        pass
+                    process.child.send_signal(signal.SIGINT)
+                    self.assertEqual(process.end(signal.SIGTERM if ignored else None), (-ended_by, ""))
 
     def test_the_service_says_why_it_does_not_start(self):
         self.stackd()

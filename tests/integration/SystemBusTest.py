@@ -19,8 +19,8 @@ ACCESS_DENIED = "org.freedesktop.DBus.Error.AccessDenied"
 with open(DIST + "dbus/com.quarnix.Application.HevraZuv.conf", encoding="utf-8") as policy:
     POLICY = policy.read()
 PROGRESS_RULE = POLICY[POLICY.index('<allow send_type="method_call" send_interface'):POLICY.index("</policy>")]
-STEPS = ["bus", "authentication", "service", "access", "command manager", "node manager", "daughter board",
-         "application", "progress", "round trip"]
+STEPS = ["bus", "authentication", "versions", "service", "access", "command manager", "node manager", "daughter board",
+         "application", "progress", "round trip", "counters"]
 
 
 class SystemBus(support.Case):
@@ -47,7 +47,13 @@ class SystemBus(support.Case):
             changes = [json.loads(watch.line()) for _ in range(2)]
             self.assertEqual([change["event"] for change in changes], ["modified"] * 2)
             self.assertEqual(run("cancel").status, 0)
-            self.assertEqual(run("doctor").status, 0)
+            healthy = run("doctor")
+            self.assertEqual((healthy.status, [line["step"] for line in healthy.lines]), (0, STEPS), healthy)
+            told = {name: value for line in healthy.lines for name, value in line.items()}
+            self.assertRegex(told["bus"]["id"], "^[0-9a-f]{32}$")
+            self.assertIn("org.freedesktop.DBus.Monitoring", told["bus"]["interfaces"])
+            self.assertGreater(told["counters"]["callsAnswered"], 50)
+            self.assertEqual((told["counters"]["connects"], told["counters"]["callsInFlight"]), (1, 0))
         self.assertEqual(bus.ctl("reset").status, 0)
 
     def test_forbids_names_calls_and_progress_without_it(self):
@@ -59,7 +65,7 @@ class SystemBus(support.Case):
         service = bus.stackd()
         sent = bus.ctl("--json", "send", "--group", "g", "-", "--wait", "1", commands=[{"id": 7}])
         self.assertEqual((sent.status, sent.lines), (4, []), sent)
-        self.assertIn(ACCESS_DENIED, service.end(signal.SIGTERM)[1])
+        self.assertIn(ACCESS_DENIED, service.complaint())
 
     @unittest.skipIf(os.geteuid() != 0 or support.EMULATOR, "only root can become another user")
     def test_keeps_other_users_out(self):
@@ -79,7 +85,7 @@ class SystemBus(support.Case):
                 text = file.read().replace("/usr/bin/", " ".join([*support.EMULATOR, support.PROGRAMS]))
             bus = self.another_bus(hevra=text)
             self.assertEqual(bus.ctl("--service", name.lower(), "nodes").status, 0)
-            service = bus.ctl("--json", "--service", name.lower(), "doctor").lines[2]["found"]
+            service = bus.ctl("--json", "--service", name.lower(), "doctor").lines[STEPS.index("service")]["found"]
             self.assertIn("the bus can start it", service)
             os.kill(int(re.search("process ([0-9]+)", service)[1]), signal.SIGTERM)
 
@@ -87,7 +93,7 @@ class SystemBus(support.Case):
         bus = self.another_bus()
         bus.daemon.kill()
         self.assertEqual(bus.ctl("--json", "wait", "--timeout", "0").output, '{"available":false}\n')
-        waiting = bus.ctl_process("--json", "wait", "--timeout", "60")
+        waiting = bus.ctl_process("--json", "wait", "--timeout", str(support.DEADLINE))
         bus.start()
         bus.stackd()
         self.assertEqual((json.loads(waiting.line()), waiting.end()[0]), ({"available": True}, 0))
@@ -151,10 +157,10 @@ class Doctor(support.Case):
             (deny.address, ACCESS_DENIED, "access")]
         for address, found, step in rows:
             with self.subTest(step, found=found):
-                skipped = STEPS[STEPS.index(step) + 1:]
-                if step in ("service", "access"):
-                    skipped.remove("application")
-                self.expect_broken(address, 3, found, step, skipped)
+                told = ["versions", *(["application", "counters"] if step in ("service", "access") else [])]
+                skipped = [later for later in STEPS[STEPS.index(step) + 1:] if later not in told]
+                result = self.expect_broken(address, 3, found, step, skipped)
+                self.assertEqual("bus unknown" in result.output, step in ("bus", "authentication"))
 
 
 if __name__ == "__main__":

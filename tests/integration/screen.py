@@ -17,13 +17,21 @@ def interrupt(keyboard):
     os.write(keyboard, b"\x03")
 
 
+def narrow(keyboard):
+    resize(keyboard, 24, 60)
+
+
+def resize(terminal, rows, columns):
+    fcntl.ioctl(terminal, termios.TIOCSWINSZ, struct.pack("HHHH", rows, columns, 0, 0))
+
+
 class Screen:
     """Runs a program to its end. `then` are pairs of what it writes and a function to call afterwards, with the
     keyboard, one after the other. `lines` are those of the screen, `written` is everything."""
 
     def __init__(self, *command, columns=80, rows=24, then=(), **changes):
         own, its = pty.openpty()
-        fcntl.ioctl(its, termios.TIOCSWINSZ, struct.pack("HHHH", rows, columns, 0, 0))
+        resize(its, rows, columns)
         variables = support.environment(**{"TERM": "xterm", **changes})
         child = subprocess.Popen(
             command, stdin=its, stdout=its, stderr=its, env=variables, start_new_session=True,

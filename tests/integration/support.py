@@ -4,6 +4,7 @@ for bytes of a pipe or the end of a process, with a deadline that only a failure
 import contextlib
 import json
 import os
+import pathlib
 import pwd
 import re
 import select
@@ -14,7 +15,7 @@ import unittest
 
 from gi.repository import GLib
 
-DEADLINE = 60  # seconds
+DEADLINE = 300  # seconds
 SOURCES = os.path.dirname(os.path.dirname(os.path.dirname(os.path.abspath(__file__))))
 PROGRAMS = os.environ["HEVRA_BINARY_DIR"] + "/bin/"
 EMULATOR = os.environ.get("HEVRA_EMULATOR", "").split()
@@ -57,24 +58,37 @@ def environment(**changes):
     return {"PATH": os.defpath, "LANG": "C.UTF-8"} | kept | changes
 
 
+def library_threads(pid):
+    """The names of the library's threads in a process. Sanitizers and emulators have threads of their own."""
+    names = [path.read_text().strip() for path in pathlib.Path(f"/proc/{pid}/task").glob("*/comm")]
+    return [name for name in names if name in ("hevra-task", "hevra-timer", "hevra-bus")]
+
+
 class Process:
     """A program whose standard output is read line by line."""
 
     def __init__(self, *command, output=None, **changes):
         self.child = subprocess.Popen(command, stdout=output or subprocess.PIPE, stderr=subprocess.PIPE,
                                       env=environment(**changes), bufsize=0)
-        self.unread = b""
+        self.unread = {}
 
     def line(self):
-        end = time.monotonic() + DEADLINE
-        while b"\n" not in self.unread:
-            ready, _, _ = select.select([self.child.stdout], [], [], max(0, end - time.monotonic()))
-            more = os.read(self.child.stdout.fileno(), 4096) if ready else b""
+        return self.line_of(self.child.stdout)
+
+    def complaint(self):
+        """The next line of its standard error, which `end` then does not return."""
+        return self.line_of(self.child.stderr)
+
+    def line_of(self, stream):
+        end, unread = time.monotonic() + DEADLINE, self.unread.pop(stream, b"")
+        while b"\n" not in unread:
+            ready, _, _ = select.select([stream], [], [], max(0, end - time.monotonic()))
+            more = os.read(stream.fileno(), 4096) if ready else b""
             if not more:
                 self.child.kill()
                 raise AssertionError(f"{self.child.args} printed no line: {self.child.communicate()}")
-            self.unread += more
-        line, self.unread = self.unread.split(b"\n", 1)
+            unread += more
+        line, self.unread[stream] = unread.split(b"\n", 1)
         return line.decode()
 
     def end(self, signal=None):

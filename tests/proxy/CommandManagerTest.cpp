@@ -189,7 +189,7 @@ TEST_F(CommandManager, RefusesInAForkedChild) {
   mutexOf(*used).lock();
   const pid_t child = ::fork();
   if (child == 0) {
-    ::alarm(60);
+    ::alarm(300);
     int refused = 0;
     const CommandContainerList list{commandOf(2)};
     const std::function<void()> uses[] = {[&] { used->add({}, Group("g"), list); },

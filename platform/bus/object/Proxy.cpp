@@ -124,7 +124,10 @@ void Proxy::attach(bool wait) {
   to->client->subscribe(*this, *to, getPath(), wait);
 }
 
-void Proxy::detach() { watched_.load()->client->unsubscribe(*this); }
+void Proxy::detach() {
+  // There is no host if only calls were made that could not be sent.
+  if (const Internal::Host* const to = watched_.load()) to->client->unsubscribe(*this);
+}
 
 void Proxy::retire() noexcept {
   Proxy::stop();

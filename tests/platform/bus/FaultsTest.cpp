@@ -362,7 +362,8 @@ TEST_F(Faults, OfSizeAreErrorsAndTheLinkStays) {
       bus.write(replyTo(call, std::string(size, 'x'), sender) + replyTo(call, "alive"), piece);
       EXPECT_EQ(reply.get().substr(0, 42), outcome);
     }
-    // What the second before has left is told now.
+    // What this second has left is told in the next one, before the one that is looked at.
+    clock.advance(Elapsed(1, 0));
     expectAlive();
     clock.advance(Elapsed(1, 0));
     logger.take();

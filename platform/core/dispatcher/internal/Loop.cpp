@@ -128,7 +128,9 @@ void Loop::run() {
     dispatch();
     if (quit_.load()) continue;  // its signal may have been taken
     pollfd descriptors[2] = {{descriptor(), POLLIN, 0}, {}};
-    Time::Clock::get().poll(descriptors, 1, timers_.beginWait());
+    // First the deadline: from here on, a clock that is installed wakes this wait.
+    const Time::Monotonic deadline = timers_.beginWait();
+    Time::Clock::get().poll(descriptors, 1, deadline);
     timers_.endWait();
   }
 }

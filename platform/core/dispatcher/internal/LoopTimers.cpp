@@ -42,6 +42,8 @@ Time::Monotonic LoopTimers::beginWait() noexcept {
 void LoopTimers::endWait() noexcept {
   MutexLock lock(mutex_);
   isAwaited_ = false;
+  ++waits_;
+  waited_.notifyAll();
 }
 
 bool LoopTimers::wake() noexcept {
@@ -55,6 +57,9 @@ void LoopTimers::clockChanged() noexcept {
   // What the timer was set to may be a time of another clock.
   if (!armedFor_.isNever()) armedFor_ = AT_ONCE;
   if (waitsUntil_ != AT_ONCE) rearm();
+  // Whoever waits may do so on the clock that was in force, which may go when this returns.
+  if (isAwaited_) wakeUp_.signal();
+  for (const unsigned wait = waits_; isAwaited_ && waits_ == wait;) waited_.wait(mutex_);
 }
 
 void LoopTimers::rearm() noexcept {

@@ -43,6 +43,8 @@ class LoopTimers final : public Timer::Queue {
   Time::Monotonic armedFor_ HEVRA_GUARDED_BY(mutex_) =
       Time::Monotonic::never();                      // what the descriptor's timer is set to
   bool isAwaited_ HEVRA_GUARDED_BY(mutex_) = false;  // somebody waits until the earliest deadline, see `beginWait`
+  unsigned waits_ HEVRA_GUARDED_BY(mutex_) = 0;      // that are over
+  ConditionVariable waited_;                         // one more is over
 };
 
 }  // namespace Quarnix
