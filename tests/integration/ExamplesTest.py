@@ -1,6 +1,7 @@
 """The examples that the documentation shows, on a real bus."""
 
 import os
+import re
 import signal
 import unittest
 
@@ -49,11 +50,12 @@ class Examples(support.Case):
                 lines = {house.line() for _ in range(6)}
                 self.assertLessEqual({"nodes: 6", "node 0x1001 has changed", "the command has ended: finished"}, lines)
                 with open(f"/proc/{house.child.pid}/status", encoding="utf-8") as status:
-                    self.assertIn(f"Threads:\t{1 + self.threads_of_the_runtime(name)}\n", status.readlines())
+                    threads = int(re.search(r"Threads:\t(\d+)", status.read())[1])
+                self.assertLessEqual(threads, 1 + self.threads_of_the_runtime(name))
                 self.assertEqual(house.end(signal.SIGTERM), (0, ""))
 
     def threads_of_the_runtime(self, name):
-        """The emulator and the thread sanitizer each have a thread of their own."""
+        """The emulator and the thread sanitizer may each have a thread of their own."""
         with open(EXAMPLES + name, "rb") as file:
             return len(support.EMULATOR[:1]) + (b"__tsan_init" in file.read())
 
