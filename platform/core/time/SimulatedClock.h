@@ -29,8 +29,8 @@ class HEVRA_EXPORT SimulatedClock : public Clock {
   /// Waits until no task of the process has anything to run and no timer is due, without moving the time.
   void settle();
   /// Waits until at least `count` waits with a deadline (threads, sockets) are under way on this clock. Call it before
-  /// you advance, so that another thread's call really waits by then. The waits of hooks do not count, because `advance`
-  /// sees to them.
+  /// you advance, so that another thread's call really waits by then. The waits of hooks do not count, because
+  /// `advance` sees to them.
   void awaitWaiters(std::size_t count);
 
   Monotonic now() const override;
