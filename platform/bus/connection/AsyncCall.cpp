@@ -10,7 +10,7 @@
 namespace Quarnix::Bus {
 
 Reply::Reply(Message::SendReturn reply) : reply_(std::move(reply)) {}
-Reply::Reply(std::exception_ptr error) noexcept : error_(std::move(error)) {}
+Reply::Reply(std::exception_ptr error) noexcept { std::swap(error_, error); }
 
 const Message::SendReturn& Reply::get() const {
   if (error_) std::rethrow_exception(error_);
