@@ -7,8 +7,6 @@
 
 namespace Quarnix::Timer {
 
-class Queue;
-
 /// Runs `expired` once its time has come, on the one timer thread of the process or on its dispatcher.
 ///
 /// With n timers running, `start` and `stop` take O(log n) steps. They make no system call unless the earliest deadline
@@ -50,7 +48,6 @@ class HEVRA_EXPORT Monotonic : public Task, private QueueEntry {
   void retire() noexcept;
 
  private:
-  HEVRA_INTERNAL Queue& queue() const noexcept;
   void deadlineReached(const Time::Monotonic& deadline) noexcept final;
 };
 
