@@ -1,4 +1,5 @@
-// Queues, writes, awaits, reads and hands on messages.
+// Queues, writes, awaits, reads and hands on messages. It is one piece of more than 500 lines, because all of it works
+// on the same parts under one mutex, and each step leads to the next.
 #include <platform/bus/connection/Exchange.h>
 
 #include <sys/epoll.h>
