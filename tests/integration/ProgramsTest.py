@@ -204,9 +204,8 @@ class Programs(support.Case):
                 (["node", "remove", "1"], ".removeChildrenNodes("), (["--service", "zuv", "wait"], ".GetNameOwner(")]
         for arguments, call in rows:
             # A script's background processes ignore interrupts; the commands that go on until one comes heed it.
-            for ended_by, ignored in (signal.SIGINT, ""), (signal.SIGTERM, "trap '' INT; "):
-                if "send" in arguments:
-                    ended_by = signal.SIGINT
+            for ignored in "", "trap '' INT; ":
+                heeded = not ignored or "send" in arguments
                 with self.subTest(arguments, ignored=ignored):
                     process = Process("sh", "-c", ignored + 'exec "$@"', "sh", *support.CTL, "--bus", self.bus.address,
                                       *arguments, HEVRA_TRACE="/dev/stdout")
@@ -214,7 +213,8 @@ class Programs(support.Case):
                     while call not in process.line():
                         pass
                     process.child.send_signal(signal.SIGINT)
-                    self.assertEqual(process.end(signal.SIGTERM if ignored else None), (-ended_by, ""))
+                    last = signal.SIGINT if heeded else signal.SIGTERM
+                    self.assertEqual(process.end(None if heeded else last), (-last, ""))
 
     def test_the_service_says_why_it_does_not_start(self):
         self.stackd()
