@@ -28,7 +28,7 @@ bool SocketTransport::takeEarly(const char* bytes, std::size_t count, std::vecto
 }
 
 std::ptrdiff_t SocketTransport::write(const Message::Frame* frames, std::size_t count, std::size_t offset) noexcept {
-  constexpr std::size_t MAXIMUM_PIECES = 16;
+  constexpr std::size_t MAXIMUM_PIECES = 32;
   iovec pieces[MAXIMUM_PIECES];
   count = std::min(count, MAXIMUM_PIECES);
   for (std::size_t i = 0; i < count; ++i) {

@@ -355,7 +355,6 @@ const char* checkFields(const std::uint8_t* message, std::size_t end, Header& he
 
 template <bool Swapped>
 void readFixedHeader(const std::uint8_t* message, Header& header) noexcept {
-  header = Header{};
   header.type = message[1];
   header.flags = message[2];
   header.swapped = Swapped;
@@ -363,27 +362,43 @@ void readFixedHeader(const std::uint8_t* message, Header& header) noexcept {
   header.serial = load<Swapped>(message + 8);
 }
 
-template <bool Swapped>
-const char* checkWholeHeader(const std::uint8_t* message, std::size_t headerSize, Header& header) noexcept {
-  readFixedHeader<Swapped>(message, header);
-  header.bodyOffset = static_cast<std::uint32_t>(headerSize);
-  const std::size_t fieldsEnd = FIXED_HEADER_SIZE + load<Swapped>(message + 12);
-  if (const char* rule = checkFields<Swapped>(message, fieldsEnd, header)) return rule;
-  if (!isZero(message, fieldsEnd, header.bodyOffset)) return Rules::HEADER_PADDING;
+const char* checkBodyPresence(const Header& header) noexcept {
   const bool hasSignature = header.text(Field::SIGNATURE).offset != 0;
   return header.bodyLength && !hasSignature ? Rules::BODY_SIGNATURE : nullptr;
 }
 
 template <bool Swapped>
-const char* checkMessage(const std::uint8_t* message, const DeclaredSize& declared, Header& header) noexcept {
-  if (const char* rule = checkWholeHeader<Swapped>(message, declared.headerSize, header)) return rule;
-  const std::size_t size = declared.size;
+const char* checkWholeHeader(const std::uint8_t* message, std::size_t headerSize, Header& header) noexcept {
+  header = Header{};
+  readFixedHeader<Swapped>(message, header);
+  header.bodyOffset = static_cast<std::uint32_t>(headerSize);
+  const std::size_t fieldsEnd = FIXED_HEADER_SIZE + load<Swapped>(message + 12);
+  if (const char* rule = checkFields<Swapped>(message, fieldsEnd, header)) return rule;
+  if (!isZero(message, fieldsEnd, header.bodyOffset)) return Rules::HEADER_PADDING;
+  return checkBodyPresence(header);
+}
+
+/// Checks the values of the body. The header has passed its check.
+template <bool Swapped>
+const char* checkBody(const std::uint8_t* message, std::size_t size, const Header& header) noexcept {
   const Header::Text signature = header.text(Field::SIGNATURE);
   if (signature.offset == 0) return nullptr;
   std::size_t at = header.bodyOffset;
   const std::string_view types = textAt(message, signature.offset, signature.length);
   if (const char* rule = checkValues<Swapped>(message, at, size, types, 0, Rules::BODY_LENGTH)) return rule;
   return at == size ? nullptr : Rules::BODY_LENGTH;
+}
+
+const char* checkBody(const std::uint8_t* message, std::size_t size, const Header& header) noexcept {
+  return header.swapped ? checkBody<true>(message, size, header) : checkBody<false>(message, size, header);
+}
+
+/// Reads the declared size of a message of `size` bytes, and checks that it is that.
+DeclaredSize checkSize(const std::uint8_t* message, std::size_t size) noexcept {
+  if (size < FIXED_HEADER_SIZE) return {0, 0, Rules::DECLARED_SIZE};
+  DeclaredSize declared = declaredSize(message);
+  if (!declared.rule && declared.size != size) declared.rule = Rules::DECLARED_SIZE;
+  return declared;
 }
 
 bool isSwapped(const std::uint8_t* message) noexcept { return message[0] != (IS_LITTLE ? 'l' : 'B'); }
@@ -405,12 +420,32 @@ DeclaredSize declaredSize(const std::uint8_t* fixedHeader) noexcept {
 }
 
 const char* check(const std::uint8_t* message, std::size_t size, Header& header) noexcept {
-  if (size < FIXED_HEADER_SIZE) return Rules::DECLARED_SIZE;
-  const DeclaredSize declared = declaredSize(message);
+  const DeclaredSize declared = checkSize(message, size);
   if (declared.rule) return declared.rule;
-  if (declared.size != size) return Rules::DECLARED_SIZE;
-  return isSwapped(message) ? checkMessage<true>(message, declared, header)
-                            : checkMessage<false>(message, declared, header);
+  if (const char* rule = checkHeader(message, declared, header)) return rule;
+  return checkBody(message, size, header);
+}
+
+const char* Checker::check(const std::uint8_t* message, std::size_t size, Header& header) noexcept {
+  const DeclaredSize declared = checkSize(message, size);
+  if (declared.rule) return declared.rule;
+  // The length of the fields, the fields and their padding.
+  constexpr std::size_t FIELDS = FIXED_HEADER_SIZE - sizeof(std::uint32_t);
+  const bool isRepeated = size_ == declared.headerSize && message[0] == bytes_[0] && message[1] == bytes_[1] &&
+                          std::memcmp(message + FIELDS, bytes_.data() + FIELDS, size_ - FIELDS) == 0;
+  if (isRepeated) {
+    header = header_;
+    header.swapped ? readFixedHeader<true>(message, header) : readFixedHeader<false>(message, header);
+    if (const char* rule = checkBodyPresence(header)) return rule;
+  } else {
+    if (const char* rule = checkHeader(message, declared, header)) return rule;
+    if (header.replySerial == 0 && declared.headerSize <= LARGEST) {  // a reply's header is never repeated
+      size_ = declared.headerSize;
+      header_ = header;
+      std::memcpy(bytes_.data(), message, size_);
+    }
+  }
+  return checkBody(message, size, header);
 }
 
 const char* checkHeader(const std::uint8_t* message, const DeclaredSize& declared, Header& header) noexcept {
@@ -419,6 +454,7 @@ const char* checkHeader(const std::uint8_t* message, const DeclaredSize& declare
 }
 
 void readTrustedHeader(const std::uint8_t* message, std::size_t size, Header& header) noexcept {
+  header = Header{};
   readFixedHeader<false>(message, header);
   header.bodyOffset = static_cast<std::uint32_t>(size - header.bodyLength);
   const std::size_t end = FIXED_HEADER_SIZE + load<false>(message + 12);

@@ -1,6 +1,7 @@
 // The check that every message from outside passes once, before anyone reads it.
 #pragma once
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
 
@@ -22,6 +23,22 @@ DeclaredSize declaredSize(const std::uint8_t* fixedHeader) noexcept;
 /// aligned to 8. Returns null and fills `header` if the message is valid, otherwise returns the rule that it breaks. In
 /// a message that has passed, a ConstIterator cannot leave the body. Threads: any.
 const char* check(const std::uint8_t* message, std::size_t size, Header& header) noexcept;
+
+/// Checks the messages of one link. Signals and calls often repeat the header fields of the one before them: same path,
+/// interface, member, sender and signature. Then the fields are valid too, and only the body is checked.
+/// Threads: one at a time.
+class Checker {
+ public:
+  /// As the function above.
+  const char* check(const std::uint8_t* message, std::size_t size, Header& header) noexcept;
+
+ private:
+  static constexpr std::size_t LARGEST = 512;  // of a header that is remembered
+
+  std::size_t size_ = 0;  // of the remembered header with its padding; 0 for none
+  Header header_;
+  std::array<std::uint8_t, LARGEST> bytes_;
+};
 
 /// Checks only the header, by the same rules. All its `declared.headerSize` bytes must be there.
 const char* checkHeader(const std::uint8_t* message, const DeclaredSize& declared, Header& header) noexcept;
