@@ -137,6 +137,7 @@ TEST_F(Dispatched, HooksMayDestroyWhateverElseIsReadyOrDue) {
     std::vector<std::unique_ptr<TestTimer>> timers;
     std::vector<std::unique_ptr<TestTask>> tasks;
   } all;
+  std::unique_ptr<TestWatch> late;  // watched where another was, whose event is at hand
   int runs = 0;
   const auto destroyOthers = [&](auto& self, auto&&...) {
     ++runs;
@@ -144,6 +145,7 @@ TEST_F(Dispatched, HooksMayDestroyWhateverElseIsReadyOrDue) {
     std::erase_if(all.watches, isOther);
     std::erase_if(all.timers, isOther);
     std::erase_if(all.tasks, isOther);
+    late = std::make_unique<TestWatch>(dispatcher, [&](TestWatch&) { runs += 100; });
   };
   for (const int first : {0, 1, 2}) {  // the first hook is a watch's, a timer's, a task's
     all = {};

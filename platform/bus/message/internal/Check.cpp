@@ -308,6 +308,7 @@ const char* takeField(const std::uint8_t* message, std::size_t code, std::size_t
     const std::uint32_t value = load<Swapped>(message + begin);
     if (field == Field::UNIX_FDS) return value ? Rules::FILE_DESCRIPTORS : nullptr;
     header.replySerial = value;
+    header.text(field).offset = static_cast<std::uint32_t>(begin);
     return value ? nullptr : Rules::REPLY_SERIAL;
   }
   if (code >= header.texts.size()) return nullptr;
@@ -365,6 +366,17 @@ void readFixedHeader(const std::uint8_t* message, Header& header) noexcept {
 const char* checkBodyPresence(const Header& header) noexcept {
   const bool hasSignature = header.text(Field::SIGNATURE).offset != 0;
   return header.bodyLength && !hasSignature ? Rules::BODY_SIGNATURE : nullptr;
+}
+
+/// Reads what may differ between two headers with the same fields.
+template <bool Swapped>
+const char* readRepeated(const std::uint8_t* message, Header& header) noexcept {
+  readFixedHeader<Swapped>(message, header);
+  if (const std::uint32_t place = header.text(Field::REPLY_SERIAL).offset) {
+    header.replySerial = load<Swapped>(message + place);
+    if (header.replySerial == 0) return Rules::REPLY_SERIAL;
+  }
+  return checkBodyPresence(header);
 }
 
 template <bool Swapped>
@@ -426,23 +438,32 @@ const char* check(const std::uint8_t* message, std::size_t size, Header& header)
   return checkBody(message, size, header);
 }
 
+bool Checker::Remembered::isRepeated(const std::uint8_t* message, std::size_t headerSize) const noexcept {
+  if (size != headerSize || message[0] != bytes[0] || message[1] != bytes[1]) return false;
+  const auto isSame = [&](std::size_t from, std::size_t to) {
+    return std::memcmp(message + from, bytes.data() + from, to - from) == 0;
+  };
+  constexpr std::size_t FIELDS = FIXED_HEADER_SIZE - sizeof(std::uint32_t);  // their length, and then they themselves
+  const std::size_t replySerial = header.text(Field::REPLY_SERIAL).offset;
+  if (replySerial == 0) return isSame(FIELDS, size);
+  return isSame(FIELDS, replySerial) && isSame(replySerial + sizeof(std::uint32_t), size);
+}
+
 const char* Checker::check(const std::uint8_t* message, std::size_t size, Header& header) noexcept {
   const DeclaredSize declared = checkSize(message, size);
   if (declared.rule) return declared.rule;
-  // The length of the fields, the fields and their padding.
-  constexpr std::size_t FIELDS = FIXED_HEADER_SIZE - sizeof(std::uint32_t);
-  const bool isRepeated = size_ == declared.headerSize && message[0] == bytes_[0] && message[1] == bytes_[1] &&
-                          std::memcmp(message + FIELDS, bytes_.data() + FIELDS, size_ - FIELDS) == 0;
-  if (isRepeated) {
-    header = header_;
-    header.swapped ? readFixedHeader<true>(message, header) : readFixedHeader<false>(message, header);
-    if (const char* rule = checkBodyPresence(header)) return rule;
+  const auto type = static_cast<Type>(message[1]);
+  Remembered& last = type == Type::METHOD_RETURN || type == Type::ERROR ? reply_ : other_;
+  if (last.isRepeated(message, declared.headerSize)) {
+    header = last.header;
+    if (const char* rule = header.swapped ? readRepeated<true>(message, header) : readRepeated<false>(message, header))
+      return rule;
   } else {
     if (const char* rule = checkHeader(message, declared, header)) return rule;
-    if (header.replySerial == 0 && declared.headerSize <= LARGEST) {  // a reply's header is never repeated
-      size_ = declared.headerSize;
-      header_ = header;
-      std::memcpy(bytes_.data(), message, size_);
+    if (declared.headerSize <= last.bytes.size()) {
+      last.size = declared.headerSize;
+      last.header = header;
+      std::memcpy(last.bytes.data(), message, last.size);
     }
   }
   return checkBody(message, size, header);
@@ -465,6 +486,7 @@ void readTrustedHeader(const std::uint8_t* message, std::size_t size, Header& he
     at = begin + 4;
     if (field == Field::REPLY_SERIAL) {
       header.replySerial = load<false>(message + at);
+      header.text(field).offset = static_cast<std::uint32_t>(at);
       at += 4;
       continue;
     }

@@ -24,8 +24,9 @@ DeclaredSize declaredSize(const std::uint8_t* fixedHeader) noexcept;
 /// a message that has passed, a ConstIterator cannot leave the body. Threads: any.
 const char* check(const std::uint8_t* message, std::size_t size, Header& header) noexcept;
 
-/// Checks the messages of one link. Signals and calls often repeat the header fields of the one before them: same path,
-/// interface, member, sender and signature. Then the fields are valid too, and only the body is checked.
+/// Checks the messages of one link. Most messages repeat the header fields of one before them, but for the serial of a
+/// call: signals have the same path, member and sender, and replies the same sender and signature. Then the fields are
+/// valid too, and only the body is checked. The last header of a reply and that of another message are remembered.
 /// Threads: one at a time.
 class Checker {
  public:
@@ -33,11 +34,15 @@ class Checker {
   const char* check(const std::uint8_t* message, std::size_t size, Header& header) noexcept;
 
  private:
-  static constexpr std::size_t LARGEST = 512;  // of a header that is remembered
+  struct Remembered {
+    bool isRepeated(const std::uint8_t* message, std::size_t headerSize) const noexcept;
 
-  std::size_t size_ = 0;  // of the remembered header with its padding; 0 for none
-  Header header_;
-  std::array<std::uint8_t, LARGEST> bytes_;
+    std::size_t size = 0;  // with the padding; 0 for none
+    Header header;
+    std::array<std::uint8_t, 256> bytes;
+  };
+
+  Remembered other_, reply_;
 };
 
 /// Checks only the header, by the same rules. All its `declared.headerSize` bytes must be there.
