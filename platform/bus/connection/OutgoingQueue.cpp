@@ -77,8 +77,9 @@ void OutgoingQueue::takeInHand(const Transport& link) noexcept {
   }
 }
 
-/// Takes out of the queue what has left, `left` bytes in all, and puts the rest back, but for what was given up meanwhile
-/// and has not begun to leave. Returns how many messages have left. `settledAt` is for their transactions, unless it is 0.
+/// Takes out of the queue what has left, `left` bytes in all, and puts the rest back, but for what was given up
+/// meanwhile and has not begun to leave. Returns how many messages have left. `settledAt` is for their transactions,
+/// unless it is 0.
 std::size_t OutgoingQueue::putBack(std::size_t left, std::uint64_t settledAt) noexcept {
   std::size_t whole = 0, kept = 0;
   written_ = 0;

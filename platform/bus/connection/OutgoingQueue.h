@@ -69,8 +69,8 @@ class OutgoingQueue {
 
   Calls& calls_;
   std::deque<Entry> messages_;
-  // What the writer has in hand. Its messages are still in the queue, as empty entries at the front, unless the link was
-  // lost. They have room for a batch, so that they need no memory.
+  // What the writer has in hand. Its messages are still in the queue, as empty entries at the front, unless the link
+  // was lost. They have room for a batch, so that they need no memory.
   std::vector<Message::Frame> frames_;
   std::vector<std::shared_ptr<Transaction>> transactions_;
   std::size_t written_ = 0;        // bytes of the first message that have left

@@ -149,6 +149,7 @@ TEST_F(Dispatched, HooksMayDestroyWhateverElseIsReadyOrDue) {
   };
   for (const int first : {0, 1, 2}) {  // the first hook is a watch's, a timer's, a task's
     all = {};
+    late.reset();
     for (int i = 0; i < 3; ++i) {
       if (first == 0) all.watches.push_back(std::make_unique<TestWatch>(dispatcher, destroyOthers));
       if (first <= 1) all.timers.push_back(std::make_unique<TestTimer>(Elapsed(), destroyOthers));

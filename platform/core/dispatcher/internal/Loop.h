@@ -50,8 +50,8 @@ class Loop {
   /// Lets the work run in the next `dispatch`; does nothing if it is posted already. From then on the work may run, and
   /// may end the caller's object: touch nothing after.
   void post(Work& work) noexcept;
-  /// Lets the work run at the end of this `dispatch`, behind everything else; does nothing if it is posted already. Call
-  /// it within `dispatch`, on the thread that dispatches.
+  /// Lets the work run at the end of this `dispatch`, behind everything else; does nothing if it is posted already.
+  /// Call it within `dispatch`, on the thread that dispatches.
   void postAtEnd(Work& work) noexcept;
   /// The work is not posted any more and does not run when it returns. On the dispatching thread it does not wait: a
   /// run that is under way is the last. Elsewhere it waits for that run, so do not hold a mutex that `run` takes.
