@@ -15,8 +15,7 @@ ServiceManager::~ServiceManager() {
 }
 
 void ServiceManager::tell(std::string line) const {
-  std::replace_if(
-      line.begin(), line.end(), [](unsigned char character) { return character < ' '; }, ' ');
+  std::replace(line.begin(), line.end(), '\n', ' ');
   line += '\n';
   if (socket_ >= 0) ::send(socket_, line.data(), line.size(), MSG_NOSIGNAL);
 }

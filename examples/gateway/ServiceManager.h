@@ -14,7 +14,7 @@ class ServiceManager {
   ServiceManager& operator=(const ServiceManager&) = delete;
   ~ServiceManager();
 
-  /// Sends one line. Control characters in it become spaces. Ignores errors: the application works without systemd.
+  /// Sends one line; line feeds in the text become spaces. Ignores errors: the application works without systemd.
   void tell(std::string line) const;
 
  private:
