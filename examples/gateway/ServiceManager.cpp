@@ -29,6 +29,7 @@ int ServiceManager::connect() noexcept {
   if (*path == '@') address.sun_path[0] = '\0';  // an abstract name
   const int descriptor = ::socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
   const auto size = static_cast<socklen_t>(offsetof(sockaddr_un, sun_path) + std::strlen(path));
-  ::connect(descriptor, reinterpret_cast<const sockaddr*>(&address), size);
+  // If it fails, `send` fails too.
+  static_cast<void>(::connect(descriptor, reinterpret_cast<const sockaddr*>(&address), size));
   return descriptor;
 }
