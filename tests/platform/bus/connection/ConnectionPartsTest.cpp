@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <platform/bus/Connection.h>
+#include <platform/bus/DeliveryQueue.h>
 #include <platform/bus/connection/Address.h>
 #include <platform/bus/connection/Calls.h>
 #include <platform/bus/connection/MatchRule.h>
@@ -202,6 +203,23 @@ TEST_F(ConnectionParts, KeepCallsThatWaitInTheOrderOfTheirTurns) {
   EXPECT_EQ(window.takeNext(), nullptr);
   window.leave();
   EXPECT_EQ(window.takeNext()->turn, 7U);
+}
+
+TEST(DeliveryQueue, KeepsItsLimitsToTheByte) {
+  DeliveryQueue queue(2, 100);
+  const struct {
+    std::uint32_t size;
+    bool droppable, isTaken;
+    std::size_t dropped;
+  } rows[] = {{101, false, false, 0}, {101, true, true, 1}, {100, false, true, 0}, {1, false, false, 0},
+              {60, true, true, 1},    {40, true, true, 0},  {1, false, false, 0},  {1, true, true, 1}};
+  for (const auto& row : rows) {
+    auto delivery = std::make_unique<Delivery>();
+    delivery->frame.end = row.size;
+    const Receiver::Queued queued = queue.offer(std::move(delivery), row.droppable);
+    EXPECT_EQ(queued.isTaken, row.isTaken) << row.size;
+    EXPECT_EQ(queued.dropped, row.dropped) << row.size;
+  }
 }
 
 }  // namespace
