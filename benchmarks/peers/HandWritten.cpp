@@ -353,7 +353,8 @@ class HandWritten {
         if (!batch.empty()) send(batch);
       }
       Received reply = next();
-      if (reply.type != 2) continue;
+      require(reply.type != 3, "the answer is an error");
+      if (reply.type != 2 || reply.signature != "b") continue;  // what the bus says at the beginning
       bool yes = false;
       reply.body.get(yes);
       require(yes, "the answer to a call was no");
