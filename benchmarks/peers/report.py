@@ -15,7 +15,7 @@ BUSES = ["dbus-daemon", "dbus-broker"]
 
 # Title, row and figure. Lower is better, except for the calls per second.
 TABLE = [(f"encode `add` of {size:,} commands, us", f"encode {size}", "us") for size in SIZES]
-TABLE += [("the same, 1,000 with the usual labels and no error text, us", "encode-plain 1000", "us"),
+TABLE += [("1,000 without an error text, us", "encode-plain 1000", "us"),
           ("1,000, each with an error text, us", "encode-errors 1000", "us"),
           ("1, with an error text, us", "encode-errors 1", "us"),
           ("1,000 with short labels, us", "encode-short-labels 1000", "us"),
@@ -38,7 +38,7 @@ for bus, counts in zip(BUSES, ((1, 4, 16), (16,))):
     for threads in counts:
         TABLE += [(f"{threads} threads over {bus}, 99th percentile us", f"threads {threads} {bus}", "p99"),
                   (f"{threads} threads over {bus}, calls/s", f"threads {threads} {bus}", "rate")]
-TABLE += [("`hevractl reset`, `busctl call`, by hand: a whole process, median us", "process", "us"),
+TABLE += [("a whole process: `hevractl reset`, one that only calls by hand, `busctl call`, median us", "process", "us"),
           ("the same, CPU us", "process", "cpu")]
 
 # Rows that are compared with another row of sd-bus.
@@ -68,7 +68,7 @@ BETWEEN = [
     ("the first answer over dbus-daemon, client CPU", "first dbus-daemon", "cpu", 1,
      "objects for the connection and its parts; whoever owns the name is asked for and watched"),
     ("a whole process", "process", "us", 1,
-     "the command line, the output and the library's start; the hand-written program has only a call"),
+     "the command line, the output and the start of the library; the hand-written program only calls"),
 ]
 
 NOTES = [
@@ -97,8 +97,7 @@ NOTES = [
     "sd-bus and `hand-written` use one connection for each thread, because threads cannot share it. All others share "
     "one.",
     "The first answer is that of a new connection in a running process; everything before it counts: connecting, "
-    "authentication, the bus's greeting. A whole process counts from its start to its end, with the dynamic linker. "
-    "Its row names the programs of the first three columns that have a figure.",
+    "authentication, the bus's greeting. A whole process counts from its start to its end, with the dynamic linker.",
     "The resident size with commands in flight is read after each round of adding and expiring 100,000 commands. The "
     "bytes in use return to the same number each time. The first rounds add arenas of malloc: the timers' thread "
     "queues the keys of expired commands and another thread frees them, and the scheduler decides how many wait at "

@@ -220,7 +220,7 @@ def sizes(build):
 def main():
     parser = argparse.ArgumentParser(description=__doc__)
     parser.add_argument("--build", type=pathlib.Path, default=ROOT / "build/release", help="the build folder")
-    parser.add_argument("--rounds", type=int, default=15)
+    parser.add_argument("--rounds", type=int, default=18)
     parser.add_argument("--rows", default="", help="run only the rows whose name matches this pattern")
     parser.add_argument("--quick", action="store_true", help="run the checks and one short round")
     parser.add_argument("--page", type=pathlib.Path,
