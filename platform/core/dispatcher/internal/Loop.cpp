@@ -80,7 +80,7 @@ void Loop::callSources(const epoll_event* events, int count) noexcept {
   MutexLock lock(mutex_);
   for (int i = 0; i < count; ++i) {
     const std::uint64_t key = events[i].data.u64;
-    Source* const source = sources_[key >> 32];
+    Source* const source = sources_[placeOf(key)];
     if (!source || source->key_ != key) continue;
     const std::uint32_t wanted = events[i].events & (source->armed_ | EPOLLERR | EPOLLHUP);
     if (wanted != 0) call(source, [&] { source->ready(wanted); });

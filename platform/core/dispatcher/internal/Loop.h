@@ -2,6 +2,7 @@
 #pragma once
 
 #include <atomic>
+#include <cstddef>
 #include <cstdint>
 #include <thread>
 #include <vector>
@@ -101,6 +102,7 @@ class Loop {
   unsigned calls_ HEVRA_GUARDED_BY(mutex_) = 0;
   // The open sources, each in a place of its own. The key of a source has the place in its upper half, and in the lower
   // half how many sources were opened before it. So an event of a source that was closed meanwhile finds none.
+  static std::size_t placeOf(std::uint64_t key) noexcept { return static_cast<std::size_t>(key >> 32); }
   std::vector<Source*> sources_ HEVRA_GUARDED_BY(mutex_);
   std::uint32_t opened_ HEVRA_GUARDED_BY(mutex_) = 0;
 };

@@ -12,13 +12,13 @@ int Loop::Source::open(Loop& loop, int descriptor, std::uint32_t events) noexcep
   if (!loop.isOfThisProcess()) return ESRCH;
   MutexLock lock(loop.mutex_);
   const auto place = std::find(loop.sources_.begin(), loop.sources_.end(), nullptr);
-  const auto index = static_cast<std::uint64_t>(place - loop.sources_.begin());
+  const auto index = static_cast<std::size_t>(place - loop.sources_.begin());
   try {
     if (place == loop.sources_.end()) loop.sources_.push_back(nullptr);
   } catch (const std::bad_alloc&) {
     return ENOMEM;
   }
-  key_ = (index << 32) + loop.opened_++;
+  key_ = (std::uint64_t{index} << 32) + loop.opened_++;
   if (const int error = loop.wakeUp_.control(EPOLL_CTL_ADD, descriptor, events, key_)) return error;
   loop.sources_[index] = this;
   loop.retain();
@@ -43,7 +43,7 @@ void Loop::Source::remove() noexcept {
   if (loop->isOfThisProcess()) {
     MutexLock lock(loop->mutex_);
     loop->wakeUp_.control(EPOLL_CTL_DEL, descriptor_, 0, 0);
-    loop->sources_[key_ >> 32] = nullptr;
+    loop->sources_[placeOf(key_)] = nullptr;
   }
   loop->release();
 }
