@@ -128,11 +128,11 @@ int main(int argc, char** argv) {
   try {
     app.parse(argc, argv);
     if (!line.nodes.empty()) {
-      const Json::Document document = Json::readFile(line.nodes);
+      const Json::Document document = Json::readObjectFile(line.nodes);
       line.options.nodes = Json::readNodes(document.value, document.name);
     }
     if (!line.scenario.empty()) {
-      const Json::Document document = Json::readFile(line.scenario);
+      const Json::Document document = Json::readObjectFile(line.scenario);
       line.options.plan = Json::readPlan(document.value, document.name);
     }
     serve(line);

@@ -50,15 +50,15 @@ def call(**changes):
 
 NESTED = json.loads("[" * 200 + "]" * 200)
 WRONG_SCENARIOS = [
-    ({}, "array"), (NESTED, "deep"), ([{"do": "late"}], "[0].on"), (rule(on="dance"), "[1]: a rule for 'dance'"),
+    (1, "array"), (NESTED, "deep"), ([{"do": "late"}], "[0].on"), (rule(on="dance"), "[1]: a rule for 'dance'"),
     (rule(do="sleep"), '[1].do: "sleep"'), (rule(ms=-1), "[1].ms"), (rule(do="late"), '"ms"'),
     (rule(on="getnodes", group="g"), "[1]: a group"), (rule(nth=0), "[1]: nth 0"), (rule(times=0), "[1]: times 0"),
     (rule(colour=1), '"colour"'), ([{"on": "add", "do": "error", "name": "busy"}], "'busy'"),
     ([{"on": "progress", "do": "error", "name": "a.b"}], '"name"')]
 WRONG_RECORDINGS = [
-    (NESTED, "deep"), (call(time=1e300), "line 1.time: 1e+300"), (call(time=-1), "line 1.time"),
-    (call(type="noise"), "line 1.type"), (call(colour=1), '"colour"')]
-WRONG_RECORDINGS += [(call(signature=signature, body=body), "line 1") for signature, body in [
+    (NESTED, "deep"), (1, "array"), (call(time=1e300), "[0].time: 1e+300"), ([call(), call(time=-1)], "[1].time"),
+    (call(type="noise"), "[0].type"), (call(colour=1), '"colour"')]
+WRONG_RECORDINGS += [(call(signature=signature, body=body), "[0]") for signature, body in [
     ("u", ["x"]), ("u", [2**32]), ("u", []), ("u", [1, 2]), ("(u", [[1]]), ("ay", ["0"]), ("a{sv}", [[["x", 1]]]),
     ("v", [{"type": "uu", "value": 1}]), ("d", ["x"]), ("o", ["x"]), ("", 1), ("z", [1]), ("s", ["\0"])]]
 
