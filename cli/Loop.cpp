@@ -79,6 +79,15 @@ class Loop::Signals : public DescriptorWatch {
     ::close(descriptor_);
   }
 
+  /// Blocks one more signal and reads it.
+  void add(int number) {
+    sigset_t all = handledSignals();
+    sigaddset(&all, number);
+    ::signalfd(descriptor_, &all, 0);
+    const sigset_t one = setOf({number});
+    pthread_sigmask(SIG_BLOCK, &one, nullptr);
+  }
+
  private:
   Signals(Loop& loop, int descriptor)
       : DescriptorWatch(loop.dispatcher_, descriptor, POLLIN), loop_(loop), descriptor_(descriptor) {}
@@ -144,6 +153,11 @@ void Loop::obeySignal() {
   std::abort();  // not reached
 }
 
+void Loop::onHangup(std::function<void()> hungUp) {
+  hungUp_ = std::move(hungUp);
+  signals_->add(SIGHUP);
+}
+
 void Loop::watchOutput() {
   try {
     output_ = std::make_unique<OutputWatch>(dispatcher_);
@@ -154,6 +168,7 @@ void Loop::watchOutput() {
 
 void Loop::take(int signal) {
   if (signal == SIGWINCH && resized_) resized_();
+  if (signal == SIGHUP && hungUp_) hungUp_();
   if (signal != SIGINT && signal != SIGTERM) return;  // SIGPIPE: the write that has failed has told it already
   if (!areSignalsTaken_ && isIgnored(signal)) return;
   if (signal_ == 0) signal_ = signal;

@@ -43,6 +43,9 @@ class Loop {
   [[noreturn]] void obeySignal();
   /// Has `resized` called when the size of the terminal changes. `resized` must live as long as the loop runs.
   void onResize(std::function<void()> resized) { resized_ = std::move(resized); }
+  /// From now on, SIGHUP is an event of the loop too, and has `hungUp` called, which must live as long as the loop
+  /// runs.
+  void onHangup(std::function<void()> hungUp);
   /// Ends the process while the loop runs, as SIGPIPE does, if the reader of standard output goes.
   void watchOutput();
 
@@ -56,6 +59,7 @@ class Loop {
   std::unique_ptr<Signals> signals_;
   std::unique_ptr<OutputWatch> output_;
   std::function<void()> resized_;
+  std::function<void()> hungUp_;
   bool areSignalsTaken_ = false;
   int signal_ = 0;  // the first SIGINT or SIGTERM
 };

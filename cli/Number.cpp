@@ -2,6 +2,7 @@
 #include <cli/Number.h>
 
 #include <charconv>
+#include <cstdio>
 
 #include <json/Malformed.h>
 
@@ -30,13 +31,14 @@ std::int32_t readSigned(const std::string& where, const std::string& text) {
   return number;
 }
 
-double readRate(const std::string& where, const std::string& text) {
+double readFraction(const std::string& where, const std::string& text, double least, double most) {
   const char* const end = text.data() + text.size();
-  double rate = 0;
-  const auto [stop, error] = std::from_chars(text.data(), end, rate);
-  if (error != std::errc() || stop != end || !(rate >= 0 && rate <= 1))
-    throw Malformed(where, "'" + text + "'", "a rate from 0 to 1");
-  return rate;
+  double fraction = 0;
+  const auto [stop, error] = std::from_chars(text.data(), end, fraction);
+  if (error == std::errc() && stop == end && fraction >= least && fraction <= most) return fraction;
+  char range[64];
+  std::snprintf(range, sizeof range, "a number from %g to %g", least, most);
+  throw Malformed(where, "'" + text + "'", range);
 }
 
 }  // namespace Quarnix::Hevra::Cli

@@ -15,8 +15,8 @@ std::uint64_t readNumber(const std::string& where, const std::string& text, std:
 /// Reads the same numbers up to INT32_MAX, and decimal numbers with a '-' before them down to INT32_MIN.
 std::int32_t readSigned(const std::string& where, const std::string& text);
 
-/// Reads a rate, a decimal fraction from 0 to 1. Raises Malformed.
-double readRate(const std::string& where, const std::string& text);
+/// Reads a decimal fraction. Raises Malformed for anything else and outside `least` to `most`.
+double readFraction(const std::string& where, const std::string& text, double least, double most);
 
 /// Returns a function for CLI::App::add_option_function that stores the number in `target`.
 template <class T>

@@ -120,6 +120,9 @@ set(HEVRA_STACK_HEADERS
   stack/Service.h
   stack/SimulatedObject.h
   stack/Submission.h
+  stack/TimeScale.h
+  stack/Timeline.h
+  stack/TimelineRunner.h
   stack/Variant.h
   stack/Wake.h
 )

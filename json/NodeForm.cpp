@@ -229,6 +229,16 @@ std::vector<AnyNode> readNodes(const json& document, const std::string& name) {
 
 ordered_json writeNode(const Node& node) { return writeKind<>(node); }
 
+NodeLink readLink(const json& form, const std::string& where) {
+  const ObjectReader reader(form, where, {"node", "stack", "id", "type"});
+  NodeLink link;
+  link.setNodeAddress(reader.integer<std::uint32_t>("node"));
+  link.setStackAddress(reader.integer<std::uint32_t>("stack"));
+  link.setLinkId(reader.text("id"));
+  link.setLinkType(static_cast<NodeLinkType>(reader.integer<std::int32_t>("type")));
+  return link;
+}
+
 ordered_json writeLink(const NodeLink& link) {
   return {{"node", link.getNodeAddress()},
           {"stack", link.getStackAddress()},

@@ -23,5 +23,7 @@ std::vector<Stack::AnyNode> readNodes(const nlohmann::json& document, const std:
 /// Returns the node with all keys of its kind, including the secret keys of a stack node.
 nlohmann::ordered_json writeNode(const Node& node);
 nlohmann::ordered_json writeLink(const NodeLink& link);
+/// Reads a link, which must have all keys. Raises Malformed.
+NodeLink readLink(const nlohmann::json& form, const std::string& where);
 
 }  // namespace Quarnix::Hevra::Json

@@ -22,7 +22,8 @@ class ObjectReader {
   bool has(const char* key) const { return object_.contains(key); }
   /// Returns null when the key is missing.
   const nlohmann::json& at(const char* key) const;
-  /// Returns the place of the key's value, for errors.
+  /// Returns the object's place, and the place of the key's value, for errors.
+  const std::string& place() const noexcept { return where_; }
   std::string placeOf(const char* key) const { return where_ + "." + key; }
 
   /// Returns an integer in the range of T, exactly. A number written as a fraction, such as 1.0 or 1e3, is refused.

@@ -108,7 +108,7 @@ bool follow(const Progress& progress, ProgressPrinter& printer, Cli::Loop& loop,
 }
 
 ExitStatus send(const Context& context, const Request& request) {
-  const Json::Document document = Json::readFile(request.file);
+  const Json::Document document = Json::readObjectFile(request.file);
   const std::vector<Command> commands = Json::readCommands(document.value, document.name);
   const Group group(request.group);
   Progress progress(commands);
@@ -171,7 +171,7 @@ void addSend(CLI::App& app, Context& context) {
                                  "[{\"id\": 7, \"address\": 4097, \"write\": true,\n"
                                  "  \"value\": {\"type\": \"b\", \"value\": true}}]\n"
                                  "END");
-  command.add_option("FILE", request->file, "A JSON array of commands; - for standard input")
+  command.add_option("FILE", request->file, "JSON objects of commands, or an array; - for standard input")
       ->required()
       ->type_name("");
   command.add_option("--group", request->group, "The group's identifier")->required()->type_name("ID");

@@ -30,10 +30,10 @@ TEST(Number, IsDecimalOrHexadecimalAndInRange) {
   EXPECT_EQ(readSigned("", "0x7fffffff"), INT32_MAX);
   for (const char* text : {"-", "--1", "-0x1", "-2147483649", "2147483648", "0xffffffff"})
     EXPECT_THROW(readSigned("--type", text), Malformed) << text;
-  EXPECT_EQ(readRate("", "0.25"), 0.25);
-  EXPECT_EQ(readRate("", "1"), 1.0);
+  EXPECT_EQ(readFraction("", "0.25", 0, 1), 0.25);
+  EXPECT_EQ(readFraction("", "1", 0, 1), 1.0);
   for (const char* text : {"", "-0.1", "1.01", "nan", "inf", "0,5", "50%"})
-    EXPECT_THROW(readRate("--drop", text), Malformed) << text;
+    EXPECT_THROW(readFraction("--drop", text, 0, 1), Malformed) << text;
 }
 
 TEST(Printable, EscapesWhatATerminalWouldActOn) {

@@ -87,6 +87,21 @@ class People(support.Case):
             ended = subprocess.run(["bash", "--norc", "-c", script], capture_output=True, env=environment, check=False)
             self.assertEqual((set(ended.stdout.decode().split()), ended.stderr), (expected, b""), line)
 
+    def test_complete_what_they_type_for_the_service(self):
+        folder = self.bus.folder
+        self.bus.write("hevra-stackd", f'#!/bin/sh\nexec {" ".join(support.STACKD)} "$@"\n')
+        os.chmod(program := folder + "/hevra-stackd", 0o755)
+        for line, expected in [
+                ("--sc", {"--scenario"}), ("--service ", {"hevra", "zuv", "both"}), ("--service=h", {"hevra"}),
+                (f"--nodes {folder}/h", {program}), (f"--pace 0 --nodes={folder}/h", {program}), ("--pace ", set()),
+                ("--bus=s", {"system", "session"}), (f"--bus=unix:path={folder}/h", {program})]:
+            script = (f"source {support.SOURCES}/tools/completion/hevra-stackd.bash; COMP_LINE='hevra-stackd {line}'\n"
+                      "COMP_POINT=${#COMP_LINE}; _hevra_stackd hevra-stackd; echo ${COMPREPLY[*]}")
+            variables = support.environment()
+            variables["PATH"] = f"{folder}:{variables['PATH']}"
+            ended = subprocess.run(["bash", "--norc", "-c", script], capture_output=True, env=variables, check=False)
+            self.assertEqual((set(ended.stdout.decode().split()), ended.stderr), (expected, b""), line)
+
     def test_read_how_a_command_is_used_on_one_screen(self):
         """The commands are those that the help of the level above lists."""
         levels = [[]]

@@ -1,9 +1,13 @@
 """hevractl and hevra-stackd as processes on a real bus: what they print, how they end, and that wrong input sends
 nothing."""
 
+import fcntl
 import json
 import os
+import pty
 import signal
+import subprocess
+import termios
 import unittest
 
 import support
@@ -50,15 +54,20 @@ def call(**changes):
 
 NESTED = json.loads("[" * 200 + "]" * 200)
 WRONG_SCENARIOS = [
-    ({}, "array"), (NESTED, "deep"), ([{"do": "late"}], "[0].on"), (rule(on="dance"), "[1]: a rule for 'dance'"),
+    (1, "array"), (NESTED, "deep"), ([{"do": "late"}], "[0].on"), (rule(on="dance"), "[1]: a rule for 'dance'"),
     (rule(do="sleep"), '[1].do: "sleep"'), (rule(ms=-1), "[1].ms"), (rule(do="late"), '"ms"'),
     (rule(on="getnodes", group="g"), "[1]: a group"), (rule(nth=0), "[1]: nth 0"), (rule(times=0), "[1]: times 0"),
     (rule(colour=1), '"colour"'), ([{"on": "add", "do": "error", "name": "busy"}], "'busy'"),
-    ([{"on": "progress", "do": "error", "name": "a.b"}], '"name"')]
+    ([{"on": "progress", "do": "error", "name": "a.b"}], '"name"'), ([{"at": 0, "do": "dance"}], '[0].do: "dance"'),
+    ([{"at": -1, "do": "restart", "ms": 1}], "[0].at"), ([{"at": 0, "do": "restart", "text": ""}], '"text"'),
+    ([{"at": 0, "do": "state", "address": 1, "state": [1, 256]}], "[0].state: 256"),
+    ([{"at": 0, "do": "exception", "text": "", "times": 2}], "[0]: times without every"),
+    ([{"at": 0, "do": "node", "node": {}, "action": "added"}], "[0].node.kind"),
+    ([{"at": 0, "do": "link", "link": {"node": 1, "stack": 2, "id": "", "type": 0}, "action": 3}], "[0].action")]
 WRONG_RECORDINGS = [
-    (NESTED, "deep"), (call(time=1e300), "line 1.time: 1e+300"), (call(time=-1), "line 1.time"),
-    (call(type="noise"), "line 1.type"), (call(colour=1), '"colour"')]
-WRONG_RECORDINGS += [(call(signature=signature, body=body), "line 1") for signature, body in [
+    (NESTED, "deep"), (1, "array"), (call(time=1e300), "[0].time: 1e+300"), ([call(), call(time=-1)], "[1].time"),
+    (call(type="noise"), "[0].type"), (call(colour=1), '"colour"')]
+WRONG_RECORDINGS += [(call(signature=signature, body=body), "[0]") for signature, body in [
     ("u", ["x"]), ("u", [2**32]), ("u", []), ("u", [1, 2]), ("(u", [[1]]), ("ay", ["0"]), ("a{sv}", [[["x", 1]]]),
     ("v", [{"type": "uu", "value": 1}]), ("d", ["x"]), ("o", ["x"]), ("", 1), ("z", [1]), ("s", ["\0"])]]
 
@@ -216,6 +225,71 @@ class Programs(support.Case):
                     last = signal.SIGINT if heeded else signal.SIGTERM
                     self.assertEqual(process.end(None if heeded else last), (-last, ""))
 
+    def test_the_service_reads_its_files_again(self):
+        house = [full_node("sensor", 1)[1], full_node("controller", 7)[1]]
+        nodes, scenario = self.file(house), self.file(
+            [{"at": 0, "every": 3600000, "do": "exception", "text": "an hour"}, {"on": "hardreset", "do": "error"}])
+        service = self.stackd("--nodes", nodes, "--scenario", scenario, "--time-scale", "1000000")
+        self.assertEqual(self.bus.ctl("reset").status, 3)
+        watch = self.bus.ctl_process("--json", "watch")
+        lines = [json.loads(watch.line()) for _ in range(4)]
+        self.assertEqual([line["event"] for line in lines], ["ready"] + ["exception"] * 3)
+
+        def write(name, text):
+            with open(name, "w", encoding="utf-8") as file:
+                file.write(text)
+            service.child.send_signal(signal.SIGHUP)
+
+        write(nodes, "{")
+        self.assertRegex(service.complaint(), f"^hevra-stackd: {nodes}: line 1.*; nothing was reloaded$")
+        link = {"node": 1, "stack": 4096, "id": "hall", "type": 1}
+        write(scenario, json.dumps({"at": 3600000, "do": "exception", "text": "read again"}))
+        service.complaint()
+        stack = full_node("stack", 4096)[1]
+        write(nodes, json.dumps(house[0] | {"state": 9}) + "\n" + json.dumps(stack))
+        self.assertEqual(service.line(), "reloaded")
+        told = []
+        while {"event": "exception", "message": "read again"} not in told:
+            told.append(json.loads(watch.line()))
+        changes = [(line["action"], line["node"]["address"]) for line in told if line["event"] == "modified"]
+        self.assertEqual(changes, [(2, 7), (1, 1), (0, 4096)])
+        self.assertEqual(self.bus.ctl("reset").status, 0)
+        write(scenario, json.dumps([
+            {"at": 0, "do": "state", "address": 1, "state": 5}, {"at": 1, "do": "node", "action": 2, "node": house[1]},
+            {"at": 2, "do": "link", "action": "added", "link": link},
+            {"at": 3, "do": "node", "action": "removed", "node": stack}]))
+        self.assertEqual(service.line(), "reloaded")
+        told = [json.loads(watch.line()) for _ in range(4)]
+        self.assertEqual([(line["event"], line["action"], line["node"]["state"]) for line in told],
+                         [("modified", 1, 5), ("linkModified", 0, 5), ("linkModified", 2, 5), ("modified", 2, 0x8E)])
+        self.assertEqual(told[1]["link"], link)
+        self.assertIn("the node 0x7 is not there", service.end(signal.SIGTERM)[1])
+
+    def test_the_service_takes_the_nodes_that_another_has_listed(self):
+        self.stackd()
+        listed = self.bus.ctl("--json", "nodes").output
+        self.bus.write("nodes", listed)
+        copy = self.another_bus()
+        service = copy.run("sh", "-c", f'exec "$@" <{self.bus.folder}/nodes', "sh", *STACKD, "--bus", copy.address,
+                           "--nodes", "-")
+        self.assertEqual(service.line(), "ready")
+        self.assertEqual(copy.ctl("--json", "nodes").output, listed)
+        service.child.send_signal(signal.SIGHUP)
+        self.assertEqual(service.line(), "reloaded")
+        self.assertEqual(copy.ctl("--json", "nodes").output, listed)
+
+    def test_the_service_ends_with_its_terminal(self):
+        own, its = pty.openpty()
+        service = subprocess.Popen(
+            [*STACKD, "--bus", self.bus.address], stdin=its, stdout=subprocess.PIPE, env=support.environment(),
+            start_new_session=True, preexec_fn=lambda: fcntl.ioctl(0, termios.TIOCSCTTY))
+        self.addCleanup(service.kill)
+        os.close(its)
+        self.assertEqual(service.stdout.readline(), b"ready\n")
+        os.close(own)
+        self.assertEqual(service.communicate(timeout=support.DEADLINE), (b"", None))
+        self.assertEqual(service.returncode, 0)
+
     def test_the_service_says_why_it_does_not_start(self):
         self.stackd()
         deny = self.another_bus(f'<deny own="{HOST}"/>')
@@ -223,7 +297,7 @@ class Programs(support.Case):
         rows = [
             (["--bus", "unix:path=/nonexistent/bus"], 3, "/nonexistent/bus"), (["--bus", self.bus.address], 3, HOST),
             (["--bus", deny.address], 3, HOST), (["--bus", "nonsense"], 2, "nonsense"), (["--fail", "2"], 2, "--fail"),
-            (["--pace", "slow"], 2, "slow"), (["--service", "none"], 2, "none"), (["--unknown"], 2, "unknown"),
+            (["--pace", "slow"], 2, "slow"), (["--time-scale", "0"], 2, "0.001 to 1e+06"), (["--service", "none"], 2, "none"), (["--unknown"], 2, "unknown"),
             (["--nodes", self.file(NESTED)], 2, "deep"), (["--replay", "/"], 2, "directory"),
             (["--replay", long], 2, "more than 268435456 bytes")]
         rows += [(["--scenario", self.file(document)], 2, text) for document, text in WRONG_SCENARIOS]

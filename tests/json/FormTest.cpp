@@ -18,7 +18,7 @@ using nlohmann::json;
 
 json parsed(const std::string& text, const char* name) { return readDocument(text, name); }
 std::vector<Command> read(const std::string& text) {
-  return readCommands(parsed(text, "commands.json"), "commands.json");
+  return readCommands(readObjects(text, "commands.json"), "commands.json");
 }
 
 template <class Read>
@@ -61,7 +61,13 @@ TEST(CommandForm, SaysWhatIsWrongAndWhere) {
        "arrays and objects more than 128 deep in each other given, expected at most so many"},
       {R"([{"id":1,"value":{"type":"d","value":1e999}}])",
        "[0].value.value: 1e999 given, expected a number that a double holds"},
-      {R"({"id":1})", "{\"id\":1} given, expected an array of commands"},
+      {"1", "1 given, expected an array of commands"},
+      // Objects one after another.
+      {"{\"id\":1}\n{\"id\":2,\"label\":\"}\\\"{\"}{\"id\":1}\r\n", "[2].id: 1 given, expected another than that of [0]"},
+      {"{\"id\":1}\n,{\"id\":2}", "line 2, column 1: ',' given, expected JSON in UTF-8"},
+      {"{\"id\":1}\n\n{\"id\":", "line 3, column 7: the end given, expected more of a JSON text"},
+      {"{\"id\":1} [{\"id\":2}]", "[1]: [{\"id\":2}] given, expected an object"},
+      {"{\"id\":1}{\"id\":1e999}", "[1].id: 1e999 given, expected a number that a double holds"},
       {"[[]]", "[0]: [] given, expected an object"},
       {"[{}]", "[0].id: nothing given" + u32},
       {R"([{"id":1},{"id":2,"value":{"type":"y","value":1,"type":"q"}}])",
