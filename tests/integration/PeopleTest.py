@@ -79,26 +79,23 @@ class People(support.Case):
             ("nodes --class 1 --type ", {hex(node["nodeType"]) for node in nodes}),
             (f"send --group g {folder}/h", {program}), (f"--bus unix:path={folder}/h", {program}),
             ("--bus unix:path=/nowhere node remove ", set()), ("send --group ", set()), ("--bus unix:pa", {"path="})]
-        for line, expected in rows:
-            script = (f"source {support.SOURCES}/tools/completion/hevractl.bash; COMP_LINE='hevractl {line}'\n"
-                      "COMP_POINT=${#COMP_LINE}; _hevractl hevractl; echo ${COMPREPLY[*]}")
-            environment = support.environment(HEVRA_BUS=self.bus.address)
-            environment["PATH"] = f"{folder}:{environment['PATH']}"
-            ended = subprocess.run(["bash", "--norc", "-c", script], capture_output=True, env=environment, check=False)
-            self.assertEqual((set(ended.stdout.decode().split()), ended.stderr), (expected, b""), line)
+        self.expect_completions("hevractl", rows)
 
     def test_complete_what_they_type_for_the_service(self):
         folder = self.bus.folder
         self.bus.write("hevra-stackd", f'#!/bin/sh\nexec {" ".join(support.STACKD)} "$@"\n')
         os.chmod(program := folder + "/hevra-stackd", 0o755)
-        for line, expected in [
-                ("--sc", {"--scenario"}), ("--service ", {"hevra", "zuv", "both"}), ("--service=h", {"hevra"}),
-                (f"--nodes {folder}/h", {program}), (f"--pace 0 --nodes={folder}/h", {program}), ("--pace ", set()),
-                ("--bus=s", {"system", "session"}), (f"--bus=unix:path={folder}/h", {program})]:
-            script = (f"source {support.SOURCES}/tools/completion/hevra-stackd.bash; COMP_LINE='hevra-stackd {line}'\n"
-                      "COMP_POINT=${#COMP_LINE}; _hevra_stackd hevra-stackd; echo ${COMPREPLY[*]}")
-            variables = support.environment()
-            variables["PATH"] = f"{folder}:{variables['PATH']}"
+        self.expect_completions("hevra-stackd", [
+            ("--sc", {"--scenario"}), ("--service ", {"hevra", "zuv", "both"}), ("--service=h", {"hevra"}),
+            (f"--nodes {folder}/h", {program}), (f"--pace 0 --nodes={folder}/h", {program}), ("--pace ", set()),
+            ("--bus=s", {"system", "session"}), (f"--bus=unix:path={folder}/h", {program})])
+
+    def expect_completions(self, program, rows):
+        for line, expected in rows:
+            script = (f"source {support.SOURCES}/tools/completion/{program}.bash; COMP_LINE='{program} {line}'\n"
+                      f"COMP_POINT=${{#COMP_LINE}}; _{program.replace('-', '_')} {program}; echo ${{COMPREPLY[*]}}")
+            variables = support.environment(HEVRA_BUS=self.bus.address)
+            variables["PATH"] = f"{self.bus.folder}:{variables['PATH']}"
             ended = subprocess.run(["bash", "--norc", "-c", script], capture_output=True, env=variables, check=False)
             self.assertEqual((set(ended.stdout.decode().split()), ended.stderr), (expected, b""), line)
 

@@ -63,7 +63,8 @@ TEST(CommandForm, SaysWhatIsWrongAndWhere) {
        "[0].value.value: 1e999 given, expected a number that a double holds"},
       {"1", "1 given, expected an array of commands"},
       // Objects one after another.
-      {"{\"id\":1}\n{\"id\":2,\"label\":\"}\\\"{\"}{\"id\":1}\r\n", "[2].id: 1 given, expected another than that of [0]"},
+      {"{\"id\":1}\n{\"id\":2,\"label\":\"}\\\"{\"}{\"id\":1}\r\n",
+       "[2].id: 1 given, expected another than that of [0]"},
       {"{\"id\":1}\n,{\"id\":2}", "line 2, column 1: ',' given, expected JSON in UTF-8"},
       {"{\"id\":1}\n\n{\"id\":", "line 3, column 7: the end given, expected more of a JSON text"},
       {"{\"id\":1} [{\"id\":2}]", "[1]: [{\"id\":2}] given, expected an object"},
@@ -73,10 +74,8 @@ TEST(CommandForm, SaysWhatIsWrongAndWhere) {
       {R"([{"id":1},{"id":2,"value":{"type":"y","value":1,"type":"q"}}])",
        "[1].value: the key \"type\" twice given, expected each key once"},
       {R"([{"id":1},{"id":2},{"id":1}])", "[2].id: 1 given, expected another than that of [0]"},
-      {R"([{"id":-1}])", "[0].id: -1 given" + u32},
       {R"([{"id":1.0}])", "[0].id: 1.0 given" + u32},
       {R"([{"id":1,"status":256}])", "[0].status: 256 given, expected an integer from 0 to 255"},
-      {R"([{"id":1,"error":{"type":256}}])", "[0].error.type: 256 given, expected an integer from 0 to 255"},
       {R"([{"id":1,"parameterId":18446744073709551616}])",
        "[0].parameterId: 1.8446744073709552e+19 given, expected an integer from 0 to 18446744073709551615"},
       {R"([{"id":1,"acei":4}])", "[0].acei: 4 given, expected a byte whose bit 2 is clear, or 255 for unknown"},
@@ -87,7 +86,6 @@ TEST(CommandForm, SaysWhatIsWrongAndWhere) {
        "[0].value.value: -32769 given, expected an integer from -32768 to 32767"},
       {R"([{"id":1,"value":{"type":"ay","value":"0G"}}])", "[0].value.value: \"0G\" given" + bytes},
       {R"([{"id":1,"value":{"type":"d","value":"1"}}])", "[0].value.value: \"1\" given, expected a number"},
-      {R"([{"id":1,"value":{"type":"b","value":0}}])", "[0].value.value: 0 given, expected true or false"},
       {R"([{"id":1,"value":{"type":"null","value":0}}])", "[0].value.value: 0 given, expected null"},
   };
   for (const auto& row : rows)
@@ -111,7 +109,6 @@ TEST(NodeForm, SaysWhatIsWrongAndWhere) {
       {CONTROLLER, "nodeClass", 1U, ".nodeClass: 1 given, expected a class of the kind controller, and not of sensor"},
       {CONTROLLER, "nodeClass", 300U, "accepted"},
       {CONTROLLER, "extra", {}, ".extra: nothing given, expected an integer from 0 to 4294967295"},
-      {CONTROLLER, "state", 256U, ".state: 256 given, expected an integer from 0 to 255"},
       {CONTROLLER, "firstIdentity", "0c",
        ".firstIdentity: a text of 2 characters given, expected 28 hexadecimal digits"},
       {CONTROLLER, "firstIdentity", std::string(27, '0') + "-",

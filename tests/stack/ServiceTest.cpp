@@ -14,7 +14,6 @@ using StackService = StackTest;
 
 TEST_F(StackService, RefusesWrongOptions) {
   const Options rows[] = {
-      {.drop = -0.1},
       {.silent = std::nan("")},
       {.duplicate = 1.01},
       {.pace = Time::Elapsed(0, -1)},
@@ -47,22 +46,17 @@ TEST_F(StackService, SaysWhatABadCallWants) {
       {commands, "cancel", "su", R"(["g_1",1])", "su, expected none, a key (s) or a priority (u)"},
       {daughterBoard, "hardreset", "i", "[1]", "hardreset was called with the arguments i, expected none"},
       {nodes, "getnodes", "yu", "[1,1]", "yu, expected none, a class (y) or a class and a type (yq)"},
-      {nodes, "modify", "(uusi)i", R"([[1,2,"",0],1])",
-       "(uusi)i, expected one of the four node records and an action (i)"},
       {nodes, "modify", node, "[[" + headOf(6) + "],3]",
        "the action 3, expected 0 (added), 1 (modified) or 2 (removed)"},
       {nodes, "modify", node, "[[" + headOf(1) + "],1]",
        "the class 1 of the node 1, expected one of its kind's record"},
       {nodes, "modifyLink", "(uusi)i", R"([[2,1,"",0],-1])",
        "the action -1, expected 0 (added), 1 (modified) or 2 (removed)"},
-      {nodes, "removeChildrenNodes", "s", R"(["1"])", "s, expected u: the address of a node"},
       {nodes, "getNodeLink", "ui", "[1,1]", "ui, expected uu: the address of a node and the type of a link"},
-      {nodes, "changekey", "uay", R"([1,"0102"])", "with a key of 2 bytes, expected 16 that are not all zero"},
       {nodes, "changekey", "uay", R"([1,"00000000000000000000000000000000"])",
        "of 16 bytes, expected 16 that are not all zero"},
       {nodes, "changekey", "uay", R"([2,"0102030405060708090a0b0c0d0e0f10"])", "2, which is no stack node's address"},
       {{COMMAND_PATH, boardInterface()}, "hardreset", "", "[]", ""},
-      {commands, "Add", "", "[]", ""},
       {nodes, "getNodes", "", "[]", ""},
       {{NODE_PATH, nodeInterfaceOf(Variant::ZUV)}, "getnodes", "", "[]", ""},
   };

@@ -79,38 +79,15 @@ TEST_F(StackTimeline, RefusesWhatCannotHappen) {
   RemoteControllerNode sensor;
   sensor.setNodeClass(NodeClass::SENSOR);
   const Happening rows[] = {
-      {.at = {0, -1}, .what = Happening::Exception{""}},
       {.every = Time::Elapsed(), .what = Happening::Exception{""}},
       {.every = SECOND, .times = 0, .what = Happening::Exception{""}},
-      {.times = 2, .what = Happening::Exception{""}},
-      {.what = Happening::State{THERMOMETER, {}}},
       {.what = Happening::NodeChange{sensor, NodeAction::ADDED}},
-      {.what = Happening::LinkChange{hall(), static_cast<NodeAction>(3)}},
       {.what = Happening::Restart{{-1, 0}}},
   };
   for (const Happening& row : rows) EXPECT_THROW(stack.timeline({row}), std::invalid_argument);
   EXPECT_THROW(stack.timeline({{.what = Happening::Exception{"\xFF"}}}), Bus::InvalidArgument);
   for (const double scale : {0.0, -1.0, 2e6})
     EXPECT_THROW(Service({.timeScale = scale}, board.getConnection()), std::invalid_argument);
-}
-
-TEST_F(StackTimeline, NodesAreReplacedAndOnlyTheDifferenceAnnounced) {
-  stack.nodes().modify(hall(), NodeAction::ADDED);
-  std::vector<AnyNode> nodes = stack.nodes().getNodes();
-  headOf(nodes[0]).setState(1);
-  nodes.erase(nodes.begin() + 4);  // the thermometer
-  RemoteControllerNode controller;
-  controller.setAddress(7);
-  controller.setNodeClass(NodeClass::CONTROLLER);
-  nodes.insert(nodes.begin(), controller);
-  stack.settle();
-  watcher.notifications.take();
-  stack.nodes().replace(nodes);
-  stack.settle();
-  EXPECT_EQ(watcher.notifications.take(), (Lines{"linked sensor 8193 hall by 2", "modified sensor 8193 by 2",
-                                                 "modified controller 7 by 0", "modified stack 4096 by 1"}));
-  EXPECT_EQ(namesOf(watcher.getNodes()).substr(0, 24), "controller 7, stack 4096");
-  EXPECT_THROW(stack.nodes().replace({nodes[0], nodes[0]}), std::invalid_argument);
 }
 
 }  // namespace

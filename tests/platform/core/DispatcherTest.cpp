@@ -296,33 +296,5 @@ TEST(Dispatcher, FollowsTheSystemsClock) {
   EXPECT_FALSE(isReadable(dispatcher));
 }
 
-TEST(Dispatcher, IsUsedByManyThreads) {
-  Dispatcher dispatcher;
-  std::atomic<int> left{4};
-  std::vector<std::thread> threads;
-  for (int i = 0; i < 4; ++i) {
-    threads.emplace_back([&] {
-      for (int round = 0; round < 300; ++round) {
-        Gate ran;
-        const auto hook = [&](auto&&...) { ran.open(); };
-        TestTask task(hook);
-        TestTimer timer(Elapsed(), hook);
-        task.setDispatcher(dispatcher);
-        timer.setDispatcher(dispatcher);
-        timer.start();
-        task.schedule();
-        if (round % 3 == 0)
-          ran.await();
-        else
-          task.disable();
-      }
-      --left;
-      dispatcher.quit();
-    });
-  }
-  while (left > 0) dispatcher.run();
-  for (auto& thread : threads) thread.join();
-}
-
 }  // namespace
 }  // namespace Quarnix::Test
