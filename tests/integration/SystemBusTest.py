@@ -3,9 +3,7 @@ and what `hevractl doctor` finds where the road is broken in one place."""
 
 import json
 import os
-import re
 import shutil
-import signal
 import socket
 import subprocess
 import threading
@@ -79,16 +77,6 @@ class SystemBus(support.Case):
             status, errors = process.end()
             self.assertEqual((status, ACCESS_DENIED in errors), (3, True), errors)
 
-    def test_starts_the_service_for_who_calls_it(self):
-        for name in "Hevra", "Zuv":
-            with open(DIST + f"dbus/com.quarnix.Application.{name}.service", encoding="utf-8") as file:
-                text = file.read().replace("/usr/bin/", " ".join([*support.EMULATOR, support.PROGRAMS]))
-            bus = self.another_bus(hevra=text)
-            self.assertEqual(bus.ctl("--service", name.lower(), "nodes").status, 0)
-            service = bus.ctl("--json", "--service", name.lower(), "doctor").lines[STEPS.index("service")]["found"]
-            self.assertIn("the bus can start it", service)
-            os.kill(int(re.search("process ([0-9]+)", service)[1]), signal.SIGTERM)
-
     def test_waits_for_a_service_on_a_bus_that_comes_later(self):
         bus = self.another_bus()
         bus.daemon.kill()
@@ -120,12 +108,6 @@ class Doctor(support.Case):
             self.assertEqual(bool(line["advice"]), line["step"] == failed, line)
         self.assertIn(found, "".join(line["found"] for line in result.lines if line["ok"] is False))
         return result
-
-    def test_says_that_no_progress_comes(self):
-        bus = self.another_bus(POLICY.replace(PROGRESS_RULE, ""), kind=support.SystemBus)
-        bus.stackd("--pace", "0")
-        result = self.expect_broken(bus.address, 1, "no report", "progress")
-        self.assertIn("HevraZuv.conf", result.output)
 
     def test_says_who_is_not_there_or_refuses(self):
         def listen(answer):

@@ -69,12 +69,10 @@ TEST(CommandForm, SaysWhatIsWrongAndWhere) {
       {"{\"id\":1}\n\n{\"id\":", "line 3, column 7: the end given, expected more of a JSON text"},
       {"{\"id\":1} [{\"id\":2}]", "[1]: [{\"id\":2}] given, expected an object"},
       {"{\"id\":1}{\"id\":1e999}", "[1].id: 1e999 given, expected a number that a double holds"},
-      {"[[]]", "[0]: [] given, expected an object"},
       {"[{}]", "[0].id: nothing given" + u32},
       {R"([{"id":1},{"id":2,"value":{"type":"y","value":1,"type":"q"}}])",
        "[1].value: the key \"type\" twice given, expected each key once"},
       {R"([{"id":1},{"id":2},{"id":1}])", "[2].id: 1 given, expected another than that of [0]"},
-      {R"([{"id":1.0}])", "[0].id: 1.0 given" + u32},
       {R"([{"id":1,"status":256}])", "[0].status: 256 given, expected an integer from 0 to 255"},
       {R"([{"id":1,"parameterId":18446744073709551616}])",
        "[0].parameterId: 1.8446744073709552e+19 given, expected an integer from 0 to 18446744073709551615"},
@@ -85,8 +83,6 @@ TEST(CommandForm, SaysWhatIsWrongAndWhere) {
       {R"([{"id":1,"value":{"type":"n","value":-32769}}])",
        "[0].value.value: -32769 given, expected an integer from -32768 to 32767"},
       {R"([{"id":1,"value":{"type":"ay","value":"0G"}}])", "[0].value.value: \"0G\" given" + bytes},
-      {R"([{"id":1,"value":{"type":"d","value":"1"}}])", "[0].value.value: \"1\" given, expected a number"},
-      {R"([{"id":1,"value":{"type":"null","value":0}}])", "[0].value.value: 0 given, expected null"},
   };
   for (const auto& row : rows)
     EXPECT_EQ(refusalOf([&] { read(row.text); }), "commands.json: " + row.refusal) << row.text;

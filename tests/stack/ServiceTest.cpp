@@ -17,7 +17,6 @@ TEST_F(StackService, RefusesWrongOptions) {
       {.silent = std::nan("")},
       {.duplicate = 1.01},
       {.pace = Time::Elapsed(0, -1)},
-      {.variants = {}},
       {.variants = {Variant::ZUV, Variant::ZUV}},
       {.plan = {{.on = "cancel", .group = "g", .effect = {}}}},
       {.plan = {{.on = "add", .effect = Effect::error(ErrorCode(), "no")}}},
