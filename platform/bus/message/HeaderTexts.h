@@ -21,7 +21,10 @@ class HeaderTexts {
       std::memcpy(few_.data() + at, text.data(), text.size());
       few_[at + text.size()] = '\0';
     } else {
-      if (many_.empty()) many_.assign(few_.data(), at);
+      if (many_.empty()) {
+        many_.reserve(2 * few_.size());
+        many_.assign(few_.data(), at);
+      }
       many_.append(text).push_back('\0');
     }
     size_ = at + text.size() + 1;
