@@ -8,10 +8,14 @@
 
 namespace Quarnix::Bus::Internal {
 
-Authentication::Authentication(std::uint32_t userId, std::string guid) : guid_(std::move(guid)) {
-  const std::string digits = std::to_string(userId);
-  output_ = std::string(1, '\0') + "AUTH EXTERNAL ";
-  appendHexadecimal(output_, {reinterpret_cast<const std::uint8_t*>(digits.data()), digits.size()});
+Authentication::Authentication(std::optional<std::uint32_t> userId, std::string guid)
+    : guid_(std::move(guid)), isUserNamed_(userId.has_value()) {
+  output_ = std::string(1, '\0') + "AUTH EXTERNAL";
+  if (userId) {
+    const std::string digits = std::to_string(*userId);
+    output_ += ' ';
+    appendHexadecimal(output_, {reinterpret_cast<const std::uint8_t*>(digits.data()), digits.size()});
+  }
   output_ += "\r\n";
 }
 
@@ -41,6 +45,8 @@ void Authentication::line() {
     state_ = State::DONE;
   } else if (line == "REJECTED" || line.starts_with("REJECTED ")) {
     refuse("The bus refused the authentication of this user: ", line);
+  } else if (!isUserNamed_ && (line == "DATA" || line == "DATA ")) {
+    output_ += "DATA\r\n";  // the bus asks which user this is, and takes an empty answer for the one that it sees
   } else {
     output_ += "ERROR\r\n";
   }

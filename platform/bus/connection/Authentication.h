@@ -3,6 +3,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -10,7 +11,8 @@
 namespace Quarnix::Bus::Internal {
 
 /// The dialogue knows no socket: you feed it the bytes that arrive, and it says what to send. The bus takes the user
-/// from the socket's credentials; the first line names the same user.
+/// from the credentials of the socket that it sees. The first line names the same user, unless a program is in between,
+/// which may run as another user on another machine.
 ///
 ///      WAITING ── the bus agrees ──> DONE
 ///         └────── the bus refuses, is not the expected one, or sends an endless line ──> REFUSED
@@ -21,8 +23,9 @@ class Authentication {
 
   enum class State { WAITING, DONE, REFUSED };
 
-  /// `guid`: the identifier that the bus must name when it agrees; empty for any.
-  explicit Authentication(std::uint32_t userId, std::string guid = {});
+  /// `userId`: the user that the first line names; none if the bus alone knows. `guid`: the identifier that the bus
+  /// must name when it agrees; empty for any.
+  explicit Authentication(std::optional<std::uint32_t> userId, std::string guid = {});
 
   /// Takes bytes up to the end of the dialogue and returns how many. The bytes behind them belong to messages.
   std::size_t feed(const char* bytes, std::size_t count);
@@ -38,6 +41,7 @@ class Authentication {
   void refuse(const std::string& why, std::string_view line);
 
   const std::string guid_;
+  const bool isUserNamed_;
   State state_ = State::WAITING;
   std::string line_;
   std::string output_;

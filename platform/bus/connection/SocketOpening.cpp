@@ -30,6 +30,7 @@ namespace {
 constexpr Time::Elapsed FULL_QUEUE_PAUSE{0, 10'000'000};
 
 std::string describe(const Address& address) {
+  if (address.isProgram()) return "unixexec:path=" + address.path;
   if (address.path[0] == '\0') return "unix:abstract=" + address.path.substr(1);
   return "unix:path=" + address.path;
 }
@@ -117,8 +118,11 @@ std::optional<Opening::Interest> SocketOpening::proceed() {
 /// Goes to the next address; after the last one, throws what went wrong at the first.
 void SocketOpening::fail(const Return& error) {
   if (!failure_) {
-    failure_.emplace(error.getErrorName(), "Cannot connect to the message bus at " + describe(addresses_[address_]) +
-                                               ": " + error.getErrorText());
+    const std::string words = transport_ ? transport_->programWords() : "";
+    std::string text = error.getErrorText();
+    if (!text.ends_with(words)) text += words;  // an error of the transport has them already
+    failure_.emplace(error.getErrorName(),
+                     "Cannot connect to the message bus at " + describe(addresses_[address_]) + ": " + text);
   }
   state_ = State::CONNECTING;
   transport_.reset();
@@ -137,16 +141,21 @@ SocketOpening::Wait SocketOpening::step() {
 
 SocketOpening::Wait SocketOpening::connect() {
   const Address& address = addresses_[address_];
-  const int descriptor = connectTo(address);
-  if (descriptor < 0) {
-    // EAGAIN: the bus's queue of connections is full. All you can do is try again later.
-    const Time::Monotonic now = Time::Clock::get().now();
-    if (errno == EAGAIN && now < deadline_) return Interest{-1, 0, std::min(deadline_, now + FULL_QUEUE_PAUSE)};
-    const int error = errno;
-    throw Return(errorNameOf(error), std::strerror(error));
+  if (address.isProgram()) {
+    transport_ = std::make_shared<SocketTransport>(std::make_unique<Program>(address), admission_);
+    authentication_.emplace(std::nullopt, address.guid);
+  } else {
+    const int descriptor = connectTo(address);
+    if (descriptor < 0) {
+      // EAGAIN: the bus's queue of connections is full. All you can do is try again later.
+      const Time::Monotonic now = Time::Clock::get().now();
+      if (errno == EAGAIN && now < deadline_) return Interest{-1, 0, std::min(deadline_, now + FULL_QUEUE_PAUSE)};
+      const int error = errno;
+      throw Return(errorNameOf(error), std::strerror(error));
+    }
+    transport_ = make(descriptor, admission_);
+    authentication_.emplace(static_cast<std::uint32_t>(::geteuid()), address.guid);
   }
-  transport_ = make(descriptor, admission_);
-  authentication_.emplace(static_cast<std::uint32_t>(::geteuid()), address.guid);
   output_ = authentication_->takeOutput();
   state_ = State::AUTHENTICATING;
   return std::nullopt;
@@ -162,6 +171,8 @@ SocketOpening::Wait SocketOpening::flush() {
       if (Time::Clock::get().now() >= deadline_)
         throw Return("org.freedesktop.DBus.Error.Timeout", "The bus did not finish the greeting in time");
       return awaiting(POLLOUT);
+    } else if (errno != EINTR && state_ == State::AUTHENTICATING) {
+      failAuthentication(errno);
     } else if (errno != EINTR) {
       throw Return("org.freedesktop.DBus.Error.Disconnected", std::strerror(errno));
     }
@@ -185,12 +196,11 @@ SocketOpening::Wait SocketOpening::authenticate() {
   }
   char piece[Authentication::MAXIMUM_LINE];
   const ssize_t count = ::recv(transport_->descriptor(), piece, sizeof piece, MSG_DONTWAIT);
-  if (count == 0)
-    throw Return("org.freedesktop.DBus.Error.AuthFailed", "The bus closed the connection during authentication");
+  if (count == 0) failAuthentication(0);
   if (count < 0) {
     if (wouldBlock()) return awaiting(POLLIN);
     if (errno == EINTR) return std::nullopt;
-    throw Return("org.freedesktop.DBus.Error.Disconnected", std::strerror(errno));
+    failAuthentication(errno);
   }
   const auto size = static_cast<std::size_t>(count);
   const std::size_t used = authentication_->feed(piece, size);
@@ -201,6 +211,14 @@ SocketOpening::Wait SocketOpening::authenticate() {
       !transport_->takeEarly(piece + used, size - used, arrived_, reason))
     throw Return("org.freedesktop.DBus.Error.Disconnected", reason);
   return std::nullopt;
+}
+
+/// The other end has closed the socket, or has ended before it read all (`error`). A program ends if it reaches no bus.
+void SocketOpening::failAuthentication(int error) const {
+  if (addresses_[address_].isProgram())
+    throw Return("org.freedesktop.DBus.Error.NoServer", "The program in between has ended and reached no bus");
+  if (error != 0) throw Return("org.freedesktop.DBus.Error.Disconnected", std::strerror(error));
+  throw Return("org.freedesktop.DBus.Error.AuthFailed", "The bus closed the connection during authentication");
 }
 
 SocketOpening::Wait SocketOpening::greet() {

@@ -41,6 +41,7 @@ class SocketOpening final : public Opening {
   Wait authenticate();
   Wait greet();
   Wait flush();
+  [[noreturn]] void failAuthentication(int error) const;
   Interest awaiting(short events) const noexcept;
   void readName(const Received& answer);
   void fail(const Message::Method::Return& error);
