@@ -10,13 +10,15 @@ namespace Quarnix::Bus::Internal {
 
 Authentication::Authentication(std::optional<std::uint32_t> userId, std::string guid)
     : guid_(std::move(guid)), isUserNamed_(userId.has_value()) {
-  output_ = std::string(1, '\0') + "AUTH EXTERNAL";
+  lines_ = std::string(1, '\0') + "AUTH EXTERNAL";
   if (userId) {
     const std::string digits = std::to_string(*userId);
-    output_ += ' ';
-    appendHexadecimal(output_, {reinterpret_cast<const std::uint8_t*>(digits.data()), digits.size()});
+    lines_ += ' ';
+    appendHexadecimal(lines_, {reinterpret_cast<const std::uint8_t*>(digits.data()), digits.size()});
+  } else {
+    lines_ += "\r\nDATA";  // the bus asks which user this is, and takes an empty answer for the one that it sees
   }
-  output_ += "\r\n";
+  lines_ += "\r\nBEGIN\r\n";
 }
 
 std::size_t Authentication::feed(const char* bytes, std::size_t count) {
@@ -41,14 +43,9 @@ void Authentication::line() {
     const std::string_view guid = line.substr(std::min<std::size_t>(line.size(), 3));
     if (!guid_.empty() && guid != guid_)
       return refuse("The bus is not the one that is expected, with the guid " + guid_ + ": ", line);
-    output_ += "BEGIN\r\n";
     state_ = State::DONE;
-  } else if (line == "REJECTED" || line.starts_with("REJECTED ")) {
+  } else if (isUserNamed_ || (line != "DATA" && line != "DATA ")) {
     refuse("The bus refused the authentication of this user: ", line);
-  } else if (!isUserNamed_ && (line == "DATA" || line == "DATA ")) {
-    output_ += "DATA\r\n";  // the bus asks which user this is, and takes an empty answer for the one that it sees
-  } else {
-    output_ += "ERROR\r\n";
   }
 }
 

@@ -6,16 +6,17 @@
 #include <optional>
 #include <string>
 #include <string_view>
-#include <utility>
 
 namespace Quarnix::Bus::Internal {
 
-/// The dialogue knows no socket: you feed it the bytes that arrive, and it says what to send. The bus takes the user
-/// from the credentials of the socket that it sees. The first line names the same user, unless a program is in between,
-/// which may run as another user on another machine.
+/// The dialogue knows no socket: it says what to send, and you feed it the bytes that arrive. All lines leave at once,
+/// and messages may follow them: the bus reads them when it agrees, and closes the connection when it does not.
+///
+/// The bus takes the user from the credentials of the socket that it sees. The first line names the same user, unless a
+/// program is in between, which may run as another user on another machine.
 ///
 ///      WAITING ── the bus agrees ──> DONE
-///         └────── the bus refuses, is not the expected one, or sends an endless line ──> REFUSED
+///         └────── the bus refuses, is not the expected one, or sends something else ──> REFUSED
 class Authentication {
  public:
   /// The longest line that the bus may send, in bytes.
@@ -33,8 +34,8 @@ class Authentication {
   State state() const noexcept { return state_; }
   /// Why it was refused.
   const std::string& reason() const noexcept { return reason_; }
-  /// What you send now; empty until the next line has arrived.
-  std::string takeOutput() { return std::exchange(output_, {}); }
+  /// What you send.
+  const std::string& lines() const noexcept { return lines_; }
 
  private:
   void line();
@@ -42,9 +43,9 @@ class Authentication {
 
   const std::string guid_;
   const bool isUserNamed_;
+  std::string lines_;
   State state_ = State::WAITING;
-  std::string line_;
-  std::string output_;
+  std::string line_;  // the one that arrives
   std::string reason_;
 };
 

@@ -156,7 +156,10 @@ SocketOpening::Wait SocketOpening::connect() {
     transport_ = make(descriptor, admission_);
     authentication_.emplace(static_cast<std::uint32_t>(::geteuid()), address.guid);
   }
-  output_ = authentication_->takeOutput();
+  Message::Method::Call hello = driverCall("Hello");
+  const Message::Frame frame = hello.seal(1, {});
+  output_ = authentication_->lines();
+  output_.append(reinterpret_cast<const char*>(frame.data()), frame.size());
   state_ = State::AUTHENTICATING;
   return std::nullopt;
 }
@@ -171,29 +174,14 @@ SocketOpening::Wait SocketOpening::flush() {
       if (Time::Clock::get().now() >= deadline_)
         throw Return("org.freedesktop.DBus.Error.Timeout", "The bus did not finish the greeting in time");
       return awaiting(POLLOUT);
-    } else if (errno != EINTR && state_ == State::AUTHENTICATING) {
-      failAuthentication(errno);
     } else if (errno != EINTR) {
-      throw Return("org.freedesktop.DBus.Error.Disconnected", std::strerror(errno));
+      failAuthentication(errno);
     }
   }
   return std::nullopt;
 }
 
 SocketOpening::Wait SocketOpening::authenticate() {
-  switch (authentication_->state()) {
-    case Authentication::State::REFUSED:
-      throw Return("org.freedesktop.DBus.Error.AuthFailed", authentication_->reason());
-    case Authentication::State::DONE: {
-      Message::Method::Call hello = driverCall("Hello");
-      const Message::Frame frame = hello.seal(1, {});
-      output_.assign(reinterpret_cast<const char*>(frame.data()), frame.size());
-      state_ = State::GREETING;
-      return std::nullopt;
-    }
-    case Authentication::State::WAITING:
-      break;
-  }
   char piece[Authentication::MAXIMUM_LINE];
   const ssize_t count = ::recv(transport_->descriptor(), piece, sizeof piece, MSG_DONTWAIT);
   if (count == 0) failAuthentication(0);
@@ -204,20 +192,24 @@ SocketOpening::Wait SocketOpening::authenticate() {
   }
   const auto size = static_cast<std::size_t>(count);
   const std::size_t used = authentication_->feed(piece, size);
-  output_ += authentication_->takeOutput();
+  if (authentication_->state() == Authentication::State::REFUSED)
+    throw Return("org.freedesktop.DBus.Error.AuthFailed", authentication_->reason());
+  if (authentication_->state() == Authentication::State::WAITING) return std::nullopt;
   // What comes behind the last line of the dialogue belongs to messages.
   std::string reason;
-  if (authentication_->state() == Authentication::State::DONE &&
-      !transport_->takeEarly(piece + used, size - used, arrived_, reason))
+  if (!transport_->takeEarly(piece + used, size - used, arrived_, reason))
     throw Return("org.freedesktop.DBus.Error.Disconnected", reason);
+  state_ = State::GREETING;
   return std::nullopt;
 }
 
-/// The other end has closed the socket, or has ended before it read all (`error`). A program ends if it reaches no bus.
+/// The other end has closed the socket. What it had not read by then makes that an error. A program ends if it reaches
+/// no bus.
 void SocketOpening::failAuthentication(int error) const {
   if (addresses_[address_].isProgram())
     throw Return("org.freedesktop.DBus.Error.NoServer", "The program in between has ended and reached no bus");
-  if (error != 0) throw Return("org.freedesktop.DBus.Error.Disconnected", std::strerror(error));
+  if (error != 0 && error != ECONNRESET && error != EPIPE)
+    throw Return("org.freedesktop.DBus.Error.Disconnected", std::strerror(error));
   throw Return("org.freedesktop.DBus.Error.AuthFailed", "The bus closed the connection during authentication");
 }
 
