@@ -32,7 +32,9 @@ std::optional<std::vector<std::string>> textsOf(Peer& bus, const std::string& pr
 
 }  // namespace
 
-std::string describePlace(const std::string& option) {
+std::string describePlace(const Context& context) {
+  if (!context.host.empty()) return "the system bus of " + context.host + ", through ssh (--host)";
+  const std::string& option = context.bus;
   const auto variable = [](const char* name) {
     const char* const value = std::getenv(name);
     return std::string(value ? value : "");
@@ -54,7 +56,7 @@ std::string nameOfUser(std::uint32_t user) {
   return (entry ? entry->pw_name : "user") + (" (" + std::to_string(user)) + ")";
 }
 
-std::string describeOwner(Peer& bus, const std::string& owner) {
+std::string describeOwner(Peer& bus, const std::string& owner, bool isHere) {
   const SendReturn reply = bus.ask(DRIVER, "GetConnectionCredentials", owner);
   std::string text = owner;
   const Bus::Message::ConstIterator entries = reply->begin();
@@ -66,11 +68,11 @@ std::string describeOwner(Peer& bus, const std::string& owner) {
     const auto value = field.begin();
     std::uint32_t number = 0;
     if (value.type() == 'u') value.get(number);
-    if (key == "UnixUserID") text += ", user " + nameOfUser(number);
+    if (key == "UnixUserID") text += ", user " + (isHere ? nameOfUser(number) : std::to_string(number));
     if (key != "ProcessID") continue;
     std::string program;
     std::ifstream comm("/proc/" + std::to_string(number) + "/comm");
-    std::getline(comm, program);
+    if (isHere) std::getline(comm, program);
     text += ", process " + std::to_string(number) + (program.empty() ? "" : " (" + program + ")");
   }
   return text;

@@ -20,7 +20,8 @@ struct Context {
   explicit Context(Cli::Loop& programLoop) noexcept : loop(programLoop) {}
 
   Cli::Loop& loop;
-  std::string bus;  // empty: the environment decides
+  std::string bus;   // empty: the environment decides
+  std::string host;  // another machine, whose bus it is; empty for this one
   Stack::Variant variant = Stack::Variant::HEVRA;
   std::string application = "hevractl";
   bool strict = false;  // take progress from the service only
@@ -32,8 +33,9 @@ struct Context {
 
   /// Whether the proxies are to reach the Zuv variant.
   bool isZuv() const noexcept { return variant == Stack::Variant::ZUV; }
-  /// See Cli::openBus.
-  Shared::Pointer<Bus::Connection> openBus() const;
+  /// See Cli::openBus and Cli::addressOfHost. With `isReached`, it waits for the bus of another machine, as `await`
+  /// does, and raises the error reply if it cannot be reached.
+  Shared::Pointer<Bus::Connection> openBus(bool isReached = true) const;
   /// Runs the loop until the asynchronous operation is over, which `begin` begins with the handler that it is given.
   /// Returns what the operation returns or raises what it raises. If SIGINT or SIGTERM comes before, the process ends
   /// as it does without a handler for the signal.

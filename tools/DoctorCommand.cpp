@@ -67,20 +67,24 @@ bool Doctor::examineBus() {
         try {
           connection_ = context_.openBus();
           uniqueName = connection_->getUniqueName();
-          return describePlace(context_.bus);
+          return describePlace(context_);
         } catch (const Bus::StartFailed& error) {
           failure = error.what();
         } catch (const Return& error) {
           const std::string name = error.getErrorName();
           if (!name.ends_with(".NoServer") && !name.ends_with(".AccessDenied")) {
             refusal = error;
-            return describePlace(context_.bus);
+            return describePlace(context_);
           }
           failure = error.getErrorText();
         }
-        throw Failure{describePlace(context_.bus) + ": " + failure,
-                      "start the bus (systemctl start dbus), let this user through to its socket, or say with --bus or "
-                      "HEVRA_BUS where another one is"};
+        throw Failure{describePlace(context_) + ": " + failure,
+                      context_.host.empty()
+                          ? "start the bus (systemctl start dbus), let this user through to its socket, or say with "
+                            "--bus or HEVRA_BUS where another one is"
+                          : "try ssh " + context_.host +
+                                " systemd-stdio-bridge, which must start and wait: it needs "
+                                "ssh here, a way to log in, systemd and a bus there"};
       },
       ExitStatus::BUS_ERROR);
   if (!reached) {
@@ -90,9 +94,10 @@ bool Doctor::examineBus() {
   return checkup_.run(
       "authentication",
       [&] {
-        if (!refusal) return "as " + nameOfUser(::geteuid()) + "; the bus calls us " + uniqueName;
+        const std::string user = context_.host.empty() ? nameOfUser(::geteuid()) : "the user of ssh there";
+        if (!refusal) return "as " + user + "; the bus calls us " + uniqueName;
         throw Failure{refusal->getErrorText(),
-                      "it is no message bus, or one that does not want " + nameOfUser(::geteuid()) +
+                      "it is no message bus, or one that does not want " + user +
                           ": look who listens there (ss -xlp), and into the bus's configuration (<deny user=...>)"};
       },
       ExitStatus::BUS_ERROR);
@@ -140,7 +145,7 @@ std::string Doctor::findService() const {
                   "start the stack service (systemctl start hevra-stackd, or hevra-stackd), and see in its log whether "
                   "it got the name"};
   }
-  return host_ + " is " + describeOwner(bus, owner) +
+  return host_ + " is " + describeOwner(bus, owner, context_.host.empty()) +
          (started     ? "; the bus has just started it"
           : startable ? "; the bus can start it"
                       : "");

@@ -21,9 +21,10 @@ class Peer : public Bus::Object::Proxy {
     setPath(path);
   }
   /// Calls the bus itself. Its answers may take longer, because it may have to start a service first.
-  Peer(const Context& context, const Shared::Pointer<Bus::Connection>& connection)
+  Peer(const Context& context, const Shared::Pointer<Bus::Connection>& connection,
+       const Time::Elapsed& timeout = Bus::Message::Method::Call::DEFAULT_TIMEOUT)
       : Peer(context, connection, "org.freedesktop.DBus", "/org/freedesktop/DBus") {
-    timeout_ = Bus::Message::Method::Call::DEFAULT_TIMEOUT;
+    timeout_ = timeout;
   }
 
   /// Calls the member and returns the answer, see Context::await. It waits for TIMEOUT at most, or for the usual time
@@ -40,7 +41,8 @@ class Peer : public Bus::Object::Proxy {
     if (reply->isException()) throw Bus::Message::Method::Return(*reply);
     return reply;
   }
-  void ping() { ask("org.freedesktop.DBus.Peer", "Ping"); }
+  /// Raises an error reply unless the object is there.
+  void ping();
   /// For the bus: returns the unique name of the name's owner; empty when nobody owns it.
   std::string ownerOf(const std::string& name);
 

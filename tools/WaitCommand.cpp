@@ -38,7 +38,7 @@ class Arrival : public Bus::ConnectionObserver {
 std::string absence(const Context& context, const Shared::Pointer<Bus::Connection>& connection,
                     const std::string& service) {
   try {
-    if (Peer(context, connection).ownerOf(service).empty()) return "nobody owns " + service;
+    if (Peer(context, connection, Peer::TIMEOUT).ownerOf(service).empty()) return "nobody owns " + service;
     return "it has come just now";
   } catch (const Bus::Message::Method::Return& error) {
     return error.getErrorText();
@@ -46,7 +46,7 @@ std::string absence(const Context& context, const Shared::Pointer<Bus::Connectio
 }
 
 ExitStatus wait(const Context& context, const std::optional<std::uint32_t>& seconds) {
-  const auto connection = context.openBus();
+  const auto connection = context.openBus(false);
   const std::string service = Stack::busNameOf(context.variant);
   Arrival arrival(connection, service, context.loop);
   arrival.start();

@@ -6,6 +6,7 @@
 #include <CLI/CLI.hpp>
 
 #include <cli/HelpFormatter.h>
+#include <cli/Host.h>
 #include <cli/Output.h>
 #include <json/Malformed.h>
 #include <proxy/node/Manager.h>
@@ -23,6 +24,9 @@ void addGlobalOptions(CLI::App& app, Context& context) {
   addVersion(app);
   app.add_option("--bus", context.bus, "system, session or a bus address [$HEVRA_BUS, else system]")
       ->type_name("WHERE");
+  app.add_option("--host", context.host, "[USER@]HOST: its system bus, through ssh [this machine]")
+      ->type_name("HOST")
+      ->excludes("--bus");
   app.add_option_function<std::string>(
          "--service",
          [&context](const std::string& text) {
@@ -63,6 +67,7 @@ ExitStatus run(int argc, char** argv, CLI::App& app, Output& output) {
   app.require_subcommand(1);
   app.parse(argc, argv);
   checkApplication(context.application);
+  if (app.count("--host")) Hevra::Cli::addressOfHost(context.host);  // raises an error for what is no host
   if (context.json) output.beginJson();
   return context.chosen(context);
 }
@@ -77,9 +82,7 @@ int end(ExitStatus status, const std::string& text) {
 int main(int argc, char** argv) {
   Output output("hevractl");
   CLI::App app("Reaches the radio stack service: its nodes, links, commands and daughter board.", "hevractl");
-  app.footer(
-      "Example: hevractl --bus session --json send --group g1 commands.json\n"
-      "Ends with 0 done, 1 no, 2 wrong input, 3 error of bus or service, 4 gave up.");
+  app.footer("Example: hevractl --bus session --json send --group g1 commands.json");
   try {
     return static_cast<int>(run(argc, argv, app, output));
   } catch (const CLI::RequiredError& error) {

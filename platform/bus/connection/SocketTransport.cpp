@@ -17,7 +17,17 @@ Transport::~Transport() = default;
 
 SocketTransport::SocketTransport(int descriptor, Admission& admission) : descriptor_(descriptor), reader_(admission) {}
 
-SocketTransport::~SocketTransport() { ::close(descriptor_); }
+SocketTransport::SocketTransport(std::unique_ptr<Program> program, Admission& admission)
+    : program_(std::move(program)), descriptor_(program_->socket()), reader_(admission) {}
+
+SocketTransport::~SocketTransport() {
+  if (!program_) ::close(descriptor_);
+}
+
+std::string SocketTransport::programWords() const {
+  const std::string words = program_ ? program_->getWords() : "";
+  return words.empty() ? words : "; the program in between said: " + words;
+}
 
 void SocketTransport::shutdown() noexcept { ::shutdown(descriptor_, SHUT_RDWR); }
 
@@ -57,12 +67,12 @@ bool SocketTransport::read(std::vector<Received>& messages, std::string& reason)
   } while (count < 0 && errno == EINTR);
   moreThere_ = count == static_cast<ssize_t>(room.size);
   if (count == 0) {
-    reason = "the bus closed the connection";
+    reason = "the bus closed the connection" + programWords();
     return false;
   }
   if (count < 0) {
     if (errno == EAGAIN || errno == EWOULDBLOCK) return true;
-    reason = std::strerror(errno);
+    reason = std::strerror(errno) + programWords();
     return false;
   }
   return reader_.take(static_cast<std::size_t>(count), messages, reason);
