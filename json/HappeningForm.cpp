@@ -18,10 +18,7 @@ Time::Elapsed readTime(const ObjectReader& reader, const char* key) {
 }
 
 NodeAction readAction(const ObjectReader& reader) {
-  constexpr const char* NAMES[] = {"added", "modified", "removed"};
-  for (std::int32_t action = 0; action < 3; ++action)
-    if (reader.at("action") == NAMES[action] || reader.at("action") == action) return static_cast<NodeAction>(action);
-  reader.refuse("action", "added (0), modified (1) or removed (2)");
+  return static_cast<NodeAction>(reader.named<std::int32_t>("action", NODE_ACTIONS, false));
 }
 
 void readState(const ObjectReader& reader, Happening& happening) {

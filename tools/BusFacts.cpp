@@ -2,10 +2,15 @@
 #include <tools/BusFacts.h>
 
 #include <pwd.h>
+#include <sys/utsname.h>
+#include <unistd.h>
 
 #include <cstdlib>
 #include <fstream>
 
+#include <cli/Number.h>
+#include <cli/TimeOfDay.h>
+#include <stack/Variant.h>
 #include <tools/Peer.h>
 
 namespace Quarnix::Hevra::Tools {
@@ -28,6 +33,19 @@ std::optional<std::vector<std::string>> textsOf(Peer& bus, const std::string& pr
   } catch (const Exception&) {
     return {};
   }
+}
+
+/// Returns the name of the operating system, or null.
+nlohmann::ordered_json distribution() {
+  constexpr std::string_view KEY = "PRETTY_NAME=";
+  std::ifstream release("/etc/os-release");
+  for (std::string line; std::getline(release, line);) {
+    if (!line.starts_with(KEY)) continue;
+    line.erase(0, KEY.size());
+    std::erase(line, '"');
+    return line;
+  }
+  return nullptr;
 }
 
 }  // namespace
@@ -88,6 +106,37 @@ BusIdentity identify(Peer& bus) {
   identity.features = textsOf(bus, "Features");
   identity.interfaces = textsOf(bus, "Interfaces");
   return identity;
+}
+
+nlohmann::ordered_json describeSystem(const Context& context) {
+  using Json = nlohmann::ordered_json;
+  utsname kernel{};
+  ::uname(&kernel);
+  Json variables = Json::object();
+  for (const char* name : {"HEVRA_BUS", "HEVRA_TRACE", "DBUS_SYSTEM_BUS_ADDRESS", "DBUS_SESSION_BUS_ADDRESS"}) {
+    const char* const value = std::getenv(name);
+    variables[name] = value ? Json(value) : Json();
+  }
+  Json policy;
+  for (const char* folder : {"/usr/share/dbus-1/system.d/", "/etc/dbus-1/system.d/"}) {
+    const std::string file = std::string(folder) + "com.quarnix.Application.HevraZuv.conf";
+    if (policy.is_null() && ::access(file.c_str(), F_OK) == 0) policy = file;
+  }
+  return {{"time", Cli::TimeOfDay::now().universal()},
+          {"hevractl", HEVRA_VERSION},
+          {"distribution", distribution()},
+          {"kernel", std::string(kernel.sysname) + " " + kernel.release},
+          {"machine", kernel.machine},
+          {"user", nameOfUser(::geteuid())},
+          {"policy", policy},
+          {"options",
+           {{"bus", context.bus.empty() ? Json() : Json(context.bus)},
+            {"host", context.host.empty() ? Json() : Json(context.host)},
+            {"service", Stack::idOf(context.variant)},
+            {"app", context.application},
+            {"strict", context.strict},
+            {"timeout", context.timeout == Time::Elapsed() ? Json() : Json(Cli::inSeconds(context.timeout))}}},
+          {"environment", variables}};
 }
 
 }  // namespace Quarnix::Hevra::Tools

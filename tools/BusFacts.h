@@ -27,4 +27,8 @@ struct BusIdentity {
 
 BusIdentity identify(Peer& bus);
 
+/// What a report of a problem needs to know about this machine, the program and how it was started: texts, and null for
+/// what is not there.
+nlohmann::ordered_json describeSystem(const Context& context);
+
 }  // namespace Quarnix::Hevra::Tools

@@ -41,6 +41,7 @@ class Doctor {
   ExitStatus examine();
 
  private:
+  void tellSystem();
   bool examineBus();
   void tellVersions(const BusIdentity& bus);
   std::string findService() const;
@@ -55,6 +56,18 @@ class Doctor {
   const std::string host_ = Stack::busNameOf(context_.variant);
   Shared::Pointer<Bus::Connection> connection_;
 };
+
+void Doctor::tellSystem() {
+  const nlohmann::ordered_json system = describeSystem(context_);
+  const auto text = [&](const char* key, const char* missing) {
+    return system[key].is_null() ? std::string(missing) : system[key].get<std::string>();
+  };
+  checkup_.tell("system",
+                "hevractl " + text("hevractl", "") + " on " + text("distribution", "an unknown system") + ", " +
+                    text("kernel", "") + ", " + text("machine", "") +
+                    (system["policy"].is_null() ? "; no policy is installed" : "; the policy is " + text("policy", "")),
+                {{"system", system}});
+}
 
 /// Examines connecting and authenticating. They are one operation, and only its errors distinguish them.
 bool Doctor::examineBus() {
@@ -268,6 +281,7 @@ ExitStatus Doctor::examine() {
     checkup_.skip(name, std::string("needs ") + needs);
     return false;
   };
+  tellSystem();
   const bool bus = examineBus();
   BusIdentity identity;
   if (bus) {
@@ -292,6 +306,7 @@ ExitStatus Doctor::examine() {
   }
 
   Proxy::Command::Manager manager(context_.isZuv(), context_.application);
+  manager.setTimeout(context_.timeout);
   if (context_.strict) manager.acceptProgressOnlyFromService();
   const bool application = step(bus, "application", "the bus", [&] {
     manager.setConnection(connection_);
@@ -313,7 +328,10 @@ ExitStatus Doctor::examine() {
 
 void addDoctor(CLI::App& app, Context& context) {
   addCommand(app, "doctor", "Checks the road to the service and says what to do", "hevractl doctor")
-      .callback([&context] { context.chosen = [](const Context& chosen) { return Doctor(chosen).examine(); }; });
+      .callback([&context] {
+        context.isDiagnosis = true;
+        context.chosen = [](const Context& chosen) { return Doctor(chosen).examine(); };
+      });
 }
 
 }  // namespace Quarnix::Hevra::Tools

@@ -16,19 +16,24 @@ class Peer : public Bus::Object::Proxy {
   Peer(const Context& context, const Shared::Pointer<Bus::Connection>& connection, const std::string& host,
        const std::string& path)
       : context_(context) {
+    if (context.timeout > Time::Elapsed()) timeout_ = context.timeout;
     setConnection(connection);
     setHost(host.c_str());
     setPath(path);
   }
   /// Calls the bus itself. Its answers may take longer, because it may have to start a service first.
-  Peer(const Context& context, const Shared::Pointer<Bus::Connection>& connection,
-       const Time::Elapsed& timeout = Bus::Message::Method::Call::DEFAULT_TIMEOUT)
+  Peer(const Context& context, const Shared::Pointer<Bus::Connection>& connection)
       : Peer(context, connection, "org.freedesktop.DBus", "/org/freedesktop/DBus") {
+    if (context.timeout == Time::Elapsed()) timeout_ = Bus::Message::Method::Call::DEFAULT_TIMEOUT;
+  }
+  /// Calls the bus itself and waits for its answers for so long, whatever --timeout says.
+  Peer(const Context& context, const Shared::Pointer<Bus::Connection>& connection, const Time::Elapsed& timeout)
+      : Peer(context, connection) {
     timeout_ = timeout;
   }
 
   /// Calls the member and returns the answer, see Context::await. It waits for TIMEOUT at most, or for the usual time
-  /// when it calls the bus. Raises an error reply.
+  /// when it calls the bus, unless --timeout says otherwise. Raises an error reply.
   template <class... Arguments>
   Bus::Message::SendReturn ask(const char* interface, const char* member, const Arguments&... arguments) {
     Bus::Message::Method::Call call;

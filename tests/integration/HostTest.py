@@ -40,7 +40,7 @@ class Host(support.Case):
                     self.assertEqual((result.status, result.output, result.errors), (0, expected.output, ""))
             checked = ctl("doctor", "--json", f"--host={host}", **self.ssh)
             self.assertEqual((checked.status, checked.errors), (0, ""), checked)
-            self.assertIn(f"the system bus of {host}", checked.lines[0]["found"])
+            self.assertIn(f"the system bus of {host}", checked.lines[1]["found"])
             self.assertNotIn("(hevra-stackd)", checked.output, "the process is one of the other machine")
 
     def test_says_what_is_missing(self):
@@ -57,11 +57,11 @@ class Host(support.Case):
                 self.assertEqual((result.status, result.output), (3, ""))
                 self.assertRegex(result.errors, r"^hevractl: [^\n]*\.NoServer: [^\n]*\n$")
                 checked = ctl("--host", host, "--json", "doctor", **variables)
-                self.assertEqual((checked.status, checked.lines[0]["ok"]), (3, False))
-                self.assertIn(f"ssh {host} {BRIDGE}", checked.lines[0]["advice"])
+                self.assertEqual((checked.status, checked.lines[1]["ok"]), (3, False))
+                self.assertIn(f"ssh {host} {BRIDGE}", checked.lines[1]["advice"])
                 for text in texts:
                     self.assertIn(text, result.errors)
-                    self.assertIn(text, checked.lines[0]["found"])
+                    self.assertIn(text, checked.lines[1]["found"])
         for host in "", "-oProxyCommand=x", "root@-oProxyCommand=x", "@gw", "root@", "a b", "a\nb":
             result = ctl(*([f"--host={host}"] if host else ["--host", host]), "nodes", **self.ssh)
             self.assertEqual((result.status, result.output), (2, ""), result)

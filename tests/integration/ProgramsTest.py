@@ -18,7 +18,8 @@ SECRET = "5ec2e7" * 5 + "00"
 SEND, SET = ["send", "--group", "g"], ["node", "set", "-", "--action"]
 LINK = ["link", "set", "--node", "1", "--stack", "2", "--type", "0"]
 WRONG_INPUT = [
-    (SEND + ["-"], b"", "line 1"), (SEND + ["-"], [{"id": 1}, {"id": 2, "colour": 3}], "colour"),
+    (SEND + ["-"], b"", "line 1"), (SEND + ["-"], [{"id": 1, "status": 9}], "[0].status: 9"),
+    (SEND + ["-"], [{"id": 1}, {"id": 2, "colour": 3}], "colour"),
     (SET + ["1"], b'{"kind": "stack",\n"key": "%s' % SECRET.encode(), "line 2"),
     (SET + ["1"], full_node("stack", 7, key=SECRET)[1], "key"),
     (SET + ["1"], full_node("sensor", 7, nodeClass=3)[1], "UnknownNodeClass")]
@@ -36,7 +37,17 @@ WRONG_LINES = [
     (["nodes", "--type", "1"], "--class"), (["nodes", "--class", "1", "--type", "65536"], "65536"),
     (LINK + ["--action", "1"], "--id"),
     (LINK + ["--id", b"\xff", "--action", "1"], "id"), (LINK + ["--id", "x", "--action", "-2147483649"], "-2147483649"),
-    (["link", "id", "1"], "--type"), (["link", "id", "1", "--type", "2147483648"], "2147483648")]
+    (["link", "id", "1"], "--type"), (["link", "id", "1", "--type", "2147483648"], "2147483648"),
+    (["nods"], "did you mean nodes or node?; see hevractl --help"),
+    (["node", "shwo", "1"], "show?; see hevractl node --help"),
+    (["send", "--grup", "g", "-"], "--group?; see hevractl send --help"), (["link"], "missing: set, id"),
+    (["help", "link", "st"], "did you mean set?"), (SET + ["9"], "remove (2); --raw"), (["nodes", "--class", "7"], "--raw"),
+    (["nodes", "--class", "sensr"], "sensor (1)"), (["nodes", "--kind", "beacon"], "controller"),
+    (["nodes", "--sort", "colour"], "address"), (["send", "1", "b"], "2 words"), (["send", "1", "b", "maybe"], "maybe"),
+    (["send", "1", "y", "0x100"], "0x100"), (["send", "1", "ay", "0G"], "0G"), (["send", "1", b"\xff", "1"], "one of ay"),
+    (["send", "2", "b", "1", "one", "b", "1"], "command 2: ADDRESS"), (SEND + ["-", "--delay", "1"], "--delay"),
+    (SEND + ["-", "--label", "x"], "--label"), (["--timeout", "0", "reset"], "--timeout"),
+    (["cancel", "--all", "--key", "g_1"], "--all"), (["watch", "--time", "noon"], "noon"), (["watch", "--for", "1m"], "1m")]
 """What is wrong, and what the error must name."""
 
 
@@ -123,6 +134,12 @@ class Programs(support.Case):
         for arguments, output in [
                 (["reset"], r"The daughter board was reset\.\n"), (SEND + [file, "--no-wait"], r"Sent 1 command\.\n"),
                 (SEND + [file], r"COMMAND [^\033]*g_7 [^\033]* COMPLETED [^\033]*1 of 1 command completed\.\n"),
+                (["send", "0x1001", "b", "on", "0x1002", "i", "-5", "--label", "hall", "--delay", "0"],
+                 r'COMMAND [^\033]*\nh[0-9a-f]{8}_2 +COMPLETED [^\033]* i -5  "hall"\n[^\033]*2 of 2 commands .*\n'),
+                (["send", "0x1001", "s", "[a,b]", "--no-wait"], r"Sent 1 command as the group h[0-9a-f]{8}\.\n"),
+                (["nodes", "--sort", "address", "--kind", "controller"],
+                 r"KIND [^\n]*\ncontroller +0x3001 +controller [^\n]*\n"),
+                (["node", "show", "0x2001"], r"kind +sensor\naddress +0x2001\nnodeClass +sensor\n([^\n]+\n){19}"),
                 (["--version"], r"hevractl [0-9.]+\n"), (["reset", "--version"], r"hevractl [0-9.]+\n")]:
             result = self.bus.ctl(*arguments)
             self.assertEqual((result.status, result.errors), (0, ""))
@@ -145,7 +162,8 @@ class Programs(support.Case):
         with open(trace, encoding="utf-8") as file:
             traced += file.read()
         self.assertRegex(traced, r"(?m)^\d+\.\d{6} <- return #\d+ of #\d+ from :1\.\d+ to :1\.\d+ \(\[\(4096, ")
-        for text in traced, watches[0].line(), self.bus.ctl("nodes").output:
+        for text in traced, watches[0].line(), self.bus.ctl("nodes").output, \
+                self.bus.ctl("node", "show", "0x1000").output:
             self.assertNotIn(key, text)
         for text in watches[1].line(), self.bus.ctl("nodes", "--show-keys").output:
             self.assertIn(key, text)
@@ -225,6 +243,50 @@ class Programs(support.Case):
                     last = signal.SIGINT if heeded else signal.SIGTERM
                     self.assertEqual(process.end(None if heeded else last), (-last, ""))
 
+    def test_a_call_takes_as_long_as_it_may(self):
+        self.stackd("--service", "hevra", "--silent", "1")
+        for command in (["reset"], ["nodes"], ["node", "show", "1"], ["cancel"],
+                        ["send", "1", "b", "1", "--no-wait"], ["link", "id", "1", "--type", "0"]):
+            with self.subTest(command):
+                self.expect_refusal(self.bus.ctl("--timeout", "0.1", *command), 3, NAMES + "NoReply")
+        self.assertEqual(self.bus.ctl("--timeout", "0.1", "node", "remove", "1").status, 0)
+        failed = [line for line in self.bus.ctl("--timeout", "0.1", "--json", "doctor").lines if line["ok"] is False]
+        self.assertEqual([line["step"] for line in failed], ["progress"])
+        late = self.bus.ctl("--service", "zuv", "--timeout", "0.1", "wait")
+        self.assertEqual(late.status, 4)
+        self.assertIn("after 0.1 s", late.errors)
+
+    def test_watch_the_service_and_the_bus_come_and_go(self):
+        watch = self.bus.ctl_process("--json", "watch", "--time", "relative", "--count", "1")
+        self.assertEqual(json.loads(watch.line()), {"event": "ready"})
+
+        def expect(event, **rest):
+            line = json.loads(watch.line())
+            self.assertGreaterEqual(line.pop("time"), 0)
+            self.assertEqual(line, {"event": event} | rest)
+
+        self.assertEqual(watch.complaint(), f"hevractl: {HOST} is not there")
+        service = self.stackd("--service", "hevra")
+        expect("service", present=True)
+        service.end(signal.SIGTERM)
+        expect("service", present=False)
+        self.bus.daemon.end(signal.SIGTERM)
+        expect("bus", present=False)
+        self.bus.start()
+        expect("bus", present=True)
+        self.stackd("--service", "hevra")
+        while json.loads(watch.line())["event"] != "service":
+            pass
+        seen = self.bus.ctl_process("watch")
+        titles = [seen.line() for _ in range(2)][1]
+        self.assertRegex(titles, "^TIME +EVENT ")
+        self.bus.ctl("link", "set", "--node", "0x2001", "--stack", "0x1000", "--id", "x", "--type", "sense",
+                     "--action", "add")
+        self.assertEqual(json.loads(watch.line())["event"], "linkModified")
+        self.assertEqual(watch.end()[0], 0)
+        self.assertRegex(seen.line(), r"^[0-9-]{10} [0-9:]{8}\.\d{3}  link +added +sensor +0x2001 .*sense to 0x1000")
+        self.assertEqual(self.bus.ctl("watch", "--for", "0").status, 0)
+
     def test_the_service_reads_its_files_again(self):
         house = [full_node("sensor", 1)[1], full_node("controller", 7)[1]]
         nodes, scenario = self.file(house), self.file(
@@ -248,10 +310,10 @@ class Programs(support.Case):
         stack = full_node("stack", 4096)[1]
         write(nodes, json.dumps(house[0] | {"state": 9}) + "\n" + json.dumps(stack))
         self.assertEqual(service.line(), "reloaded")
-        told = []
-        while {"event": "exception", "message": "read again"} not in told:
+        told, changes = [], []  # nodes and exceptions are announced by two objects, each in its order
+        while {"event": "exception", "message": "read again"} not in told or len(changes) < 3:
             told.append(json.loads(watch.line()))
-        changes = [(line["action"], line["node"]["address"]) for line in told if line["event"] == "modified"]
+            changes = [(line["action"], line["node"]["address"]) for line in told if line["event"] == "modified"]
         self.assertEqual(changes, [(2, 7), (1, 1), (0, 4096)])
         self.assertEqual(self.bus.ctl("reset").status, 0)
         write(scenario, json.dumps([

@@ -17,8 +17,8 @@ ACCESS_DENIED = "org.freedesktop.DBus.Error.AccessDenied"
 with open(DIST + "dbus/com.quarnix.Application.HevraZuv.conf", encoding="utf-8") as policy:
     POLICY = policy.read()
 PROGRESS_RULE = POLICY[POLICY.index('<allow send_type="method_call" send_interface'):POLICY.index("</policy>")]
-STEPS = ["bus", "authentication", "versions", "service", "access", "command manager", "node manager", "daughter board",
-         "application", "progress", "round trip", "counters"]
+STEPS = ["system", "bus", "authentication", "versions", "service", "access", "command manager", "node manager",
+         "daughter board", "application", "progress", "round trip", "counters"]
 
 
 class SystemBus(support.Case):
@@ -48,6 +48,9 @@ class SystemBus(support.Case):
             healthy = run("doctor")
             self.assertEqual((healthy.status, [line["step"] for line in healthy.lines]), (0, STEPS), healthy)
             told = {name: value for line in healthy.lines for name, value in line.items()}
+            self.assertEqual((told["system"]["hevractl"], told["system"]["machine"]), (told["library"], os.uname().machine))
+            options = told["system"]["options"]
+            self.assertEqual((options["bus"], options["service"]), (bus.address, variant))
             self.assertRegex(told["bus"]["id"], "^[0-9a-f]{32}$")
             self.assertIn("org.freedesktop.DBus.Monitoring", told["bus"]["interfaces"])
             self.assertGreater(told["counters"]["callsAnswered"], 50)
