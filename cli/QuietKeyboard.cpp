@@ -11,6 +11,7 @@ void QuietKeyboard::on() noexcept {
   if (found_ || ::tcgetpgrp(STDOUT_FILENO) != ::getpgrp() || ::tcgetattr(STDOUT_FILENO, &settings) != 0) return;
   found_ = settings;
   settings.c_lflag &= ~static_cast<tcflag_t>(ECHO | ECHONL);
+  settings.c_lflag |= NOFLSH;
   settings.c_cc[VQUIT] = _POSIX_VDISABLE;
   ::tcsetattr(STDOUT_FILENO, TCSADRAIN, &settings);
 }

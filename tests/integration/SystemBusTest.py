@@ -48,7 +48,8 @@ class SystemBus(support.Case):
             healthy = run("doctor")
             self.assertEqual((healthy.status, [line["step"] for line in healthy.lines]), (0, STEPS), healthy)
             told = {name: value for line in healthy.lines for name, value in line.items()}
-            self.assertEqual((told["system"]["hevractl"], told["system"]["machine"]), (told["library"], os.uname().machine))
+            self.assertEqual(told["system"]["hevractl"], told["library"])
+            self.assertIn(told["system"]["machine"], (os.uname().machine, "armv7l"))  # an emulator has its own
             options = told["system"]["options"]
             self.assertEqual((options["bus"], options["service"]), (bus.address, variant))
             self.assertRegex(told["bus"]["id"], "^[0-9a-f]{32}$")
