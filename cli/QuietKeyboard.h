@@ -9,8 +9,8 @@ namespace Quarnix::Hevra::Cli {
 
 /// While it is on, the terminal of standard output does not show typed keys, which would move the cursor. What was
 /// typed is kept for the next program that reads. The key that makes a process dump its memory has no effect, because
-/// that would leave the terminal quiet; those that interrupt and stop it have. An interrupt throws away no line that the
-/// terminal has not shown yet.
+/// that would leave the terminal quiet; those that interrupt and stop it have. An interrupt throws away no line that
+/// the terminal has not shown yet.
 ///
 /// Does nothing for a process in the background, and where standard output is no terminal.
 class QuietKeyboard {
