@@ -1,6 +1,6 @@
 # Precompiled headers, with HEVRA_PRECOMPILE: those of the standard library and of other projects. Our own headers are not
-# among them, because a change of one would compile all sources again. The packages and clang-tidy build without, and so find
-# an include that is missing.
+# among them, because a change of one would compile all sources again. clang-tidy runs without, and so finds an include that is
+# missing.
 if(HEVRA_PRECOMPILE AND CMAKE_CXX_COMPILER_ID MATCHES Clang)  # ccache needs these options
   add_compile_options("SHELL:-Xclang -fno-pch-timestamp")
 elseif(HEVRA_PRECOMPILE)
