@@ -236,7 +236,7 @@ that all of them write the same bytes and read the same values.
 
 {markdown(target_rows(result), TARGET_HEADS)}
 
-The shared library, stripped: {sizes}.
+The shared library, stripped: {sizes}. [size.md](size.md) has the packages, the memory and the start-up on a gateway.
 
 ## Side by side
 
