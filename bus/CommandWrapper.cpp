@@ -41,22 +41,48 @@ Hevra::Command::Acei acceptedAcei(std::uint8_t acei, const Hevra::Command& comma
   return Acei(7, 0, 3);
 }
 
+/// The text of an error, as DetailedError::toString returns it. It takes memory only for an error that has fields.
+class ErrorText {
+ public:
+  static constexpr std::size_t LONGEST_HEAD = sizeof(Hevra::DetailedError::CodeText) + 2;
+
+  explicit ErrorText(const Hevra::DetailedError& error) : error_(error), rest_(error.getErrorFieldsToString()) {
+    if (rest_.empty() && error.hasDetails()) [[unlikely]]
+      rest_ = fromFields_ = error.toString();
+  }
+  ErrorText(const ErrorText&) = delete;
+
+  char* writeHead(char* to) const noexcept {
+    if (!fromFields_.empty()) [[unlikely]]
+      return to;
+    to += error_.writeCode(*reinterpret_cast<Hevra::DetailedError::CodeText*>(to)).size();
+    if (rest_.empty()) return to;
+    *to++ = ':';
+    *to++ = ' ';
+    return to;
+  }
+  std::string_view rest() const noexcept { return rest_; }
+  std::string whole() const { return fromFields_.empty() ? error_.toString() : fromFields_; }
+
+ private:
+  const Hevra::DetailedError& error_;
+  std::string fromFields_;
+  std::string_view rest_;
+};
+
 /// The iterator's error names a text and what is wrong with it. This one also says which text of which command it is.
-[[gnu::cold]] void nameBadText(const Hevra::Command& command, std::string_view errorText) {
+[[gnu::cold]] void nameBadText(const Hevra::Command& command, const ErrorText& errorText) {
   const std::string ofCommand = " of command " + std::to_string(command.getId());
+  const std::string text = errorText.whole();
   Message::require(Message::checkText(command.getLabel()), ("label" + ofCommand).c_str(), command.getLabel());
-  Message::require(Message::checkText(errorText), ("error text" + ofCommand).c_str(), errorText);
+  Message::require(Message::checkText(text), ("error text" + ofCommand).c_str(), text);
 }
 
 }  // namespace
 
 void Wrapper<Hevra::Command>::serialize(Message::Iterator& iterator, const Hevra::Command& command) const {
   const Hevra::DetailedError& error = command.getDetailedError();
-  Hevra::DetailedError::CodeText code;
-  std::string details;
-  if (error.hasDetails()) [[unlikely]]
-    details = error.toString();
-  const std::string_view errorText = details.empty() ? error.writeCode(code) : std::string_view(details);
+  const ErrorText errorText(error);
   try {
     iterator.append(command.getId(), command.getParameterId(), command.isWrite(), command.getAddress());
     appendValue(iterator, command.getValue().get());

@@ -53,6 +53,11 @@ class HelpFormatter : public CLI::Formatter {
                option->get_description() + (option->get_required() && !positional ? "; must be given" : ""));
   }
 
+  std::string make_option_usage(const CLI::Option* argument) const override {
+    const std::string name = argument->get_name(true) + (argument->get_expected_max() > 1 ? "..." : "");
+    return argument->get_required() ? name : "[" + name + "]";
+  }
+
   std::string make_subcommand(const CLI::App* command) const override {
     return row(command->get_name(), command->get_description());
   }

@@ -28,7 +28,7 @@ sigset_t setOf(std::initializer_list<int> numbers) {
   return set;
 }
 
-sigset_t handledSignals() { return setOf({SIGINT, SIGTERM, SIGPIPE, SIGWINCH}); }
+sigset_t handledSignals() { return setOf({SIGINT, SIGTERM, SIGPIPE, SIGTSTP, SIGWINCH}); }
 
 bool isIgnored(int number) {
   struct sigaction action = {};
@@ -77,6 +77,15 @@ class Loop::Signals : public DescriptorWatch {
   ~Signals() override {
     retire();
     ::close(descriptor_);
+  }
+
+  /// Blocks one more signal and reads it.
+  void add(int number) {
+    sigset_t all = handledSignals();
+    sigaddset(&all, number);
+    ::signalfd(descriptor_, &all, 0);
+    const sigset_t one = setOf({number});
+    pthread_sigmask(SIG_BLOCK, &one, nullptr);
   }
 
  private:
@@ -137,11 +146,17 @@ void Loop::takeSignals() {
 }
 
 void Loop::obeySignal() {
+  if (left_) left_();
   std::signal(signal_, SIG_DFL);
   const sigset_t handled = handledSignals();
   pthread_sigmask(SIG_UNBLOCK, &handled, nullptr);
   std::raise(signal_);
   std::abort();  // not reached
+}
+
+void Loop::onHangup(std::function<void()> hungUp) {
+  hungUp_ = std::move(hungUp);
+  signals_->add(SIGHUP);
 }
 
 void Loop::watchOutput() {
@@ -152,8 +167,21 @@ void Loop::watchOutput() {
   }
 }
 
+/// Stops the process as SIGTSTP does without the loop.
+void Loop::pause() {
+  if (isIgnored(SIGTSTP)) return;
+  if (left_) left_();
+  const sigset_t stop = setOf({SIGTSTP});
+  std::raise(SIGTSTP);
+  pthread_sigmask(SIG_UNBLOCK, &stop, nullptr);  // stops here, until SIGCONT comes
+  pthread_sigmask(SIG_BLOCK, &stop, nullptr);
+  if (resumed_) resumed_();
+}
+
 void Loop::take(int signal) {
+  if (signal == SIGTSTP) pause();
   if (signal == SIGWINCH && resized_) resized_();
+  if (signal == SIGHUP && hungUp_) hungUp_();
   if (signal != SIGINT && signal != SIGTERM) return;  // SIGPIPE: the write that has failed has told it already
   if (!areSignalsTaken_ && isIgnored(signal)) return;
   if (signal_ == 0) signal_ = signal;

@@ -2,6 +2,7 @@
 #include <cli/Number.h>
 
 #include <charconv>
+#include <cstdio>
 
 #include <json/Malformed.h>
 
@@ -10,33 +11,41 @@ namespace Quarnix::Hevra::Cli {
 using Json::Malformed;
 
 std::uint64_t readNumber(const std::string& where, const std::string& text, std::uint64_t maximum) {
-  const bool hexadecimal = text.starts_with("0x") || text.starts_with("0X");
-  const char* const end = text.data() + text.size();
-  std::uint64_t number = 0;
-  const auto [stop, error] = std::from_chars(text.data() + (hexadecimal ? 2 : 0), end, number, hexadecimal ? 16 : 10);
-  if (error != std::errc() || stop != end || number > maximum)
+  const auto number = Json::numberOf<std::uint64_t>(text);
+  if (!number || *number > maximum)
     throw Malformed(where, "'" + text + "'", "a number from 0 to " + std::to_string(maximum));
-  return number;
+  return *number;
 }
 
-std::int32_t readSigned(const std::string& where, const std::string& text) {
-  if (!text.starts_with('-')) return static_cast<std::int32_t>(readNumber(where, text, INT32_MAX));
-  const char* const end = text.data() + text.size();
-  std::int32_t number = 0;
-  const auto [stop, error] = std::from_chars(text.data(), end, number);
-  if (error != std::errc() || stop != end)
-    throw Malformed(where, "'" + text + "'",
-                    "a number from " + std::to_string(INT32_MIN) + " to " + std::to_string(INT32_MAX));
-  return number;
+void refuseName(const std::string& where, const std::string& text, Json::Names names) {
+  const bool isNumber = Json::numberOf<std::int64_t>(text).has_value();
+  throw Malformed(where, "'" + text + "'", Json::listOf(names) + (isNumber ? "; --raw admits other numbers" : ""));
 }
 
-double readRate(const std::string& where, const std::string& text) {
+Time::Elapsed readSeconds(const std::string& where, const std::string& text) {
+  if (const auto whole = Json::numberOf<std::uint32_t>(text)) return {*whole, 0};
   const char* const end = text.data() + text.size();
-  double rate = 0;
-  const auto [stop, error] = std::from_chars(text.data(), end, rate);
-  if (error != std::errc() || stop != end || !(rate >= 0 && rate <= 1))
-    throw Malformed(where, "'" + text + "'", "a rate from 0 to 1");
-  return rate;
+  double seconds = -1;
+  const auto [stop, error] = std::from_chars(text.data(), end, seconds, std::chars_format::fixed);
+  if (error != std::errc() || stop != end || !(seconds >= 0 && seconds <= UINT32_MAX))
+    throw Malformed(where, "'" + text + "'", "seconds such as 5 or 0.5");
+  return Time::Elapsed::ofNanoseconds(static_cast<std::int64_t>(seconds * 1e9));
+}
+
+std::string inSeconds(const Time::Elapsed& time) {
+  char text[32];
+  std::snprintf(text, sizeof text, "%.12g", static_cast<double>(time.getNanoseconds()) / 1e9);
+  return text;
+}
+
+double readFraction(const std::string& where, const std::string& text, double least, double most) {
+  const char* const end = text.data() + text.size();
+  double fraction = 0;
+  const auto [stop, error] = std::from_chars(text.data(), end, fraction);
+  if (error == std::errc() && stop == end && fraction >= least && fraction <= most) return fraction;
+  char range[64];
+  std::snprintf(range, sizeof range, "a number from %g to %g", least, most);
+  throw Malformed(where, "'" + text + "'", range);
 }
 
 }  // namespace Quarnix::Hevra::Cli

@@ -36,6 +36,8 @@ Output::~Output() {
 
 void Output::printError(const std::string& text) { std::cerr << programName << ": " << printable(text) << '\n'; }
 
+void Output::printDetail(const std::string& text) { std::cerr << "  " << printable(text) << '\n'; }
+
 void Output::fail(int error) noexcept {
   if (error == EPIPE) {
     sigset_t pipe;

@@ -24,6 +24,8 @@ class Output : public std::streambuf {
 
   /// Prints one line to standard error: the program's name and the text, made printable.
   static void printError(const std::string& text);
+  /// Prints a line that belongs to the one before: indented, and without the program's name.
+  static void printDetail(const std::string& text);
   /// Ends the process because of an error of standard output.
   [[noreturn]] static void fail(int error) noexcept;
 

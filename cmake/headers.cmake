@@ -29,6 +29,7 @@ set(HEVRA_PROXY_HEADERS
   platform/bus/message/Body.h
   platform/bus/message/ConstIterator.h
   platform/bus/message/Header.h
+  platform/bus/message/HeaderTexts.h
   platform/bus/message/Iterator.h
   platform/bus/message/Limits.h
   platform/bus/message/SendReturn.h
@@ -119,6 +120,9 @@ set(HEVRA_STACK_HEADERS
   stack/Service.h
   stack/SimulatedObject.h
   stack/Submission.h
+  stack/TimeScale.h
+  stack/Timeline.h
+  stack/TimelineRunner.h
   stack/Variant.h
   stack/Wake.h
 )

@@ -54,6 +54,8 @@ endif()
 
 if(HEVRA_BUILD_TOOLS)
   install(TARGETS hevractl hevra-stackd)
-  install(FILES tools/completion/hevractl.bash OPTIONAL
-    DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions RENAME hevractl)
+  foreach(program hevractl hevra-stackd)
+    install(FILES tools/completion/${program}.bash OPTIONAL
+      DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions RENAME ${program})
+  endforeach()
 endif()

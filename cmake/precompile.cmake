@@ -1,6 +1,9 @@
-# Precompiled headers, with HEVRA_PRECOMPILE: those of the standard library and of other projects. Our own headers are not
-# among them, because a change of one would compile all sources again. clang-tidy runs without, and so finds an include that is
-# missing.
+# Precompiled headers, with HEVRA_PRECOMPILE in debug builds: those of the standard library and of other projects. Our own headers are not
+# among them, because a change of one would compile all sources again. The packages and clang-tidy build without, and so find
+# an include that is missing.
+if(NOT CMAKE_BUILD_TYPE STREQUAL "Debug")  # elsewhere some rooms have an optimisation of their own
+  set(HEVRA_PRECOMPILE OFF)
+endif()
 if(HEVRA_PRECOMPILE AND CMAKE_CXX_COMPILER_ID MATCHES Clang)  # ccache needs these options
   add_compile_options("SHELL:-Xclang -fno-pch-timestamp")
 elseif(HEVRA_PRECOMPILE)

@@ -14,7 +14,7 @@ using nlohmann::json;
 
 namespace {
 
-Command readCommand(const json& form, const std::string& where) {
+Command readCommand(const json& form, const std::string& where, bool isAnyKept) {
   const ObjectReader reader(form, where,
                             {"id", "parameterId", "write", "address", "value", "origin", "context", "error", "delay",
                              "label", "tag", "status", "acei"});
@@ -35,7 +35,8 @@ Command readCommand(const json& form, const std::string& where) {
   command.setDelay(reader.integerOrZero<std::uint32_t>("delay"), 0);
   if (reader.has("label")) command.setLabel(reader.text("label"));
   command.setTag(reader.integerOrZero<std::uint32_t>("tag"));
-  command.setStatus(static_cast<HvDetailedCommandStatus>(reader.integerOrZero<std::uint8_t>("status")));
+  const auto status = reader.has("status") ? reader.named<std::uint8_t>("status", STATUSES, isAnyKept) : 0;
+  command.setStatus(static_cast<HvDetailedCommandStatus>(status));
   const auto acei = reader.integerOrZero<std::uint8_t>("acei");
   if (!Command::Acei::isValid(acei) && acei != Command::Acei::UNKNOWN)
     reader.refuse("acei", "a byte whose bit 2 is clear, or 255 for unknown");
@@ -45,14 +46,14 @@ Command readCommand(const json& form, const std::string& where) {
 
 }  // namespace
 
-std::vector<Command> readCommands(const json& document, const std::string& name) {
+std::vector<Command> readCommands(const json& document, const std::string& name, bool isAnyKept) {
   if (!document.is_array()) throw Malformed(name, excerptOf(document), "an array of commands");
   std::vector<Command> commands;
   commands.reserve(document.size());
   std::map<std::uint32_t, std::size_t> places;
   for (const json& form : document) {
     const std::string where = name + ": [" + std::to_string(commands.size()) + "]";
-    commands.push_back(readCommand(form, where));
+    commands.push_back(readCommand(form, where, isAnyKept));
     const auto [former, fresh] = places.emplace(commands.back().getId(), places.size());
     if (!fresh) {
       throw Malformed(where + ".id", std::to_string(former->first),

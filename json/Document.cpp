@@ -26,7 +26,18 @@ namespace {
 /// versions and may contain a key.
 class Builder : public json::json_sax_t {
  public:
-  Builder(std::string_view text, const std::string& name) : text_(text), name_(name) {}
+  Builder(std::string_view text, const std::string& name) : text_(text), name_(name) {
+    // The parser would take a NUL for the end of the text.
+    if (const auto found = text.find('\0'); found != text.npos) refuse(found);
+  }
+
+  /// Adds the one value in the text between the two offsets.
+  void parse(std::size_t begin, std::size_t end) {
+    begin_ = begin;
+    json::sax_parse(text_.substr(begin, end - begin), this);
+  }
+  /// From now on, each value becomes an element of one array.
+  void beginList() { enter(json::array()); }
 
   bool null() override { return add(nullptr); }
   bool boolean(bool value) override { return add(value); }
@@ -56,7 +67,7 @@ class Builder : public json::json_sax_t {
       throw Malformed(place(), token, "a number that a double holds");
     }
     // The position counts from one. It lies behind the text when more was expected.
-    refuse(std::min(text_.size(), position - std::min<std::size_t>(position, 1)));
+    refuse(std::min(text_.size(), begin_ + position - std::min<std::size_t>(position, 1)));
   }
 
   [[noreturn]] void refuse(std::size_t offset) const {
@@ -117,6 +128,7 @@ class Builder : public json::json_sax_t {
 
   const std::string_view text_;
   const std::string& name_;
+  std::size_t begin_ = 0;  // where in the text the parser began
   json document_;
   std::vector<Level> levels_;
 };
@@ -153,16 +165,53 @@ std::string readAll(int descriptor, const std::string& name) {
 
 }  // namespace
 
-json readDocument(std::string_view text, const std::string& name) {
+namespace {
+
+constexpr const char* BLANKS = " \t\r\n";
+
+/// Returns the offset behind the object that begins at `begin`; the end of the text if it does not end.
+std::size_t endOfObject(std::string_view text, std::size_t begin) {
+  std::size_t depth = 0;
+  bool isInText = false;
+  for (std::size_t at = begin; at < text.size(); ++at) {
+    const char c = text[at];
+    if (c == '"') isInText = !isInText;
+    if (isInText && c == '\\') ++at;
+    if (isInText) continue;
+    if (c == '{') ++depth;
+    if (c == '}' && --depth == 0) return at + 1;
+  }
+  return text.size();
+}
+
+/// Lets `add` add the text to a builder and returns what that has built.
+template <class Add>
+json build(std::string_view text, const std::string& name, const Add& add) {
   try {
     Builder builder(text, name);
-    // The parser would take a NUL for the end of the text.
-    if (const auto found = text.find('\0'); found != text.npos) builder.refuse(found);
-    json::sax_parse(text, &builder);
+    add(builder);
     return builder.take();
   } catch (const std::bad_alloc&) {
     throw Malformed(name, "more than fits into the memory", "a smaller text");
   }
+}
+
+}  // namespace
+
+json readDocument(std::string_view text, const std::string& name) {
+  return build(text, name, [&](Builder& builder) { builder.parse(0, text.size()); });
+}
+
+json readObjects(std::string_view text, const std::string& name) {
+  std::size_t begin = text.find_first_not_of(BLANKS);
+  if (begin == text.npos || text[begin] != '{') return readDocument(text, name);
+  return build(text, name, [&](Builder& builder) {
+    builder.beginList();
+    for (std::size_t end = 0; begin != text.npos; begin = text.find_first_not_of(BLANKS, end)) {
+      end = text[begin] == '{' ? endOfObject(text, begin) : text.size();
+      builder.parse(begin, end);
+    }
+  });
 }
 
 Text readText(const std::string& file) {
@@ -179,6 +228,11 @@ Text readText(const std::string& file) {
 Document readFile(const std::string& file) {
   const Text text = readText(file);
   return {readDocument(text.text, text.name), text.name};
+}
+
+Document readObjectFile(const std::string& file) {
+  const Text text = readText(file);
+  return {readObjects(text.text, text.name), text.name};
 }
 
 }  // namespace Quarnix::Hevra::Json

@@ -32,7 +32,13 @@ Text readText(const std::string& file);
 /// an object, and for more than MOST_LEVELS levels.
 nlohmann::json readDocument(std::string_view text, const std::string& name);
 
+/// Reads a list of objects and returns it as an array. The text is a JSON array, or the objects one after another, as
+/// `hevractl nodes --json` prints them. Raises what `readDocument` raises.
+nlohmann::json readObjects(std::string_view text, const std::string& name);
+
 /// Reads the JSON document in a file; "-" is standard input. Raises what `readText` and `readDocument` raise.
 Document readFile(const std::string& file);
+/// Reads the list of objects in a file in the same way.
+Document readObjectFile(const std::string& file);
 
 }  // namespace Quarnix::Hevra::Json

@@ -128,7 +128,7 @@ struct Filler {
     (object.*set)(reader.text(name));
   }
   void nodeClass(const char* name, Node& node) {
-    node.setNodeClass(static_cast<NodeClass>(reader.integer<std::uint32_t>(name)));
+    node.setNodeClass(static_cast<NodeClass>(reader.named<std::uint32_t>(name, NODE_CLASSES, true)));
   }
   void state(const char* name, Node& node) { node.setState(reader.integer<std::uint8_t>(name)); }
 };
@@ -195,6 +195,8 @@ ordered_json writeKind(const Node& node) {
 
 }  // namespace
 
+std::span<const char* const> kindNames() noexcept { return KIND_NAMES; }
+
 AnyNode readNode(const json& form, const std::string& where) {
   static constexpr AnyNode (*READ[])(const json&, const std::string&) = {readKind<0>, readKind<1>, readKind<2>,
                                                                          readKind<3>};
@@ -228,6 +230,16 @@ std::vector<AnyNode> readNodes(const json& document, const std::string& name) {
 }
 
 ordered_json writeNode(const Node& node) { return writeKind<>(node); }
+
+NodeLink readLink(const json& form, const std::string& where) {
+  const ObjectReader reader(form, where, {"node", "stack", "id", "type"});
+  NodeLink link;
+  link.setNodeAddress(reader.integer<std::uint32_t>("node"));
+  link.setStackAddress(reader.integer<std::uint32_t>("stack"));
+  link.setLinkId(reader.text("id"));
+  link.setLinkType(static_cast<NodeLinkType>(reader.named<std::int32_t>("type", LINK_TYPES, true)));
+  return link;
+}
 
 ordered_json writeLink(const NodeLink& link) {
   return {{"node", link.getNodeAddress()},

@@ -1,6 +1,7 @@
 // Converts nodes and links to JSON and back.
 #pragma once
 
+#include <span>
 #include <string>
 #include <vector>
 
@@ -10,6 +11,9 @@
 #include <stack/AnyNode.h>
 
 namespace Quarnix::Hevra::Json {
+
+/// Returns the names of the kinds of nodes.
+std::span<const char* const> kindNames() noexcept;
 
 /// Reads a node, which must have all keys of its kind; `where` is its place in the document. Raises Malformed, also
 /// when the class belongs to another kind and when the "key" and the "thirdIdentity" of a stack node differ. A class
@@ -23,5 +27,7 @@ std::vector<Stack::AnyNode> readNodes(const nlohmann::json& document, const std:
 /// Returns the node with all keys of its kind, including the secret keys of a stack node.
 nlohmann::ordered_json writeNode(const Node& node);
 nlohmann::ordered_json writeLink(const NodeLink& link);
+/// Reads a link, which must have all keys. Raises Malformed.
+NodeLink readLink(const nlohmann::json& form, const std::string& where);
 
 }  // namespace Quarnix::Hevra::Json

@@ -12,7 +12,7 @@ using nlohmann::json;
 
 std::string excerptOf(const json& value) {
   constexpr std::size_t LONGEST = 60;
-  std::string text = value.dump(-1, ' ', true);
+  std::string text = value.dump(-1, ' ', true, json::error_handler_t::replace);
   if (text.size() > LONGEST) text = text.substr(0, LONGEST) + "...";
   return text;
 }

@@ -1,7 +1,6 @@
 // Writes each message as a JSON object and reads it back.
 #include <json/Recording.h>
 
-#include <algorithm>
 #include <cstdio>
 #include <string_view>
 
@@ -81,13 +80,11 @@ std::string writeMessage(const RecordedMessage& message) {
 std::vector<RecordedMessage> readRecording(const std::string& file) {
   const Text text = readText(file);
   std::vector<RecordedMessage> messages;
-  std::size_t number = 0;
-  for (std::string_view rest = text.text; !rest.empty();) {
-    const std::string_view line = rest.substr(0, rest.find('\n'));
-    rest.remove_prefix(std::min(rest.size(), line.size() + 1));
-    const std::string place = text.name + ": line " + std::to_string(++number);
-    if (!line.empty()) messages.push_back(readMessage(readDocument(line, place), place));
-  }
+  if (text.text.empty()) return messages;
+  const json list = readObjects(text.text, text.name);
+  if (!list.is_array()) throw Malformed(text.name, excerptOf(list), "an array of messages");
+  for (const json& form : list)
+    messages.push_back(readMessage(form, text.name + ": [" + std::to_string(messages.size()) + "]"));
   return messages;
 }
 

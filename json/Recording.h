@@ -25,7 +25,8 @@ struct RecordedMessage {
 /// Returns the line of a message, without the end of the line.
 std::string writeMessage(const RecordedMessage& message);
 
-/// Reads a file; "-" is standard input. Raises Malformed, naming the line, also when a body does not fit its signature.
+/// Reads a file, see readObjectFile; an empty file has no messages. Raises Malformed, naming the message by its number
+/// from 0, also when a body does not fit its signature.
 std::vector<RecordedMessage> readRecording(const std::string& file);
 
 }  // namespace Quarnix::Hevra::Json

@@ -7,6 +7,7 @@
 
 #include <bus/CommandVectorWrapper.h>
 #include <bus/internal/RecordSignature.h>
+#include <stack/TimeScale.h>
 
 namespace Quarnix::Hevra::Stack {
 
@@ -88,6 +89,7 @@ void CommandManager::add(const Call& call) {
     job.variant = submission_.variant;
     job.group = submission_.group;
     job.command = std::move(command);
+    job.delay = scaled(Time::Elapsed(job.command.getDelay(), 0), options_.timeScale);
     job.command.setStatus(HvDetailedCommandStatus::INITIALIZED);
     job.command.getDetailedError().setErrorFieldsToString({});
     if (drawFaults(job)) jobs.push_back(std::move(job));

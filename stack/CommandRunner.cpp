@@ -211,7 +211,7 @@ void CommandRunner::fail(Job& job, const ErrorCode& code, const std::string& tex
 }
 
 Time::Elapsed CommandRunner::waitAfter(const Job& job) const {
-  return job.command.getStatus() == Status::DELAYED ? Time::Elapsed(job.command.getDelay(), 0) : pace_;
+  return job.command.getStatus() == Status::DELAYED ? job.delay : pace_;
 }
 
 void CommandRunner::report(const Job& job) {

@@ -42,6 +42,8 @@ class FakeStack {
 
   /// Sets what goes wrong from now on; with an empty plan nothing does. Raises what `check` raises.
   void plan(const Plan& plan) { service_->setPlan(plan); }
+  /// Sets what happens by itself from now on, in place of the former timeline. Raises what `check` raises.
+  void timeline(const Timeline& timeline) { service_->setTimeline(timeline); }
   /// Waits until all is idle. Then the service disappears with all commands in flight, and comes back after this time.
   void restart(std::chrono::nanoseconds away = {});
   /// Makes the service announce an exception on the interface of each variant.

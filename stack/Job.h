@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <string>
 
+#include <platform/core/time/Elapsed.h>
 #include <platform/hevra/Command.h>
 #include <stack/Variant.h>
 
@@ -16,6 +17,7 @@ struct Job {
   Variant variant = Variant::HEVRA;
   std::string group;
   Command command;
+  Time::Elapsed delay;  // of the command, in the time of the process's clock
   bool fails = false;
   bool cancelled = false;
   bool dropped = false;      // ends after the present report

@@ -9,13 +9,14 @@
 
 #include <bus/NodeLinkWrapper.h>
 #include <bus/internal/TypedValue.h>
+#include <platform/bus/message/Signal.h>
 #include <platform/bus/message/method/Call.h>
 
 namespace Quarnix::Hevra::Stack {
 
 namespace {
 
-void check(NodeAction action) {
+void checkAction(NodeAction action) {
   if (action < NodeAction::ADDED || action > NodeAction::REMOVED) {
     throw std::invalid_argument("the action " + std::to_string(static_cast<std::int32_t>(action)) +
                                 ", expected 0 (added), 1 (modified) or 2 (removed)");
@@ -23,7 +24,7 @@ void check(NodeAction action) {
 }
 
 /// Refuses a node that could not be announced.
-void check(const AnyNode& node) {
+void checkNode(const AnyNode& node) {
   const NodeClass nodeClass = headOf(node).getNodeClass();
   if (kindOf(nodeClass) != node.index()) {
     throw std::invalid_argument("the class " + std::to_string(static_cast<std::uint32_t>(nodeClass)) + " of the node " +
@@ -32,6 +33,24 @@ void check(const AnyNode& node) {
   Bus::Message::Method::Call scratch;
   Bus::Message::Iterator iterator = scratch.begin();
   append(iterator, node);
+}
+
+void checkNodes(const std::vector<AnyNode>& nodes) {
+  std::set<std::uint32_t> addresses;
+  for (const AnyNode& node : nodes) {
+    checkNode(node);
+    if (!addresses.insert(headOf(node).getAddress()).second)
+      throw std::invalid_argument("two nodes of the address " + std::to_string(headOf(node).getAddress()));
+  }
+}
+
+/// Returns the node as it is announced.
+std::string recordOf(const AnyNode& node) {
+  Bus::Message::Signal signal("/sample", "sample.Sample", "sample");
+  Bus::Message::Iterator iterator = signal.begin();
+  append(iterator, node);
+  const Bus::Message::Frame frame = signal.seal(1, {});
+  return {reinterpret_cast<const char*>(frame.data()), frame.size()};
 }
 
 std::uint32_t stateAfter(const HvType* value, std::uint32_t state) {
@@ -56,12 +75,19 @@ auto isLinkOf(std::uint32_t address, NodeLinkType type) {
 
 NodeTable::NodeTable(const std::vector<AnyNode>& nodes, Listener listener)
     : listener_(std::move(listener)), nodes_(nodes) {
-  std::set<std::uint32_t> addresses;
-  for (const AnyNode& node : nodes) {
-    check(node);
-    if (!addresses.insert(headOf(node).getAddress()).second)
-      throw std::invalid_argument("two nodes of the address " + std::to_string(headOf(node).getAddress()));
-  }
+  checkNodes(nodes);
+}
+
+void NodeTable::check(const AnyNode& node, NodeAction action) {
+  checkAction(action);
+  checkNode(node);
+}
+
+void NodeTable::check(const NodeLink& link, NodeAction action) {
+  checkAction(action);
+  Bus::Message::Method::Call scratch;
+  Bus::Message::Iterator iterator = scratch.begin();
+  Bus::Type::StructWrapper<NodeLink>().serialize(iterator, link);
 }
 
 std::vector<AnyNode> NodeTable::getNodes() const {
@@ -77,8 +103,7 @@ std::optional<AnyNode> NodeTable::find(std::uint32_t address) const {
 }
 
 bool NodeTable::modify(const AnyNode& node, NodeAction action) {
-  check(action);
-  check(node);
+  check(node, action);
   {
     MutexLock lock(mutex_);
     const auto found = findNode(headOf(node).getAddress());
@@ -99,10 +124,7 @@ bool NodeTable::modify(const AnyNode& node, NodeAction action) {
 }
 
 bool NodeTable::modify(const NodeLink& link, NodeAction action) {
-  check(action);
-  Bus::Message::Method::Call scratch;
-  Bus::Message::Iterator iterator = scratch.begin();
-  Bus::Type::StructWrapper<NodeLink>().serialize(iterator, link);
+  check(link, action);
   {
     MutexLock lock(mutex_);
     const auto node = findNode(link.getNodeAddress());
@@ -120,6 +142,37 @@ bool NodeTable::modify(const NodeLink& link, NodeAction action) {
       links_.erase(found);
     }
     changes_.push_back(std::move(change));
+  }
+  announce();
+  return true;
+}
+
+void NodeTable::replace(const std::vector<AnyNode>& nodes) {
+  checkNodes(nodes);
+  {
+    MutexLock lock(mutex_);
+    for (auto node = nodes_.begin(); node != nodes_.end();)
+      node = std::any_of(nodes.begin(), nodes.end(), hasAddress(headOf(*node).getAddress())) ? node + 1 : remove(node);
+    for (const AnyNode& node : nodes) {
+      const auto former = findNode(headOf(node).getAddress());
+      if (former == nodes_.end()) {
+        note(node, NodeAction::ADDED);
+      } else if (former->index() != node.index() || recordOf(*former) != recordOf(node)) {
+        note(node, NodeAction::MODIFIED);
+      }
+    }
+    nodes_ = nodes;
+  }
+  announce();
+}
+
+bool NodeTable::setState(std::uint32_t address, std::uint8_t state) {
+  {
+    MutexLock lock(mutex_);
+    const auto found = findNode(address);
+    if (found == nodes_.end()) return false;
+    headOf(*found).setState(state);
+    note(*found, NodeAction::MODIFIED);
   }
   announce();
   return true;

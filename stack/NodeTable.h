@@ -35,6 +35,10 @@ class NodeTable {
   /// Raises std::invalid_argument when two nodes have the same address, and what `modify` raises.
   NodeTable(const std::vector<AnyNode>& nodes, Listener listener);
 
+  /// Raises what `modify` raises for these arguments. What passes can be announced.
+  static void check(const AnyNode& node, NodeAction action);
+  static void check(const NodeLink& link, NodeAction action);
+
   std::vector<AnyNode> getNodes() const;
   std::optional<AnyNode> find(std::uint32_t address) const;
 
@@ -47,6 +51,12 @@ class NodeTable {
   /// node address, or no stack node at its stack address. The change names the node too. Raises std::invalid_argument
   /// for any other action, and Bus::InvalidArgument for an identifier that is not UTF-8 or has a NUL.
   bool modify(const NodeLink& link, NodeAction action);
+  /// Makes these the nodes, in this order, and announces only what is different. Links stay unless their node or stack
+  /// node goes. Raises what the constructor raises, and changes nothing then.
+  void replace(const std::vector<AnyNode>& nodes);
+  /// Sets the state of the node at the address. Returns false when there is no such node. This is announced even when
+  /// the state stays the same.
+  bool setState(std::uint32_t address, std::uint8_t state);
   /// Gives the stack node at the address a key of 16 bytes; its present key becomes its old key. Returns false when
   /// there is no such stack node.
   bool changeKey(std::uint32_t address, const std::uint8_t* key);

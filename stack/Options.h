@@ -9,6 +9,7 @@
 #include <stack/House.h>
 #include <stack/Plan.h>
 #include <stack/Submission.h>
+#include <stack/Timeline.h>
 #include <stack/Variant.h>
 
 namespace Quarnix::Hevra::Stack {
@@ -37,6 +38,12 @@ struct Options {
 
   /// What happens to chosen calls and reports, whatever the rates say.
   Plan plan = {};
+  /// What happens by itself, from the start of the service on.
+  Timeline timeline = {};
+  /// How many times as fast as the process's clock the simulated time passes, from 0.001 to 1,000,000: the pace, the
+  /// delays of commands, and the times of the plan and of the timeline. Effect::late stays as it is, because it is
+  /// about the time-outs of others.
+  double timeScale = 1;
   /// Called for each "add" that can be read, before anything is done with it; on the command manager's task.
   std::function<void(const Submission& submission)> submitted = {};
 };

@@ -5,11 +5,17 @@
 #include <stdexcept>
 #include <utility>
 
+#include <stack/TimeScale.h>
+
 namespace Quarnix::Hevra::Stack {
 
 namespace {
 
-Options checked(const Options& options) {
+void checkAll(const Timeline& timeline) {
+  for (const Happening& happening : timeline) check(happening);
+}
+
+Options checked(Options options) {
   const std::pair<const char*, double> rates[] = {{"drop", options.drop},
                                                   {"fail", options.fail},
                                                   {"refuse", options.refuse},
@@ -22,11 +28,18 @@ Options checked(const Options& options) {
     }
   }
   if (options.pace < Time::Elapsed()) throw std::invalid_argument("the pace is below zero");
+  if (!(options.timeScale >= 0.001 && options.timeScale <= 1e6)) {
+    throw std::invalid_argument("the time scale is " + std::to_string(options.timeScale) +
+                                ", expected 0.001 to 1000000");
+  }
   const std::vector<Variant>& variants = options.variants;
   if (variants.empty()) throw std::invalid_argument("no variant given, expected hevra, zuv or both");
   for (auto variant = variants.begin(); variant != variants.end(); ++variant)
     if (std::find(variants.begin(), variant, *variant) != variant)
       throw std::invalid_argument(busNameOf(*variant) + " given twice");
+  checkAll(options.timeline);
+  options.pace = scaled(options.pace, options.timeScale);
+  options.plan = scaled(std::move(options.plan), options.timeScale);
   return options;
 }
 
@@ -57,6 +70,7 @@ void Service::start() {
     for (const Variant variant : options_.variants)
       if (variant == Variant::HEVRA) board_.start(true);
     takeNames(options_.variants);
+    timeline_.begin(scaled(options_.timeline, options_.timeScale));
   } catch (...) {
     stop();
     throw;
@@ -64,6 +78,7 @@ void Service::start() {
 }
 
 void Service::stop() {
+  timeline_.end();
   faults_.agenda().clear();  // a restart under way must not take the names again
   releaseNames();
   board_.stop();
@@ -73,6 +88,13 @@ void Service::stop() {
   // One of the objects may have begun a restart before it stopped.
   faults_.agenda().clear();
   releaseNames();
+}
+
+void Service::setPlan(const Plan& plan) { faults_.setPlan(scaled(plan, options_.timeScale)); }
+
+void Service::setTimeline(const Timeline& timeline) {
+  checkAll(timeline);
+  timeline_.begin(scaled(timeline, options_.timeScale));
 }
 
 void Service::restart(const Time::Elapsed& away) {

@@ -13,6 +13,7 @@
 #include <stack/DaughterBoard.h>
 #include <stack/NodeManager.h>
 #include <stack/Options.h>
+#include <stack/TimelineRunner.h>
 
 namespace Quarnix::Hevra::Stack {
 
@@ -29,14 +30,15 @@ class Service {
 
   /// Give the service a connection of its own, because a bus identifies clients by their connections and because the
   /// service sets its largest message. Raises std::invalid_argument for a rate outside 0 to 1, a negative pace, no
-  /// variant or one given twice, a rule that `check` refuses, and nodes that NodeTable refuses.
+  /// variant or one given twice, a time scale out of its range, a rule or a happening that `check` refuses, and nodes
+  /// that NodeTable refuses.
   Service(const Options& options, Shared::Pointer<Bus::Connection> connection);
   Service(const Service&) = delete;
   Service& operator=(const Service&) = delete;
   ~Service();
 
-  /// Serves the objects and then takes the names. Raises Bus::StartFailed, with nothing left started, when the bus
-  /// cannot be reached or refuses, or when a name has another owner.
+  /// Serves the objects, takes the names and begins the timeline. Raises Bus::StartFailed, with nothing left started,
+  /// when the bus cannot be reached or refuses, or when a name has another owner.
   void start();
   /// Releases the names, ends the objects and drops the commands in flight; their originators get no more reports.
   void stop();
@@ -46,7 +48,10 @@ class Service {
   /// already. Any thread.
   void restart(const Time::Elapsed& away);
   /// Replaces the plan. Raises what `check` raises.
-  void setPlan(const Plan& plan) { faults_.setPlan(plan); }
+  void setPlan(const Plan& plan);
+  /// Replaces the timeline by this one, which begins now; the service must have been started. Raises what `check`
+  /// raises, and changes nothing then. Any thread.
+  void setTimeline(const Timeline& timeline);
 
   /// Sends the signal "exception" with this text on the command manager's interface of each variant. Raises
   /// Bus::InvalidArgument when the text is not UTF-8 or has a NUL.
@@ -73,6 +78,7 @@ class Service {
   DaughterBoard board_;
   Mutex mutex_;
   std::vector<Variant> owned_ HEVRA_GUARDED_BY(mutex_);  // the variants whose names the service owns
+  TimelineRunner timeline_{*this};
 };
 
 }  // namespace Quarnix::Hevra::Stack

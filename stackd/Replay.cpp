@@ -11,6 +11,7 @@
 #include <json/BodyForm.h>
 #include <stack/Interfaces.h>
 #include <stack/Service.h>
+#include <stack/TimeScale.h>
 
 namespace Quarnix::Hevra::Stackd {
 
@@ -43,10 +44,11 @@ class Replay::Object : public Bus::Object::Server {
   const std::string description_;
 };
 
-Replay::Replay(const std::vector<RecordedMessage>& recording, bool atOnce, std::vector<Variant> variants,
+Replay::Replay(const std::vector<RecordedMessage>& recording, const Stack::Options& options,
                Shared::Pointer<Bus::Connection> connection)
-    : atOnce_(atOnce),
-      variants_(std::move(variants)),
+    : atOnce_(options.pace == Time::Elapsed()),
+      timeScale_(options.timeScale),
+      variants_(options.variants),
       connection_(std::move(connection)),
       calls_(callsIn(recording)),
       used_(calls_.size()) {
@@ -92,7 +94,7 @@ void Replay::answer(const Call& call) {
   for (const RecordedMessage& message : recorded->answers) {
     const Time::Elapsed wait =
         Time::Elapsed::ofNanoseconds(message.time.getNanoseconds() - recorded->call.time.getNanoseconds());
-    agenda_.after(atOnce_ ? Time::Elapsed() : wait,
+    agenda_.after(atOnce_ ? Time::Elapsed() : Stack::scaled(wait, timeScale_),
                   [this, call, body, recorded, &message] { play(call, body, *recorded, message); });
   }
 }

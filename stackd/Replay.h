@@ -8,7 +8,7 @@
 #include <platform/bus/object/Server.h>
 #include <platform/core/Mutex.h>
 #include <stack/Agenda.h>
-#include <stack/Variant.h>
+#include <stack/Options.h>
 #include <stackd/RecordedCall.h>
 
 namespace Quarnix::Hevra::Stackd {
@@ -24,9 +24,9 @@ namespace Quarnix::Hevra::Stackd {
 /// Threads: `start` and `stop` from one thread, which is no task's.
 class Replay {
  public:
-  /// With `atOnce` the answers follow a call immediately; otherwise after the time that they took when they were
-  /// recorded.
-  Replay(const std::vector<Json::RecordedMessage>& recording, bool atOnce, std::vector<Stack::Variant> variants,
+  /// The answers follow a call after the time that they took when they were recorded, divided by the time scale; with a
+  /// pace of zero, at once.
+  Replay(const std::vector<Json::RecordedMessage>& recording, const Stack::Options& options,
          Shared::Pointer<Bus::Connection> connection);
   Replay(const Replay&) = delete;
   Replay& operator=(const Replay&) = delete;
@@ -48,6 +48,7 @@ class Replay {
 
   // Constant after construction.
   const bool atOnce_;
+  const double timeScale_;
   const std::vector<Stack::Variant> variants_;
   const Shared::Pointer<Bus::Connection> connection_;
   const std::vector<RecordedCall> calls_;

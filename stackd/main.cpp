@@ -1,10 +1,13 @@
 // hevra-stackd: the simulated stack service on a bus, for application developers, integration tests and demonstrations.
+#include <poll.h>
+#include <sys/stat.h>
 #include <sys/time.h>
 #include <unistd.h>
 
 #include <csignal>
 #include <iostream>
 #include <string>
+#include <utility>
 
 #include <CLI/CLI.hpp>
 
@@ -17,7 +20,7 @@
 #include <json/Document.h>
 #include <json/Malformed.h>
 #include <json/NodeForm.h>
-#include <json/PlanForm.h>
+#include <json/ScenarioForm.h>
 #include <platform/bus/message/method/Return.h>
 #include <stack/Service.h>
 #include <stackd/Replay.h>
@@ -54,7 +57,7 @@ void addOptions(CLI::App& app, CommandLine& line) {
          },
          "Which variants of the service: hevra, zuv or both [both]")
       ->type_name("WHICH");
-  app.add_option("--nodes", line.nodes, "The node table, a JSON array; - for standard input [a small house]")
+  app.add_option("--nodes", line.nodes, "The nodes, JSON objects or an array; - for standard input [a small house]")
       ->type_name("FILE");
   app.add_option_function<std::string>(
          "--pace",
@@ -64,17 +67,24 @@ void addOptions(CLI::App& app, CommandLine& line) {
          },
          "Milliseconds between two statuses of a command, 0 for as fast as it goes [200]")
       ->type_name("MS");
+  app.add_option_function<std::string>(
+         "--time-scale",
+         [&options](const std::string& text) {
+           options.timeScale = Cli::readFraction("--time-scale", text, 0.001, 1'000'000);
+         },
+         "How many times as fast the simulated time passes [1]")
+      ->type_name("N");
   app.add_option_function<std::string>("--seed", Cli::numberInto("--seed", options.seed),
                                        "What the faults are drawn from [0]")
       ->type_name("N");
 
   const auto addRate = [&app](const char* name, double& rate, const char* description) {
     app.add_option_function<std::string>(
-           name, [name, &rate](const std::string& text) { rate = Cli::readRate(name, text); }, description)
+           name, [name, &rate](const std::string& text) { rate = Cli::readFraction(name, text, 0, 1); }, description)
         ->type_name("RATE")
         ->group("Faults, each a rate from 0 to 1");
   };
-  app.add_option("--scenario", line.scenario, "What happens to which calls and reports, a JSON array of rules")
+  app.add_option("--scenario", line.scenario, "What goes wrong with which calls, and what happens when, in JSON")
       ->type_name("FILE");
   addRate("--drop", options.drop, "Commands without any progress");
   addRate("--fail", options.fail, "Commands that end as FAILED");
@@ -99,21 +109,71 @@ void endSoon() {
   ::setitimer(ITIMER_REAL, &half, nullptr);
 }
 
+void readNodes(const std::string& file, Options& options) {
+  const Json::Document document = Json::readObjectFile(file);
+  options.nodes = Json::readNodes(document.value, document.name);
+}
+
+void readScenario(const std::string& file, Options& options) {
+  const Json::Document document = Json::readObjectFile(file);
+  Json::Scenario scenario = Json::readScenario(document.value, document.name);
+  options.plan = std::move(scenario.plan);
+  options.timeline = std::move(scenario.timeline);
+}
+
+/// Reads the files again, and then changes what the service has; standard input is read only once. If something is
+/// wrong with a file, nothing changes.
+void reload(const CommandLine& line, Stack::Service& service) {
+  const bool hasNodes = !line.nodes.empty() && line.nodes != "-";
+  const bool hasScenario = !line.scenario.empty() && line.scenario != "-";
+  try {
+    Options options;
+    if (hasNodes) readNodes(line.nodes, options);
+    if (hasScenario) readScenario(line.scenario, options);
+    if (hasNodes) service.getNodes().replace(options.nodes);
+    if (hasScenario) {
+      service.setPlan(options.plan);
+      service.setTimeline(options.timeline);
+    }
+    std::cout << "reloaded" << std::endl;
+  } catch (const std::exception& error) {
+    Cli::Output::printError(error.what() + std::string("; nothing was reloaded"));
+  }
+}
+
+/// Whether standard input was a terminal that is gone. Its end sends a SIGHUP too.
+bool hasLostTerminal() {
+  struct stat found {};
+  pollfd input{STDIN_FILENO, 0, 0};
+  return ::fstat(STDIN_FILENO, &found) == 0 && S_ISCHR(found.st_mode) && ::poll(&input, 1, 0) == 1 &&
+         (input.revents & POLLHUP) != 0;
+}
+
+template <class Service>
+void serveUntilEnd(Cli::Loop& loop, Service& service) {
+  service.start();
+  std::cout << "ready" << std::endl;
+  loop.runUntilSignal();
+  endSoon();
+  service.stop();
+}
+
 void serve(const CommandLine& line) {
   Cli::Loop loop;
   loop.takeSignals();
-  const auto serveUntilEnd = [&loop](auto&& service) {
-    service.start();
-    std::cout << "ready" << std::endl;
-    loop.runUntilSignal();
-    endSoon();
-    service.stop();
-  };
-  const Options& options = line.options;
-  if (line.replay.empty()) return serveUntilEnd(Stack::Service(options, Cli::openBus(line.bus)));
-  const std::vector<Json::RecordedMessage> recording = Json::readRecording(line.replay);
-  const bool atOnce = options.pace == Time::Elapsed();
-  serveUntilEnd(Hevra::Stackd::Replay(recording, atOnce, options.variants, Cli::openBus(line.bus)));
+  if (!line.replay.empty()) {
+    Hevra::Stackd::Replay replay(Json::readRecording(line.replay), line.options, Cli::openBus(line.bus));
+    return serveUntilEnd(loop, replay);
+  }
+  Stack::Service service(line.options, Cli::openBus(line.bus));
+  loop.onHangup([&] {
+    if (hasLostTerminal()) {
+      std::raise(SIGTERM);
+    } else {
+      reload(line, service);
+    }
+  });
+  serveUntilEnd(loop, service);
 }
 
 }  // namespace
@@ -127,14 +187,8 @@ int main(int argc, char** argv) {
   addOptions(app, line);
   try {
     app.parse(argc, argv);
-    if (!line.nodes.empty()) {
-      const Json::Document document = Json::readFile(line.nodes);
-      line.options.nodes = Json::readNodes(document.value, document.name);
-    }
-    if (!line.scenario.empty()) {
-      const Json::Document document = Json::readFile(line.scenario);
-      line.options.plan = Json::readPlan(document.value, document.name);
-    }
+    if (!line.nodes.empty()) readNodes(line.nodes, line.options);
+    if (!line.scenario.empty()) readScenario(line.scenario, line.options);
     serve(line);
     return static_cast<int>(ExitStatus::DONE);
   } catch (const CLI::ParseError& error) {

@@ -2,10 +2,15 @@
 #include <tools/BusFacts.h>
 
 #include <pwd.h>
+#include <sys/utsname.h>
+#include <unistd.h>
 
 #include <cstdlib>
 #include <fstream>
 
+#include <cli/Number.h>
+#include <cli/TimeOfDay.h>
+#include <stack/Variant.h>
 #include <tools/Peer.h>
 
 namespace Quarnix::Hevra::Tools {
@@ -30,9 +35,24 @@ std::optional<std::vector<std::string>> textsOf(Peer& bus, const std::string& pr
   }
 }
 
+/// Returns the name of the operating system, or null.
+nlohmann::ordered_json distribution() {
+  constexpr std::string_view KEY = "PRETTY_NAME=";
+  std::ifstream release("/etc/os-release");
+  for (std::string line; std::getline(release, line);) {
+    if (!line.starts_with(KEY)) continue;
+    line.erase(0, KEY.size());
+    std::erase(line, '"');
+    return line;
+  }
+  return nullptr;
+}
+
 }  // namespace
 
-std::string describePlace(const std::string& option) {
+std::string describePlace(const Context& context) {
+  if (!context.host.empty()) return "the system bus of " + context.host + ", through ssh (--host)";
+  const std::string& option = context.bus;
   const auto variable = [](const char* name) {
     const char* const value = std::getenv(name);
     return std::string(value ? value : "");
@@ -54,7 +74,7 @@ std::string nameOfUser(std::uint32_t user) {
   return (entry ? entry->pw_name : "user") + (" (" + std::to_string(user)) + ")";
 }
 
-std::string describeOwner(Peer& bus, const std::string& owner) {
+std::string describeOwner(Peer& bus, const std::string& owner, bool isHere) {
   const SendReturn reply = bus.ask(DRIVER, "GetConnectionCredentials", owner);
   std::string text = owner;
   const Bus::Message::ConstIterator entries = reply->begin();
@@ -66,11 +86,11 @@ std::string describeOwner(Peer& bus, const std::string& owner) {
     const auto value = field.begin();
     std::uint32_t number = 0;
     if (value.type() == 'u') value.get(number);
-    if (key == "UnixUserID") text += ", user " + nameOfUser(number);
+    if (key == "UnixUserID") text += ", user " + (isHere ? nameOfUser(number) : std::to_string(number));
     if (key != "ProcessID") continue;
     std::string program;
     std::ifstream comm("/proc/" + std::to_string(number) + "/comm");
-    std::getline(comm, program);
+    if (isHere) std::getline(comm, program);
     text += ", process " + std::to_string(number) + (program.empty() ? "" : " (" + program + ")");
   }
   return text;
@@ -86,6 +106,37 @@ BusIdentity identify(Peer& bus) {
   identity.features = textsOf(bus, "Features");
   identity.interfaces = textsOf(bus, "Interfaces");
   return identity;
+}
+
+nlohmann::ordered_json describeSystem(const Context& context) {
+  using Json = nlohmann::ordered_json;
+  utsname kernel{};
+  ::uname(&kernel);
+  Json variables = Json::object();
+  for (const char* name : {"HEVRA_BUS", "HEVRA_TRACE", "DBUS_SYSTEM_BUS_ADDRESS", "DBUS_SESSION_BUS_ADDRESS"}) {
+    const char* const value = std::getenv(name);
+    variables[name] = value ? Json(value) : Json();
+  }
+  Json policy;
+  for (const char* folder : {"/usr/share/dbus-1/system.d/", "/etc/dbus-1/system.d/"}) {
+    const std::string file = std::string(folder) + "com.quarnix.Application.HevraZuv.conf";
+    if (policy.is_null() && ::access(file.c_str(), F_OK) == 0) policy = file;
+  }
+  return {{"time", Cli::TimeOfDay::now().universal()},
+          {"hevractl", HEVRA_VERSION},
+          {"distribution", distribution()},
+          {"kernel", std::string(kernel.sysname) + " " + kernel.release},
+          {"machine", kernel.machine},
+          {"user", nameOfUser(::geteuid())},
+          {"policy", policy},
+          {"options",
+           {{"bus", context.bus.empty() ? Json() : Json(context.bus)},
+            {"host", context.host.empty() ? Json() : Json(context.host)},
+            {"service", Stack::idOf(context.variant)},
+            {"app", context.application},
+            {"strict", context.strict},
+            {"timeout", context.timeout == Time::Elapsed() ? Json() : Json(Cli::inSeconds(context.timeout))}}},
+          {"environment", variables}};
 }
 
 }  // namespace Quarnix::Hevra::Tools

@@ -2,7 +2,9 @@
 // that command is chosen, it stores in the context what is to run.
 #pragma once
 
+#include <functional>
 #include <string>
+#include <utility>
 
 #include <CLI/CLI.hpp>
 
@@ -21,6 +23,7 @@ void addWatch(CLI::App& app, Context& context);
 void addDoctor(CLI::App& app, Context& context);
 void addWait(CLI::App& app, Context& context);
 void addRecord(CLI::App& app, Context& context);
+void addHelp(CLI::App& app, Context& context);
 
 /// Adds the option that prints the version; every command has it.
 void addVersion(CLI::App& app);
@@ -32,6 +35,20 @@ template <class T>
 CLI::Option* addNumber(CLI::App& command, const char* name, T& target, const char* description) {
   CLI::Option* option = command.add_option_function<std::string>(name, Cli::numberInto(name, target), description);
   return option->required()->type_name(*name == '-' ? "N" : "");
+}
+/// Adds an option that takes a name of the protocol, such as "sensor", or its number. Other numbers need --raw.
+/// `assign` is given the number.
+template <class T>
+CLI::Option* addNamed(CLI::App& command, const Context& context, const char* name, Json::Names names,
+                      std::function<void(T)> assign, const char* description) {
+  return command
+      .add_option_function<std::string>(
+          name,
+          [&context, name, names, assign = std::move(assign)](const std::string& text) {
+            assign(Cli::readNamed<T>(name, text, names, context.raw));
+          },
+          description)
+      ->type_name("NAME");
 }
 
 }  // namespace Quarnix::Hevra::Tools

@@ -41,6 +41,7 @@ class Doctor {
   ExitStatus examine();
 
  private:
+  void tellSystem();
   bool examineBus();
   void tellVersions(const BusIdentity& bus);
   std::string findService() const;
@@ -56,6 +57,18 @@ class Doctor {
   Shared::Pointer<Bus::Connection> connection_;
 };
 
+void Doctor::tellSystem() {
+  const nlohmann::ordered_json system = describeSystem(context_);
+  const auto text = [&](const char* key, const char* missing) {
+    return system[key].is_null() ? std::string(missing) : system[key].get<std::string>();
+  };
+  checkup_.tell("system",
+                "hevractl " + text("hevractl", "") + " on " + text("distribution", "an unknown system") + ", " +
+                    text("kernel", "") + ", " + text("machine", "") +
+                    (system["policy"].is_null() ? "; no policy is installed" : "; the policy is " + text("policy", "")),
+                {{"system", system}});
+}
+
 /// Examines connecting and authenticating. They are one operation, and only its errors distinguish them.
 bool Doctor::examineBus() {
   std::optional<Return> refusal;
@@ -67,20 +80,24 @@ bool Doctor::examineBus() {
         try {
           connection_ = context_.openBus();
           uniqueName = connection_->getUniqueName();
-          return describePlace(context_.bus);
+          return describePlace(context_);
         } catch (const Bus::StartFailed& error) {
           failure = error.what();
         } catch (const Return& error) {
           const std::string name = error.getErrorName();
           if (!name.ends_with(".NoServer") && !name.ends_with(".AccessDenied")) {
             refusal = error;
-            return describePlace(context_.bus);
+            return describePlace(context_);
           }
           failure = error.getErrorText();
         }
-        throw Failure{describePlace(context_.bus) + ": " + failure,
-                      "start the bus (systemctl start dbus), let this user through to its socket, or say with --bus or "
-                      "HEVRA_BUS where another one is"};
+        throw Failure{describePlace(context_) + ": " + failure,
+                      context_.host.empty()
+                          ? "start the bus (systemctl start dbus), let this user through to its socket, or say with "
+                            "--bus or HEVRA_BUS where another one is"
+                          : "try ssh " + context_.host +
+                                " systemd-stdio-bridge, which must start and wait: it needs "
+                                "ssh here, a way to log in, systemd and a bus there"};
       },
       ExitStatus::BUS_ERROR);
   if (!reached) {
@@ -90,9 +107,10 @@ bool Doctor::examineBus() {
   return checkup_.run(
       "authentication",
       [&] {
-        if (!refusal) return "as " + nameOfUser(::geteuid()) + "; the bus calls us " + uniqueName;
+        const std::string user = context_.host.empty() ? nameOfUser(::geteuid()) : "the user of ssh there";
+        if (!refusal) return "as " + user + "; the bus calls us " + uniqueName;
         throw Failure{refusal->getErrorText(),
-                      "it is no message bus, or one that does not want " + nameOfUser(::geteuid()) +
+                      "it is no message bus, or one that does not want " + user +
                           ": look who listens there (ss -xlp), and into the bus's configuration (<deny user=...>)"};
       },
       ExitStatus::BUS_ERROR);
@@ -140,7 +158,7 @@ std::string Doctor::findService() const {
                   "start the stack service (systemctl start hevra-stackd, or hevra-stackd), and see in its log whether "
                   "it got the name"};
   }
-  return host_ + " is " + describeOwner(bus, owner) +
+  return host_ + " is " + describeOwner(bus, owner, context_.host.empty()) +
          (started     ? "; the bus has just started it"
           : startable ? "; the bus can start it"
                       : "");
@@ -263,6 +281,7 @@ ExitStatus Doctor::examine() {
     checkup_.skip(name, std::string("needs ") + needs);
     return false;
   };
+  tellSystem();
   const bool bus = examineBus();
   BusIdentity identity;
   if (bus) {
@@ -287,6 +306,7 @@ ExitStatus Doctor::examine() {
   }
 
   Proxy::Command::Manager manager(context_.isZuv(), context_.application);
+  manager.setTimeout(context_.timeout);
   if (context_.strict) manager.acceptProgressOnlyFromService();
   const bool application = step(bus, "application", "the bus", [&] {
     manager.setConnection(connection_);
@@ -308,7 +328,10 @@ ExitStatus Doctor::examine() {
 
 void addDoctor(CLI::App& app, Context& context) {
   addCommand(app, "doctor", "Checks the road to the service and says what to do", "hevractl doctor")
-      .callback([&context] { context.chosen = [](const Context& chosen) { return Doctor(chosen).examine(); }; });
+      .callback([&context] {
+        context.isDiagnosis = true;
+        context.chosen = [](const Context& chosen) { return Doctor(chosen).examine(); };
+      });
 }
 
 }  // namespace Quarnix::Hevra::Tools

@@ -26,7 +26,7 @@ ExitStatus set(const Context& context, const Request& request) {
   link.setLinkId(request.id);
   link.setLinkType(static_cast<NodeLinkType>(request.type));
   Proxy::Node::Manager manager(context.isZuv());
-  manager.setConnection(context.openBus());
+  context.connect(manager);
   const bool done = context.await<bool>([&](auto handler) {
     return manager.modifyAsync(link, static_cast<NodeAction>(request.action), std::move(handler));
   });
@@ -36,7 +36,7 @@ ExitStatus set(const Context& context, const Request& request) {
 
 ExitStatus lookUp(const Context& context, const Request& request) {
   Proxy::Node::Manager manager(context.isZuv());
-  manager.setConnection(context.openBus());
+  context.connect(manager);
   const std::string id = context.await<std::string>([&](auto handler) {
     return manager.getNodeLinkIdAsync(request.node, static_cast<NodeLinkType>(request.type), std::move(handler));
   });
@@ -47,10 +47,10 @@ ExitStatus lookUp(const Context& context, const Request& request) {
 }  // namespace
 
 void addLink(CLI::App& app, Context& context) {
-  constexpr const char* TYPES = "The type of the link: 0 control, 1 sense, 2 relay, -1 unknown";
+  constexpr const char* TYPES = "The type of the link: control, sense, relay or unknown";
   const auto request = std::make_shared<Request>();
   CLI::App& link =
-      addCommand(app, "link", "Changes links and looks them up: set, id", "hevractl link id 0x123456 --type 0");
+      addCommand(app, "link", "Changes links and looks them up: set, id", "hevractl link id 0x123456 --type control");
   link.require_subcommand(1);
   const auto choose = [&context, request](ExitStatus (*run)(const Context&, const Request&)) {
     return [&context, request, run] {
@@ -60,17 +60,25 @@ void addLink(CLI::App& app, Context& context) {
 
   CLI::App& setting =
       addCommand(link, "set", "Adds, modifies or removes a link",
-                 "hevractl link set --node 0x123456 --stack 0x1000 --id hall \\\n         --type 0 --action 0");
+                 "hevractl link set --node 0x123456 --stack 0x1000 --id hall \\\n         --type control --action add");
   addNumber(setting, "--node", request->node, "The address of the node");
   addNumber(setting, "--stack", request->stack, "The address of the stack node");
   setting.add_option("--id", request->id, "The link's identifier")->required()->type_name("TEXT");
-  addNumber(setting, "--type", request->type, TYPES);
-  addNumber(setting, "--action", request->action, "0 adds, 1 modifies, 2 removes the link");
+  const auto addType = [&](CLI::App& command) {
+    addNamed<std::int32_t>(
+        command, context, "--type", Json::LINK_TYPES, [request](std::int32_t type) { request->type = type; }, TYPES)
+        ->required();
+  };
+  addType(setting);
+  addNamed<std::int32_t>(
+      setting, context, "--action", Json::NODE_ACTIONS, [request](std::int32_t action) { request->action = action; },
+      "add, modify or remove")
+      ->required();
   setting.callback(choose(set));
 
-  CLI::App& id = addCommand(link, "id", "Looks up a link's identifier", "hevractl link id 0x123456 --type 0");
+  CLI::App& id = addCommand(link, "id", "Looks up a link's identifier", "hevractl link id 0x123456 --type control");
   addNumber(id, "ADDRESS", request->node, "The address of the node");
-  addNumber(id, "--type", request->type, TYPES);
+  addType(id);
   id.callback(choose(lookUp));
 }
 

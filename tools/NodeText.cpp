@@ -5,6 +5,7 @@
 #include <cstdio>
 #include <set>
 
+#include <json/Names.h>
 #include <json/NodeForm.h>
 
 namespace Quarnix::Hevra::Tools {
@@ -26,21 +27,36 @@ std::string hexadecimal(std::uint64_t number) {
 
 std::string kindOf(const Node& node) { return Json::writeNode(node)["kind"].get<std::string>(); }
 
-std::string detailsOf(const Node& node, bool showKeys) {
+std::string classOf(const Node& node) {
+  return Json::nameOf(Json::NODE_CLASSES, static_cast<std::int64_t>(node.getNodeClass()));
+}
+
+std::vector<std::pair<std::string, std::string>> fieldsOf(const Node& node, bool showKeys) {
   const nlohmann::ordered_json form = Json::writeNode(node);
   const bool masked = !showKeys && form.contains("key");
-  const std::set<std::string> inColumns = {"kind", "address", "nodeClass", "nodeType", "state"};
+  const std::set<std::string> addresses = {"address", "nodeType", "backboneAddress"};
   const std::set<std::string> secrets = {"thirdIdentity", "key", "oldKey"};
+  std::vector<std::pair<std::string, std::string>> fields;
+  for (const auto& [key, value] : form.items()) {
+    fields.emplace_back(key, masked && secrets.contains(key)       ? "********"
+                             : addresses.contains(key)             ? hexadecimal(value.get<std::uint64_t>())
+                             : key == "nodeClass"                  ? classOf(node)
+                             : key != "label" && value.is_string() ? value.get<std::string>()
+                                                                   : value.dump());
+  }
+  return fields;
+}
+
+std::string detailsOf(const Node& node, bool showKeys) {
+  const nlohmann::ordered_json form = Json::writeNode(node);
+  const std::set<std::string> inColumns = {"kind", "address", "nodeClass", "nodeType", "state"};
   std::string label;
   std::string numbers;
   std::string blocks;
-  for (const auto& [key, value] : form.items()) {
+  for (const auto& [key, text] : fieldsOf(node, showKeys)) {
+    const auto& value = form[key];
     if (inColumns.contains(key) || isNothing(value)) continue;
     const bool block = key != "label" && value.is_string();
-    const std::string text = masked && secrets.contains(key) ? "********"
-                             : key == "backboneAddress"      ? hexadecimal(node.getBackboneAddress())
-                             : block                         ? value.get<std::string>()
-                                                             : value.dump();
     (key == "label" ? label : block ? blocks : numbers) += ' ' + key + '=' + text;
   }
   const std::string all = label + numbers + blocks;

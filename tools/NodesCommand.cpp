@@ -1,11 +1,15 @@
 // hevractl nodes: lists the nodes.
+#include <algorithm>
+#include <cstdint>
 #include <iostream>
 #include <memory>
 #include <optional>
+#include <string>
 #include <utility>
 #include <vector>
 
 #include <cli/Table.h>
+#include <json/Malformed.h>
 #include <json/NodeForm.h>
 #include <proxy/node/Manager.h>
 #include <tools/Commands.h>
@@ -19,6 +23,8 @@ using Cli::Terminal;
 namespace {
 
 struct Filter {
+  std::string kind;  // empty: of every kind
+  std::string sort;  // the column; empty: as the service lists them
   std::optional<std::uint8_t> nodeClass;
   std::optional<std::uint16_t> nodeType;
 };
@@ -27,7 +33,7 @@ using Nodes = Proxy::Node::Manager::Nodes;
 
 Nodes query(const Context& context, const Filter& filter) {
   Proxy::Node::Manager manager(context.isZuv());
-  manager.setConnection(context.openBus());
+  context.connect(manager);
   return context.await<Nodes>([&](auto handler) {
     if (!filter.nodeClass) return manager.getNodesAsync(std::move(handler));
     const auto nodeClass = static_cast<NodeClass>(*filter.nodeClass);
@@ -36,12 +42,33 @@ Nodes query(const Context& context, const Filter& filter) {
   });
 }
 
+constexpr struct {
+  const char* column;
+  bool (*isBefore)(const Node& one, const Node& other);
+} ORDERS[] = {
+    {"kind", [](const Node& one, const Node& other) { return kindOf(one) < kindOf(other); }},
+    {"address", [](const Node& one, const Node& other) { return one.getAddress() < other.getAddress(); }},
+    {"class", [](const Node& one, const Node& other) { return one.getNodeClass() < other.getNodeClass(); }},
+    {"type", [](const Node& one, const Node& other) { return one.getNodeType() < other.getNodeType(); }},
+    {"state", [](const Node& one, const Node& other) { return one.getState() < other.getState(); }},
+};
+
+/// Leaves the nodes of the kind, in the order that is asked for.
+Nodes select(Nodes nodes, const Filter& filter) {
+  if (!filter.kind.empty()) std::erase_if(nodes, [&](const auto& node) { return kindOf(*node) != filter.kind; });
+  for (const auto& order : ORDERS) {
+    if (filter.sort != order.column) continue;
+    std::stable_sort(nodes.begin(), nodes.end(),
+                     [&](const auto& one, const auto& other) { return order.isBefore(*one, *other); });
+  }
+  return nodes;
+}
+
 void printTable(const Nodes& nodes, bool showKeys) {
   Table table(Terminal::ofOutput(), {{"KIND"}, {"ADDRESS"}, {"CLASS"}, {"TYPE"}, {"STATE"}, {"DETAILS"}});
   std::vector<Table::Row> rows;
   for (const auto& node : nodes) {
-    rows.push_back({kindOf(*node), hexadecimal(node->getAddress()),
-                    std::to_string(static_cast<std::uint32_t>(node->getNodeClass())), hexadecimal(node->getNodeType()),
+    rows.push_back({kindOf(*node), hexadecimal(node->getAddress()), classOf(*node), hexadecimal(node->getNodeType()),
                     std::to_string(node->getState()), detailsOf(*node, showKeys)});
     table.fit(rows.back());
   }
@@ -50,7 +77,7 @@ void printTable(const Nodes& nodes, bool showKeys) {
 }
 
 ExitStatus list(const Context& context, const Filter& filter) {
-  const Nodes nodes = query(context, filter);
+  const Nodes nodes = select(query(context, filter), filter);
   if (context.json) {
     for (const auto& node : nodes) std::cout << Json::writeNode(*node).dump() << '\n';
   } else {
@@ -64,18 +91,37 @@ ExitStatus list(const Context& context, const Filter& filter) {
 
 void addNodes(CLI::App& app, Context& context) {
   const auto filter = std::make_shared<Filter>();
-  CLI::App& command = addCommand(app, "nodes", "Lists the nodes: all, of a class, or of a class and type",
-                                 "hevractl nodes --class 1 --type 0xfc5");
-  const auto addFilter = [&command](const char* name, auto& target, const char* description) {
-    return command
+  CLI::App& command = addCommand(app, "nodes", "Lists the nodes: all, of a class, of a type, of a kind",
+                                 "hevractl nodes --class sensor --type 0xfc5");
+  CLI::Option* nodeClass = addNamed<std::uint8_t>(
+      command, context, "--class", Json::NODE_CLASSES, [filter](std::uint8_t given) { filter->nodeClass = given; },
+      "actuator, sensor, stack, beacon, actuator-with-sensor, repeating-actuator or controller");
+  command
+      .add_option_function<std::string>(
+          "--type", [filter](const std::string& text) { Cli::numberInto("--type", filter->nodeType.emplace())(text); },
+          "What the nodes are within their class")
+      ->type_name("N")
+      ->needs(nodeClass);
+  const auto addWord = [&command](const char* name, std::string& target, std::vector<std::string> words,
+                                  const std::string& description) {
+    std::string list;
+    for (const std::string& word : words) list += (list.empty() ? "" : &word == &words.back() ? " or " : ", ") + word;
+    command
         .add_option_function<std::string>(
-            name, [name, &target](const std::string& text) { Cli::numberInto(name, target.emplace())(text); },
-            description)
-        ->type_name("N");
+            name,
+            [name, &target, list, words = std::move(words)](const std::string& text) {
+              if (std::find(words.begin(), words.end(), text) == words.end())
+                throw Json::Malformed(name, "'" + text + "'", list);
+              target = text;
+            },
+            description + list)
+        ->type_name("WORD");
   };
-  CLI::Option* nodeClass = addFilter("--class", filter->nodeClass,
-                                     "0, 4, 5 actuators, 1 sensors, 2 the stack node, 3 beacons, 6 controllers");
-  addFilter("--type", filter->nodeType, "What the nodes are within their class")->needs(nodeClass);
+  const auto kinds = Json::kindNames();
+  addWord("--kind", filter->kind, {kinds.begin(), kinds.end()}, "");
+  std::vector<std::string> columns;
+  for (const auto& order : ORDERS) columns.emplace_back(order.column);
+  addWord("--sort", filter->sort, std::move(columns), "By which column: ");
   command.callback(
       [&context, filter] { context.chosen = [filter](const Context& chosen) { return list(chosen, *filter); }; });
 }

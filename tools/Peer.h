@@ -16,6 +16,7 @@ class Peer : public Bus::Object::Proxy {
   Peer(const Context& context, const Shared::Pointer<Bus::Connection>& connection, const std::string& host,
        const std::string& path)
       : context_(context) {
+    if (context.timeout > Time::Elapsed()) timeout_ = context.timeout;
     setConnection(connection);
     setHost(host.c_str());
     setPath(path);
@@ -23,11 +24,16 @@ class Peer : public Bus::Object::Proxy {
   /// Calls the bus itself. Its answers may take longer, because it may have to start a service first.
   Peer(const Context& context, const Shared::Pointer<Bus::Connection>& connection)
       : Peer(context, connection, "org.freedesktop.DBus", "/org/freedesktop/DBus") {
-    timeout_ = Bus::Message::Method::Call::DEFAULT_TIMEOUT;
+    if (context.timeout == Time::Elapsed()) timeout_ = Bus::Message::Method::Call::DEFAULT_TIMEOUT;
+  }
+  /// Calls the bus itself and waits for its answers for so long, whatever --timeout says.
+  Peer(const Context& context, const Shared::Pointer<Bus::Connection>& connection, const Time::Elapsed& timeout)
+      : Peer(context, connection) {
+    timeout_ = timeout;
   }
 
   /// Calls the member and returns the answer, see Context::await. It waits for TIMEOUT at most, or for the usual time
-  /// when it calls the bus. Raises an error reply.
+  /// when it calls the bus, unless --timeout says otherwise. Raises an error reply.
   template <class... Arguments>
   Bus::Message::SendReturn ask(const char* interface, const char* member, const Arguments&... arguments) {
     Bus::Message::Method::Call call;
@@ -40,7 +46,8 @@ class Peer : public Bus::Object::Proxy {
     if (reply->isException()) throw Bus::Message::Method::Return(*reply);
     return reply;
   }
-  void ping() { ask("org.freedesktop.DBus.Peer", "Ping"); }
+  /// Raises an error reply unless the object is there.
+  void ping();
   /// For the bus: returns the unique name of the name's owner; empty when nobody owns it.
   std::string ownerOf(const std::string& name);
 

@@ -51,24 +51,34 @@ Cell cellOf(HvDetailedCommandStatus status) {
   return {nameOf(status), !Command::isFinalStatus(status) ? YELLOW : completed ? GREEN : RED};
 }
 
+/// The lines of a trace would come between the rows.
+bool isTraced() {
+  const char* const trace = std::getenv("HEVRA_TRACE");
+  return trace && *trace;
+}
+
+Table emptyTable(const Terminal& terminal) {
+  return {terminal, {{"COMMAND"}, {"STATUS", 11}, {"TIME", 8}, {"NODE"}, {"PARAMETER"}, {"VALUE"}}};
+}
+
 }  // namespace
 
 ProgressPrinter::ProgressPrinter(bool json, const Group& group, const std::vector<Command>& commands)
     : json_(json),
       group_(group),
       began_(Time::Clock::get().now()),
-      table_(Terminal::ofOutput(), {{"COMMAND"}, {"STATUS", 11}, {"TIME", 8}, {"NODE"}, {"PARAMETER"}, {"VALUE"}}) {
-  const Terminal terminal = Terminal::ofOutput();
-  const char* const trace = std::getenv("HEVRA_TRACE");  // its lines would come between the rows
-  for (const Command& command : commands) {
-    lines_.push_back({command, began_, Cell("sent")});
-    table_.fit(rowOf(lines_.back()));
-  }
-  live_ = !json && !(trace && *trace) && !commands.empty() && hasRoom(terminal);
+      wantsRows_(!json && !commands.empty() && !isTraced() && Terminal::ofOutput().rows > 0),
+      table_(emptyTable(terminal_)) {
+  for (const Command& command : commands) lines_.push_back({command, began_, Cell("sent")});
+  layOut();
 }
 
-bool ProgressPrinter::hasRoom(const Terminal& terminal) const noexcept {
-  return lines_.size() + 3 <= terminal.rows;  // plus the titles, the summary and the cursor
+/// Lays out the table for the present terminal.
+void ProgressPrinter::layOut() {
+  terminal_ = Terminal::ofOutput();
+  table_ = emptyTable(terminal_);
+  for (const Line& line : lines_) table_.fit(rowOf(line));
+  live_ = wantsRows_ && lines_.size() + 3 <= terminal_.rows;  // plus the titles, the summary and the cursor
 }
 
 Table::Row ProgressPrinter::rowOf(const Line& line) const {
@@ -124,7 +134,15 @@ void ProgressPrinter::printEnd(std::uint32_t id, const std::string& how) {
   }
 }
 
+/// Follows a change of the size for which the signal has not been read yet.
+void ProgressPrinter::followSize() {
+  if (!wantsRows_) return;
+  const Terminal now = Terminal::ofOutput();
+  if (now.columns != terminal_.columns || now.rows != terminal_.rows) resize();
+}
+
 void ProgressPrinter::show(const Line& line) {
+  followSize();
   begin();
   if (!live_) std::cout << table_.line(rowOf(line)) << std::endl;
   for (std::size_t i = 0; i < lines_.size(); ++i) {
@@ -135,6 +153,7 @@ void ProgressPrinter::show(const Line& line) {
 }
 
 void ProgressPrinter::refresh() {
+  followSize();
   if (!live_) return;
   begin();
   for (std::size_t i = 0; i < lines_.size(); ++i) {
@@ -145,13 +164,25 @@ void ProgressPrinter::refresh() {
 }
 
 void ProgressPrinter::resize() {
-  const Terminal terminal = Terminal::ofOutput();
-  table_.setTerminal(terminal);
-  if (!live_) return;
-  live_ = hasRoom(terminal);
-  if (!live_ || !begun_) return;
-  std::cout << "\033[" + std::to_string(lines_.size() + 1) + "A\r\033[J";
+  const bool wasDrawn = begun_ && live_;
+  const Terminal before = terminal_;
+  layOut();
+  if (!wantsRows_ || !begun_ || !live_) return;
+  // Some terminals break the lines of a terminal that is made narrower, and others cut them: nobody knows how many
+  // lines the rows take now.
+  if (wasDrawn && terminal_.columns < before.columns)
+    std::cout << "\033[H\033[J";
+  else if (wasDrawn)
+    std::cout << "\033[" + std::to_string(lines_.size() + 1) + "A\r\033[J";
   begun_ = false;
+  begin();
+}
+
+void ProgressPrinter::resume() {
+  layOut();
+  if (!begun_ || !live_) return;
+  begun_ = false;
+  std::cout << '\r';
   begin();
 }
 

@@ -16,6 +16,7 @@ namespace Quarnix::Hevra::Tools {
 
 /// Prints one JSON object or one table row for each report. On a terminal with enough rows, it prints one row for each
 /// command instead and updates it in place; the cursor then always stays at the beginning of the line below the table.
+/// Nothing else may move the cursor meanwhile, see Cli::QuietKeyboard.
 class ProgressPrinter {
  public:
   /// The displayed times count from the construction.
@@ -28,11 +29,12 @@ class ProgressPrinter {
   void printAside(const std::string& text);
   /// Updates the times of the commands that have not ended, when rows are updated in place.
   void refresh();
-  /// Draws the rows that are updated in place for the terminal's present size. If they have no room any more, reports
-  /// follow each other from now on.
+  /// Draws the rows for the terminal's present size. While they have no room, reports follow each other.
   void resize();
-  /// Whether rows are updated in place.
-  bool isLive() const noexcept { return live_; }
+  /// Draws the rows anew below what others have printed.
+  void resume();
+  /// Whether rows are updated in place when they have room.
+  bool isLive() const noexcept { return wantsRows_; }
 
  private:
   struct Line {
@@ -43,7 +45,8 @@ class ProgressPrinter {
   };
 
   Cli::Table::Row rowOf(const Line& line) const;
-  bool hasRoom(const Cli::Terminal& terminal) const noexcept;
+  void layOut();
+  void followSize();
   void begin();
   void printRows();
   void show(const Line& line);
@@ -52,6 +55,8 @@ class ProgressPrinter {
   const bool json_;
   const Group group_;
   const Time::Monotonic began_;
+  const bool wantsRows_;
+  Cli::Terminal terminal_;  // that the table is laid out for
   Cli::Table table_;
   bool live_ = false;
   bool begun_ = false;

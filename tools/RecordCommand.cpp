@@ -16,11 +16,11 @@
 #include <platform/bus/ConnectionObserver.h>
 #include <platform/bus/Trace.h>
 #include <platform/bus/message/internal/TypeName.h>
-#include <platform/core/Mutex.h>
 #include <platform/core/log/internal/WriteWhole.h>
 #include <platform/core/time/Clock.h>
 #include <stack/Variant.h>
 #include <tools/Commands.h>
+#include <tools/Peer.h>
 
 namespace Quarnix::Hevra::Tools {
 
@@ -50,7 +50,8 @@ int openFile(const std::string& file, bool holdsKeys) {
   return descriptor;
 }
 
-/// Writes down the messages that arrive, without those of the bus itself.
+/// Writes down the messages that arrive, without those of the bus itself. It runs on the loop's thread, as all of this
+/// program does.
 class Recorder : public Bus::Trace {
  public:
   Recorder(const std::string& file, bool showKeys, Cli::Loop& loop)
@@ -60,6 +61,11 @@ class Recorder : public Bus::Trace {
   void message(Direction direction, const Bus::Message::Any& message) override {
     const char* const type = nameOf(message.getType());
     if (direction == Direction::OUT || !type || message.getSender() == std::string(BUS)) return;
+    if (message.getDestination() == std::string(BUS)) {  // only the mark is shown to a monitor
+      hasSeenEnd_ = true;
+      loop_.wake();
+      return;
+    }
     RecordedMessage recorded;
     recorded.type = type;
     recorded.serial = message.getSerial();
@@ -73,8 +79,6 @@ class Recorder : public Bus::Trace {
     recorded.signature = message.getSignature();
     recorded.body = Json::writeBody(showKeys_ ? message : Bus::Message::Any(withoutSecrets(message)));
 
-    MutexLock lock(mutex_);
-    if (finished_) return;
     recorded.time = Time::Clock::get().now() - began_;
     if (failure_ != 0) return;
     if (Log::writeWhole(output_, writeMessage(recorded) + "\n").empty()) {
@@ -85,15 +89,10 @@ class Recorder : public Bus::Trace {
     }
   }
 
-  bool hasFailed() {
-    MutexLock lock(mutex_);
-    return failure_ != 0;
-  }
-
-  /// Stops writing and returns the number of written messages. Raises Malformed when one could not be written.
-  std::size_t finish(const std::string& file) {
-    MutexLock lock(mutex_);
-    finished_ = true;
+  bool hasFailed() const noexcept { return failure_ != 0; }
+  bool hasSeenEnd() const noexcept { return hasSeenEnd_; }
+  /// Returns the number of written messages. Raises Malformed when one could not be written.
+  std::size_t finish(const std::string& file) const {
     if (failure_ != 0) throw Malformed(file + ": " + std::strerror(failure_));
     return count_;
   }
@@ -103,10 +102,9 @@ class Recorder : public Bus::Trace {
   const Time::Monotonic began_ = Time::Clock::get().now();
   const int output_;
   Cli::Loop& loop_;
-  Mutex mutex_;
-  int failure_ HEVRA_GUARDED_BY(mutex_) = 0;  // why a message could not be written
-  std::size_t count_ HEVRA_GUARDED_BY(mutex_) = 0;
-  bool finished_ HEVRA_GUARDED_BY(mutex_) = false;
+  int failure_ = 0;  // why a message could not be written
+  std::size_t count_ = 0;
+  bool hasSeenEnd_ = false;
 };
 
 /// Has the connection read all the time. When the connection is lost, the recording is over, because a new connection
@@ -130,10 +128,17 @@ class LossWatch : public Bus::ConnectionObserver {
   std::string loss_;
 };
 
-/// Asks the bus for all messages from and to the service; when the bus refuses, only for the service's signals.
-void listen(Bus::Connection& connection, const std::string& service) {
+/// The mark is a call of the bus about a name that only this process asks for.
+std::string markOf() { return "com.quarnix.Hevractl.Record.p" + std::to_string(::getpid()); }
+
+/// Asks the bus for all messages from and to the service, and for the mark. Returns false when the bus refuses, and
+/// asks only for the service's signals then.
+bool listen(Bus::Connection& connection, const std::string& service) {
   try {
-    connection.becomeMonitor({"sender='" + service + "'", "destination='" + service + "'"});
+    connection.becomeMonitor(
+        {"sender='" + service + "'", "destination='" + service + "'",
+         "type='method_call',destination='" + std::string(BUS) + "',member='NameHasOwner',arg0='" + markOf() + "'"});
+    return true;
   } catch (const Return& refusal) {
     Cli::Output::printError("the bus lets nobody listen (" + std::string(refusal.getErrorName()) + ": " +
                             refusal.getErrorText() +
@@ -145,6 +150,23 @@ void listen(Bus::Connection& connection, const std::string& service) {
     match.setMember("AddMatch");
     match.begin().append("type='signal',sender='" + service + "'");
     if (const auto reply = connection.call(match); reply->isException()) throw Return(*reply);
+    return false;
+  }
+}
+
+/// Records what the bus has routed until now. The bus handles messages one after another, so a monitor is shown all of
+/// them before the mark; and they reach another connection before the answer to its own call. A monitor must not call,
+/// so another connection does.
+void keepTheRest(const Context& context, const Shared::Pointer<Bus::Connection>& connection, bool isMonitor,
+                 const Recorder& recorder) {
+  try {
+    Peer(context, isMonitor ? context.openBus() : connection).ask(BUS, "NameHasOwner", markOf());
+    const Time::Monotonic deadline = Time::Clock::get().now() + Peer::TIMEOUT;
+    if (isMonitor && !context.loop.runUntil([&] { return recorder.hasSeenEnd() || recorder.hasFailed(); }, deadline))
+      context.loop.obeySignal();
+    if (isMonitor && !recorder.hasSeenEnd()) Cli::Output::printError("the last messages may be missing");
+  } catch (const Exception& error) {
+    Cli::Output::printError(std::string("the last messages may be missing: ") + error.what());
   }
 }
 
@@ -158,10 +180,12 @@ ExitStatus record(const Context& context, const std::string& file) {
   connection->getUniqueName();  // raises an error when the bus cannot be reached
   LossWatch watch(connection, context.loop);
   watch.start();
-  listen(*connection, busNameOf(context.variant));
+  const bool isMonitor = listen(*connection, busNameOf(context.variant));
   context.print({{"event", "ready"}}, "Recording to " + file + "; interrupt to end.");
-  context.loop.runUntil([&] { return recorder->hasFailed() || !watch.getLoss().empty(); });
-
+  if (!context.loop.runUntil([&] { return recorder->hasFailed() || !watch.getLoss().empty(); })) {
+    context.loop.heedSignal();
+    keepTheRest(context, connection, isMonitor, *recorder);
+  }
   const std::size_t count = recorder->finish(file);
   context.print({{"event", "recorded"}, {"messages", count}},
                 "Recorded " + std::to_string(count) + (count == 1 ? " message." : " messages."));

@@ -10,7 +10,7 @@ namespace {
 
 ExitStatus reset(const Context& context) {
   Proxy::DaughterBoard::Manager manager;
-  manager.setConnection(context.openBus());
+  context.connect(manager);
   const bool done = context.await<bool>([&](auto handler) { return manager.hardResetAsync(std::move(handler)); });
   context.print({{"reset", done}}, done ? "The daughter board was reset." : "The daughter board was not reset.");
   return done ? ExitStatus::DONE : ExitStatus::NO;

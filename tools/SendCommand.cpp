@@ -2,15 +2,21 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cstdio>
 #include <iostream>
 #include <memory>
+#include <optional>
+#include <random>
 #include <string>
 #include <utility>
+#include <vector>
 
 #include <cli/Number.h>
 #include <cli/Output.h>
+#include <cli/QuietKeyboard.h>
 #include <json/CommandForm.h>
 #include <json/Document.h>
+#include <json/Malformed.h>
 #include <platform/core/log/Logger.h>
 #include <platform/core/time/Clock.h>
 #include <proxy/command/CommandContainerList.h>
@@ -19,14 +25,18 @@
 #include <tools/Commands.h>
 #include <tools/Progress.h>
 #include <tools/ProgressPrinter.h>
+#include <tools/Writes.h>
 
 namespace Quarnix::Hevra::Tools {
 
 namespace {
 
+constexpr int MOST_WORDS = 1 << 20;
+
 struct Request {
-  std::string group;
-  std::string file;
+  std::string group;               // empty: a fresh one
+  std::vector<std::string> words;  // the file, or an address, a type and a value for each command
+  Writes writes;
   bool noWait = false;
   std::uint32_t seconds = 90;
 };
@@ -107,28 +117,58 @@ bool follow(const Progress& progress, ProgressPrinter& printer, Cli::Loop& loop,
   return loop.runUntil([&] { return progress.isEnded(); }, clock.now() + Time::Elapsed(seconds, 0));
 }
 
+std::vector<Command> readFile(const Context& context, const std::string& file) {
+  const Json::Document document = Json::readObjectFile(file);
+  return Json::readCommands(document.value, document.name, context.raw);
+}
+
+std::string freshGroup() {
+  char text[16];
+  std::snprintf(text, sizeof text, "h%08x", std::random_device()());
+  return text;
+}
+
+/// Lists the commands of the group that are still under way, each with what cancels it.
+void listUnfinished(const Context& context, const Group& group, const std::vector<std::uint32_t>& ids) {
+  Cli::Output::printError("interrupted; still under way: " + count(ids.size()) + ". To cancel:");
+  for (const std::uint32_t id : ids)
+    Cli::Output::printDetail(context.commandLine("cancel --key " + quoted(group.getId() + "_" + std::to_string(id))));
+}
+
 ExitStatus send(const Context& context, const Request& request) {
-  const Json::Document document = Json::readFile(request.file);
-  const std::vector<Command> commands = Json::readCommands(document.value, document.name);
-  const Group group(request.group);
+  const bool isFile = request.words.size() == 1;
+  const std::vector<Command> commands =
+      isFile ? readFile(context, request.words.front()) : request.writes.read(request.words);
+  const Group group(request.group.empty() ? freshGroup() : request.group);
   Progress progress(commands);
   ProgressPrinter printer(context.json, group, commands);
   LoggingAside logging(printer);
   Proxy::Command::Manager manager(context.isZuv(), context.application);
-  manager.setConnection(context.openBus());
+  context.connect(manager);
   if (context.strict) manager.acceptProgressOnlyFromService();
   if (!request.noWait) manager.start(true);
   const Proxy::CommandContainerList list(commands.begin(), commands.end());
   if (request.noWait) {
     // Without an originator for the reports.
     context.await<void>([&](auto handler) { return manager.addAsync({}, group, list, std::move(handler)); });
-    if (!context.json) std::cout << "Sent " << count(commands.size()) << '.' << std::endl;
+    const std::string as = request.group.empty() ? " as the group " + group.getId() : "";
+    if (!context.json) std::cout << "Sent " << count(commands.size()) << as << '.' << std::endl;
     return ExitStatus::DONE;
   }
   const auto follower = Shared::make<Follower>(progress, printer, context.loop);
   context.loop.takeSignals();
   context.loop.watchOutput();
   context.loop.onResize([&] { printer.resize(); });
+  std::optional<Cli::QuietKeyboard> keyboard;
+  if (printer.isLive()) keyboard.emplace();
+  context.loop.onPause(
+      [&] {
+        if (keyboard) keyboard->off();
+      },
+      [&] {
+        if (keyboard) keyboard->on();
+        printer.resume();
+      });
   context.await<void>(
       [&](auto handler) { return manager.submitAsync(follower, group, list, follower, std::move(handler)); });
   const bool isInterrupted = !follow(progress, printer, context.loop, request.seconds);
@@ -138,7 +178,6 @@ ExitStatus send(const Context& context, const Request& request) {
 
   const Progress::Summary summary = progress.getSummary();
   if (!context.json) {
-    if (printer.isLive()) std::cout << '\r';  // overwrites the "^C" of an interrupt
     std::cout << summary.completed << " of " << count(commands.size()) << " completed";
     if (summary.failed) std::cout << ", " << summary.failed << " ended otherwise";
     std::cout << '.' << std::endl;
@@ -149,7 +188,7 @@ ExitStatus send(const Context& context, const Request& request) {
   }
   if (!summary.unfinished.empty()) {
     if (isInterrupted) {
-      Cli::Output::printError("interrupted; hevractl cancel ends " + listOf(summary.unfinished));
+      listUnfinished(context, group, summary.unfinished);
       context.loop.obeySignal();
     }
     Cli::Output::printError("gave up after " + std::to_string(request.seconds) + " s on " + listOf(summary.unfinished));
@@ -166,23 +205,45 @@ ExitStatus send(const Context& context, const Request& request) {
 
 void addSend(CLI::App& app, Context& context) {
   const auto request = std::make_shared<Request>();
-  CLI::App& command = addCommand(app, "send", "Sends a group of commands and follows their progress",
+  CLI::App& command = addCommand(app, "send", "Sends commands and follows their progress",
+                                 "hevractl send 0x1001 b true   or, with a file:\n"
                                  "hevractl send --group g1 - <<END\n"
-                                 "[{\"id\": 7, \"address\": 4097, \"write\": true,\n"
+                                 "[{\"id\": 7, \"address\": \"0x1001\", \"write\": true,\n"
                                  "  \"value\": {\"type\": \"b\", \"value\": true}}]\n"
                                  "END");
-  command.add_option("FILE", request->file, "A JSON array of commands; - for standard input")
+  command
+      .add_option("FILE", request->words,
+                  "JSON objects of commands, or an array; - for standard input; or ADDRESS TYPE VALUE of each command")
       ->required()
-      ->type_name("");
-  command.add_option("--group", request->group, "The group's identifier")->required()->type_name("ID");
+      ->type_name("")
+      // With expected(-1), a word in brackets would be split at its commas.
+      ->expected(MOST_WORDS)
+      ->allow_extra_args(false)
+      ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
+  command.add_option("--group", request->group, "The group's identifier; a fresh one, unless there is a file")
+      ->type_name("ID");
+  command
+      .add_option_function<std::string>(
+          "--delay",
+          [request](const std::string& text) { Cli::numberInto("--delay", request->writes.delay.emplace())(text); },
+          "After how many seconds, for ADDRESS TYPE VALUE")
+      ->type_name("SECONDS");
+  command.add_option("--label", request->writes.label, "What to call them, for ADDRESS TYPE VALUE")->type_name("TEXT");
   CLI::Option* noWait = command.add_flag("--no-wait", request->noWait, "Ends as soon as the service has the commands");
   command
       .add_option_function<std::string>("--wait", Cli::numberInto("--wait", request->seconds),
                                         "How many seconds to follow them at the most [90]")
       ->type_name("SECONDS")
       ->excludes(noWait);
-  command.callback(
-      [&context, request] { context.chosen = [request](const Context& chosen) { return send(chosen, *request); }; });
+  command.callback([&context, request] {
+    if (request->words.size() == 1) {
+      if (request->group.empty()) throw Json::Malformed("--group", "nothing", "the identifier of the file's group");
+      if (request->writes.delay || request->writes.label)
+        throw Json::Malformed(request->writes.delay ? "--delay" : "--label", "a file",
+                              "ADDRESS TYPE VALUE; a file says it for each command");
+    }
+    context.chosen = [request](const Context& chosen) { return send(chosen, *request); };
+  });
 }
 
 }  // namespace Quarnix::Hevra::Tools

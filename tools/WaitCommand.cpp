@@ -38,42 +38,44 @@ class Arrival : public Bus::ConnectionObserver {
 std::string absence(const Context& context, const Shared::Pointer<Bus::Connection>& connection,
                     const std::string& service) {
   try {
-    if (Peer(context, connection).ownerOf(service).empty()) return "nobody owns " + service;
+    if (Peer(context, connection, Peer::TIMEOUT).ownerOf(service).empty()) return "nobody owns " + service;
     return "it has come just now";
   } catch (const Bus::Message::Method::Return& error) {
     return error.getErrorText();
   }
 }
 
-ExitStatus wait(const Context& context, const std::optional<std::uint32_t>& seconds) {
-  const auto connection = context.openBus();
+ExitStatus wait(const Context& context, const std::optional<Time::Elapsed>& limit) {
+  const auto connection = context.openBus(false);
   const std::string service = Stack::busNameOf(context.variant);
   Arrival arrival(connection, service, context.loop);
   arrival.start();
-  const Time::Monotonic deadline =
-      seconds ? Time::Clock::get().now() + Time::Elapsed(*seconds, 0) : Time::Monotonic::never();
+  const Time::Monotonic deadline = limit ? Time::Clock::get().now() + *limit : Time::Monotonic::never();
   if (!context.loop.runUntil([&] { return arrival.hasCome(); }, deadline)) context.loop.obeySignal();
   const bool there = arrival.hasCome();
   if (there || context.json) context.print({{"available", there}}, "The service is there: " + service + ".");
   if (there) return ExitStatus::DONE;
-  Cli::Output::printError("gave up waiting after " + std::to_string(*seconds) +
-                          " s: " + absence(context, connection, service) + "; 'hevractl doctor' looks for the cause");
+  Cli::Output::printError("gave up waiting after " + Cli::inSeconds(*limit) +
+                          " s: " + absence(context, connection, service) + "; '" + context.commandLine("doctor") +
+                          "' looks for the cause");
   return ExitStatus::GAVE_UP;
 }
 
 }  // namespace
 
 void addWait(CLI::App& app, Context& context) {
-  const auto seconds = std::make_shared<std::optional<std::uint32_t>>();
+  const auto limit = std::make_shared<std::optional<Time::Elapsed>>();
   CLI::App& command =
       addCommand(app, "wait", "Waits until the service is there", "hevractl wait --timeout 30 && hevractl nodes");
   command
       .add_option_function<std::string>(
-          "--timeout", [seconds](const std::string& text) { Cli::numberInto("--timeout", seconds->emplace())(text); },
+          "--timeout", [limit](const std::string& text) { *limit = Cli::readSeconds("--timeout", text); },
           "How many seconds to wait at the most [for ever]")
       ->type_name("SECONDS");
-  command.callback(
-      [&context, seconds] { context.chosen = [seconds](const Context& chosen) { return wait(chosen, *seconds); }; });
+  command.callback([&context, limit] {
+    if (!*limit && context.timeout > Time::Elapsed()) *limit = context.timeout;
+    context.chosen = [limit](const Context& chosen) { return wait(chosen, *limit); };
+  });
 }
 
 }  // namespace Quarnix::Hevra::Tools

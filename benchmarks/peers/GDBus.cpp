@@ -64,6 +64,21 @@ Sensors readSensors(GVariant* body) {
   return nodes;
 }
 
+GVariant* makeValue(const Value& from) {
+  return std::visit(
+      [signature = VALUE_SIGNATURES[from.index()]]<class T>(const T& value) {
+        if constexpr (std::is_same_v<T, Bytes>)
+          return g_variant_new_fixed_array(G_VARIANT_TYPE_BYTE, value.data(), value.size(), 1);
+        else if constexpr (std::is_same_v<T, std::string>)
+          return g_variant_new_string(value.c_str());
+        else if constexpr (std::is_same_v<T, bool>)
+          return g_variant_new_boolean(value);
+        else
+          return g_variant_new(signature, value);
+      },
+      from);
+}
+
 class GDBus {
  public:
   using Node = Sensor;
@@ -138,7 +153,7 @@ class GDBus {
     g_variant_builder_init(&list, G_VARIANT_TYPE("a(utbuviiyisusuyy)"));
     for (const Command& command : commands.list)
       g_variant_builder_add(&list, COMMAND_SIGNATURE, command.id, guint64{command.parameterId}, int{command.write},
-                            command.address, g_variant_new_uint32(command.value), command.origin, command.context,
+                            command.address, makeValue(command.value), command.origin, command.context,
                             command.errorType, command.errorId, command.errorText.c_str(), command.delay,
                             command.label.c_str(), command.tag, command.status, command.acei);
     return g_variant_new("((o)(s)a(utbuviiyisusuyy))", ORIGINATOR_PATH, commands.group.c_str(), &list);

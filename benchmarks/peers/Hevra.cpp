@@ -5,7 +5,6 @@
 #include <platform/core/Event.h>
 #include <platform/hevra/HvTypes.h>
 #include <platform/hevra/RemoteSensorNode.h>
-#include <proxy/command/CommandContainerList.h>
 #include <proxy/command/Manager.h>
 #include <proxy/daughterboard/Manager.h>
 #include <proxy/node/Manager.h>
@@ -13,6 +12,8 @@
 #include <functional>
 #include <future>
 #include <optional>
+#include <typeinfo>
+#include <utility>
 
 namespace Peers {
 
@@ -88,25 +89,8 @@ class HevraProxy {
   }
 
   static Prepared prepare(Commands&& commands) {
-    Prepared made{Hevra::Group(commands.group), {}};
-    for (Command& from : commands.list) {
-      Hevra::Command command;
-      command.setId(from.id);
-      command.setParameterId(from.parameterId);
-      command.setWrite(from.write);
-      command.setAddress(from.address);
-      command.setValue(Shared::make<Hevra::HvUInt32>(from.value));
-      command.setOrigin(from.origin);
-      command.setContext(from.context);
-      command.getDetailedError().setErrorCode(Hevra::ErrorCode(from.errorType, from.errorId));
-      command.setDelay(from.delay, 0);
-      command.setLabel(std::move(from.label));
-      command.setTag(from.tag);
-      command.setStatus(static_cast<Hevra::HvDetailedCommandStatus>(from.status));
-      command.setAcei(Hevra::Command::Acei(from.acei));
-      made.commands.append(std::move(command));
-    }
-    return made;
+    Hevra::Group group(commands.group);
+    return {group, Benchmarks::makeCommands(std::move(commands))};
   }
 
   void encode(const Prepared& prepared) { build(prepared).seal(++serial_, {}); }
@@ -117,6 +101,32 @@ class HevraProxy {
   }
 
   void add(const Prepared& prepared) { commands_.add(originator_, prepared.group, prepared.commands); }
+
+  void encodeReport(const Prepared& prepared) { report(prepared).seal(++serial_, {}); }
+  void sendReport(const Prepared& prepared) {
+    Bus::Message::Method::Call call = report(prepared);
+    require(!connection_->call(call)->isException(), "the answer is an error");
+  }
+
+  Bus::Message::Frame receiveAdd(const Prepared& prepared) { return build(prepared).seal(++serial_, {}); }
+  static std::vector<Hevra::Command> decodeAdd(const Bus::Message::Frame& frame) {
+    return Benchmarks::decodeAdd(frame);
+  }
+  static bool same(const Hevra::Command& command, const Command& expected) {
+    // Empty bytes are read back as a blob, and the whole error text as the details.
+    const auto value =
+        expected.value == Value(Bytes()) ? Shared::make<Hevra::HvBlob>(Bytes()) : Benchmarks::makeValue(expected.value);
+    const Hevra::ErrorCode& code = command.getDetailedError().getErrorCode();
+    return typeid(*command.getValue()) == typeid(*value) && command.getValue()->toString() == value->toString() &&
+           command.getId() == expected.id && command.getParameterId() == expected.parameterId &&
+           command.isWrite() == expected.write && command.getAddress() == expected.address &&
+           command.getOrigin() == expected.origin && command.getContext() == expected.context &&
+           code.getErrorType() == expected.errorType && code.getErrorId() == expected.errorId &&
+           command.getDetailedError().getErrorFieldsToString() == expected.errorText &&
+           command.getDelay() == expected.delay && command.getLabel() == expected.label &&
+           command.getTag() == expected.tag && static_cast<std::uint8_t>(command.getStatus()) == expected.status &&
+           command.getAcei().getValue() == expected.acei;
+  }
 
   static Bus::Message::Frame receive(std::uint32_t iteration, std::uint32_t count) {
     return Benchmarks::receiveNodes(iteration, count);
@@ -176,6 +186,12 @@ class HevraProxy {
  private:
   static Bus::Message::Method::Call build(const Prepared& prepared) {
     return Benchmarks::makeAdd(prepared.group.getId(), prepared.commands);
+  }
+
+  static Bus::Message::Method::Call report(const Prepared& prepared) {
+    prepared.commands.reset();
+    prepared.commands.next();
+    return Benchmarks::makeReport(prepared.group.getId(), prepared.commands.get());
   }
 
   std::optional<Quarnix::Dispatcher> dispatcher_;

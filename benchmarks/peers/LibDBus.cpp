@@ -182,8 +182,26 @@ class LibDBus {
       append(fields, DBUS_TYPE_BOOLEAN, dbus_bool_t{command.write});
       append(fields, DBUS_TYPE_UINT32, command.address);
       DBusMessageIter value;
-      check(dbus_message_iter_open_container(&fields, DBUS_TYPE_VARIANT, "u", &value));
-      append(value, DBUS_TYPE_UINT32, command.value);
+      const char* signature = VALUE_SIGNATURES[command.value.index()];
+      check(dbus_message_iter_open_container(&fields, DBUS_TYPE_VARIANT, signature, &value));
+      std::visit(
+          [&]<class T>(const T& content) {
+            if constexpr (std::is_same_v<T, Bytes>) {
+              DBusMessageIter elements;
+              const std::uint8_t* bytes = content.data();
+              check(dbus_message_iter_open_container(&value, DBUS_TYPE_ARRAY, "y", &elements));
+              check(dbus_message_iter_append_fixed_array(&elements, DBUS_TYPE_BYTE, &bytes,
+                                                         static_cast<int>(content.size())));
+              check(dbus_message_iter_close_container(&value, &elements));
+            } else if constexpr (std::is_same_v<T, std::string>) {
+              append(value, DBUS_TYPE_STRING, content.c_str());
+            } else if constexpr (std::is_same_v<T, bool>) {
+              append(value, DBUS_TYPE_BOOLEAN, dbus_bool_t{content});
+            } else {
+              append(value, *signature, content);
+            }
+          },
+          command.value);
       check(dbus_message_iter_close_container(&fields, &value));
       append(fields, DBUS_TYPE_INT32, command.origin);
       append(fields, DBUS_TYPE_INT32, command.context);

@@ -71,6 +71,7 @@ void repeat(std::uint32_t count, const Work& work) {
 ///
 /// A Peer has its own connection and these members:
 ///   Node                       the type of a decoded node
+///   SHARED                     tells whether threads share one connection
 ///   Peer(const std::string& address)
 ///   prepare(Commands&&)        converts the commands to the form that users of the library have
 ///   encode(prepared)           builds the call "add", makes it ready to send, and drops it
@@ -81,9 +82,16 @@ void repeat(std::uint32_t count, const Work& work) {
 ///   call()                     calls "hardreset"
 ///   list()                     calls "getnodes" and reads the answer into nodes
 ///   signals(count, use)        lets the service send "modified", and passes every node to `use` until the last one
+///   same(node, sensor)         tells whether a decoded node has the sensor's values
+///
+/// A Peer may have more of them:
+///   start()                    starts managers
+///   useLoop()                  lets the process have one thread, with an event loop
 ///   calls(count, width)        makes calls of "hardreset" from one thread, keeping `width` in flight until all are
-///   over same(node, sensor)         tells whether a decoded node has the sensor's values SHARED tells whether threads
-///   share one connection
+///   over encodeReport(prepared)     builds the call "progress" of the first command, makes it ready to send, and drops
+///   it sendReport(prepared)       builds the same call, sends it, and waits for the answer receiveAdd(prepared) makes
+///   a received "add", as `receive` makes a list decodeAdd(received)        reads the commands, with every check that
+///   the library makes same(decoded, command)     tells whether a decoded command has the command's values
 template <class Peer>
 class Program {
  public:
@@ -112,10 +120,48 @@ class Program {
     require(next == 100, "signals were lost");
   }
 
+  /// Does the same as `check` with reports, and with commands that were received.
+  void checkReports() {
+    if constexpr (requires(Prepared prepared) { peer_.sendReport(prepared); })
+      for (std::uint32_t iteration = 0; iteration < 100; ++iteration) {
+        auto prepared = peer_.prepare(commands(iteration, 1));
+        peer_.sendReport(prepared);
+      }
+    if constexpr (requires(Prepared prepared) { peer_.receiveAdd(prepared); })
+      for (const std::uint32_t count : {0u, 1u, 1000u}) {
+        auto prepared = peer_.prepare(commands(3, count));
+        auto received = peer_.receiveAdd(prepared);
+        compare(peer_.decodeAdd(received), commands(3, count).list);
+      }
+  }
+
+  template <Errors ERRORS = Errors::HALF, Labels LABELS = Labels::USUAL>
   void encode(std::uint32_t count, std::uint32_t size) {
     timeBatches(
-        count, size, [&](std::uint32_t iteration) { return peer_.prepare(commands(iteration, size)); },
+        count, size,
+        [&](std::uint32_t i) {
+          return peer_.prepare(commands(i, size, {ERRORS, LABELS}));
+        },
         [&](auto& prepared) { peer_.encode(prepared); });
+  }
+
+  void decodeAdd(std::uint32_t count, std::uint32_t size) {
+    if constexpr (requires(Prepared prepared) { peer_.receiveAdd(prepared); })
+      timeBatches(
+          count, size,
+          [&](std::uint32_t iteration) {
+            auto prepared = peer_.prepare(commands(iteration, size));
+            return peer_.receiveAdd(prepared);
+          },
+          [&](auto& received) { require(peer_.decodeAdd(received).size() == size, "commands are missing"); });
+  }
+
+  /// Measures the encoding of one report.
+  void report(std::uint32_t count, std::uint32_t) {
+    if constexpr (requires(Prepared prepared) { peer_.encodeReport(prepared); })
+      timeBatches(
+          count, 1, [&](std::uint32_t iteration) { return peer_.prepare(commands(iteration, 1)); },
+          [&](auto& prepared) { peer_.encodeReport(prepared); });
   }
 
   void decode(std::uint32_t count, std::uint32_t size) {
@@ -134,12 +180,30 @@ class Program {
     call(count, size);
   }
 
+  /// Measures new connections: each from nothing to the answer to its first call.
+  void first(std::uint32_t count, std::uint32_t) {
+    std::vector<double> times;
+    double cpuUsed = 0;
+    for (std::uint32_t i = 0; i < count + 1; ++i) {
+      const double cpuBefore = cpu(), before = wall();
+      Peer fresh(address_);
+      require(fresh.call(), "the answer to a call was no");
+      if (i == 0) continue;  // it warms up
+      times.push_back(wall() - before);
+      cpuUsed += cpu() - cpuBefore;
+    }
+    print({{"us", quantile(times, 0.5)}, {"cpu", cpuUsed / count}});
+  }
+
+  /// Calls once. Whoever starts the process measures it.
+  void once(std::uint32_t, std::uint32_t) { require(peer_.call(), "the answer to a call was no"); }
+
   void list(std::uint32_t count, std::uint32_t) {
     repeat(count, [&] { require(peer_.list().size() == 1000, "nodes are missing"); });
   }
 
   void add(std::uint32_t count, std::uint32_t size) {
-    std::vector<decltype(peer_.prepare(Commands()))> inputs;
+    std::vector<Prepared> inputs;
     inputs.reserve(count + 3);
     for (std::uint32_t i = 0; i < count + 3; ++i) inputs.push_back(peer_.prepare(commands(i, size)));
     auto input = inputs.begin();
@@ -209,6 +273,15 @@ class Program {
   }
 
  private:
+  using Prepared = decltype(std::declval<Peer&>().prepare(Commands()));
+
+  template <class Decoded>
+  void compare(const Decoded& decoded, const std::vector<Command>& expected) {
+    require(decoded.size() == expected.size(), "a list of commands has another length");
+    for (std::size_t i = 0; i < expected.size(); ++i)
+      require(Peer::same(decoded[i], expected[i]), "a command has other values");
+  }
+
   template <class Nodes>
   void compare(const Nodes& nodes, std::uint32_t iteration, std::uint32_t count) {
     require(nodes.size() == count, "a list has another length");
@@ -248,12 +321,26 @@ int run(int argc, char** argv) try {
   Program<Peer> program(argv[2]);
   using Verb = void (Program<Peer>::*)(std::uint32_t, std::uint32_t);
   constexpr std::pair<const char*, Verb> VERBS[] = {
-      {"encode", &Program<Peer>::encode},   {"decode", &Program<Peer>::decode},
-      {"call", &Program<Peer>::call},       {"call-started", &Program<Peer>::callStarted},
-      {"list", &Program<Peer>::list},       {"add", &Program<Peer>::add},
-      {"signals", &Program<Peer>::signals}, {"threads", &Program<Peer>::threads},
-      {"async", &Program<Peer>::async},     {"signals-in-loop", &Program<Peer>::signalsInLoop}};
+      {"encode", &Program<Peer>::template encode<>},
+      {"encode-plain", &Program<Peer>::template encode<Errors::NONE>},
+      {"encode-errors", &Program<Peer>::template encode<Errors::ALL>},
+      {"encode-short-labels", &Program<Peer>::template encode<Errors::HALF, Labels::SHORT>},
+      {"encode-long-labels", &Program<Peer>::template encode<Errors::HALF, Labels::LONG>},
+      {"decode", &Program<Peer>::decode},
+      {"decode-add", &Program<Peer>::decodeAdd},
+      {"report", &Program<Peer>::report},
+      {"call", &Program<Peer>::call},
+      {"call-started", &Program<Peer>::callStarted},
+      {"first", &Program<Peer>::first},
+      {"once", &Program<Peer>::once},
+      {"list", &Program<Peer>::list},
+      {"add", &Program<Peer>::add},
+      {"signals", &Program<Peer>::signals},
+      {"threads", &Program<Peer>::threads},
+      {"async", &Program<Peer>::async},
+      {"signals-in-loop", &Program<Peer>::signalsInLoop}};
   if (verb == "check") return program.check(), EXIT_SUCCESS;
+  if (verb == "check-reports") return program.checkReports(), EXIT_SUCCESS;
   for (const auto& [name, work] : VERBS)
     if (verb == name) return (program.*work)(count, size), EXIT_SUCCESS;
   throw std::runtime_error("there is no verb " + verb);

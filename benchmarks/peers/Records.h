@@ -3,8 +3,13 @@
 
 #include <array>
 #include <cstdint>
+#include <iterator>
 #include <memory>
+#include <optional>
 #include <string>
+#include <string_view>
+#include <utility>
+#include <variant>
 #include <vector>
 
 namespace Peers {
@@ -17,28 +22,52 @@ constexpr const char* NODE_INTERFACE = "com.quarnix.Application.Hevra.Manager.No
 constexpr const char* BOARD_PATH = "/com/quarnix/Application/HevraZuv/Manager/DaughterBoard";
 constexpr const char* BOARD_INTERFACE = "com.quarnix.Application.Hevra.Manager.DaughterBoard";
 constexpr const char* ORIGINATOR_PATH = "/com/quarnix/Application/bench/Hevra/Originator";
+constexpr const char* REPORT_INTERFACE = "com.quarnix.Application.HevraZuv.Originator.Command";
 constexpr const char* ADD_SIGNATURE = "(o)(s)a(utbuviiyisusuyy)";
 constexpr const char* COMMAND_SIGNATURE = "(utbuviiyisusuyy)";
+constexpr const char* REPORT_SIGNATURE = "(utbuviiyisusuyy)(s)i";
 constexpr const char* SENSOR_SIGNATURE = "(uyqyayayaytyuuyqqyyyyyqb)";
+constexpr const char* NODES_SIGNATURE = "a(uyqyayayaytyuuyqqyyyyyqb)";
+constexpr const char* MODIFIED_SIGNATURE = "(uyqyayayaytyuuyqqyyyyyqb)y";
 constexpr const char* MODIFIED_RULE =
     "type='signal',sender='com.quarnix.Application.Hevra',path='/com/quarnix/Application/Hevra/Manager/Node',"
     "interface='com.quarnix.Application.Hevra.Manager.Node',member='modified'";
 
-/// A command; its value is always a "u".
+using Bytes = std::vector<std::uint8_t>;
+
+/// A command's value. Empty bytes stand for no value too.
+using Value = std::variant<std::uint32_t, Bytes, std::uint8_t, std::uint16_t, std::int16_t, std::int32_t, std::uint64_t,
+                           std::int64_t, std::string, double, bool>;
+constexpr std::uint32_t VALUE_KINDS = std::variant_size_v<Value> + 1;  // the last kind is no value
+
+/// The signature of a value, by its index.
+constexpr const char* VALUE_SIGNATURES[] = {"u", "ay", "y", "q", "n", "i", "t", "x", "s", "d", "b"};
+static_assert(std::size(VALUE_SIGNATURES) == std::variant_size_v<Value>);
+
 struct Command {
   std::uint32_t id;
   std::uint64_t parameterId;
   bool write;
-  std::uint32_t address, value;
+  std::uint32_t address;
+  Value value;
   std::int32_t origin, context;
   std::uint8_t errorType;
   std::int32_t errorId;
-  std::string errorText;
+  std::string errorText;  // as it travels: the code and, if there are details, ": " and the details
   std::uint32_t delay;
   std::string label;
   std::uint32_t tag;
   std::uint8_t status, acei;
+
+  bool operator==(const Command&) const = default;
 };
+
+/// What an application gives of the error: nothing, or the details behind the code.
+inline std::string_view errorDetails(const Command& command) {
+  const std::string_view text = command.errorText;
+  const std::size_t end = text.find(": ");
+  return end == text.npos ? std::string_view() : text.substr(end + 2);
+}
 
 /// The arguments of one "add": the group's identifier and the commands.
 struct Commands {
@@ -46,17 +75,76 @@ struct Commands {
   std::vector<Command> list;
 };
 
-inline Commands commands(std::uint32_t iteration, std::uint32_t count) {
+/// Which commands have details of their error.
+enum class Errors { HALF, NONE, ALL };
+/// The labels' lengths. A std::string keeps a short one inside the object.
+enum class Labels { USUAL, SHORT, LONG };
+struct Mixture {
+  Errors errors = Errors::HALF;
+  Labels labels = Labels::USUAL;
+  std::optional<std::uint32_t> kind = {};  // of the value; without one, all kinds in turn
+};
+
+inline Value valueOf(std::uint32_t kind, std::uint32_t mixed) {
+  const std::string text = "scene " + std::to_string(mixed % 1000) + " of the evening";
+  switch (kind) {
+    case 0:
+      return mixed;
+    case 1:
+      return Bytes(text.begin(), text.begin() + 1 + mixed % 16);
+    case 2:
+      return static_cast<std::uint8_t>(mixed);
+    case 3:
+      return static_cast<std::uint16_t>(mixed);
+    case 4:
+      return static_cast<std::int16_t>(mixed);
+    case 5:
+      return static_cast<std::int32_t>(mixed);
+    case 6:
+      return mixed * std::uint64_t{4294967311};
+    case 7:
+      return static_cast<std::int64_t>(mixed * std::uint64_t{4294967311});
+    case 8:
+      return text;
+    case 9:
+      return mixed / 8.0;
+    case 10:
+      return mixed % 3 == 0;
+    default:
+      return Bytes();
+  }
+}
+
+inline std::string labelOf(Labels length, std::uint32_t mixed) {
+  const std::string number = std::to_string(mixed % 100000);
+  switch (length) {
+    case Labels::USUAL:
+      return "lamp " + number + " in the hall";
+    case Labels::SHORT:
+      return "lamp " + number;
+    case Labels::LONG:
+      break;
+  }
+  return "lamp " + number +
+         " above the table beside the window of the room behind the hall on the second floor of the "
+         "house at the end of the road";
+}
+
+inline Commands commands(std::uint32_t iteration, std::uint32_t count, const Mixture& mixture = {}) {
   Commands made{"g" + std::to_string(iteration), {}};
   made.list.reserve(count);
   for (std::uint32_t i = 0; i < count; ++i) {
-    const std::uint32_t mixed = iteration * 2654435761u + i;
+    const std::uint32_t mixed = iteration * 2654435761u + i, turn = iteration + i;
     const auto errorType = static_cast<std::uint8_t>(mixed % 3);
     const auto errorId = static_cast<std::int32_t>(mixed % 50);
-    made.list.push_back({i, 0x100000001u + std::uint64_t{mixed}, mixed % 2 == 0, 0x123456 + i, mixed,
-                         static_cast<std::int32_t>(mixed), static_cast<std::int32_t>(i % 7), errorType, errorId,
-                         std::to_string(errorType) + "/" + std::to_string(errorId), mixed % 4,
-                         "lamp " + std::to_string(mixed % 100000) + " in the hall", mixed, 0, 0xE3});
+    std::string errorText = std::to_string(errorType) + "/" + std::to_string(errorId);
+    // Of each kind of value, every other command.
+    if (mixture.errors == Errors::ALL || (mixture.errors == Errors::HALF && turn / VALUE_KINDS % 2))
+      errorText += ": no answer from node " + std::to_string(mixed % 1000);
+    made.list.push_back({i, 0x100000001u + std::uint64_t{mixed}, mixed % 2 == 0, 0x123456 + i,
+                         valueOf(mixture.kind.value_or(turn % VALUE_KINDS), mixed), static_cast<std::int32_t>(mixed),
+                         static_cast<std::int32_t>(i % 7), errorType, errorId, std::move(errorText), mixed % 4,
+                         labelOf(mixture.labels, mixed), mixed, 0, 0xE3});
   }
   return made;
 }

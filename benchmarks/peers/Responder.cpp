@@ -1,5 +1,5 @@
 // The service that all peers call. It uses a bare socket and answers with bytes made beforehand, so it adds very little
-// to the measurements. It can write the body of every "add" to a file, and can pause before each answer.
+// to the measurements. It can write the body of every "add" and "progress" to a file, and can pause before each answer.
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
@@ -58,7 +58,8 @@ class Service {
     } else if (member == "getnodes") {
       reply(message, LIST, lists_[next_++ % lists_.size()]);
     } else {
-      if (member == "add" && record_) std::fwrite(body.data(), 1, body.size(), record_), std::fflush(record_);
+      if (record_ && (member == "add" || member == "progress"))
+        std::fwrite(body.data(), 1, body.size(), record_), std::fflush(record_);
       reply(message, "", "");
       if (member == "flood") flood(wordAt(body, 0));
     }

@@ -48,6 +48,88 @@ void readSensor(sd_bus_message* message, Sensor& node) {
   check(sd_bus_message_exit_container(message));
 }
 
+void appendText(sd_bus_message* message, const std::string& text) {
+  check(sd_bus_message_append_basic(message, 's', text.c_str()));
+}
+
+void appendCommand(sd_bus_message* message, const Command& command) {
+  const auto append = [message](char type, const auto& value) {
+    check(sd_bus_message_append_basic(message, type, &value));
+  };
+  check(sd_bus_message_open_container(message, 'r', COMMAND_CONTENT));
+  append('u', command.id), append('t', command.parameterId), append('b', int{command.write});
+  append('u', command.address);
+  const char* signature = VALUE_SIGNATURES[command.value.index()];
+  check(sd_bus_message_open_container(message, 'v', signature));
+  std::visit(
+      [&]<class T>(const T& value) {
+        if constexpr (std::is_same_v<T, Bytes>)
+          check(sd_bus_message_append_array(message, 'y', value.data(), value.size()));
+        else if constexpr (std::is_same_v<T, std::string>)
+          appendText(message, value);
+        else if constexpr (std::is_same_v<T, bool>)
+          append('b', int{value});
+        else
+          append(*signature, value);
+      },
+      command.value);
+  check(sd_bus_message_close_container(message));
+  append('i', command.origin), append('i', command.context), append('y', command.errorType);
+  append('i', command.errorId), appendText(message, command.errorText), append('u', command.delay);
+  appendText(message, command.label), append('u', command.tag), append('y', command.status);
+  append('y', command.acei);
+  check(sd_bus_message_close_container(message));
+}
+
+/// Reads a value of this kind, if it has this signature.
+template <std::size_t KIND>
+bool readValue(sd_bus_message* message, std::string_view signature, Value& value) {
+  if (signature != VALUE_SIGNATURES[KIND]) return false;
+  using T = std::variant_alternative_t<KIND, Value>;
+  if constexpr (std::is_same_v<T, Bytes>) {
+    const void* bytes = nullptr;
+    std::size_t size = 0;
+    check(sd_bus_message_read_array(message, 'y', &bytes, &size));
+    value.emplace<KIND>(static_cast<const std::uint8_t*>(bytes), static_cast<const std::uint8_t*>(bytes) + size);
+  } else {
+    std::conditional_t<std::is_same_v<T, bool>, int, std::conditional_t<std::is_same_v<T, std::string>, const char*, T>>
+        read{};
+    check(sd_bus_message_read_basic(message, *VALUE_SIGNATURES[KIND], &read));
+    if constexpr (std::is_same_v<T, bool>)
+      value.emplace<KIND>(read != 0);
+    else
+      value.emplace<KIND>(read);
+  }
+  return true;
+}
+
+void readCommand(sd_bus_message* message, Command& command) {
+  const auto read = [message](char type, auto& value) { check(sd_bus_message_read_basic(message, type, &value)); };
+  const auto readText = [&read](std::string& value) {
+    const char* text = nullptr;
+    read('s', text);
+    value = text;
+  };
+  check(sd_bus_message_enter_container(message, 'r', COMMAND_CONTENT));
+  int write = 0;
+  read('u', command.id), read('t', command.parameterId), read('b', write), read('u', command.address);
+  command.write = write;
+  char type = 0;
+  const char* signature = nullptr;
+  check(sd_bus_message_peek_type(message, &type, &signature));
+  check(sd_bus_message_enter_container(message, 'v', signature));
+  const bool known = [&]<std::size_t... KINDS>(std::index_sequence<KINDS...>) {
+    return (readValue<KINDS>(message, signature, command.value) || ...);
+  }
+  (std::make_index_sequence<std::variant_size_v<Value>>());
+  require(known, "a value has an unknown type");
+  check(sd_bus_message_exit_container(message));
+  read('i', command.origin), read('i', command.context), read('y', command.errorType), read('i', command.errorId);
+  readText(command.errorText), read('u', command.delay), readText(command.label), read('u', command.tag);
+  read('y', command.status), read('y', command.acei);
+  check(sd_bus_message_exit_container(message));
+}
+
 class SdBus {
  public:
   using Node = Sensor;
@@ -76,6 +158,31 @@ class SdBus {
     check(sd_bus_call(bus_, call, 0, nullptr, &reply));
   }
   void add(const Commands& commands) { send(commands); }
+
+  void encodeReport(const Commands& commands) {
+    Message call = report(commands);
+    check(sd_bus_message_seal(call, ++serial_, 0));
+  }
+  void sendReport(const Commands& commands) {
+    Message call = report(commands), reply;
+    check(sd_bus_call(bus_, call, 0, nullptr, &reply));
+  }
+
+  Message receiveAdd(const Commands& commands) {
+    Message call = build(commands);
+    check(sd_bus_message_seal(call, ++serial_, 0));
+    check(sd_bus_message_rewind(call, 1));
+    return call;
+  }
+  static std::vector<Command> decodeAdd(sd_bus_message* message) {
+    std::vector<Command> commands;
+    check(sd_bus_message_skip(message, "(o)(s)"));
+    check(sd_bus_message_enter_container(message, 'a', COMMAND_SIGNATURE));
+    while (!sd_bus_message_at_end(message, 0)) readCommand(message, commands.emplace_back());
+    check(sd_bus_message_exit_container(message));
+    return commands;
+  }
+  static bool same(const Command& command, const Command& expected) { return command == expected; }
 
   Message receive(std::uint32_t iteration, std::uint32_t count) {
     Message message;
@@ -147,25 +254,16 @@ class SdBus {
     check(sd_bus_message_new_method_call(bus_, &call, HOST, COMMAND_PATH, COMMAND_INTERFACE, "add"));
     check(sd_bus_message_append(call, "(o)(s)", ORIGINATOR_PATH, commands.group.c_str()));
     check(sd_bus_message_open_container(call, 'a', COMMAND_SIGNATURE));
-    const auto append = [&call](char type, const auto& value) {
-      check(sd_bus_message_append_basic(call, type, &value));
-    };
-    const auto text = [&call](const std::string& value) {
-      check(sd_bus_message_append_basic(call, 's', value.c_str()));
-    };
-    for (const Command& command : commands.list) {
-      check(sd_bus_message_open_container(call, 'r', COMMAND_CONTENT));
-      append('u', command.id), append('t', command.parameterId), append('b', int{command.write});
-      append('u', command.address);
-      check(sd_bus_message_open_container(call, 'v', "u"));
-      append('u', command.value);
-      check(sd_bus_message_close_container(call));
-      append('i', command.origin), append('i', command.context), append('y', command.errorType);
-      append('i', command.errorId), text(command.errorText), append('u', command.delay), text(command.label);
-      append('u', command.tag), append('y', command.status), append('y', command.acei);
-      check(sd_bus_message_close_container(call));
-    }
+    for (const Command& command : commands.list) appendCommand(call, command);
     check(sd_bus_message_close_container(call));
+    return call;
+  }
+
+  Message report(const Commands& commands) {
+    Message call;
+    check(sd_bus_message_new_method_call(bus_, &call, HOST, ORIGINATOR_PATH, REPORT_INTERFACE, "progress"));
+    appendCommand(call, commands.list.front());
+    check(sd_bus_message_append(call, "(s)i", commands.group.c_str(), 1));
     return call;
   }
 

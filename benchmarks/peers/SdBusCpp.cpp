@@ -6,7 +6,6 @@
 
 namespace Peers {
 
-using Bytes = std::vector<std::uint8_t>;
 using Record = sdbus::Struct<std::uint32_t, std::uint64_t, bool, std::uint32_t, sdbus::Variant, std::int32_t,
                              std::int32_t, std::uint8_t, std::int32_t, std::string, std::uint32_t, std::string,
                              std::uint32_t, std::uint8_t, std::uint8_t>;
@@ -27,6 +26,10 @@ void assign(Sensor& node, const SensorRecord& record) {
            node.extra, node.backbone, node.parameterType, node.minimum, node.maximum, node.scale, node.resolution,
            node.resolutionScale, node.mode, node.events, node.period, node.listening) = record;
   copy(first, node.first), copy(second, node.second), copy(third, node.third);
+}
+
+sdbus::Variant makeValue(const Value& from) {
+  return std::visit([](const auto& value) { return sdbus::Variant(value); }, from);
 }
 
 class SdBusCpp {
@@ -110,7 +113,7 @@ class SdBusCpp {
          << sdbus::Struct<std::string>(commands.group);
     call.openContainer(COMMAND_SIGNATURE);
     for (const Command& command : commands.list)
-      call << Record(command.id, command.parameterId, command.write, command.address, sdbus::Variant(command.value),
+      call << Record(command.id, command.parameterId, command.write, command.address, makeValue(command.value),
                      command.origin, command.context, command.errorType, command.errorId, command.errorText,
                      command.delay, command.label, command.tag, command.status, command.acei);
     call.closeContainer();

@@ -5,6 +5,7 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <span>
 #include <string>
 
 #include <bus/FixedSequenceContainerWrapper.h>
@@ -53,7 +54,8 @@ void appendBlocks(Message::Iterator& iterator, const std::array<std::uint8_t, N>
 template <std::size_t N>
 void readBlock(Message::ConstIterator& iterator, std::array<std::uint8_t, N>& block) {
   Block<N>().deserialize(iterator, block);
-  ++iterator;
+  std::span<const std::uint8_t> passed;
+  iterator.read(passed);
 }
 
 /// Reads the record at the iterator into a node of its kind. Returns the position behind the record's last value, for

@@ -25,9 +25,9 @@ Shared::Pointer<Hevra::HvType> readOne(Message::ConstIterator& content) {
 
 bool read(Message::ConstIterator& content, std::string_view signature, Shared::Pointer<Hevra::HvType>& value) {
   if (signature == Message::BYTES) {
-    const auto bytes = content.getBytes();
+    std::span<const std::uint8_t> bytes;
+    content.read(bytes);
     value = Shared::make<Hevra::HvBlob>(std::vector<std::uint8_t>(bytes.begin(), bytes.end()));
-    ++content;
     return true;
   }
   if (signature.size() != 1) return false;

@@ -46,8 +46,8 @@ class HEVRA_EXPORT Connection {
  public:
   /// `where`: "system" (DBUS_SYSTEM_BUS_ADDRESS, else the standard socket), "session" (DBUS_SESSION_BUS_ADDRESS),
   /// "in-process" (the bus inside this process, which needs no daemon) or an address such as "unix:path=/run/bus" or
-  /// "unix:abstract=name"; several addresses with ';' between them are tried in turn. Raises InvalidArgument for
-  /// anything else.
+  /// "unixexec:path=..." (see docs/wire-format.md); several addresses with ';' between them are tried in turn. Raises
+  /// InvalidArgument for anything else.
   static Shared::Pointer<Connection> open(const std::string& where);
   /// The connection of every bus object that you give none: the one that `setDefault` has set, else the one that the
   /// environment variable HEVRA_BUS names, else the system bus. Raises InvalidArgument if HEVRA_BUS names no such

@@ -37,13 +37,20 @@ class HEVRA_EXPORT DetailedError {
   using CodeText = char[16];
   /// Writes the code's "type/id" without a NUL, and returns what it wrote.
   std::string_view writeCode(CodeText& text) const noexcept {
-    char* end = std::to_chars(text, text + sizeof text, unsigned{code_.getErrorType()}).ptr;
+    char* end = writeNumber(text, code_.getErrorType());
     *end++ = '/';
-    end = std::to_chars(end, text + sizeof text, code_.getErrorId()).ptr;
+    end = writeNumber(end, code_.getErrorId());
     return {text, static_cast<std::size_t>(end - text)};
   }
 
  private:
+  static char* writeNumber(char* to, int number) noexcept {
+    constexpr int LONGEST = 11;
+    if (number < 0 || number > 9) return std::to_chars(to, to + LONGEST, number).ptr;
+    *to = static_cast<char>('0' + number);
+    return to + 1;
+  }
+
   ErrorCode code_;
   std::vector<Shared::Pointer<ErrorField>> fields_;
   std::string fieldsText_;

@@ -32,7 +32,7 @@ Manager::~Manager() {
   originator.retire();
   presence_.reset();
   std::map<std::string, Timer> forgotten;
-  std::multimap<std::string, Timer> all;
+  std::multimap<std::string, Timer> replaced;
   Watches abandoned;
   if (!isSameProcess()) {
     // A thread that is not there may have been changing these, so they are never destroyed.
@@ -41,16 +41,20 @@ Manager::~Manager() {
   } else {
     MutexLock lock(mutex_);
     forgotten.swap(timers);
-    all.swap(replaced_);
-    all.merge(forgotten);
+    replaced.swap(replaced_);
     // An expiry that is about to begin finds its entry FINISHED, and so links none that is about to go.
     expiredKeys = {};
-    for (auto& [key, timer] : all) {
-      timer.life = Life::FINISHED;
-      abandoned.take(timer.watches);
-    }
+    const auto finish = [&](auto& entries) {
+      for (auto& [key, timer] : entries) {
+        timer.life = Life::FINISHED;
+        abandoned.take(timer.watches);
+      }
+    };
+    finish(forgotten);
+    finish(replaced);
   }
-  all.clear();
+  forgotten.clear();
+  replaced.clear();
   Event::retire();
   tell(abandoned, Outcomes::get().abandoned);
 }

@@ -151,9 +151,11 @@ void Manager::arm(const Shared::Pointer<Interface::Command::Originator>& client,
   made.try_emplace(key, this, client, key, FIRST_REPORT_SECONDS);
   Entry unwanted;
   MutexLock lock(mutex_);
-  const auto present = timers.find(key);
-  if (present != timers.end() && present->second.life == Life::EXPIRED) replaced_.insert(timers.extract(present));
   auto inserted = timers.insert(made.extract(made.begin()));
+  if (!inserted.inserted && inserted.position->second.life == Life::EXPIRED) {
+    replaced_.insert(timers.extract(inserted.position));
+    inserted = timers.insert(std::move(inserted.node));
+  }
   unwanted = std::move(inserted.node);
   Timer& timer = inserted.position->second;
   try {

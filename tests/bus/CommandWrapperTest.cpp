@@ -10,6 +10,8 @@
 #include <tests/bus/Arguments.h>
 #include <tests/harness/CapturingLogger.h>
 
+#include <climits>
+
 namespace Quarnix::Bus::Type {
 namespace {
 
@@ -42,6 +44,27 @@ TEST(CommandWrapper, CarriesTheLowByteOfTheStatus) {
   command.getDetailedError().setErrorFieldsToString("hot");
   command.setStatus(static_cast<HvDetailedCommandStatus>(0xFFFFFF06));
   EXPECT_EQ(written<Wrapper<Command>>(command), recordOf(0));
+}
+
+TEST(CommandWrapper, WritesTheTextOfItsError) {
+  struct Detail : ErrorField {
+    std::string toString() const override { return "K\u00fcche"; }
+  };
+  const auto detail = Shared::make<Detail>();
+  Command command = commandOf(recordOf(0));
+  DetailedError& error = command.getDetailedError();
+  for (const ErrorCode& code : {ErrorCode(), ErrorCode(9, 10), ErrorCode(255, INT_MIN)})
+    for (const char* text : {"", "x", "K\u00fcche", "a text that is longer than one word"})
+      for (const std::size_t fields : {0u, 2u}) {
+        error.setErrorCode(code);
+        error.setErrorFieldsToString(text);
+        error.setErrorFields({fields, detail});
+        EXPECT_EQ(nlohmann::json::parse(written<Wrapper<Command>>(command)).at(9), error.toString());
+      }
+  for (const char* text : {"\xff", "behind a word: \xc3"}) {
+    error.setErrorFieldsToString(text);
+    EXPECT_THROW(written<Wrapper<Command>>(command), InvalidArgument) << text;
+  }
 }
 
 TEST(CommandWrapper, HasNoValueOfAContentThatNoClassHas) {

@@ -1,9 +1,12 @@
 // Numbers on the command line, and texts on a terminal.
 #include <cstdint>
 #include <string>
+#include <utility>
+#include <vector>
 
 #include <gtest/gtest.h>
 
+#include <cli/Nearest.h>
 #include <cli/Number.h>
 #include <cli/Printable.h>
 #include <cli/Width.h>
@@ -26,14 +29,38 @@ TEST(Number, IsDecimalOrHexadecimalAndInRange) {
       EXPECT_EQ(error.what(), "--pace: '" + std::string(text) + "' given, expected a number from 0 to 255");
     }
   }
-  EXPECT_EQ(readSigned("", "-2147483648"), INT32_MIN);
-  EXPECT_EQ(readSigned("", "0x7fffffff"), INT32_MAX);
-  for (const char* text : {"-", "--1", "-0x1", "-2147483649", "2147483648", "0xffffffff"})
-    EXPECT_THROW(readSigned("--type", text), Malformed) << text;
-  EXPECT_EQ(readRate("", "0.25"), 0.25);
-  EXPECT_EQ(readRate("", "1"), 1.0);
+  EXPECT_EQ(readSeconds("", "0x10"), Time::Elapsed(16, 0));
+  EXPECT_EQ(readSeconds("", "0.25"), Time::Elapsed::ofMilliseconds(250));
+  for (const char* text : {"", "-1", "1e3", "nan", "1s", "4294967296"})
+    EXPECT_THROW(readSeconds("--for", text), Malformed) << text;
+  EXPECT_EQ(readFraction("", "0.25", 0, 1), 0.25);
+  EXPECT_EQ(readFraction("", "1", 0, 1), 1.0);
   for (const char* text : {"", "-0.1", "1.01", "nan", "inf", "0,5", "50%"})
-    EXPECT_THROW(readRate("--drop", text), Malformed) << text;
+    EXPECT_THROW(readFraction("--drop", text, 0, 1), Malformed) << text;
+}
+
+TEST(Number, MayHaveAName) {
+  EXPECT_EQ(readNamed<std::int32_t>("", "Unknown", Json::LINK_TYPES, false), -1);
+  EXPECT_EQ(readNamed<std::int32_t>("", "-2147483648", Json::LINK_TYPES, true), INT32_MIN);
+  EXPECT_EQ(readNamed<std::uint8_t>("", "repeating_actuator", Json::NODE_CLASSES, false), 5U);
+  EXPECT_EQ(readNamed<std::uint8_t>("", "0xff", Json::NODE_CLASSES, true), 255U);
+  const std::string expected = "--action: 'x' given, expected add (0), modify (1) or remove (2)";
+  for (const std::string text : {"x", "9", "-1", "", "0x100000000"}) {
+    try {
+      readNamed<std::int32_t>("--action", text, Json::NODE_ACTIONS, text == "0x100000000");
+      ADD_FAILURE() << text << " was accepted";
+    } catch (const Malformed& error) {
+      const std::string raw = text.empty() || text == "x" ? "" : "; --raw admits other numbers";
+      EXPECT_EQ(error.what(), "--action: '" + text + expected.substr(12) + raw);
+    }
+  }
+}
+
+TEST(Nearest, FindsWhatWasMeant) {
+  const std::vector<std::string> known = {"reset", "nodes", "node", "send", "cancel", "record"};
+  const std::pair<const char*, std::vector<std::string>> rows[] = {
+      {"nods", {"nodes", "node"}}, {"sned", {"send"}}, {"re", {"reset", "record"}}, {"quiet", {}}, {"", {}}};
+  for (const auto& [word, meant] : rows) EXPECT_EQ(nearest(word, known), meant) << word;
 }
 
 TEST(Printable, EscapesWhatATerminalWouldActOn) {

@@ -15,7 +15,11 @@ namespace {
 /// The process's default dispatcher, and the thread that runs it. A simulated clock waits for its work.
 class DispatcherThread {
  public:
-  DispatcherThread() { Dispatcher::setDefault(&dispatcher_); }
+  DispatcherThread() {
+    Dispatcher::setDefault(&dispatcher_);
+    Activity::begin();  // from now on, for a clock must not take a thread that has not begun for an idle one
+    thread_ = std::thread([this] { run(); });
+  }
   ~DispatcherThread() {
     dispatcher_.quit();
     thread_.join();
@@ -26,13 +30,12 @@ class DispatcherThread {
  private:
   void run() {
     Activity::countThisThread();
-    Activity::begin();
     dispatcher_.run();
     Activity::end();
   }
 
   Dispatcher dispatcher_;
-  std::thread thread_{[this] { run(); }};
+  std::thread thread_;
 };
 
 class DispatchedTests : public testing::EmptyTestEventListener {

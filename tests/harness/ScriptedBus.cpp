@@ -90,8 +90,8 @@ void ScriptedBus::accept() {
 Call ScriptedBus::authenticate() {
   accept();
   EXPECT_TRUE(line().starts_with(std::string("\0AUTH EXTERNAL ", 15)));
-  write("OK 0123\r\n");
   EXPECT_EQ(line(), "BEGIN\r\n");
+  write("OK 0123\r\n");
   return expect("Hello");
 }
 

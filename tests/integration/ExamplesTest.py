@@ -3,6 +3,7 @@
 import os
 import re
 import signal
+import socket
 import unittest
 
 import support
@@ -11,8 +12,9 @@ EXAMPLES = os.environ["HEVRA_BINARY_DIR"] + "/examples/"
 
 
 class Examples(support.Case):
-    def start(self, name, bus=None):
-        process = support.Process(*support.EMULATOR, EXAMPLES + name, HEVRA_BUS=bus or self.bus.address)
+    def start(self, name, *arguments, bus=None, **environment):
+        process = support.Process(*support.EMULATOR, EXAMPLES + name, *arguments,
+                                  HEVRA_BUS=bus or self.bus.address, **environment)
         self.addCleanup(process.kill)
         return process
 
@@ -59,6 +61,35 @@ class Examples(support.Case):
         with open(EXAMPLES + name, "rb") as file:
             return len(support.EMULATOR[:1]) + (b"__tsan_init" in file.read())
 
+    def test_tell_systemd_their_state_while_bus_and_service_come_and_go(self):
+        systemd = socket.socket(socket.AF_UNIX, socket.SOCK_DGRAM)
+        self.addCleanup(systemd.close)
+        systemd.settimeout(support.DEADLINE)
+        systemd.bind(self.bus.folder + "/systemd")
+        self.bus.daemon.kill()
+        lamp = self.start("hevra-lamp", "0x1001", NOTIFY_SOCKET=self.bus.folder + "/systemd")
+        waiting, on = b"STATUS=waiting for the stack service\n", b"STATUS=6 nodes, the lamp is on\n"
+
+        def expect(*lines):
+            self.assertEqual([systemd.recv(4096) for _ in lines], list(lines))
+
+        expect(waiting)
+        self.bus.start()
+        service = self.bus.stackd("--service", "hevra", "--pace", "0")
+        expect(b"READY=1\n", on)
+        service.end(signal.SIGTERM)
+        expect(waiting)
+        service = self.bus.stackd("--service", "hevra", "--pace", "0")
+        expect(b"READY=1\n", on)
+        self.bus.daemon.kill()
+        expect(waiting)
+        service.end(signal.SIGTERM)
+        self.bus.start()
+        self.bus.stackd("--service", "hevra", "--pace", "0")
+        expect(b"READY=1\n", on)
+        self.assertEqual(lamp.end(signal.SIGTERM)[0], 0)
+        expect(b"STOPPING=1\n")
+
     def test_say_what_is_wrong(self):
         for name, bus, status, said in (
                 ("nodes", self.bus.address, 3, "ServiceUnknown"), ("client", self.bus.address, 1, "was not provided"),
@@ -66,7 +97,7 @@ class Examples(support.Case):
             with self.subTest(name, bus=bus):
                 if not bus:
                     self.bus.stackd("--scenario", support.SOURCES + "/examples/scenarios/restart.json")
-                ended, errors = self.start(name, bus).end()
+                ended, errors = self.start(name, bus=bus).end()
                 self.assertEqual(ended, status)
                 self.assertIn(said, errors)
 

@@ -129,8 +129,9 @@ class ForeignClient(Case):
 
 BUSY = PeerError("test.Error.Busy", "The board is müde")
 DONE, NO, NO_ID = {"done": True}, {"modified": False}, {"linkId": ""}
-SET, SET_LINK = ["node", "set", "-", "--action", "2"], ["link", "set", "--node", "0xF1727374", "--stack", "0xF5767778",
-                                                        "--id", "Küche, 家", "--type", "-1", "--action", "2147483647"]
+SET = ["node", "set", "-", "--action", "remove"]
+SET_LINK = ["--raw", "link", "set", "--node", "0xF1727374", "--stack", "0xF5767778", "--id", "Küche, 家", "--type", "-1",
+            "--action", "2147483647"]
 SENSOR, SENT_SENSOR = TABLE[3][1][1], ("modify", NODE_RECORDS["sensor"] + "i", record(4), REMOVED)
 GET_ID, SENT_LINK = ("getNodeLink", "uu", 7, 1), ("modifyLink", LINK + "i", FULL_LINK, 2147483647)
 QUESTIONS = [
@@ -144,14 +145,21 @@ QUESTIONS = [
     (["cancel", "--priority", "0xFFFFFFFF"], ("cancel", "u", 4294967295), ("",), 0, [DONE], ""),
     (["nodes"], ("getnodes", ""), (lists("controller", "actuator"), [record(0xFFFFFFFF)] * 2, []), 0,
      [TABLE[5][1][1]] * 2, ""),
-    (["nodes", "--class", "255"], ("getnodes", "y", 255), (lists("sensor"), [record(4)]), 0, [SENSOR], ""),
-    (["nodes", "--class", "0xFF", "--type", "0xFFFF"], ("getnodes", "yq", 255, 65535), ("",), 0, [], ""),
+    (["nodes", "--raw", "--class", "255"], ("getnodes", "y", 255), (lists("sensor"), [record(4)]), 0, [SENSOR], ""),
+    (["nodes", "--class", "0xFF", "--type", "0xFFFF", "--raw"], ("getnodes", "yq", 255, 65535), ("",), 0, [], ""),
+    (["nodes", "--kind", "sensor"], ("getnodes", ""), (lists("controller", "sensor"), [record(0xFFFFFFFF)], [record(4)]), 0,
+     [SENSOR], ""),
+    (["nodes", "--sort", "address"], ("getnodes", ""), (lists("controller", "sensor"), [record(0xFFFFFFFF)], [record(4)]),
+     0, [SENSOR, TABLE[5][1][1]], ""),
+    (["node", "show", "0x4"], ("getnodes", ""), (lists("controller", "sensor"), [record(0xFFFFFFFF)], [record(4)]), 0,
+     [SENSOR], ""),
+    (["node", "show", "5"], ("getnodes", ""), (lists("sensor"), [record(4)]), 1, [], "there is no node 0x5"),
     (["nodes"], ("getnodes", ""), ("a" + LINK, [FULL_LINK]), 3, [], "BadSignatureOnBus"),
     (["nodes"], ("getnodes", ""), ("s", "no list"), 3, [], "hevractl: "),
     (["nodes"], ("getnodes", ""), (f"(u{NODE_RECORDS['sensor']})", (1, record(4))), 3, [], "BadSignatureOnBus"),
     (["nodes"], ("getnodes", ""), (f"({NODE_RECORDS['sensor']}{NODE_RECORDS['controller']})a{LINK}",
                                    (record(4), record(0xFFFFFFFF)), []), 0, [SENSOR, TABLE[5][1][1]], ""),
-    (["nodes", "--class", "1"], ("getnodes", "y", 1), BUSY, 3, [], "test.Error.Busy: The board is müde"),
+    (["nodes", "--class", "Sensor"], ("getnodes", "y", 1), BUSY, 3, [], "test.Error.Busy: The board is müde"),
     *[(SET, ("modify", NODE_RECORDS[kind] + "i", values, REMOVED), ("b", True), 0, [{"modified": True}], "", form)
       for kind, (values, form) in TABLE],
     (SET, SENT_SENSOR, ("b", False), 1, [NO], "", SENSOR),
@@ -160,7 +168,7 @@ QUESTIONS = [
     (SET_LINK, SENT_LINK, ("b", True), 0, [{"modified": True}], ""),
     (SET_LINK, SENT_LINK, ("b", False), 1, [NO], ""),
     (SET_LINK, SENT_LINK, ("",), 1, [NO], "NodeManager modify link reply bad signature:  (expected was b)"),
-    (["link", "id", "7", "--type", "1"], GET_ID, ("s", "Küche, 家"), 0, [{"linkId": "Küche, 家"}], ""),
+    (["link", "id", "7", "--type", "sense"], GET_ID, ("s", "Küche, 家"), 0, [{"linkId": "Küche, 家"}], ""),
     (["link", "id", "7", "--type", "1"], GET_ID, ("b", True), 1, [NO_ID], "bad response signature: b, expected was s"),
     (["link", "id", "0xFFFFFFFF", "--type", "-1"], ("getNodeLink", "uu", *[4294967295] * 2), ("s", "x"), 0,
      [{"linkId": "x"}], ""),
@@ -245,7 +253,7 @@ class ForeignService(Case):
             with self.subTest(variant):
                 replies.clear()
                 self.serve(add, "add", ADD, host=host)
-                result = self.run_ctl("--service", variant, "--app", "golden_1", "send", "--group", "g 1", "-",
+                result = self.run_ctl("--service", variant, "--app", "golden_1", "--raw", "send", "--group", "g 1", "-",
                                       commands=[form for _, form in PAIRS])
                 originator = path.format(variant.capitalize())
                 self.assertEqual(self.calls, [((originator,), ("g 1",), [record for record, _ in PAIRS])])
@@ -278,7 +286,7 @@ class ForeignService(Case):
         denied = "org.freedesktop.DBus.Error.AccessDenied"
         for options, answer, heard in ([], ("", ()), [1, 2]), (["--strict"], denied, [2]):
             replies.clear()
-            result = self.run_ctl(*options, "send", "--group", "g", "-", commands=[form])
+            result = self.run_ctl(*options, "--raw", "send", "--group", "g", "-", commands=[form])
             self.assertEqual((result.status, [line["status"] for line in result.lines]), (0, heard), result)
             self.assertEqual(replies, [answer])
 
@@ -315,6 +323,10 @@ class ForeignService(Case):
             self.assertEqual(status, 0)
             expected = [text + (signature if text.endswith(" ") else "") for _, _, signature, text in wrong]
             self.assertEqual(sorted(re.findall("library> (.*)", errors)), sorted(expected))
+            people = self.bus.ctl_process("--service", variant, "watch", "--time", "none", "--count", "1")
+            people.line(), people.line()
+            tell(COMMANDS, "exception", "s", ("Größe",))
+            self.assertEqual((people.line(), people.end()), ("EXCEPTION  Größe", (0, "")))
 
 
 if __name__ == "__main__":

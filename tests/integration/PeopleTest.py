@@ -8,7 +8,7 @@ import unittest
 
 import pyte
 import support
-from screen import Screen, interrupt, narrow
+from screen import Screen, interrupt, size, typing
 
 
 def width(line):
@@ -56,14 +56,42 @@ class People(support.Case):
             else:
                 self.assertEqual(seen.written.count(b"\n"), 1 + 3 * 4 + 1)
 
-    def test_interrupt_what_is_sent(self):
-        seen = self.see("send", "--group", "g", self.file([{"id": 1}, {"id": 2, "delay": 3600, "label": "w" * 99}]),
-                        then=[(b"DELAYED", narrow), (b"\x1b[J", interrupt)])
-        self.assertEqual(seen.status, -signal.SIGINT, seen.written)
-        self.assertEqual(seen.lines[0][:7], "COMMAND")
-        self.assertIn("interrupted", seen.lines[-1] + seen.lines[-2])
-        self.assertNotIn("g_1", "\n".join(seen.lines[-2:]))
-        self.assertEqual((width(seen.lines[2]), seen.lines[2][-1]), (59, "…"))
+    def test_see_rows_in_a_terminal_that_changes(self):
+        """And hear how what they have interrupted is cancelled."""
+        label = "家e\u0301" * 99
+        file = self.file([{"id": 1, "label": label}, {"id": 2, "delay": 3600, "label": label}, {"id": 3, "delay": 3600}])
+        done, row, titles = b"COMPLETED", b"DELAYED", b"COMMAND"
+        cleared, up = b"\x1b[H\x1b[J", b"\x1b[4A\r\x1b[J"
+        grow, shrink, keys = size(30, 100), size(14, 60), typing(b"typed\r\r\r")
+        rows = [
+            (24, (done, keys), (row, interrupt)), (24, (done, shrink), (cleared, keys), (row, interrupt)),
+            (24, (done, grow), (up, keys), (row, shrink), (cleared, interrupt)),
+            (24, (done, typing(b"\x1a")), (titles, interrupt)), (5, (done, grow), (titles, interrupt))]
+        for lines, *then in rows:
+            with self.subTest(lines=lines, then=len(then)):
+                seen = self.see("send", "--group", "g 1", file, rows=lines, then=then)
+                self.assertEqual(seen.status, -signal.SIGINT, seen.written)
+                text = "".join(seen.screen.display)
+                self.assertNotIn("typed", text)
+                self.assertIn("under way: 2 commands", text)
+                for id, count in (1, 0), (2, 1), (3, 1):
+                    self.assertEqual(text.count(f"cancel --key 'g 1_{id}'"), count, seen.lines)
+                if keys in dict(then).values():
+                    begin = [line[:5] for line in seen.lines[:5]]
+                    self.assertEqual(begin, ["COMMA", "g 1_1", "g 1_2", "g 1_3", "1 of "], seen.lines)
+                    self.assertIn(seen.screen.columns - width(seen.lines[2]), (1, 2), seen.lines)
+                    self.assertEqual(seen.lines[2][-1], "…")
+
+    def test_are_asked_before_all_is_cancelled(self):
+        for arguments, answer, status in ([], b"n\r", 1), ([], b"\x04", 1), ([], b"y\r", 0), (["--all"], None, 0):
+            seen = self.see("cancel", *arguments, then=[(b"[y/N]", typing(answer))] if answer else ())
+            self.assertEqual((seen.status, b"all applications?" in seen.written), (status, bool(answer)), seen.written)
+            self.assertEqual(b"was asked to cancel" in seen.written, status == 0)
+
+    def test_learn_where_to_look_when_the_bus_fails(self):
+        hint = "hevractl: 'hevractl --bus unix:path=/nowhere --service zuv doctor' looks for the cause"
+        seen = Screen(*support.CTL, "--bus=unix:path=/nowhere", "--service", "zuv", "nodes", columns=120)
+        self.assertEqual((seen.status, seen.lines[-1]), (3, hint))
 
     def test_complete_what_they_type(self):
         folder = self.bus.folder
@@ -75,16 +103,32 @@ class People(support.Case):
             ("s", {"send"}), ("link ", {"set", "id"}), ("--service ", {"hevra", "zuv"}), ("send --g", {"--group"}),
             ("node remove ", addresses), ("--json node key 0x10", {a for a in addresses if a.startswith("0x10")}),
             ("node key 0x1000 ", set()), ("link set --node ", addresses), ("link set --stack ", {"0x1000"}),
-            ("link id 1 --type ", {"-1", "0", "1", "2"}),
+            ("link id 1 --type ", {"control", "sense", "relay", "unknown"}),
+            ("nodes --class=se", {"sensor"}), ("--service=z", {"zuv"}), (f"--bus=unix:path={folder}/h", {program}),
+            ("--bus=unix:path=/nowhere node remove ", set()), ("nodes --sort t", {"type"}), ("help li", {"link"}),
+            ("--st", {"--strict"}), ("send 0x1", {a for a in addresses if a.startswith("0x1")}), ("send 0x1001 a", {"ay"}),
+            ("send 0x1001 b ", {"true", "false"}), ("node set - --action ", {"add", "modify", "remove"}),
             ("nodes --class 1 --type ", {hex(node["nodeType"]) for node in nodes}),
             (f"send --group g {folder}/h", {program}), (f"--bus unix:path={folder}/h", {program}),
             ("--bus unix:path=/nowhere node remove ", set()), ("send --group ", set()), ("--bus unix:pa", {"path="})]
+        self.expect_completions("hevractl", rows)
+
+    def test_complete_what_they_type_for_the_service(self):
+        folder = self.bus.folder
+        self.bus.write("hevra-stackd", f'#!/bin/sh\nexec {" ".join(support.STACKD)} "$@"\n')
+        os.chmod(program := folder + "/hevra-stackd", 0o755)
+        self.expect_completions("hevra-stackd", [
+            ("--sc", {"--scenario"}), ("--service ", {"hevra", "zuv", "both"}), ("--service=h", {"hevra"}),
+            (f"--nodes {folder}/h", {program}), (f"--pace 0 --nodes={folder}/h", {program}), ("--pace ", set()),
+            ("--bus=s", {"system", "session"}), (f"--bus=unix:path={folder}/h", {program})])
+
+    def expect_completions(self, program, rows):
         for line, expected in rows:
-            script = (f"source {support.SOURCES}/tools/completion/hevractl.bash; COMP_LINE='hevractl {line}'\n"
-                      "COMP_POINT=${#COMP_LINE}; _hevractl hevractl; echo ${COMPREPLY[*]}")
-            environment = support.environment(HEVRA_BUS=self.bus.address)
-            environment["PATH"] = f"{folder}:{environment['PATH']}"
-            ended = subprocess.run(["bash", "--norc", "-c", script], capture_output=True, env=environment, check=False)
+            script = (f"source {support.SOURCES}/tools/completion/{program}.bash; COMP_LINE='{program} {line}'\n"
+                      f"COMP_POINT=${{#COMP_LINE}}; _{program.replace('-', '_')} {program}; echo ${{COMPREPLY[*]}}")
+            variables = support.environment(HEVRA_BUS=self.bus.address)
+            variables["PATH"] = f"{self.bus.folder}:{variables['PATH']}"
+            ended = subprocess.run(["bash", "--norc", "-c", script], capture_output=True, env=variables, check=False)
             self.assertEqual((set(ended.stdout.decode().split()), ended.stderr), (expected, b""), line)
 
     def test_read_how_a_command_is_used_on_one_screen(self):

@@ -1,9 +1,13 @@
 """hevractl and hevra-stackd as processes on a real bus: what they print, how they end, and that wrong input sends
 nothing."""
 
+import fcntl
 import json
 import os
+import pty
 import signal
+import subprocess
+import termios
 import unittest
 
 import support
@@ -14,7 +18,8 @@ SECRET = "5ec2e7" * 5 + "00"
 SEND, SET = ["send", "--group", "g"], ["node", "set", "-", "--action"]
 LINK = ["link", "set", "--node", "1", "--stack", "2", "--type", "0"]
 WRONG_INPUT = [
-    (SEND + ["-"], b"", "line 1"), (SEND + ["-"], [{"id": 1}, {"id": 2, "colour": 3}], "colour"),
+    (SEND + ["-"], b"", "line 1"), (SEND + ["-"], [{"id": 1, "status": 9}], "[0].status: 9"),
+    (SEND + ["-"], [{"id": 1}, {"id": 2, "colour": 3}], "colour"),
     (SET + ["1"], b'{"kind": "stack",\n"key": "%s' % SECRET.encode(), "line 2"),
     (SET + ["1"], full_node("stack", 7, key=SECRET)[1], "key"),
     (SET + ["1"], full_node("sensor", 7, nodeClass=3)[1], "UnknownNodeClass")]
@@ -32,7 +37,17 @@ WRONG_LINES = [
     (["nodes", "--type", "1"], "--class"), (["nodes", "--class", "1", "--type", "65536"], "65536"),
     (LINK + ["--action", "1"], "--id"),
     (LINK + ["--id", b"\xff", "--action", "1"], "id"), (LINK + ["--id", "x", "--action", "-2147483649"], "-2147483649"),
-    (["link", "id", "1"], "--type"), (["link", "id", "1", "--type", "2147483648"], "2147483648")]
+    (["link", "id", "1"], "--type"), (["link", "id", "1", "--type", "2147483648"], "2147483648"),
+    (["nods"], "did you mean nodes or node?; see hevractl --help"),
+    (["node", "shwo", "1"], "show?; see hevractl node --help"),
+    (["send", "--grup", "g", "-"], "--group?; see hevractl send --help"), (["link"], "missing: set, id"),
+    (["help", "link", "st"], "did you mean set?"), (SET + ["9"], "remove (2); --raw"), (["nodes", "--class", "7"], "--raw"),
+    (["nodes", "--class", "sensr"], "sensor (1)"), (["nodes", "--kind", "beacon"], "controller"),
+    (["nodes", "--sort", "colour"], "address"), (["send", "1", "b"], "2 words"), (["send", "1", "b", "maybe"], "maybe"),
+    (["send", "1", "y", "0x100"], "0x100"), (["send", "1", "ay", "0G"], "0G"), (["send", "1", b"\xff", "1"], "one of ay"),
+    (["send", "2", "b", "1", "one", "b", "1"], "command 2: ADDRESS"), (SEND + ["-", "--delay", "1"], "--delay"),
+    (SEND + ["-", "--label", "x"], "--label"), (["--timeout", "0", "reset"], "--timeout"),
+    (["cancel", "--all", "--key", "g_1"], "--all"), (["watch", "--time", "noon"], "noon"), (["watch", "--for", "1m"], "1m")]
 """What is wrong, and what the error must name."""
 
 
@@ -50,15 +65,20 @@ def call(**changes):
 
 NESTED = json.loads("[" * 200 + "]" * 200)
 WRONG_SCENARIOS = [
-    ({}, "array"), (NESTED, "deep"), ([{"do": "late"}], "[0].on"), (rule(on="dance"), "[1]: a rule for 'dance'"),
+    (1, "array"), (NESTED, "deep"), ([{"do": "late"}], "[0].on"), (rule(on="dance"), "[1]: a rule for 'dance'"),
     (rule(do="sleep"), '[1].do: "sleep"'), (rule(ms=-1), "[1].ms"), (rule(do="late"), '"ms"'),
     (rule(on="getnodes", group="g"), "[1]: a group"), (rule(nth=0), "[1]: nth 0"), (rule(times=0), "[1]: times 0"),
     (rule(colour=1), '"colour"'), ([{"on": "add", "do": "error", "name": "busy"}], "'busy'"),
-    ([{"on": "progress", "do": "error", "name": "a.b"}], '"name"')]
+    ([{"on": "progress", "do": "error", "name": "a.b"}], '"name"'), ([{"at": 0, "do": "dance"}], '[0].do: "dance"'),
+    ([{"at": -1, "do": "restart", "ms": 1}], "[0].at"), ([{"at": 0, "do": "restart", "text": ""}], '"text"'),
+    ([{"at": 0, "do": "state", "address": 1, "state": [1, 256]}], "[0].state: 256"),
+    ([{"at": 0, "do": "exception", "text": "", "times": 2}], "[0]: times without every"),
+    ([{"at": 0, "do": "node", "node": {}, "action": "added"}], "[0].node.kind"),
+    ([{"at": 0, "do": "link", "link": {"node": 1, "stack": 2, "id": "", "type": 0}, "action": 3}], "[0].action")]
 WRONG_RECORDINGS = [
-    (NESTED, "deep"), (call(time=1e300), "line 1.time: 1e+300"), (call(time=-1), "line 1.time"),
-    (call(type="noise"), "line 1.type"), (call(colour=1), '"colour"')]
-WRONG_RECORDINGS += [(call(signature=signature, body=body), "line 1") for signature, body in [
+    (NESTED, "deep"), (1, "array"), (call(time=1e300), "[0].time: 1e+300"), ([call(), call(time=-1)], "[1].time"),
+    (call(type="noise"), "[0].type"), (call(colour=1), '"colour"')]
+WRONG_RECORDINGS += [(call(signature=signature, body=body), "[0]") for signature, body in [
     ("u", ["x"]), ("u", [2**32]), ("u", []), ("u", [1, 2]), ("(u", [[1]]), ("ay", ["0"]), ("a{sv}", [[["x", 1]]]),
     ("v", [{"type": "uu", "value": 1}]), ("d", ["x"]), ("o", ["x"]), ("", 1), ("z", [1]), ("s", ["\0"])]]
 
@@ -114,6 +134,12 @@ class Programs(support.Case):
         for arguments, output in [
                 (["reset"], r"The daughter board was reset\.\n"), (SEND + [file, "--no-wait"], r"Sent 1 command\.\n"),
                 (SEND + [file], r"COMMAND [^\033]*g_7 [^\033]* COMPLETED [^\033]*1 of 1 command completed\.\n"),
+                (["send", "0x1001", "b", "on", "0x1002", "i", "-5", "--label", "hall", "--delay", "0"],
+                 r'COMMAND [^\033]*\nh[0-9a-f]{8}_2 +COMPLETED [^\033]* i -5  "hall"\n[^\033]*2 of 2 commands .*\n'),
+                (["send", "0x1001", "s", "[a,b]", "--no-wait"], r"Sent 1 command as the group h[0-9a-f]{8}\.\n"),
+                (["nodes", "--sort", "address", "--kind", "controller"],
+                 r"KIND [^\n]*\ncontroller +0x3001 +controller [^\n]*\n"),
+                (["node", "show", "0x2001"], r"kind +sensor\naddress +0x2001\nnodeClass +sensor\n([^\n]+\n){19}"),
                 (["--version"], r"hevractl [0-9.]+\n"), (["reset", "--version"], r"hevractl [0-9.]+\n")]:
             result = self.bus.ctl(*arguments)
             self.assertEqual((result.status, result.errors), (0, ""))
@@ -136,7 +162,8 @@ class Programs(support.Case):
         with open(trace, encoding="utf-8") as file:
             traced += file.read()
         self.assertRegex(traced, r"(?m)^\d+\.\d{6} <- return #\d+ of #\d+ from :1\.\d+ to :1\.\d+ \(\[\(4096, ")
-        for text in traced, watches[0].line(), self.bus.ctl("nodes").output:
+        for text in traced, watches[0].line(), self.bus.ctl("nodes").output, \
+                self.bus.ctl("node", "show", "0x1000").output:
             self.assertNotIn(key, text)
         for text in watches[1].line(), self.bus.ctl("nodes", "--show-keys").output:
             self.assertIn(key, text)
@@ -216,6 +243,115 @@ class Programs(support.Case):
                     last = signal.SIGINT if heeded else signal.SIGTERM
                     self.assertEqual(process.end(None if heeded else last), (-last, ""))
 
+    def test_a_call_takes_as_long_as_it_may(self):
+        self.stackd("--service", "hevra", "--silent", "1")
+        for command in (["reset"], ["nodes"], ["node", "show", "1"], ["cancel"],
+                        ["send", "1", "b", "1", "--no-wait"], ["link", "id", "1", "--type", "0"]):
+            with self.subTest(command):
+                self.expect_refusal(self.bus.ctl("--timeout", "0.1", *command), 3, NAMES + "NoReply")
+        self.assertEqual(self.bus.ctl("--timeout", "0.1", "node", "remove", "1").status, 0)
+        failed = [line for line in self.bus.ctl("--timeout", "0.1", "--json", "doctor").lines if line["ok"] is False]
+        self.assertEqual([line["step"] for line in failed], ["progress"])
+        late = self.bus.ctl("--service", "zuv", "--timeout", "0.1", "wait")
+        self.assertEqual(late.status, 4)
+        self.assertIn("after 0.1 s", late.errors)
+
+    def test_watch_the_service_and_the_bus_come_and_go(self):
+        watch = self.bus.ctl_process("--json", "watch", "--time", "relative", "--count", "1")
+        self.assertEqual(json.loads(watch.line()), {"event": "ready"})
+
+        def expect(event, **rest):
+            line = json.loads(watch.line())
+            self.assertGreaterEqual(line.pop("time"), 0)
+            self.assertEqual(line, {"event": event} | rest)
+
+        self.assertEqual(watch.complaint(), f"hevractl: {HOST} is not there")
+        service = self.stackd("--service", "hevra")
+        expect("service", present=True)
+        service.end(signal.SIGTERM)
+        expect("service", present=False)
+        self.bus.daemon.end(signal.SIGTERM)
+        expect("bus", present=False)
+        self.bus.start()
+        expect("bus", present=True)
+        self.stackd("--service", "hevra")
+        while json.loads(watch.line())["event"] != "service":
+            pass
+        seen = self.bus.ctl_process("watch")
+        titles = [seen.line() for _ in range(2)][1]
+        self.assertRegex(titles, "^TIME +EVENT ")
+        self.bus.ctl("link", "set", "--node", "0x2001", "--stack", "0x1000", "--id", "x", "--type", "sense",
+                     "--action", "add")
+        self.assertEqual(json.loads(watch.line())["event"], "linkModified")
+        self.assertEqual(watch.end()[0], 0)
+        self.assertRegex(seen.line(), r"^[0-9-]{10} [0-9:]{8}\.\d{3}  link +added +sensor +0x2001 .*sense to 0x1000")
+        self.assertEqual(self.bus.ctl("watch", "--for", "0").status, 0)
+
+    def test_the_service_reads_its_files_again(self):
+        house = [full_node("sensor", 1)[1], full_node("controller", 7)[1]]
+        nodes, scenario = self.file(house), self.file(
+            [{"at": 0, "every": 3600000, "do": "exception", "text": "an hour"}, {"on": "hardreset", "do": "error"}])
+        service = self.stackd("--nodes", nodes, "--scenario", scenario, "--time-scale", "1000000")
+        self.assertEqual(self.bus.ctl("reset").status, 3)
+        watch = self.bus.ctl_process("--json", "watch")
+        lines = [json.loads(watch.line()) for _ in range(4)]
+        self.assertEqual([line["event"] for line in lines], ["ready"] + ["exception"] * 3)
+
+        def write(name, text):
+            with open(name, "w", encoding="utf-8") as file:
+                file.write(text)
+            service.child.send_signal(signal.SIGHUP)
+
+        write(nodes, "{")
+        self.assertRegex(service.complaint(), f"^hevra-stackd: {nodes}: line 1.*; nothing was reloaded$")
+        link = {"node": 1, "stack": 4096, "id": "hall", "type": 1}
+        write(scenario, json.dumps({"at": 3600000, "do": "exception", "text": "read again"}))
+        service.complaint()
+        stack = full_node("stack", 4096)[1]
+        write(nodes, json.dumps(house[0] | {"state": 9}) + "\n" + json.dumps(stack))
+        self.assertEqual(service.line(), "reloaded")
+        told, changes = [], []  # nodes and exceptions are announced by two objects, each in its order
+        while {"event": "exception", "message": "read again"} not in told or len(changes) < 3:
+            told.append(json.loads(watch.line()))
+            changes = [(line["action"], line["node"]["address"]) for line in told if line["event"] == "modified"]
+        self.assertEqual(changes, [(2, 7), (1, 1), (0, 4096)])
+        self.assertEqual(self.bus.ctl("reset").status, 0)
+        write(scenario, json.dumps([
+            {"at": 0, "do": "state", "address": 1, "state": 5}, {"at": 1, "do": "node", "action": 2, "node": house[1]},
+            {"at": 2, "do": "link", "action": "added", "link": link},
+            {"at": 3, "do": "node", "action": "removed", "node": stack}]))
+        self.assertEqual(service.line(), "reloaded")
+        told = [json.loads(watch.line()) for _ in range(4)]
+        self.assertEqual([(line["event"], line["action"], line["node"]["state"]) for line in told],
+                         [("modified", 1, 5), ("linkModified", 0, 5), ("linkModified", 2, 5), ("modified", 2, 0x8E)])
+        self.assertEqual(told[1]["link"], link)
+        self.assertIn("the node 0x7 is not there", service.end(signal.SIGTERM)[1])
+
+    def test_the_service_takes_the_nodes_that_another_has_listed(self):
+        self.stackd()
+        listed = self.bus.ctl("--json", "nodes").output
+        self.bus.write("nodes", listed)
+        copy = self.another_bus()
+        service = copy.run("sh", "-c", f'exec "$@" <{self.bus.folder}/nodes', "sh", *STACKD, "--bus", copy.address,
+                           "--nodes", "-")
+        self.assertEqual(service.line(), "ready")
+        self.assertEqual(copy.ctl("--json", "nodes").output, listed)
+        service.child.send_signal(signal.SIGHUP)
+        self.assertEqual(service.line(), "reloaded")
+        self.assertEqual(copy.ctl("--json", "nodes").output, listed)
+
+    def test_the_service_ends_with_its_terminal(self):
+        own, its = pty.openpty()
+        service = subprocess.Popen(
+            [*STACKD, "--bus", self.bus.address], stdin=its, stdout=subprocess.PIPE, env=support.environment(),
+            start_new_session=True, preexec_fn=lambda: fcntl.ioctl(0, termios.TIOCSCTTY))
+        self.addCleanup(service.kill)
+        os.close(its)
+        self.assertEqual(service.stdout.readline(), b"ready\n")
+        os.close(own)
+        self.assertEqual(service.communicate(timeout=support.DEADLINE), (b"", None))
+        self.assertEqual(service.returncode, 0)
+
     def test_the_service_says_why_it_does_not_start(self):
         self.stackd()
         deny = self.another_bus(f'<deny own="{HOST}"/>')
@@ -223,7 +359,7 @@ class Programs(support.Case):
         rows = [
             (["--bus", "unix:path=/nonexistent/bus"], 3, "/nonexistent/bus"), (["--bus", self.bus.address], 3, HOST),
             (["--bus", deny.address], 3, HOST), (["--bus", "nonsense"], 2, "nonsense"), (["--fail", "2"], 2, "--fail"),
-            (["--pace", "slow"], 2, "slow"), (["--service", "none"], 2, "none"), (["--unknown"], 2, "unknown"),
+            (["--pace", "slow"], 2, "slow"), (["--time-scale", "0"], 2, "0.001 to 1e+06"), (["--service", "none"], 2, "none"), (["--unknown"], 2, "unknown"),
             (["--nodes", self.file(NESTED)], 2, "deep"), (["--replay", "/"], 2, "directory"),
             (["--replay", long], 2, "more than 268435456 bytes")]
         rows += [(["--scenario", self.file(document)], 2, text) for document, text in WRONG_SCENARIOS]

@@ -17,8 +17,13 @@ def interrupt(keyboard):
     os.write(keyboard, b"\x03")
 
 
-def narrow(keyboard):
-    resize(keyboard, 24, 60)
+def size(rows, columns):
+    """What makes the terminal so large."""
+    return lambda keyboard: resize(keyboard, rows, columns)
+
+
+def typing(keys):
+    return lambda keyboard: os.write(keyboard, keys)
 
 
 def resize(terminal, rows, columns):
@@ -27,7 +32,8 @@ def resize(terminal, rows, columns):
 
 class Screen:
     """Runs a program to its end. `then` are pairs of what it writes and a function to call afterwards, with the
-    keyboard, one after the other. `lines` are those of the screen, `written` is everything."""
+    keyboard, one after the other; each is sought behind the one before. `lines` are those of the screen, `written`
+    is everything."""
 
     def __init__(self, *command, columns=80, rows=24, then=(), **changes):
         own, its = pty.openpty()
@@ -38,7 +44,7 @@ class Screen:
             preexec_fn=lambda: fcntl.ioctl(0, termios.TIOCSCTTY))
         os.close(its)
         self.screen = pyte.Screen(columns, rows)
-        self.written, then = b"", list(then)
+        self.written, then, sought = b"", list(then), 0
         stream, end = pyte.ByteStream(self.screen), time.monotonic() + support.DEADLINE
         while select.select([own], [], [], max(0, end - time.monotonic()))[0]:
             try:
@@ -47,8 +53,10 @@ class Screen:
                 break
             self.written += more
             stream.feed(more)
-            while then and then[0][0] in self.written:
+            while then and (found := self.written.find(then[0][0], sought)) >= 0:
+                sought = found + len(then[0][0])
                 then.pop(0)[1](own)
+                self.screen.resize(*struct.unpack("HHHH", fcntl.ioctl(own, termios.TIOCGWINSZ, b"\0" * 8))[:2])
         os.close(own)
         try:
             self.status = child.wait(support.DEADLINE)

@@ -109,12 +109,5 @@ TEST_F(Nodes, OfBothVariantsLoseTheirLinksBeforeTheyAreRemoved) {
   zuv.cancel();
 }
 
-TEST_F(Nodes, RefuseATableThatCannotBeAnnounced) {
-  auto strange = node<RemoteActuatorNode>(2);
-  strange.setNodeClass(NodeClass::BEACON);
-  EXPECT_THROW(serveNodes({strange}), std::invalid_argument);
-  EXPECT_THROW(serveNodes({node<StackNode>(1), node<RemoteSensorNode>(1)}), std::invalid_argument);
-}
-
 }  // namespace
 }  // namespace Quarnix::Hevra::Stack::Test

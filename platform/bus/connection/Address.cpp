@@ -4,6 +4,10 @@
 #include <sys/socket.h>
 #include <sys/un.h>
 
+#include <algorithm>
+#include <map>
+#include <utility>
+
 #include <platform/bus/Error.h>
 #include <platform/core/internal/Environment.h>
 
@@ -40,25 +44,50 @@ std::string unescape(std::string_view whole, std::string_view value) {
   return result;
 }
 
-/// One address behind "unix:". Its keys are path or abstract, and guid; it ignores others.
-Address parseUnix(std::string_view whole, std::string_view keys) {
-  Address address;
-  while (!keys.empty()) {
-    const std::string_view entry = keys.substr(0, keys.find(','));
-    keys.remove_prefix(std::min(keys.size(), entry.size() + 1));
+/// Reads KEY=VALUE,KEY=VALUE and passes each pair to `take`.
+template <class Take>
+void readPairs(std::string_view whole, std::string_view pairs, const Take& take) {
+  while (!pairs.empty()) {
+    const std::string_view entry = pairs.substr(0, pairs.find(','));
+    pairs.remove_prefix(std::min(pairs.size(), entry.size() + 1));
     const std::size_t equals = entry.find('=');
     if (equals == std::string_view::npos) fail(whole, "expected KEY=VALUE, such as path=/run/dbus/system_bus_socket");
-    const std::string_view key = entry.substr(0, equals);
-    if (key == "guid") address.guid = unescape(whole, entry.substr(equals + 1));
-    if (key != "path" && key != "abstract") continue;
+    take(entry.substr(0, equals), unescape(whole, entry.substr(equals + 1)));
+  }
+}
+
+/// One address behind "unix:". Its keys are path or abstract, and guid; it ignores others.
+Address parseUnix(std::string_view whole, std::string_view pairs) {
+  Address address;
+  readPairs(whole, pairs, [&](std::string_view key, const std::string& value) {
+    if (key == "guid") address.guid = value;
+    if (key != "path" && key != "abstract") return;
     if (!address.path.empty()) fail(whole, "expected only one of path= and abstract=");
-    const std::string value = unescape(whole, entry.substr(equals + 1));
     if (value.empty()) fail(whole, "expected a value behind " + std::string(key) + "=");
     address.path = key == "path" ? value : '\0' + value;
-  }
+  });
   if (address.path.empty()) fail(whole, "expected path= or abstract=");
   if (address.path.size() >= sizeof(sockaddr_un::sun_path))
     fail(whole, "expected a socket path of at most " + std::to_string(sizeof(sockaddr_un::sun_path) - 1) + " bytes");
+  return address;
+}
+
+/// One address behind "unixexec:". Its keys are path, argv0, argv1 and so on up to the first that is missing, and guid;
+/// it ignores others.
+Address parseUnixExec(std::string_view whole, std::string_view pairs) {
+  Address address;
+  std::map<std::string, std::string, std::less<>> arguments;
+  readPairs(whole, pairs, [&](std::string_view key, const std::string& value) {
+    if (value.find('\0') != std::string::npos) fail(whole, "expected no %00 behind " + std::string(key) + "=");
+    if (key == "guid") address.guid = value;
+    if (key == "path") address.path = value;
+    if (key.starts_with("argv")) arguments.insert_or_assign(std::string(key), value);
+  });
+  if (address.path.empty()) fail(whole, "expected path=, the program to run");
+  arguments.emplace("argv0", address.path);
+  for (auto next = arguments.find("argv0"); next != arguments.end();
+       next = arguments.find("argv" + std::to_string(address.arguments.size())))
+    address.arguments.push_back(next->second);
   return address;
 }
 
@@ -73,9 +102,11 @@ std::vector<Address> parseAddresses(std::string_view text) {
     const std::size_t colon = entry.find(':');
     if (colon == std::string_view::npos)
       fail(text, "expected \"system\", \"session\", \"in-process\" or unix:path=...");
-    if (entry.substr(0, colon) == "unix") addresses.push_back(parseUnix(text, entry.substr(colon + 1)));
+    const std::string_view transport = entry.substr(0, colon);
+    if (transport == "unix") addresses.push_back(parseUnix(text, entry.substr(colon + 1)));
+    if (transport == "unixexec") addresses.push_back(parseUnixExec(text, entry.substr(colon + 1)));
   }
-  if (addresses.empty()) fail(text, "expected a unix:path=... or unix:abstract=... address");
+  if (addresses.empty()) fail(text, "expected a unix:path=..., unix:abstract=... or unixexec:path=... address");
   return addresses;
 }
 

@@ -8,11 +8,17 @@
 
 namespace Quarnix::Bus::Internal {
 
-Authentication::Authentication(std::uint32_t userId, std::string guid) : guid_(std::move(guid)) {
-  const std::string digits = std::to_string(userId);
-  output_ = std::string(1, '\0') + "AUTH EXTERNAL ";
-  appendHexadecimal(output_, {reinterpret_cast<const std::uint8_t*>(digits.data()), digits.size()});
-  output_ += "\r\n";
+Authentication::Authentication(std::optional<std::uint32_t> userId, std::string guid)
+    : guid_(std::move(guid)), isUserNamed_(userId.has_value()) {
+  lines_ = std::string(1, '\0') + "AUTH EXTERNAL";
+  if (userId) {
+    const std::string digits = std::to_string(*userId);
+    lines_ += ' ';
+    appendHexadecimal(lines_, {reinterpret_cast<const std::uint8_t*>(digits.data()), digits.size()});
+  } else {
+    lines_ += "\r\nDATA";  // the bus asks which user this is, and takes an empty answer for the one that it sees
+  }
+  lines_ += "\r\nBEGIN\r\n";
 }
 
 std::size_t Authentication::feed(const char* bytes, std::size_t count) {
@@ -37,12 +43,9 @@ void Authentication::line() {
     const std::string_view guid = line.substr(std::min<std::size_t>(line.size(), 3));
     if (!guid_.empty() && guid != guid_)
       return refuse("The bus is not the one that is expected, with the guid " + guid_ + ": ", line);
-    output_ += "BEGIN\r\n";
     state_ = State::DONE;
-  } else if (line == "REJECTED" || line.starts_with("REJECTED ")) {
+  } else if (isUserNamed_ || (line != "DATA" && line != "DATA ")) {
     refuse("The bus refused the authentication of this user: ", line);
-  } else {
-    output_ += "ERROR\r\n";
   }
 }
 

@@ -3,17 +3,20 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <string_view>
-#include <utility>
 
 namespace Quarnix::Bus::Internal {
 
-/// The dialogue knows no socket: you feed it the bytes that arrive, and it says what to send. The bus takes the user
-/// from the socket's credentials; the first line names the same user.
+/// The dialogue knows no socket: it says what to send, and you feed it the bytes that arrive. All lines leave at once,
+/// and messages may follow them: the bus reads them when it agrees, and closes the connection when it does not.
+///
+/// The bus takes the user from the credentials of the socket that it sees. The first line names the same user, unless a
+/// program is in between, which may run as another user on another machine.
 ///
 ///      WAITING ── the bus agrees ──> DONE
-///         └────── the bus refuses, is not the expected one, or sends an endless line ──> REFUSED
+///         └────── the bus refuses, is not the expected one, or sends something else ──> REFUSED
 class Authentication {
  public:
   /// The longest line that the bus may send, in bytes.
@@ -21,8 +24,9 @@ class Authentication {
 
   enum class State { WAITING, DONE, REFUSED };
 
-  /// `guid`: the identifier that the bus must name when it agrees; empty for any.
-  explicit Authentication(std::uint32_t userId, std::string guid = {});
+  /// `userId`: the user that the first line names; none if the bus alone knows. `guid`: the identifier that the bus
+  /// must name when it agrees; empty for any.
+  explicit Authentication(std::optional<std::uint32_t> userId, std::string guid = {});
 
   /// Takes bytes up to the end of the dialogue and returns how many. The bytes behind them belong to messages.
   std::size_t feed(const char* bytes, std::size_t count);
@@ -30,17 +34,18 @@ class Authentication {
   State state() const noexcept { return state_; }
   /// Why it was refused.
   const std::string& reason() const noexcept { return reason_; }
-  /// What you send now; empty until the next line has arrived.
-  std::string takeOutput() { return std::exchange(output_, {}); }
+  /// What you send.
+  const std::string& lines() const noexcept { return lines_; }
 
  private:
   void line();
   void refuse(const std::string& why, std::string_view line);
 
   const std::string guid_;
+  const bool isUserNamed_;
+  std::string lines_;
   State state_ = State::WAITING;
-  std::string line_;
-  std::string output_;
+  std::string line_;  // the one that arrives
   std::string reason_;
 };
 

@@ -33,25 +33,24 @@ Return Calls::fullError() {
 std::uint32_t Calls::nextSerial() noexcept {
   do {
     ++serial_;
-  } while (serial_ == 0 || (!waiting_.empty() && waiting_.count(serial_)));
+  } while (serial_ == 0 || waiting_.contains(serial_));
   return serial_;
 }
 
 void Calls::add(const std::shared_ptr<Transaction>& call) {
-  waiting_.emplace(call->serial, call);
+  waiting_.add(call);
   if (call->isInWindow) window_.enter();
 }
 
 void Calls::remove(const Transaction& call) noexcept {
-  if (waiting_.erase(call.serial) > 0 && call.isInWindow) window_.leave();
+  if (waiting_.remove(call) && call.isInWindow) window_.leave();
 }
 
 std::shared_ptr<Transaction> Calls::find(std::uint32_t serial, std::string_view sender, bool isError) const {
-  const auto found = waiting_.find(serial);
-  if (found == waiting_.end() || sender.empty()) return nullptr;
-  const Transaction& call = *found->second;
-  const bool fromBus = sender == DRIVER_NAME && (isError || call.owner == DRIVER_NAME);
-  return fromBus || call.mayBeAnsweredBy(sender) ? found->second : nullptr;
+  std::shared_ptr<Transaction> call = waiting_.find(serial);
+  if (!call || sender.empty()) return nullptr;
+  const bool fromBus = sender == DRIVER_NAME && (isError || call->owner == DRIVER_NAME);
+  return fromBus || call->mayBeAnsweredBy(sender) ? std::move(call) : nullptr;
 }
 
 void Calls::answer(const std::shared_ptr<Transaction>& call, Message::Method::Return reply) {
@@ -98,45 +97,50 @@ void Calls::end(const std::shared_ptr<Transaction>& transaction, State state) no
   transaction->over();
 }
 
-void Calls::loseAll() noexcept {
-  while (!waiting_.empty()) {
-    const std::shared_ptr<Transaction> call = waiting_.begin()->second;
-    remove(*call);
-    if (call->state == State::SENT) end(call, State::LOST);
+/// Takes the calls that satisfy the condition out of the table, one after the other.
+template <class Condition, class Use>
+void Calls::forEachTaken(const Condition& condition, const Use& use) {
+  std::size_t row = 0;
+  while (const std::shared_ptr<Transaction> call = waiting_.takeNext(row, condition)) {
+    if (call->isInWindow) window_.leave();
+    use(call);
   }
 }
 
+void Calls::loseAll() noexcept {
+  forEachTaken([](const Transaction&) { return true; },
+               [this](const std::shared_ptr<Transaction>& call) {
+                 if (call->state == State::SENT) end(call, State::LOST);
+               });
+}
+
 void Calls::setOwner(const Host& host, const std::string& owner, std::uint64_t moment) {
-  for (const auto& [serial, call] : waiting_) {
-    if (call->request.host != &host || !call->owner.empty()) continue;
+  waiting_.forEach([&](Transaction& call) {
+    if (call.request.host != &host || !call.owner.empty()) return;
     // A call that left before a former owner came back does not go to it anew: it has the call, or the bus answers it.
-    if (call->isFormerOwner(owner) && call->isOlderThan(moment)) continue;
-    call->owner = owner;
-    if (!owner.empty()) call->question = 0;
-  }
+    if (call.isFormerOwner(owner) && call.isOlderThan(moment)) return;
+    call.owner = owner;
+    if (!owner.empty()) call.question = 0;
+  });
 }
 
 bool Calls::changeOwner(const Host& host, const std::string& before, const std::string& now, std::uint64_t moment,
                         std::uint64_t question) {
   bool isContested = false;
-  for (const auto& [serial, call] : waiting_) {
-    if (before.empty() || call->request.host != &host || call->owner != before) continue;
-    const bool isHeld = call->isOlderThan(moment);
-    if (!isHeld) call->former.push_back(std::exchange(call->owner, now));
-    if (!isHeld && !now.empty()) continue;
-    call->question = question;
+  waiting_.forEach([&](Transaction& call) {
+    if (before.empty() || call.request.host != &host || call.owner != before) return;
+    const bool isHeld = call.isOlderThan(moment);
+    if (!isHeld) call.former.push_back(std::exchange(call.owner, now));
+    if (!isHeld && !now.empty()) return;
+    call.question = question;
     isContested = true;
-  }
+  });
   return isContested;
 }
 
 template <class Condition>
 void Calls::failThose(const Condition& condition, const char* errorName, const std::string& text) {
-  for (auto entry = waiting_.begin(); entry != waiting_.end();) {
-    const std::shared_ptr<Transaction> call = entry->second;
-    ++entry;  // answering erases the entry
-    if (condition(*call)) answer(call, {errorName, text});
-  }
+  forEachTaken(condition, [&](const std::shared_ptr<Transaction>& call) { answer(call, {errorName, text}); });
 }
 
 void Calls::failThoseAsked(std::uint64_t question, const char* errorName, const std::string& text) {

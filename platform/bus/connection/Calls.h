@@ -6,9 +6,9 @@
 #include <memory>
 #include <string>
 #include <string_view>
-#include <unordered_map>
 
 #include <platform/bus/Counters.h>
+#include <platform/bus/connection/CallTable.h>
 #include <platform/bus/connection/Transaction.h>
 #include <platform/bus/connection/Window.h>
 #include <platform/bus/message/method/Call.h>
@@ -33,11 +33,11 @@ class Calls {
   /// How many calls may wait for a reply at the same time.
   static constexpr std::size_t MAXIMUM = 65536;
 
-  /// `last`: the serial behind which the first one comes.
-  Calls(ReaderRole& reader, Window& window, Counters& counters, std::uint32_t last = 1) noexcept
+  /// `last`: the serial behind which the first one comes. Raises std::bad_alloc.
+  Calls(ReaderRole& reader, Window& window, Counters& counters, std::uint32_t last = 1)
       : reader_(reader), window_(window), counters_(counters), serial_(last) {}
 
-  bool isInFlight(std::uint32_t serial) const noexcept { return waiting_.count(serial) > 0; }
+  bool isInFlight(std::uint32_t serial) const noexcept { return waiting_.contains(serial); }
   bool isFull() const noexcept { return waiting_.size() + window_.waiting() >= MAXIMUM; }
   /// The error for a call that is one too many.
   static Message::Method::Return fullError();
@@ -80,6 +80,8 @@ class Calls {
   static void wake(std::shared_ptr<Transaction> answered) noexcept;
 
  private:
+  template <class Condition, class Use>
+  void forEachTaken(const Condition& condition, const Use& use);
   template <class Condition>
   void failThose(const Condition& condition, const char* errorName, const std::string& text);
 
@@ -87,7 +89,7 @@ class Calls {
   Window& window_;
   Counters& counters_;
   std::uint32_t serial_;
-  std::unordered_map<std::uint32_t, std::shared_ptr<Transaction>> waiting_;
+  CallTable waiting_;
   std::shared_ptr<Transaction> toWake_;
 };
 

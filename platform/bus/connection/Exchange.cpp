@@ -105,7 +105,7 @@ Return Exchange::transact(const Request& request, const Time::Monotonic& deadlin
     submit(transaction);
     // The reply must not wake the listener, so this comes before the message leaves.
     if (transaction->replyExpected && reader_.isFree()) listener_->arm(0);
-    if (outgoing_.isWaiting()) flush();
+    if (outgoing_.isReady()) flush();
     await(*transaction, deadline);
     switch (transaction->state) {
       case State::ANSWERED:
@@ -204,6 +204,7 @@ void Exchange::begin(const std::shared_ptr<AsyncCall>& call) noexcept {
       if (const std::optional<Return> failure = connect(deadline)) return call->end(*failure);
     submit(call);
     if (!link_.isUp()) listener_->wake();
+    if (onLoop_ && outgoing_.isReady() && outgoing_.size() < MOST_PUT_OFF) onLoop_->putOff();
   } catch (...) {
     call->fail(std::current_exception());  // its result raises it
   }
@@ -373,7 +374,8 @@ Counters Exchange::getCounters() {
 
 void Exchange::settle() noexcept {
   admit();
-  if (link_.isUp() && outgoing_.isWaiting()) flush();
+  const bool isLater = onLoop_ && onLoop_->hasPutOff() && outgoing_.size() < MOST_PUT_OFF;
+  if (link_.isUp() && outgoing_.isReady() && !isLater) flush();
   if (link_.isReadable() && reader_.isFree() && !reader_.passToWaiter() && !listener_->unpark())
     listener_->arm(outgoing_.isWaiting() ? EPOLLIN | EPOLLOUT : EPOLLIN);
   listener_->update(isListenerNeeded(), link_.generation());
@@ -479,6 +481,7 @@ bool Exchange::listen(ListenerThread& thread) {
       } else {
         const std::shared_ptr<Transport> link = link_.transport();
         const bool isReady = thread.sleep(mutex_, *link, outgoing_.isWaiting() ? EPOLLIN | EPOLLOUT : EPOLLIN);
+        if (isReady) outgoing_.unblock();
         if (isReady && link_.transport() == link && reader_.isFree()) readOnce();
       }
     }
@@ -500,6 +503,11 @@ void Exchange::step() noexcept {
   }
 }
 
+void Exchange::sendNow() noexcept {
+  Lock lock(*this);
+  onLoop_->endPutOff();
+}
+
 /// Does what `listen` does, once and without waiting. While a caller reads, `settle` sees to the rest.
 void Exchange::stepLocked() {
   if (!isListenerNeeded()) return onLoop_->rest();
@@ -516,6 +524,7 @@ void Exchange::stepLocked() {
     }
     if (progress.interest) return onLoop_->await(*progress.interest);
   } else if (reader_.isFree()) {
+    outgoing_.unblock();
     readOnce();
   }
   // A loss wakes the listener, and so does the end of another thread's attempt.

@@ -142,6 +142,9 @@ class Exchange : public std::enable_shared_from_this<Exchange>,
   SizeLimits limits_{mutex_, calls_, reports_, counters_};  // the link's reader uses it while the mutex is free
 
  private:
+  /// How many messages may wait for the end of a dispatch.
+  static constexpr std::size_t MOST_PUT_OFF = 32;
+
   class Expiry;
   void submit(const std::shared_ptr<Transaction>& transaction) HEVRA_REQUIRES(mutex_);
   void leave(const std::shared_ptr<Transaction>& transaction) HEVRA_REQUIRES(mutex_);
@@ -158,6 +161,7 @@ class Exchange : public std::enable_shared_from_this<Exchange>,
   bool listen(ListenerThread& thread) HEVRA_EXCLUDES(mutex_) override;
   std::shared_ptr<ListenerThread::Body> share() override;
   void step() noexcept HEVRA_EXCLUDES(mutex_) override;
+  void sendNow() noexcept HEVRA_EXCLUDES(mutex_) override;
   void stepLocked() HEVRA_REQUIRES(mutex_);
 
   const std::vector<Address> addresses_;

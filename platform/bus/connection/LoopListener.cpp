@@ -3,6 +3,8 @@
 
 #include <poll.h>
 
+#include <utility>
+
 #include <platform/core/timer/internal/Queue.h>
 
 namespace Quarnix::Bus::Internal {
@@ -15,7 +17,7 @@ constexpr Time::Elapsed RETRY{1, 0};
 }  // namespace
 
 LoopListener::LoopListener(Loop& loop, Body& body) noexcept
-    : QueueEntry(Time::Monotonic::never(), false), loop_(loop), body_(body) {
+    : QueueEntry(Time::Monotonic::never(), false), loop_(loop), body_(body), sending_(body) {
   loop.retain();
 }
 
@@ -41,6 +43,14 @@ void LoopListener::arm(std::uint32_t events) noexcept {
 
 void LoopListener::forget(const Transport* link) noexcept {
   if (link && watched_ == link) rest();
+}
+
+bool LoopListener::putOff() noexcept {
+  if (!loop_.isDispatchedHere() || state_ == State::STOPPED) return false;
+  if (std::exchange(round_, loop_.rounds()) != loop_.rounds()) return false;
+  hasPutOff_ = true;
+  loop_.postAtEnd(sending_);
+  return true;
 }
 
 /// A step that is under way finds out for itself that the state has changed.
@@ -81,6 +91,7 @@ void LoopListener::stop() noexcept {
 void LoopListener::awaitOut() noexcept {
   loop_.awaitOut(static_cast<const Loop::Source&>(*this));
   loop_.withdraw(*this);
+  loop_.withdraw(sending_);
   loop_.timers().retire(*this);
 }
 

@@ -16,6 +16,9 @@ namespace Quarnix::Bus::Internal {
 /// that it watches, a time that has come, or `wake`. The step never waits. It says with `watch` and `await` what the
 /// listener waits for then; otherwise only `wake` leads to the next step.
 ///
+/// What hooks send within one dispatch leaves in few system calls: the first message at once, the others when the
+/// dispatch ends.
+///
 /// Threads: see Listener. Only `step` calls `rest`, `watch` and `await`.
 /// Ownership: the body stays until `awaitOut` has returned.
 class LoopListener final : public Listener, private Loop::Source, private Loop::Work, private Timer::QueueEntry {
@@ -24,6 +27,8 @@ class LoopListener final : public Listener, private Loop::Source, private Loop::
    public:
     /// Does what there is to do, without waiting. The mutex is free.
     virtual void step() noexcept = 0;
+    /// Sends what was put off. The mutex is free.
+    virtual void sendNow() noexcept = 0;
 
    protected:
     ~Body() = default;
@@ -40,6 +45,12 @@ class LoopListener final : public Listener, private Loop::Source, private Loop::
   void stop() noexcept override;
   void awaitOut() noexcept override;
 
+  /// Puts off what was queued just now, if it is not the first in this dispatch. Returns whether it did.
+  bool putOff() noexcept;
+  bool hasPutOff() const noexcept { return hasPutOff_; }
+  /// It is being sent.
+  void endPutOff() noexcept { hasPutOff_ = false; }
+
   /// Waits for nothing.
   void rest() noexcept;
   /// Watches the link's socket for these events, until `forget`.
@@ -49,6 +60,15 @@ class LoopListener final : public Listener, private Loop::Source, private Loop::
 
  private:
   enum class State : std::uint8_t { IDLE, STARTED, STOPPED };
+  class Sending final : public Loop::Work {
+   public:
+    explicit Sending(Body& body) noexcept : body_(body) {}
+
+   private:
+    void run() noexcept override { body_.sendNow(); }
+
+    Body& body_;
+  };
 
   void ready(std::uint32_t) noexcept override { body_.step(); }
   void run() noexcept override { body_.step(); }
@@ -57,7 +77,10 @@ class LoopListener final : public Listener, private Loop::Source, private Loop::
 
   Loop& loop_;
   Body& body_;
+  Sending sending_;
   State state_ = State::IDLE;
+  bool hasPutOff_ = false;
+  std::uint64_t round_ = 0;  // of the loop, in which something was sent last
   const Transport* watched_ = nullptr;
 };
 

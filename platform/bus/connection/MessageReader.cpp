@@ -14,9 +14,10 @@ namespace Quarnix::Bus::Internal {
 namespace {
 
 /// Checks a whole message and appends it. Returns the rule that it breaks, or null.
-const char* accept(Message::Storage storage, std::size_t size, std::vector<Received>& messages) {
+const char* accept(Message::Checker& checker, Message::Storage storage, std::size_t size,
+                   std::vector<Received>& messages) {
   Received received;
-  if (const char* rule = Message::check(storage.data(), size, received.header)) return rule;
+  if (const char* rule = checker.check(storage.data(), size, received.header)) return rule;
   received.frame = {std::move(storage), 0, static_cast<std::uint32_t>(size)};
   messages.push_back(std::move(received));
   return nullptr;
@@ -35,7 +36,7 @@ bool MessageReader::take(std::size_t count, std::vector<Received>& messages, std
   const char* rule = nullptr;
   if (large_) {
     largeFilled_ += count;
-    if (largeFilled_ == largeSize_) rule = accept(std::exchange(large_, {}), largeSize_, messages);
+    if (largeFilled_ == largeSize_) rule = accept(checker_, std::exchange(large_, {}), largeSize_, messages);
   } else {
     end_ += count;
     while (!rule) {
@@ -80,7 +81,7 @@ bool MessageReader::store(std::size_t available, std::size_t size, std::vector<R
     Message::Storage storage(size);
     std::memcpy(storage.data(), buffer_.get() + begin_, available);
     if (available == size) {
-      rule = accept(std::move(storage), size, messages);
+      rule = accept(checker_, std::move(storage), size, messages);
     } else {
       large_ = std::move(storage);
       largeSize_ = size;

@@ -49,6 +49,7 @@ class MessageReader {
   const char* discard(const Message::DeclaredSize& declared, bool isTooLarge, std::vector<Received>& messages);
 
   Admission& admission_;
+  Message::Checker checker_;
   const std::unique_ptr<std::uint8_t[]> buffer_;
   std::size_t begin_ = 0, end_ = 0;  // the bytes in the buffer that are no whole message yet
   Message::Storage large_;           // the message that is read into its own block, if any

@@ -10,6 +10,11 @@ namespace Quarnix::Bus::Internal {
 
 using State = Transaction::State;
 
+OutgoingQueue::OutgoingQueue(Calls& calls) : calls_(calls) {
+  frames_.reserve(BATCH);
+  transactions_.reserve(BATCH);
+}
+
 void OutgoingQueue::push(Message::Frame frame, std::shared_ptr<Transaction> transaction) {
   messages_.push_back({std::move(frame), std::move(transaction)});
 }
@@ -25,78 +30,91 @@ bool OutgoingQueue::pushAnswer(Message::Frame frame) {
 OutgoingQueue::Result OutgoingQueue::write(Mutex& mutex, const std::shared_ptr<Transport>& link,
                                            const ReaderRole& reader) {
   isWriting_ = true;
+  isBlocked_ = false;
   Result result = Result::EMPTY;
   while (result == Result::EMPTY && link && !messages_.empty()) {
-    // These references are the writer's own: a loss of the link may empty the queue while the mutex is free.
-    std::shared_ptr<Transport> transport = link;
-    const bool isPushed = transport->descriptor() < 0;
-    Message::Frame frames[BATCH];
-    std::shared_ptr<Transaction> transactions[BATCH];
-    const std::size_t count = std::min(BATCH, messages_.size());
-    for (std::size_t i = 0; i < count; ++i) {
-      frames[i] = messages_[i].frame;
-      transactions[i] = messages_[i].transaction;
-      if (!transactions[i]) continue;
-      if (transactions[i]->state == State::QUEUED) transactions[i]->state = State::LEAVING;
-      if (isPushed) transactions[i]->settledAt = transport->routed() + i + 1;
-    }
+    std::shared_ptr<Transport> transport = link;  // of its own: the link may be lost while the mutex is free
+    takeInHand(*transport);
+    const std::size_t count = frames_.size();
     const std::size_t offset = written_;
     const std::uint64_t losses = losses_;
     std::ptrdiff_t taken = 0;
     {
       MutexUnlock unlock(mutex);
-      taken = transport->write(frames, count, offset);
+      taken = transport->write(frames_.data(), count, offset);
     }
 
-    const bool isLost = losses_ != losses;
     bytesSent_ += taken > 0 ? static_cast<std::uint64_t>(taken) : 0;
-    std::size_t left = offset + (taken > 0 ? static_cast<std::size_t>(taken) : 0);
-    std::size_t whole = 0;
-    if (!isLost) written_ = 0;
-    for (std::size_t i = 0; i < count; ++i) {
-      const bool isWhole = left >= frames[i].size();
-      if (transactions[i]) {
-        settle(transactions[i], left > 0, isWhole, isLost);
-        // The read under way and the one after it may still bring what was in the socket before.
-        if (isWhole && !isPushed) transactions[i]->settledAt = reader.reads() + 2;
-      }
-      const std::size_t size = frames[i].size();
-      if (isWhole) ++whole;
-      if (!isLost && isWhole) {
-        if (!transactions[i]) unsentAnswers_ -= size;
-        messages_.pop_front();
-      } else if (!isLost && left > 0) {
-        written_ = left;
-      }
-      left -= std::min(left, size);
-    }
-    if (isLost) {
+    const std::size_t left = offset + (taken > 0 ? static_cast<std::size_t>(taken) : 0);
+    if (losses_ != losses) {
       // What is queued now is for the next link. Dropping the last reference to a link of the in-process bus locks the
       // bus's mutex, which comes before this one.
+      endInHand(left);
       MutexUnlock unlock(mutex);
       transport.reset();
       continue;
     }
-    dropGivenUp(count - whole);
+    const std::size_t whole = putBack(left, transport->descriptor() < 0 ? 0 : reader.reads() + 2);
     if (taken < 0) {
       result = Result::BROKEN;
     } else if (whole < count) {
       result = Result::BLOCKED;
+      isBlocked_ = true;
     }
   }
   isWriting_ = false;
   return result;
 }
 
-/// Drops those of the first `count` messages, which the writer had in hand, that were given up meanwhile and of which
-/// nothing has left.
-void OutgoingQueue::dropGivenUp(std::size_t count) noexcept {
-  const std::size_t begun = written_ > 0 ? 1 : 0;
-  for (std::size_t i = count; i-- > begun;) {
-    const std::shared_ptr<Transaction>& transaction = messages_[i].transaction;
-    if (transaction && transaction->state == State::GIVEN_UP)
-      messages_.erase(messages_.begin() + static_cast<std::ptrdiff_t>(i));
+void OutgoingQueue::takeInHand(const Transport& link) noexcept {
+  const bool isPushed = link.descriptor() < 0;
+  for (std::size_t i = 0; i < std::min(BATCH, messages_.size()); ++i) {
+    Transaction* const transaction = messages_[i].transaction.get();
+    if (transaction && transaction->state == State::QUEUED) transaction->state = State::LEAVING;
+    if (transaction && isPushed) transaction->settledAt = link.routed() + i + 1;
+    frames_.push_back(std::move(messages_[i].frame));
+    transactions_.push_back(std::move(messages_[i].transaction));
   }
+}
+
+/// Takes out of the queue what has left, `left` bytes in all, and puts the rest back, but for what was given up
+/// meanwhile and has not begun to leave. Returns how many messages have left. `settledAt` is for their transactions,
+/// unless it is 0.
+std::size_t OutgoingQueue::putBack(std::size_t left, std::uint64_t settledAt) noexcept {
+  std::size_t whole = 0, kept = 0;
+  written_ = 0;
+  for (std::size_t i = 0; i < frames_.size(); ++i) {
+    const std::size_t size = frames_[i].size();
+    const bool begun = left > 0, isWhole = left >= size;
+    if (transactions_[i]) settle(transactions_[i], begun, isWhole, false);
+    if (isWhole) {
+      // The read under way and the one after it may still bring what was in the socket before.
+      if (transactions_[i] && settledAt) transactions_[i]->settledAt = settledAt;
+      if (!transactions_[i]) unsentAnswers_ -= size;
+      messages_.pop_front();
+      ++whole;
+    } else if (!begun && transactions_[i] && transactions_[i]->state == State::GIVEN_UP) {
+      messages_.erase(messages_.begin() + static_cast<std::ptrdiff_t>(kept));
+    } else {
+      if (begun) written_ = left;
+      messages_[kept++] = {std::move(frames_[i]), std::move(transactions_[i])};
+    }
+    left -= std::min(left, size);
+  }
+  frames_.clear();
+  transactions_.clear();
+  return whole;
+}
+
+/// Ends what was in hand when the link was lost. The queue has been emptied of it.
+void OutgoingQueue::endInHand(std::size_t left) noexcept {
+  for (std::size_t i = 0; i < frames_.size(); ++i) {
+    const std::size_t size = frames_[i].size();
+    if (transactions_[i]) settle(transactions_[i], left > 0, left >= size, true);
+    left -= std::min(left, size);
+  }
+  frames_.clear();
+  transactions_.clear();
 }
 
 /// Notes what became of a message that the transport had.
@@ -125,9 +143,10 @@ void OutgoingQueue::loseAll() noexcept {
   for (const Entry& entry : messages_) {
     if (!entry.transaction) continue;
     if (entry.transaction->state == State::QUEUED) calls_.end(entry.transaction, State::UNSENT);
-    if (entry.transaction->state == State::LEAVING && !isWriting_) calls_.end(entry.transaction, State::LOST);
+    if (entry.transaction->state == State::LEAVING) calls_.end(entry.transaction, State::LOST);
   }
   messages_.clear();
+  isBlocked_ = false;
   written_ = 0;
   unsentAnswers_ = 0;
   ++losses_;

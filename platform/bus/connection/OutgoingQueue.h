@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <deque>
 #include <memory>
+#include <vector>
 
 #include <platform/bus/connection/Calls.h>
 #include <platform/bus/connection/Transport.h>
@@ -27,13 +28,20 @@ class OutgoingQueue {
   static constexpr std::size_t MAXIMUM_UNSENT_ANSWERS = std::size_t{16} << 20;
   enum class Result { EMPTY, BLOCKED, BROKEN };
 
-  explicit OutgoingQueue(Calls& calls) noexcept : calls_(calls) {}
+  /// Raises std::bad_alloc.
+  explicit OutgoingQueue(Calls& calls);
 
   void push(Message::Frame frame, std::shared_ptr<Transaction> transaction);
   /// Queues an answer, for which no thread waits. Returns false when too many of them wait.
   bool pushAnswer(Message::Frame frame);
   /// Whether something is queued and nobody writes it.
   bool isWaiting() const noexcept { return !messages_.empty() && !isWriting_; }
+  /// Whether the link may take it: it has not been BLOCKED since it last was writable.
+  bool isReady() const noexcept { return isWaiting() && !isBlocked_; }
+  /// The link is writable.
+  void unblock() noexcept { isBlocked_ = false; }
+  /// How many messages are queued.
+  std::size_t size() const noexcept { return messages_.size(); }
   /// How many bytes the links have taken so far.
   std::uint64_t bytesSent() const noexcept { return bytesSent_; }
 
@@ -48,22 +56,29 @@ class OutgoingQueue {
   void loseAll() noexcept;
 
  private:
-  static constexpr std::size_t BATCH = 8;
+  static constexpr std::size_t BATCH = 32;
   struct Entry {
     Message::Frame frame;
     std::shared_ptr<Transaction> transaction;  // null for an answer
   };
 
-  void dropGivenUp(std::size_t count) noexcept;
+  void takeInHand(const Transport& link) noexcept;
+  std::size_t putBack(std::size_t left, std::uint64_t settledAt) noexcept;
+  void endInHand(std::size_t left) noexcept;
   void settle(const std::shared_ptr<Transaction>& transaction, bool begun, bool whole, bool isLost) noexcept;
 
   Calls& calls_;
   std::deque<Entry> messages_;
+  // What the writer has in hand. Its messages are still in the queue, as empty entries at the front, unless the link
+  // was lost. They have room for a batch, so that they need no memory.
+  std::vector<Message::Frame> frames_;
+  std::vector<std::shared_ptr<Transaction>> transactions_;
   std::size_t written_ = 0;        // bytes of the first message that have left
   std::size_t unsentAnswers_ = 0;  // bytes
   std::uint64_t bytesSent_ = 0;
   std::uint64_t losses_ = 0;
   bool isWriting_ = false;
+  bool isBlocked_ = false;
 };
 
 }  // namespace Quarnix::Bus::Internal

@@ -30,6 +30,7 @@ namespace {
 constexpr Time::Elapsed FULL_QUEUE_PAUSE{0, 10'000'000};
 
 std::string describe(const Address& address) {
+  if (address.isProgram()) return "unixexec:path=" + address.path;
   if (address.path[0] == '\0') return "unix:abstract=" + address.path.substr(1);
   return "unix:path=" + address.path;
 }
@@ -117,8 +118,11 @@ std::optional<Opening::Interest> SocketOpening::proceed() {
 /// Goes to the next address; after the last one, throws what went wrong at the first.
 void SocketOpening::fail(const Return& error) {
   if (!failure_) {
-    failure_.emplace(error.getErrorName(), "Cannot connect to the message bus at " + describe(addresses_[address_]) +
-                                               ": " + error.getErrorText());
+    const std::string words = transport_ ? transport_->programWords() : "";
+    std::string text = error.getErrorText();
+    if (!text.ends_with(words)) text += words;  // an error of the transport has them already
+    failure_.emplace(error.getErrorName(),
+                     "Cannot connect to the message bus at " + describe(addresses_[address_]) + ": " + text);
   }
   state_ = State::CONNECTING;
   transport_.reset();
@@ -137,17 +141,25 @@ SocketOpening::Wait SocketOpening::step() {
 
 SocketOpening::Wait SocketOpening::connect() {
   const Address& address = addresses_[address_];
-  const int descriptor = connectTo(address);
-  if (descriptor < 0) {
-    // EAGAIN: the bus's queue of connections is full. All you can do is try again later.
-    const Time::Monotonic now = Time::Clock::get().now();
-    if (errno == EAGAIN && now < deadline_) return Interest{-1, 0, std::min(deadline_, now + FULL_QUEUE_PAUSE)};
-    const int error = errno;
-    throw Return(errorNameOf(error), std::strerror(error));
+  if (address.isProgram()) {
+    transport_ = std::make_shared<SocketTransport>(std::make_unique<Program>(address), admission_);
+    authentication_.emplace(std::nullopt, address.guid);
+  } else {
+    const int descriptor = connectTo(address);
+    if (descriptor < 0) {
+      // EAGAIN: the bus's queue of connections is full. All you can do is try again later.
+      const Time::Monotonic now = Time::Clock::get().now();
+      if (errno == EAGAIN && now < deadline_) return Interest{-1, 0, std::min(deadline_, now + FULL_QUEUE_PAUSE)};
+      const int error = errno;
+      throw Return(errorNameOf(error), std::strerror(error));
+    }
+    transport_ = make(descriptor, admission_);
+    authentication_.emplace(static_cast<std::uint32_t>(::geteuid()), address.guid);
   }
-  transport_ = make(descriptor, admission_);
-  authentication_.emplace(static_cast<std::uint32_t>(::geteuid()), address.guid);
-  output_ = authentication_->takeOutput();
+  Message::Method::Call hello = driverCall("Hello");
+  const Message::Frame frame = hello.seal(1, {});
+  output_ = authentication_->lines();
+  output_.append(reinterpret_cast<const char*>(frame.data()), frame.size());
   state_ = State::AUTHENTICATING;
   return std::nullopt;
 }
@@ -163,44 +175,42 @@ SocketOpening::Wait SocketOpening::flush() {
         throw Return("org.freedesktop.DBus.Error.Timeout", "The bus did not finish the greeting in time");
       return awaiting(POLLOUT);
     } else if (errno != EINTR) {
-      throw Return("org.freedesktop.DBus.Error.Disconnected", std::strerror(errno));
+      failAuthentication(errno);
     }
   }
   return std::nullopt;
 }
 
 SocketOpening::Wait SocketOpening::authenticate() {
-  switch (authentication_->state()) {
-    case Authentication::State::REFUSED:
-      throw Return("org.freedesktop.DBus.Error.AuthFailed", authentication_->reason());
-    case Authentication::State::DONE: {
-      Message::Method::Call hello = driverCall("Hello");
-      const Message::Frame frame = hello.seal(1, {});
-      output_.assign(reinterpret_cast<const char*>(frame.data()), frame.size());
-      state_ = State::GREETING;
-      return std::nullopt;
-    }
-    case Authentication::State::WAITING:
-      break;
-  }
   char piece[Authentication::MAXIMUM_LINE];
   const ssize_t count = ::recv(transport_->descriptor(), piece, sizeof piece, MSG_DONTWAIT);
-  if (count == 0)
-    throw Return("org.freedesktop.DBus.Error.AuthFailed", "The bus closed the connection during authentication");
+  if (count == 0) failAuthentication(0);
   if (count < 0) {
     if (wouldBlock()) return awaiting(POLLIN);
     if (errno == EINTR) return std::nullopt;
-    throw Return("org.freedesktop.DBus.Error.Disconnected", std::strerror(errno));
+    failAuthentication(errno);
   }
   const auto size = static_cast<std::size_t>(count);
   const std::size_t used = authentication_->feed(piece, size);
-  output_ += authentication_->takeOutput();
+  if (authentication_->state() == Authentication::State::REFUSED)
+    throw Return("org.freedesktop.DBus.Error.AuthFailed", authentication_->reason());
+  if (authentication_->state() == Authentication::State::WAITING) return std::nullopt;
   // What comes behind the last line of the dialogue belongs to messages.
   std::string reason;
-  if (authentication_->state() == Authentication::State::DONE &&
-      !transport_->takeEarly(piece + used, size - used, arrived_, reason))
+  if (!transport_->takeEarly(piece + used, size - used, arrived_, reason))
     throw Return("org.freedesktop.DBus.Error.Disconnected", reason);
+  state_ = State::GREETING;
   return std::nullopt;
+}
+
+/// The other end has closed the socket. What it had not read by then makes that an error. A program ends if it reaches
+/// no bus.
+void SocketOpening::failAuthentication(int error) const {
+  if (addresses_[address_].isProgram())
+    throw Return("org.freedesktop.DBus.Error.NoServer", "The program in between has ended and reached no bus");
+  if (error != 0 && error != ECONNRESET && error != EPIPE)
+    throw Return("org.freedesktop.DBus.Error.Disconnected", std::strerror(error));
+  throw Return("org.freedesktop.DBus.Error.AuthFailed", "The bus closed the connection during authentication");
 }
 
 SocketOpening::Wait SocketOpening::greet() {

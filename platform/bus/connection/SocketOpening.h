@@ -22,7 +22,7 @@ namespace Quarnix::Bus::Internal {
 ///          │ └──── failed ──────────────┴─────────────────────────┘
 ///          └────── at the next address; after the last one, the first failure is thrown
 ///
-/// What is to be written leaves before anything else.
+/// The lines of the authentication and the greeting leave together, before anything is read.
 class SocketOpening final : public Opening {
  public:
   /// `deadline`: when it fails. `admission` must outlive the link.
@@ -41,6 +41,7 @@ class SocketOpening final : public Opening {
   Wait authenticate();
   Wait greet();
   Wait flush();
+  [[noreturn]] void failAuthentication(int error) const;
   Interest awaiting(short events) const noexcept;
   void readName(const Received& answer);
   void fail(const Message::Method::Return& error);

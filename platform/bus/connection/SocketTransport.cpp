@@ -17,7 +17,17 @@ Transport::~Transport() = default;
 
 SocketTransport::SocketTransport(int descriptor, Admission& admission) : descriptor_(descriptor), reader_(admission) {}
 
-SocketTransport::~SocketTransport() { ::close(descriptor_); }
+SocketTransport::SocketTransport(std::unique_ptr<Program> program, Admission& admission)
+    : program_(std::move(program)), descriptor_(program_->socket()), reader_(admission) {}
+
+SocketTransport::~SocketTransport() {
+  if (!program_) ::close(descriptor_);
+}
+
+std::string SocketTransport::programWords() const {
+  const std::string words = program_ ? program_->getWords() : "";
+  return words.empty() ? words : "; the program in between said: " + words;
+}
 
 void SocketTransport::shutdown() noexcept { ::shutdown(descriptor_, SHUT_RDWR); }
 
@@ -28,7 +38,7 @@ bool SocketTransport::takeEarly(const char* bytes, std::size_t count, std::vecto
 }
 
 std::ptrdiff_t SocketTransport::write(const Message::Frame* frames, std::size_t count, std::size_t offset) noexcept {
-  constexpr std::size_t MAXIMUM_PIECES = 16;
+  constexpr std::size_t MAXIMUM_PIECES = 32;
   iovec pieces[MAXIMUM_PIECES];
   count = std::min(count, MAXIMUM_PIECES);
   for (std::size_t i = 0; i < count; ++i) {
@@ -57,12 +67,12 @@ bool SocketTransport::read(std::vector<Received>& messages, std::string& reason)
   } while (count < 0 && errno == EINTR);
   moreThere_ = count == static_cast<ssize_t>(room.size);
   if (count == 0) {
-    reason = "the bus closed the connection";
+    reason = "the bus closed the connection" + programWords();
     return false;
   }
   if (count < 0) {
     if (errno == EAGAIN || errno == EWOULDBLOCK) return true;
-    reason = std::strerror(errno);
+    reason = std::strerror(errno) + programWords();
     return false;
   }
   return reader_.take(static_cast<std::size_t>(count), messages, reason);

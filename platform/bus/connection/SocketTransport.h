@@ -1,12 +1,14 @@
-// The link to a real bus daemon over a Unix-domain socket.
+// The link to a real bus daemon over a Unix-domain socket, or over a program that is in between.
 #pragma once
 
 #include <cstddef>
+#include <memory>
 #include <string>
 #include <utility>
 #include <vector>
 
 #include <platform/bus/connection/MessageReader.h>
+#include <platform/bus/connection/Program.h>
 #include <platform/bus/connection/Transport.h>
 #include <platform/core/time/Monotonic.h>
 
@@ -21,6 +23,8 @@ class SocketTransport : public Transport {
 
   /// Owns the descriptor, once it is made. `admission` must outlive it.
   SocketTransport(int descriptor, Admission& admission);
+  /// Over the program's socket.
+  SocketTransport(std::unique_ptr<Program> program, Admission& admission);
   ~SocketTransport() override;
   SocketTransport(const SocketTransport&) = delete;
   SocketTransport& operator=(const SocketTransport&) = delete;
@@ -31,6 +35,9 @@ class SocketTransport : public Transport {
   bool isMoreThere() const noexcept override { return moreThere_; }
   void shutdown() noexcept override;
 
+  /// What the program in between has written to its standard error, as the end of a sentence; empty without one.
+  std::string programWords() const;
+
   // For who opens the link.
   /// Takes bytes that have come with the end of the authentication, as MessageReader::take does.
   bool takeEarly(const char* bytes, std::size_t count, std::vector<Received>& messages, std::string& reason);
@@ -39,7 +46,8 @@ class SocketTransport : public Transport {
   void setUniqueName(std::string name) noexcept { uniqueName_ = std::move(name); }
 
  private:
-  const int descriptor_;
+  const std::unique_ptr<Program> program_;  // null without one in between
+  const int descriptor_;                    // the program's, or its own
   MessageReader reader_;
   bool moreThere_ = false;
   std::vector<Received> early_;  // the messages that arrived together with the answer to the greeting

@@ -86,6 +86,7 @@ struct Transaction {
   std::exception_ptr error;
   ConditionVariable changed;
   Transaction* nextWaiter = nullptr;          // in ReaderRole's list
+  std::shared_ptr<Transaction> nextInTable;   // in CallTable
   std::shared_ptr<Transaction> nextToWake;    // in the list of Calls
   std::shared_ptr<Transaction> nextInWindow;  // in the list of Window
 

@@ -51,15 +51,9 @@ const char* Base::text(Field field) const noexcept {
 
 std::string_view Base::view(Field field) const noexcept { return {text(field), header_.text(field).length}; }
 
-/// Room for the texts of an ordinary call, so that they are allocated once.
-constexpr std::size_t ORDINARY_TEXTS = 224;
-
 void Base::setText(Field field, std::string_view value) {
   if (received_) throw UnusableMessage("Changed a message that was received");
-  if (texts_.empty()) texts_.reserve(ORDINARY_TEXTS);
-  const auto offset = static_cast<std::uint32_t>(texts_.size());
-  texts_.append(value).push_back('\0');
-  header_.text(field) = {offset, static_cast<std::uint32_t>(value.size())};
+  header_.text(field) = {static_cast<std::uint32_t>(texts_.append(value)), static_cast<std::uint32_t>(value.size())};
 }
 
 namespace {

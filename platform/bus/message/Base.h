@@ -8,6 +8,7 @@
 #include <platform/bus/message/Body.h>
 #include <platform/bus/message/ConstIterator.h>
 #include <platform/bus/message/Header.h>
+#include <platform/bus/message/HeaderTexts.h>
 #include <platform/bus/message/Iterator.h>
 #include <platform/bus/message/Storage.h>
 #include <platform/core/Export.h>
@@ -71,7 +72,7 @@ class HEVRA_EXPORT Base {
   bool received_;
   std::uint32_t frameBegin_ = 0;  // where a received message begins in the storage
   Body body_;
-  std::string texts_;  // the texts of a message that is built, each with a NUL behind it
+  HeaderTexts texts_;  // of a message that is built
 };
 
 }  // namespace Quarnix::Bus::Message

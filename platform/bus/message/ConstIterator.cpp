@@ -77,6 +77,10 @@ const std::uint8_t* ConstIterator::skip(const std::uint8_t* at, const char* sign
 }
 
 ConstIterator& ConstIterator::operator++() {
+  if (const std::size_t size = fixedSizeOf(*signature_)) {
+    stepTo(alignTo(at_, size) + size, {signature_, 1});
+    return *this;
+  }
   if (isEnd(signature_)) throw EndOfContainer("Stepped past the last value");
   const char* after = skipType(signature_);
   at_ = skip(at_, signature_, after);
@@ -158,12 +162,6 @@ std::string_view ConstIterator::getText() const {
     default:
       failMismatch('s');
   }
-}
-
-std::span<const std::uint8_t> ConstIterator::getBytes() const {
-  if (signature_[0] != 'a' || signature_[1] != 'y') failMismatch('a');
-  const std::uint8_t* at = align<4>(at_);
-  return {at + 4, word(at)};
 }
 
 ConstIterator ConstIterator::getVariant() const {

@@ -78,11 +78,21 @@ class HEVRA_EXPORT ConstIterator {
     }
     (readOne(values), ...);
   }
+  /// Reads an array of bytes and steps over it.
+  void read(std::span<const std::uint8_t>& bytes) {
+    bytes = getBytes();
+    stepTo(bytes.data() + bytes.size(), BYTES);
+  }
 
   /// The text of a string, an object path or a signature.
   std::string_view getText() const;
   /// The contents of an array of bytes.
-  std::span<const std::uint8_t> getBytes() const;
+  std::span<const std::uint8_t> getBytes() const {
+    if (signature_[0] != BYTES.codes[0] || signature_[1] != BYTES.codes[1]) [[unlikely]]
+      failMismatch(ARRAY);
+    const std::uint8_t* at = align<4>(at_);
+    return {at + 4, word(at)};
+  }
   /// The value in a variant.
   ConstIterator getVariant() const;
 
@@ -102,12 +112,13 @@ class HEVRA_EXPORT ConstIterator {
   void readOne(T& value) {
     requireCode<T>();
     const std::uint8_t* after = load(at_, value);
-    stepTo(after);
+    stepTo(after, SIGNATURE_OF<T>);
   }
-  void stepTo(const std::uint8_t* after) noexcept {
+  /// Goes behind the value here, which has this signature.
+  void stepTo(const std::uint8_t* after, std::string_view signature) noexcept {
     at_ = after;
     if (!elementBegin_) {
-      ++signature_;
+      signature_ += signature.size();
     } else if (at_ == end_) {
       signature_ = "";
     }

@@ -39,7 +39,7 @@ struct Header {
   std::uint32_t replySerial = 0;
   std::uint32_t bodyOffset = 0;
   std::uint32_t bodyLength = 0;
-  std::array<Text, 9> texts;  // by Field; REPLY_SERIAL's place is unused
+  std::array<Text, 9> texts;  // by Field; that of REPLY_SERIAL is the place of the number
 
   Text& text(Field field) noexcept { return texts[static_cast<std::size_t>(field)]; }
   const Text& text(Field field) const noexcept { return texts[static_cast<std::size_t>(field)]; }

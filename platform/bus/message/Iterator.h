@@ -42,7 +42,7 @@ class HEVRA_EXPORT Iterator {
     static_assert(sizeof...(T) > 0);
     if constexpr (sizeof...(T) > 1) {
       if (elementEnd_) {
-        (append(values), ...);
+        (appendElement(values), ...);
         return;
       }
     }
@@ -111,6 +111,12 @@ class HEVRA_EXPORT Iterator {
   }
   Iterator(Iterator& parent, int type, std::string_view contents);
 
+  /// Appends one of several values to an array. It is a function of its own, because few places do this.
+  template <class T>
+  [[gnu::noinline]] void appendElement(const T& value) {
+    append(value);
+  }
+
   /// Checks that these codes are expected here and steps over them, or extends the message's signature by them.
   template <std::size_t N>
   void take(const char* codes) {
@@ -134,6 +140,8 @@ class HEVRA_EXPORT Iterator {
   static std::uint64_t room(const T& value) noexcept {
     if constexpr (IS_TEXT<T>) {
       return std::uint64_t{std::string_view(value).size()} + 8;
+    } else if constexpr (HasHead<T>) {
+      return std::uint64_t{value.rest().size()} + T::LONGEST_HEAD + 8;
     } else {
       return 2 * WIRE_SIZE<T> - 1;
     }
@@ -143,6 +151,11 @@ class HEVRA_EXPORT Iterator {
   std::uint8_t* put(std::uint8_t* at, const T& value) {
     if constexpr (IS_TEXT<T>) {
       return putText(at, std::string_view(value));
+    } else if constexpr (HasHead<T>) {
+      at = Body::align<4>(at);
+      std::uint8_t* const begin = at + 4;
+      std::uint8_t* const end = reinterpret_cast<std::uint8_t*>(value.writeHead(reinterpret_cast<char*>(begin)));
+      return putRest(at, end, value.rest());
     } else if constexpr (std::is_same_v<T, bool>) {
       return put(at, std::uint32_t{value});
     } else {
@@ -153,11 +166,16 @@ class HEVRA_EXPORT Iterator {
   }
   std::uint8_t* putText(std::uint8_t* at, std::string_view text) {
     at = Body::align<4>(at);
-    const auto length = static_cast<std::uint32_t>(text.size());
+    return putRest(at, at + 4, text);
+  }
+  /// Writes the text from `to` on, its NUL, and at `at` how long it is together with what stands before `to`.
+  std::uint8_t* putRest(std::uint8_t* at, std::uint8_t* to, std::string_view text) {
+    if (!copyPlain(to, text.data(), text.size())) copyChecked(to, text);
+    to += text.size();
+    *to = 0;
+    const auto length = static_cast<std::uint32_t>(to - at - 4);
     std::memcpy(at, &length, 4);
-    if (!copyPlain(at + 4, text.data(), text.size())) copyChecked(at + 4, text);
-    at[4 + text.size()] = 0;
-    return at + 5 + text.size();
+    return to + 1;
   }
   std::uint8_t* putString(std::uint8_t* at, std::string_view text) noexcept;
   void copyChecked(std::uint8_t* at, std::string_view text);

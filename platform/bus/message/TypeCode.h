@@ -19,13 +19,21 @@ constexpr int DICTIONARY_ENTRY = 'e';
 template <class T>
 constexpr bool IS_TEXT = std::is_convertible_v<const T&, std::string_view>;
 
+/// A text that writes its beginning straight into a message: at most LONGEST_HEAD characters of ASCII. `rest` follows.
+template <class T>
+concept HasHead = requires(const T& text, char* to) {
+  T::LONGEST_HEAD;
+  to = text.writeHead(to);
+  std::string_view(text.rest());
+};
+
 /// The code of a basic type: an integer's follows from its width and signedness (so `unsigned long` and `unsigned long
 /// long` are both "t" if both have 64 bits), a text's is 's'.
 template <class T>
 constexpr char codeOf() noexcept {
   if constexpr (std::is_same_v<T, bool>) {
     return 'b';
-  } else if constexpr (IS_TEXT<T>) {
+  } else if constexpr (IS_TEXT<T> || HasHead<T>) {
     return 's';
   } else if constexpr (std::is_same_v<T, double>) {
     return 'd';

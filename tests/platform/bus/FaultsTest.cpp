@@ -54,10 +54,9 @@ TEST_F(Faults, StreamsAreReadHoweverTheyAreCut) {
     connection = Connection::open(bus.address());
     auto name = later([&] { return connection->getUniqueName(); });
     bus.accept();
-    bus.line();
-    // The greeting is answered before it is asked for, behind the last line of the dialogue.
-    bus.write("DATA\r\nOKAY\r\nOK\n\r\nOK\r\n" + replyTo(hello, CLIENT, BUS) + replyTo(hello, "again"), piece);
-    for (const char* line : {"ERROR\r\n", "ERROR\r\n", "ERROR\r\n", "BEGIN\r\n"}) EXPECT_EQ(bus.line(), line);
+    for (const char* end : {"\r\n", "BEGIN\r\n"}) EXPECT_TRUE(bus.line().ends_with(end));
+    // The answer to the greeting comes right behind the last line of the dialogue.
+    bus.write("OK\r\n" + replyTo(hello, CLIENT, BUS) + replyTo(hello, "again"), piece);
     EXPECT_EQ(bus.expect("Hello").getSerial(), 1u);
     EXPECT_EQ(name.get(), CLIENT);
     auto one = asking("one"), two = asking("two");
@@ -104,6 +103,9 @@ TEST_F(Faults, OfTheStreamEndTheLinkAndSayWhy) {
   } rows[] = {
       {ASKED, "", "AuthFailed", "The bus closed the connection during authentication"},
       {ASKED, "REJECTED \xff\n\r\n", "AuthFailed", "The bus refused the authentication of this user: REJECTED ??"},
+      {ASKED, "ERROR\r\n", "AuthFailed", "The bus refused the authentication of this user: ERROR"},
+      {ASKED, "DATA\r\n", "AuthFailed", "The bus refused the authentication of this user: DATA"},
+      {ASKED, "OKAY\r\n", "AuthFailed", "The bus refused the authentication of this user: OKAY"},
       {ASKED, "OK 4567\r\n", "AuthFailed", "The bus is not the one that is expected, with the guid 0123: OK 4567"},
       {ASKED, "OK\r\n", "AuthFailed", "with the guid 0123: OK"},
       {ASKED, std::string(5000, 'a'), "AuthFailed", "The bus sent an authentication line of more than 4096 bytes"},
@@ -137,16 +139,14 @@ TEST_F(Faults, OfASilentBusEndAtTheDeadline) {
   const std::tuple<Elapsed, Elapsed, const char*> rows[] = {
       {Elapsed(1, 0), Elapsed(1, 0), "NoReply"},
       {Elapsed(60, 0), Bus::Internal::SocketTransport::MAXIMUM_CONNECT_TIME, "Timeout"}};
-  for (const bool isAuthenticated : {false, true}) {
-    for (const auto& [timeout, limit, outcome] : rows) {
-      connection = Connection::open(bus.address());
-      auto reply = asking("", timeout);
-      isAuthenticated ? void(bus.authenticate()) : bus.accept();
-      clock.awaitWaiters(1);
-      EXPECT_EQ(clock.advance(Elapsed::ofNanoseconds(limit.getNanoseconds() - 1)), 0u);
-      EXPECT_EQ(clock.advance(Elapsed(0, 1)), 1u);
-      EXPECT_EQ(reply.get(), error(outcome));
-    }
+  for (const auto& [timeout, limit, outcome] : rows) {
+    connection = Connection::open(bus.address());
+    auto reply = asking("", timeout);
+    bus.accept();
+    clock.awaitWaiters(1);
+    EXPECT_EQ(clock.advance(Elapsed::ofNanoseconds(limit.getNanoseconds() - 1)), 0u);
+    EXPECT_EQ(clock.advance(Elapsed(0, 1)), 1u);
+    EXPECT_EQ(reply.get(), error(outcome));
   }
 }
 

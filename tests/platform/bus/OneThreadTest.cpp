@@ -32,8 +32,8 @@ struct OnOneThread : testing::Test {
     bus.accept();
     settle();
     EXPECT_TRUE(bus.line().starts_with(std::string("\0AUTH EXTERNAL ", 15)));
-    writeHalves("OK 1234\r\n");
     EXPECT_EQ(bus.line(), "BEGIN\r\n");
+    writeHalves("OK 1234\r\n");
     writeHalves(replyTo(bus.expect("Hello"), CLIENT, BUS));
   }
   /// The library's threads. Sanitizers and emulators have threads of their own.

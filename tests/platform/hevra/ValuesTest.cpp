@@ -1,14 +1,11 @@
-// The values of the application: commands and their errors, typed values, groups and the keys of stack nodes.
+// The values of the application: commands, their errors, and groups.
 #include <array>
-#include <limits>
 #include <stdexcept>
 
 #include <gtest/gtest.h>
 
 #include <platform/hevra/Command.h>
 #include <platform/hevra/Group.h>
-#include <platform/hevra/HvTypes.h>
-#include <platform/hevra/StackNode.h>
 
 namespace Quarnix::Hevra {
 namespace {
@@ -53,34 +50,10 @@ TEST(DetailedError, SaysItsCodeAndItsDetails) {
   EXPECT_EQ(error.toString(), "255/-7: text");
 }
 
-TEST(HvTypes, SayTheirValue) {
-  const std::pair<Shared::Pointer<HvType>, const char*> rows[] = {
-      {Shared::make<HvByte>(std::uint8_t{255}), "255"},
-      {Shared::make<HvUInt64>(std::numeric_limits<std::uint64_t>::max()), "18446744073709551615"},
-      {Shared::make<HvDouble>(-0.1), "-0.1"},
-      {Shared::make<HvBool>(true), "true"},
-      {Shared::make<HvBlob>(std::vector<std::uint8_t>{0, 1, 0xAB}), "0001ab"},
-      {Shared::make<HvNull>(), "null"},
-  };
-  for (const auto& [value, text] : rows) EXPECT_EQ(value->toString(), text);
-}
-
 TEST(Group, TakesOrMakesAnIdentifier) {
   EXPECT_EQ(Group("g1").getId(), "g1");  // not the flag that a character pointer could turn into
   EXPECT_EQ(Group(true).getId().find_first_not_of("0123456789abcdef"), std::string::npos);
   EXPECT_NE(Group(true).getId(), Group(true).getId());
-}
-
-TEST(StackNode, HasItsKeyAsThirdIdentity) {
-  for (const std::size_t place : {0U, 15U}) {
-    StackNode node;
-    StackNode::Key key{};
-    EXPECT_TRUE(StackNode::isKeyEmpty(key.data()));
-    key[place] = 0x80;
-    EXPECT_FALSE(StackNode::isKeyEmpty(key.data())) << place;
-    node.setKey(key.data());
-    EXPECT_EQ(node.getThirdIdentity(), key);
-  }
 }
 
 }  // namespace

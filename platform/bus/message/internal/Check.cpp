@@ -308,6 +308,7 @@ const char* takeField(const std::uint8_t* message, std::size_t code, std::size_t
     const std::uint32_t value = load<Swapped>(message + begin);
     if (field == Field::UNIX_FDS) return value ? Rules::FILE_DESCRIPTORS : nullptr;
     header.replySerial = value;
+    header.text(field).offset = static_cast<std::uint32_t>(begin);
     return value ? nullptr : Rules::REPLY_SERIAL;
   }
   if (code >= header.texts.size()) return nullptr;
@@ -355,7 +356,6 @@ const char* checkFields(const std::uint8_t* message, std::size_t end, Header& he
 
 template <bool Swapped>
 void readFixedHeader(const std::uint8_t* message, Header& header) noexcept {
-  header = Header{};
   header.type = message[1];
   header.flags = message[2];
   header.swapped = Swapped;
@@ -363,27 +363,54 @@ void readFixedHeader(const std::uint8_t* message, Header& header) noexcept {
   header.serial = load<Swapped>(message + 8);
 }
 
+const char* checkBodyPresence(const Header& header) noexcept {
+  const bool hasSignature = header.text(Field::SIGNATURE).offset != 0;
+  return header.bodyLength && !hasSignature ? Rules::BODY_SIGNATURE : nullptr;
+}
+
+/// Reads what may differ between two headers with the same fields.
+template <bool Swapped>
+const char* readRepeated(const std::uint8_t* message, Header& header) noexcept {
+  readFixedHeader<Swapped>(message, header);
+  if (const std::uint32_t place = header.text(Field::REPLY_SERIAL).offset) {
+    header.replySerial = load<Swapped>(message + place);
+    if (header.replySerial == 0) return Rules::REPLY_SERIAL;
+  }
+  return checkBodyPresence(header);
+}
+
 template <bool Swapped>
 const char* checkWholeHeader(const std::uint8_t* message, std::size_t headerSize, Header& header) noexcept {
+  header = Header{};
   readFixedHeader<Swapped>(message, header);
   header.bodyOffset = static_cast<std::uint32_t>(headerSize);
   const std::size_t fieldsEnd = FIXED_HEADER_SIZE + load<Swapped>(message + 12);
   if (const char* rule = checkFields<Swapped>(message, fieldsEnd, header)) return rule;
   if (!isZero(message, fieldsEnd, header.bodyOffset)) return Rules::HEADER_PADDING;
-  const bool hasSignature = header.text(Field::SIGNATURE).offset != 0;
-  return header.bodyLength && !hasSignature ? Rules::BODY_SIGNATURE : nullptr;
+  return checkBodyPresence(header);
 }
 
+/// Checks the values of the body. The header has passed its check.
 template <bool Swapped>
-const char* checkMessage(const std::uint8_t* message, const DeclaredSize& declared, Header& header) noexcept {
-  if (const char* rule = checkWholeHeader<Swapped>(message, declared.headerSize, header)) return rule;
-  const std::size_t size = declared.size;
+const char* checkBody(const std::uint8_t* message, std::size_t size, const Header& header) noexcept {
   const Header::Text signature = header.text(Field::SIGNATURE);
   if (signature.offset == 0) return nullptr;
   std::size_t at = header.bodyOffset;
   const std::string_view types = textAt(message, signature.offset, signature.length);
   if (const char* rule = checkValues<Swapped>(message, at, size, types, 0, Rules::BODY_LENGTH)) return rule;
   return at == size ? nullptr : Rules::BODY_LENGTH;
+}
+
+const char* checkBody(const std::uint8_t* message, std::size_t size, const Header& header) noexcept {
+  return header.swapped ? checkBody<true>(message, size, header) : checkBody<false>(message, size, header);
+}
+
+/// Reads the declared size of a message of `size` bytes, and checks that it is that.
+DeclaredSize checkSize(const std::uint8_t* message, std::size_t size) noexcept {
+  if (size < FIXED_HEADER_SIZE) return {0, 0, Rules::DECLARED_SIZE};
+  DeclaredSize declared = declaredSize(message);
+  if (!declared.rule && declared.size != size) declared.rule = Rules::DECLARED_SIZE;
+  return declared;
 }
 
 bool isSwapped(const std::uint8_t* message) noexcept { return message[0] != (IS_LITTLE ? 'l' : 'B'); }
@@ -405,12 +432,41 @@ DeclaredSize declaredSize(const std::uint8_t* fixedHeader) noexcept {
 }
 
 const char* check(const std::uint8_t* message, std::size_t size, Header& header) noexcept {
-  if (size < FIXED_HEADER_SIZE) return Rules::DECLARED_SIZE;
-  const DeclaredSize declared = declaredSize(message);
+  const DeclaredSize declared = checkSize(message, size);
   if (declared.rule) return declared.rule;
-  if (declared.size != size) return Rules::DECLARED_SIZE;
-  return isSwapped(message) ? checkMessage<true>(message, declared, header)
-                            : checkMessage<false>(message, declared, header);
+  if (const char* rule = checkHeader(message, declared, header)) return rule;
+  return checkBody(message, size, header);
+}
+
+bool Checker::Remembered::isRepeated(const std::uint8_t* message, std::size_t headerSize) const noexcept {
+  if (size != headerSize || message[0] != bytes[0] || message[1] != bytes[1]) return false;
+  const auto isSame = [&](std::size_t from, std::size_t to) {
+    return std::memcmp(message + from, bytes.data() + from, to - from) == 0;
+  };
+  constexpr std::size_t FIELDS = FIXED_HEADER_SIZE - sizeof(std::uint32_t);  // their length, and then they themselves
+  const std::size_t replySerial = header.text(Field::REPLY_SERIAL).offset;
+  if (replySerial == 0) return isSame(FIELDS, size);
+  return isSame(FIELDS, replySerial) && isSame(replySerial + sizeof(std::uint32_t), size);
+}
+
+const char* Checker::check(const std::uint8_t* message, std::size_t size, Header& header) noexcept {
+  const DeclaredSize declared = checkSize(message, size);
+  if (declared.rule) return declared.rule;
+  const auto type = static_cast<Type>(message[1]);
+  Remembered& last = type == Type::METHOD_RETURN || type == Type::ERROR ? reply_ : other_;
+  if (last.isRepeated(message, declared.headerSize)) {
+    header = last.header;
+    if (const char* rule = header.swapped ? readRepeated<true>(message, header) : readRepeated<false>(message, header))
+      return rule;
+  } else {
+    if (const char* rule = checkHeader(message, declared, header)) return rule;
+    if (declared.headerSize <= last.bytes.size()) {
+      last.size = declared.headerSize;
+      last.header = header;
+      std::memcpy(last.bytes.data(), message, last.size);
+    }
+  }
+  return checkBody(message, size, header);
 }
 
 const char* checkHeader(const std::uint8_t* message, const DeclaredSize& declared, Header& header) noexcept {
@@ -419,6 +475,7 @@ const char* checkHeader(const std::uint8_t* message, const DeclaredSize& declare
 }
 
 void readTrustedHeader(const std::uint8_t* message, std::size_t size, Header& header) noexcept {
+  header = Header{};
   readFixedHeader<false>(message, header);
   header.bodyOffset = static_cast<std::uint32_t>(size - header.bodyLength);
   const std::size_t end = FIXED_HEADER_SIZE + load<false>(message + 12);
@@ -429,6 +486,7 @@ void readTrustedHeader(const std::uint8_t* message, std::size_t size, Header& he
     at = begin + 4;
     if (field == Field::REPLY_SERIAL) {
       header.replySerial = load<false>(message + at);
+      header.text(field).offset = static_cast<std::uint32_t>(at);
       at += 4;
       continue;
     }

@@ -111,8 +111,7 @@ const char* checkSingleType(std::string_view signature) noexcept {
   return scanner.types() == 1 ? nullptr : Rules::SINGLE_TYPE;
 }
 
-const char* skipType(const char* signature) noexcept {
-  while (*signature == 'a') ++signature;
+const char* skipBrackets(const char* signature) noexcept {
   int open = 0;
   do {
     const char code = *signature++;

@@ -11,8 +11,14 @@ const char* checkSignature(std::string_view signature) noexcept;
 /// The same for exactly one complete type.
 const char* checkSingleType(std::string_view signature) noexcept;
 
+/// Where the structure or dictionary entry at `signature` ends.
+const char* skipBrackets(const char* signature) noexcept;
+
 /// Where the complete type at `signature` ends. The signature must be well formed and not at its end.
-const char* skipType(const char* signature) noexcept;
+inline const char* skipType(const char* signature) noexcept {
+  while (*signature == 'a') ++signature;
+  return *signature == '(' || *signature == '{' ? skipBrackets(signature) : signature + 1;
+}
 
 /// The alignment in bytes of a value whose type begins with `code`: 1, 2, 4 or 8.
 constexpr std::size_t alignmentOf(char code) noexcept {

@@ -12,6 +12,7 @@
 #include <platform/core/internal/HookScope.h>
 #include <platform/core/log/Logger.h>
 #include <platform/core/time/Clock.h>
+#include <platform/core/time/internal/SteadyClock.h>
 
 namespace Quarnix {
 
@@ -49,10 +50,15 @@ void Loop::close() noexcept {
 }
 
 void Loop::dispatch() {
+  epoll_event events[MOST_EVENTS];
+  dispatch(events, wakeUp_.take(events, MOST_EVENTS));
+}
+
+void Loop::dispatch(const epoll_event* events, int count) {
   begin();
   const HookScope hooks;
   timers_.beginRound();
-  callSources();
+  callSources(events, count);
   timers_.runDue();
   runWork();
   timers_.endRound();
@@ -67,30 +73,32 @@ void Loop::begin() {
   if (thread_.load() != std::thread::id())
     throw std::logic_error("A dispatcher dispatches while another thread does, expected one thread at a time");
   thread_ = std::this_thread::get_id();
+  ++rounds_;
 }
 
-// The events are taken under the mutex, so that a source that another thread closes is either not among them or is
-// found there.
-void Loop::callSources() noexcept {
+void Loop::callSources(const epoll_event* events, int count) noexcept {
   MutexLock lock(mutex_);
-  const int count = wakeUp_.take(events_, MOST_EVENTS);
   for (int i = 0; i < count; ++i) {
-    auto* const source = static_cast<Source*>(events_[i].data.ptr);
-    if (!source) continue;
-    const std::uint32_t events = events_[i].events & (source->armed_ | EPOLLERR | EPOLLHUP);
-    if (events != 0) call(source, [&] { source->ready(events); });
+    const std::uint64_t key = events[i].data.u64;
+    Source* const source = sources_[placeOf(key)];
+    if (!source || source->key_ != key) continue;
+    const std::uint32_t wanted = events[i].events & (source->armed_ | EPOLLERR | EPOLLHUP);
+    if (wanted != 0) call(source, [&] { source->ready(wanted); });
   }
 }
 
 void Loop::runWork() noexcept {
   MutexLock lock(mutex_);
   mark_.insertBefore(ready_);
-  while (ready_.next() != &mark_) {
-    auto& work = static_cast<Work&>(*ready_.next());
-    work.remove();
-    call(&work, [&] { work.run(); });
-  }
+  while (ready_.next() != &mark_) runFirst(ready_);
   mark_.remove();
+  while (!atEnd_.isAlone()) runFirst(atEnd_);
+}
+
+void Loop::runFirst(Link& list) noexcept {
+  auto& work = static_cast<Work&>(*list.next());
+  work.remove();
+  call(&work, [&] { work.run(); });
 }
 
 template <class Call>
@@ -125,14 +133,25 @@ void Loop::end() noexcept {
 
 void Loop::run() {
   while (!quit_.exchange(false)) {
-    dispatch();
-    if (quit_.load()) continue;  // its signal may have been taken
-    pollfd descriptors[2] = {{descriptor(), POLLIN, 0}, {}};
-    // First the deadline: from here on, a clock that is installed wakes this wait.
-    const Time::Monotonic deadline = timers_.beginWait();
-    Time::Clock::get().poll(descriptors, 1, deadline);
-    timers_.endWait();
+    epoll_event events[MOST_EVENTS];
+    dispatch(events, await(events));
   }
+}
+
+/// Waits until there is something to dispatch, and takes the events.
+int Loop::await(epoll_event (&events)[MOST_EVENTS]) {
+  // First the deadline: from here on, a clock that is installed wakes this wait.
+  const Time::Monotonic deadline = timers_.beginWait();
+  int count = 0;
+  if (Time::SteadyClock::isInForce()) {
+    count = wakeUp_.await(events, MOST_EVENTS);
+  } else {
+    pollfd descriptors[2] = {{descriptor(), POLLIN, 0}, {}};
+    Time::Clock::get().poll(descriptors, 1, deadline);
+    count = wakeUp_.take(events, MOST_EVENTS);
+  }
+  timers_.endWait();
+  return count;
 }
 
 void Loop::quit() noexcept {
@@ -152,6 +171,11 @@ void Loop::post(Work& work) noexcept {
   }
   wakeUp_.signal();
   release();
+}
+
+void Loop::postAtEnd(Work& work) noexcept {
+  MutexLock lock(mutex_);
+  if (work.isAlone()) work.insertBefore(atEnd_);
 }
 
 void Loop::withdraw(Work& work) noexcept {

@@ -2,8 +2,10 @@
 #pragma once
 
 #include <atomic>
+#include <cstddef>
 #include <cstdint>
 #include <thread>
+#include <vector>
 
 #include <sys/epoll.h>
 
@@ -49,6 +51,9 @@ class Loop {
   /// Lets the work run in the next `dispatch`; does nothing if it is posted already. From then on the work may run, and
   /// may end the caller's object: touch nothing after.
   void post(Work& work) noexcept;
+  /// Lets the work run at the end of this `dispatch`, behind everything else; does nothing if it is posted already.
+  /// Call it within `dispatch`, on the thread that dispatches.
+  void postAtEnd(Work& work) noexcept;
   /// The work is not posted any more and does not run when it returns. On the dispatching thread it does not wait: a
   /// run that is under way is the last. Elsewhere it waits for that run, so do not hold a mutex that `run` takes.
   void withdraw(Work& work) noexcept;
@@ -59,15 +64,20 @@ class Loop {
   Timer::Queue& timers() noexcept { return timers_; }
   /// Whether the calling thread is within `dispatch`.
   bool isDispatchedHere() const noexcept { return thread_.load() == std::this_thread::get_id(); }
+  /// How many times it has dispatched. Call it on the thread that dispatches.
+  std::uint64_t rounds() const noexcept { return rounds_; }
   bool isOfThisProcess() const noexcept;
 
  private:
   static constexpr int MOST_EVENTS = 16;  // in one dispatch; the set hands out the others the next time
 
   ~Loop();
+  int await(epoll_event (&events)[MOST_EVENTS]);
+  void dispatch(const epoll_event* events, int count);
   void begin() HEVRA_EXCLUDES(mutex_);
-  void callSources() noexcept HEVRA_EXCLUDES(mutex_);
+  void callSources(const epoll_event* events, int count) noexcept HEVRA_EXCLUDES(mutex_);
   void runWork() noexcept HEVRA_EXCLUDES(mutex_);
+  void runFirst(Link& list) noexcept HEVRA_REQUIRES(mutex_);
   void end() noexcept HEVRA_EXCLUDES(mutex_);
   template <class Call>
   void call(const void* callee, const Call& call) noexcept HEVRA_REQUIRES(mutex_);
@@ -80,15 +90,21 @@ class Loop {
   LoopTimers timers_{*this, wakeUp_};
   std::atomic<bool> quit_{false};
   std::atomic<std::thread::id> thread_{};  // that dispatches; written under the mutex
+  std::uint64_t rounds_ = 0;
 
   Mutex mutex_;
   ConditionVariable out_;  // for other threads: a call is over
   struct Head : Link {};
   Head ready_ HEVRA_GUARDED_BY(mutex_);
+  Head atEnd_ HEVRA_GUARDED_BY(mutex_);
   Head mark_ HEVRA_GUARDED_BY(mutex_);  // in `ready_`, while work runs: what stands behind it is for the next dispatch
   const void* callee_ HEVRA_GUARDED_BY(mutex_) = nullptr;  // the work or source that runs; it may be destroyed already
   unsigned calls_ HEVRA_GUARDED_BY(mutex_) = 0;
-  epoll_event events_[MOST_EVENTS] HEVRA_GUARDED_BY(mutex_) = {};  // to be handed out; of a closed source without one
+  // The open sources, each in a place of its own. The key of a source has the place in its upper half, and in the lower
+  // half how many sources were opened before it. So an event of a source that was closed meanwhile finds none.
+  static std::size_t placeOf(std::uint64_t key) noexcept { return static_cast<std::size_t>(key >> 32); }
+  std::vector<Source*> sources_ HEVRA_GUARDED_BY(mutex_);
+  std::uint32_t opened_ HEVRA_GUARDED_BY(mutex_) = 0;
 };
 
 }  // namespace Quarnix

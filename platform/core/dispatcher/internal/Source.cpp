@@ -1,7 +1,9 @@
 // Opens and closes a source. Loop calls its hook.
 #include <platform/core/dispatcher/internal/Source.h>
 
+#include <algorithm>
 #include <cerrno>
+#include <new>
 #include <utility>
 
 namespace Quarnix {
@@ -9,7 +11,16 @@ namespace Quarnix {
 int Loop::Source::open(Loop& loop, int descriptor, std::uint32_t events) noexcept {
   if (!loop.isOfThisProcess()) return ESRCH;
   MutexLock lock(loop.mutex_);
-  if (const int error = loop.wakeUp_.control(EPOLL_CTL_ADD, descriptor, events, this)) return error;
+  const auto place = std::find(loop.sources_.begin(), loop.sources_.end(), nullptr);
+  const auto index = static_cast<std::size_t>(place - loop.sources_.begin());
+  try {
+    if (place == loop.sources_.end()) loop.sources_.push_back(nullptr);
+  } catch (const std::bad_alloc&) {
+    return ENOMEM;
+  }
+  key_ = (std::uint64_t{index} << 32) + loop.opened_++;
+  if (const int error = loop.wakeUp_.control(EPOLL_CTL_ADD, descriptor, events, key_)) return error;
+  loop.sources_[index] = this;
   loop.retain();
   loop_ = &loop;
   descriptor_ = descriptor;
@@ -21,7 +32,7 @@ void Loop::Source::arm(std::uint32_t events) noexcept {
   if (!loop_ || !loop_->isOfThisProcess()) return;
   MutexLock lock(loop_->mutex_);
   if (armed_ == events) return;
-  loop_->wakeUp_.control(EPOLL_CTL_MOD, descriptor_, events, this);
+  loop_->wakeUp_.control(EPOLL_CTL_MOD, descriptor_, events, key_);
   armed_ = events;
 }
 
@@ -31,9 +42,8 @@ void Loop::Source::remove() noexcept {
   // The set is shared with a forked child.
   if (loop->isOfThisProcess()) {
     MutexLock lock(loop->mutex_);
-    loop->wakeUp_.control(EPOLL_CTL_DEL, descriptor_, 0, nullptr);
-    for (epoll_event& event : loop->events_)
-      if (event.data.ptr == this) event.data.ptr = nullptr;
+    loop->wakeUp_.control(EPOLL_CTL_DEL, descriptor_, 0, 0);
+    loop->sources_[placeOf(key_)] = nullptr;
   }
   loop->release();
 }

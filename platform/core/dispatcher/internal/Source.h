@@ -44,6 +44,7 @@ class Loop::Source {
   friend class Loop;
   Loop* loop_ = nullptr;  // null while it is closed
   int descriptor_ = -1;
+  std::uint64_t key_ = 0;
   std::uint32_t armed_ = 0;
 };
 

@@ -19,8 +19,8 @@ WakeUp::WakeUp()
       timer_(signal_ < 0 ? -1 : aboveStandard(::timerfd_create(CLOCK_MONOTONIC, TFD_CLOEXEC | TFD_NONBLOCK))) {
   int error = timer_ < 0 ? errno : 0;
   // Edge-triggered, a signal needs not be read.
-  if (!error) error = control(EPOLL_CTL_ADD, signal_, EPOLLIN | EPOLLET, &signal_);
-  if (!error) error = control(EPOLL_CTL_ADD, timer_, EPOLLIN, &timer_);
+  if (!error) error = control(EPOLL_CTL_ADD, signal_, EPOLLIN | EPOLLET, SIGNAL);
+  if (!error) error = control(EPOLL_CTL_ADD, timer_, EPOLLIN, TIMER);
   if (!error) return;
   close();
   throw std::system_error(error, std::generic_category(), "no descriptor for a dispatcher");
@@ -33,20 +33,20 @@ void WakeUp::close() noexcept {
     if (descriptor >= 0) ::close(descriptor);
 }
 
-int WakeUp::control(int operation, int descriptor, std::uint32_t events, void* source) noexcept {
+int WakeUp::control(int operation, int descriptor, std::uint32_t events, std::uint64_t key) noexcept {
   epoll_event event{};
   event.events = events;
-  event.data.ptr = source;
+  event.data.u64 = key;
   return ::epoll_ctl(set_, operation, descriptor, &event) == 0 ? 0 : errno;
 }
 
-int WakeUp::take(epoll_event* events, int most) noexcept {
-  const int count = ::epoll_wait(set_, events, most, 0);
+int WakeUp::takeWithin(int milliseconds, epoll_event* events, int most) noexcept {
+  const int count = ::epoll_wait(set_, events, most, milliseconds);
   int taken = 0;
   for (int i = 0; i < count; ++i) {
-    if (events[i].data.ptr == &signal_) {
+    if (events[i].data.u64 == SIGNAL) {
       isSignalled_ = false;
-    } else if (events[i].data.ptr != &timer_) {
+    } else if (events[i].data.u64 != TIMER) {
       events[taken++] = events[i];
     }
   }

@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <platform/bus/Connection.h>
+#include <platform/bus/DeliveryQueue.h>
 #include <platform/bus/connection/Address.h>
 #include <platform/bus/connection/Calls.h>
 #include <platform/bus/connection/MatchRule.h>
@@ -21,16 +22,23 @@ TEST(Address, NamesTheSocketsOrWhatIsWrong) {
       {"unix:path=/a%20b%2c%3B%39", {"/a b,;9"}},
       {"unix:abstract=name", {std::string("\0name", 5)}},
       {"tcp:host=localhost,port=1;unix:path=/a;unix:path=/b;", {"/a", "/b"}},
+      {"unixexec:argv2=b%20c,argv1=,path=ssh,argv4=d", {"ssh", "ssh", "", "b c"}},
+      {"unixexec:path=ssh,argv0=s;unix:path=/a", {"ssh", "s", "/a"}},
   };
   for (const auto& [text, expected] : rows) {
     std::vector<std::string> paths;
-    for (const Address& address : parseAddresses(text)) paths.push_back(address.path);
+    for (const Address& address : parseAddresses(text)) {
+      paths.push_back(address.path);
+      paths.insert(paths.end(), address.arguments.begin(), address.arguments.end());
+    }
     EXPECT_EQ(paths, expected) << text;
   }
   const std::pair<std::string, const char*> wrong[] = {
-      {"", "expected a unix:path=... or unix:abstract=... address"},
+      {"", "expected a unix:path=..., unix:abstract=... or unixexec:path=... address"},
+      {"unixexec:argv0=ssh", "expected path=, the program to run"},
+      {"unixexec:path=ssh,argv1=a%00b", "expected no %00 behind argv1="},
       {"sytem", "expected \"system\", \"session\", \"in-process\" or unix:path=..."},
-      {"tcp:host=localhost,port=1", "expected a unix:path=... or unix:abstract=... address"},
+      {"tcp:host=localhost,port=1", "expected a unix:path=..., unix:abstract=... or unixexec:path=... address"},
       {"unix:", "expected path= or abstract="},
       {"unix:/run/bus", "expected KEY=VALUE, such as path=/run/dbus/system_bus_socket"},
       {"unix:path=", "expected a value behind path="},
@@ -202,6 +210,23 @@ TEST_F(ConnectionParts, KeepCallsThatWaitInTheOrderOfTheirTurns) {
   EXPECT_EQ(window.takeNext(), nullptr);
   window.leave();
   EXPECT_EQ(window.takeNext()->turn, 7U);
+}
+
+TEST(DeliveryQueue, KeepsItsLimitsToTheByte) {
+  DeliveryQueue queue(2, 100);
+  const struct {
+    std::uint32_t size;
+    bool droppable, isTaken;
+    std::size_t dropped;
+  } rows[] = {{101, false, false, 0}, {101, true, true, 1}, {100, false, true, 0}, {1, false, false, 0},
+              {60, true, true, 1},    {40, true, true, 0},  {1, false, false, 0},  {1, true, true, 1}};
+  for (const auto& row : rows) {
+    auto delivery = std::make_unique<Delivery>();
+    delivery->frame.end = row.size;
+    const Receiver::Queued queued = queue.offer(std::move(delivery), row.droppable);
+    EXPECT_EQ(queued.isTaken, row.isTaken) << row.size;
+    EXPECT_EQ(queued.dropped, row.dropped) << row.size;
+  }
 }
 
 }  // namespace

@@ -6,6 +6,7 @@
 #include <initializer_list>
 #include <memory>
 #include <string>
+#include <tuple>
 
 #include <platform/bus/message/internal/Check.h>
 #include <platform/bus/message/internal/Rules.h>
@@ -200,6 +201,31 @@ TEST(Message, IsRefusedWhenItIsCutOrTooLong) {
     const std::size_t body = header.bodyOffset;
     for (std::uint32_t length = 0; body + length < bytes.size(); ++length)
       EXPECT_STRNE(ruleOf(bytes.set(4, length), body + length, header), VALID) << length;
+  }
+}
+
+TEST(Message, IsCheckedAloneOrBehindOneThatItNearlyRepeats) {
+  for (const bool isBig : BOTH_ORDERS) {
+    MessageBytes first = fullMessage(isBig);
+    for (const unsigned type : {CALL, RETURN}) {
+      first[1] = static_cast<std::uint8_t>(type);
+      for (std::size_t at = 0; at < first.size(); ++at) {
+        for (const unsigned bits : {0x00U, 0x01U, 0x80U, 0xffU}) {
+          MessageBytes next = first;
+          next[at] = static_cast<std::uint8_t>(next[at] ^ bits);
+          Checker checker;
+          Header header, expected;
+          ASSERT_STREQ(checker.check(first.data(), first.size(), header), VALID);
+          ASSERT_STREQ(checker.check(next.data(), next.size(), header), ruleOf(next, next.size(), expected)) << at;
+          if (ruleOf(next)) continue;
+          const auto facts = [](const Header& h) {
+            return std::tuple(h.type, h.flags, h.swapped, h.serial, h.replySerial, h.bodyOffset, h.bodyLength,
+                              h.text(Field::PATH).offset, h.text(Field::SIGNATURE).length);
+          };
+          EXPECT_EQ(facts(header), facts(expected)) << at;
+        }
+      }
+    }
   }
 }
 

@@ -1,18 +1,14 @@
 // Knows the keys of a rule and of each effect.
-#include <json/PlanForm.h>
+#include <json/RuleForm.h>
 
-#include <stdexcept>
 #include <vector>
 
-#include <json/Malformed.h>
 #include <json/ObjectReader.h>
-#include <platform/bus/Error.h>
 
 namespace Quarnix::Hevra::Json {
 
 using nlohmann::json;
 using Stack::Effect;
-using Stack::Plan;
 using Stack::Rule;
 
 namespace {
@@ -54,6 +50,8 @@ const struct {
     {"restart", Subject::ANY, {"ms"}, [](const ObjectReader& reader) { return Effect::restart(readTime(reader)); }},
 };
 
+}  // namespace
+
 Rule readRule(const json& form, const std::string& where) {
   std::vector<const char*> keys = {"on", "group", "command", "nth", "times", "do"};
   const ObjectReader any(form, where,
@@ -76,25 +74,6 @@ Rule readRule(const json& form, const std::string& where) {
     return rule;
   }
   any.refuse("do", expected);
-}
-
-}  // namespace
-
-Plan readPlan(const json& document, const std::string& name) {
-  if (!document.is_array()) throw Malformed(name, excerptOf(document), "an array of rules");
-  Plan plan;
-  for (const json& form : document) {
-    const std::string where = name + ": [" + std::to_string(plan.size()) + "]";
-    plan.push_back(readRule(form, where));
-    try {
-      check(plan.back());
-    } catch (const std::invalid_argument& error) {
-      throw Malformed(where + ": " + error.what());
-    } catch (const Bus::InvalidArgument& error) {
-      throw Malformed(where + ": " + error.what());
-    }
-  }
-  return plan;
 }
 
 }  // namespace Quarnix::Hevra::Json
