@@ -233,8 +233,7 @@ TEST_F(Faults, OfALostBusEndTheCallsAtOnceAndTheRestComesBack) {
   bus.expect("AddMatch");
   bus.grant(bus.expect("GetNameOwner"), ":1.20");
   bus.expect("AddMatch");
-  std::vector<std::future<std::string>> replies;
-  for (int i = 0; i < 3; ++i) replies.push_back(asking(""));
+  std::future<std::string> replies[] = {asking(""), asking(""), asking("")};
   for (int i = 0; i < 3; ++i) bus.expect("Echo");
   bus.close();
   for (auto& reply : replies) EXPECT_EQ(reply.get(), error("Disconnected"));
