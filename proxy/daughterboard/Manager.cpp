@@ -3,6 +3,8 @@
 
 #include <unistd.h>
 
+#include <platform/bus/message/internal/ConstantNames.h>
+
 namespace Quarnix::Hevra::Proxy::DaughterBoard {
 
 Manager::Manager() {
@@ -16,9 +18,7 @@ Manager::Manager() {
 Manager::~Manager() = default;
 
 Bus::Message::Method::Call Manager::resetCall() const {
-  Bus::Message::Method::Call call;
-  call.setInterface(interfaceName.c_str());
-  call.setMember("hardreset");
+  Bus::Message::Method::Call call(Bus::Message::ConstantNames{interfaceName, "hardreset"});
   call.setTimeout(timeoutOr(Bus::Message::Method::Call::DEFAULT_TIMEOUT));
   return call;
 }

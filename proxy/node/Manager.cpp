@@ -4,6 +4,7 @@
 #include <unistd.h>
 
 #include <bus/StackNodeWrapper.h>
+#include <platform/bus/message/internal/ConstantNames.h>
 
 namespace Quarnix::Hevra::Proxy::Node {
 
@@ -24,9 +25,7 @@ Manager::Manager(bool zuv) {
 Manager::~Manager() { retire(); }
 
 Bus::Message::Method::Call Manager::callOf(const char* member) const {
-  Bus::Message::Method::Call call;
-  call.setInterface(interfaceName.c_str());
-  call.setMember(member);
+  Bus::Message::Method::Call call(Bus::Message::ConstantNames{interfaceName, member});
   call.setTimeout(timeoutOr(REPLY_TIMEOUT));
   return call;
 }

@@ -4,6 +4,10 @@
 #include <platform/bus/message/Base.h>
 #include <platform/core/time/Elapsed.h>
 
+namespace Quarnix::Bus::Message {
+struct ConstantNames;
+}
+
 namespace Quarnix::Bus::Message::Method {
 
 /// Asks a bus object for something: interface, member and arguments. Path and destination come from the proxy that
@@ -11,6 +15,7 @@ namespace Quarnix::Bus::Message::Method {
 class HEVRA_EXPORT Call : public Base {
  public:
   Call();
+  explicit Call(const ConstantNames& names);  // for the library's own calls
   Call(Frame frame, const Header& header) noexcept : Base(std::move(frame), header) {}
   Call(const Call&) = default;
   Call(Call&&) noexcept = default;
