@@ -320,6 +320,8 @@ These are not relative to sd-bus:
 
 The shared library, stripped: {sizes}.
 
+[size.md](size.md) tells what the packages take on a gateway.
+
 ## Between the library and what is written by hand
 
 {markdown(between_rows(result), BETWEEN_HEADS)}

@@ -87,7 +87,7 @@ class HEVRA_EXPORT Task {
 
   std::atomic<Runner*> runner_{nullptr};
   mutable std::atomic<Loop*> loop_{nullptr};  // of the dispatcher, with a reference
-  Body body_ = [](Task& task) { task.entry(); };
+  Body body_ = nullptr;                       // null: `entry`
   unsigned int stackSize_ = 0;
   mutable std::atomic<std::uint8_t> state_{0};
 };

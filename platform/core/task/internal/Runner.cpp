@@ -26,7 +26,7 @@ const Task::Runner* Task::Runner::current() noexcept { return static_cast<const 
 bool Task::Runner::runBody() noexcept {
   // A body may dispatch, which runs other bodies.
   const void* const former = std::exchange(currentRunner, this);
-  const bool returned = runAtBoundary("task", [this] { task_.body_(task_); });
+  const bool returned = runAtBoundary("task", [this] { task_.body_ ? task_.body_(task_) : task_.entry(); });
   currentRunner = former;
   return returned;
 }
