@@ -1,7 +1,7 @@
 // Makes, starts, stops and destroys the command manager, cancels commands, and takes the signal "exception".
 #include <platform/bus/Error.h>
-#include <platform/bus/message/internal/ConstantNames.h>
 #include <platform/bus/message/internal/Names.h>
+#include <platform/bus/message/internal/UncheckedCall.h>
 #include <platform/core/internal/Fork.h>
 #include <platform/core/log/Logger.h>
 #include <proxy/command/internal/Outcomes.h>
@@ -119,7 +119,7 @@ void Manager::requireSameProcess() const {
 bool Manager::isSameProcess() const noexcept { return usedIn_ == NEVER || usedIn_ == forkCount(); }
 
 Manager::Call Manager::callOf(const char* member) const {
-  Call call(Bus::Message::ConstantNames{interfaceName, member});
+  Call call = Bus::Message::UncheckedCall::make(interfaceName, member);
   call.setTimeout(timeoutOr(Call::DEFAULT_TIMEOUT));
   return call;
 }

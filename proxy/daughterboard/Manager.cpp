@@ -3,7 +3,7 @@
 
 #include <unistd.h>
 
-#include <platform/bus/message/internal/ConstantNames.h>
+#include <platform/bus/message/internal/UncheckedCall.h>
 
 namespace Quarnix::Hevra::Proxy::DaughterBoard {
 
@@ -18,7 +18,7 @@ Manager::Manager() {
 Manager::~Manager() = default;
 
 Bus::Message::Method::Call Manager::resetCall() const {
-  Bus::Message::Method::Call call(Bus::Message::ConstantNames{interfaceName, "hardreset"});
+  Bus::Message::Method::Call call = Bus::Message::UncheckedCall::make(interfaceName, "hardreset");
   call.setTimeout(timeoutOr(Bus::Message::Method::Call::DEFAULT_TIMEOUT));
   return call;
 }

@@ -4,7 +4,7 @@
 #include <unistd.h>
 
 #include <bus/StackNodeWrapper.h>
-#include <platform/bus/message/internal/ConstantNames.h>
+#include <platform/bus/message/internal/UncheckedCall.h>
 
 namespace Quarnix::Hevra::Proxy::Node {
 
@@ -25,7 +25,7 @@ Manager::Manager(bool zuv) {
 Manager::~Manager() { retire(); }
 
 Bus::Message::Method::Call Manager::callOf(const char* member) const {
-  Bus::Message::Method::Call call(Bus::Message::ConstantNames{interfaceName, member});
+  Bus::Message::Method::Call call = Bus::Message::UncheckedCall::make(interfaceName, member);
   call.setTimeout(timeoutOr(REPLY_TIMEOUT));
   return call;
 }

@@ -5,7 +5,7 @@
 #include <platform/core/time/Elapsed.h>
 
 namespace Quarnix::Bus::Message {
-struct ConstantNames;
+struct UncheckedCall;
 }
 
 namespace Quarnix::Bus::Message::Method {
@@ -15,7 +15,6 @@ namespace Quarnix::Bus::Message::Method {
 class HEVRA_EXPORT Call : public Base {
  public:
   Call();
-  explicit Call(const ConstantNames& names);  // for the library's own calls
   Call(Frame frame, const Header& header) noexcept : Base(std::move(frame), header) {}
   Call(const Call&) = default;
   Call(Call&&) noexcept = default;
@@ -38,6 +37,8 @@ class HEVRA_EXPORT Call : public Base {
   static constexpr Time::Elapsed DEFAULT_TIMEOUT{25, 0};
 
  private:
+  friend struct Message::UncheckedCall;
+
   Time::Elapsed timeout_ = DEFAULT_TIMEOUT;
 };
 
