@@ -239,7 +239,8 @@ TEST_P(Calls, FailWhenTheServiceTakesItsNameAgainAtOnce) {
   observer.heard(2);
   auto waiting = std::async(std::launch::async, [&] { return proxy.ask("Wait"); });
   EXPECT_TRUE(server.calls.await(1));
-  EXPECT_EQ(proxy.ask("Echo", "so the first has left"), "so the first has left");
+  // After these the connection can tell that what it reads is newer than the first call.
+  for (const char* text : {"one", "two", "three"}) EXPECT_EQ(proxy.ask("Echo", text), text);
   auto holding = std::async(std::launch::async, [&] { return proxy.ask("Hold", "held"); });
   EXPECT_TRUE(trace->held.await());
   server.getConnection()->releaseName(NAME);
