@@ -1,5 +1,6 @@
 // Checks received messages in one pass over the bytes, without recursion or allocation. There is a version for each
-// byte order. ConstIterator reads the values.
+// byte order. ConstIterator reads the values. It is one piece of 500 lines, because the pass is fast only if the
+// compiler sees all of it: header, values and body.
 #include <platform/bus/message/internal/Check.h>
 
 #include <array>
