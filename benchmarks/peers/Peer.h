@@ -289,19 +289,18 @@ class Program {
       require(Peer::same(*nodes[i], sensor(iteration, i)), "a node has other values");
   }
 
-  /// Measures `work` on inputs that are made beforehand and used once. Measures processor time, because other processes
-  /// affect it least.
+  /// Measures `work` on inputs that are used once. All are made beforehand, so that between two measurements nothing
+  /// changes the heap. Measures processor time, because other processes affect it least.
   template <class Prepare, class Work>
   void timeBatches(std::uint32_t count, std::uint32_t size, const Prepare& prepare, const Work& work) {
-    const std::uint32_t batch = std::max(1u, 256 / size);
+    const std::uint32_t batch = std::max(1u, 256 / size), total = (count + 3) * batch;
+    std::vector<decltype(prepare(0))> inputs;
+    inputs.reserve(total);
+    for (std::uint32_t i = 0; i < total; ++i) inputs.push_back(prepare(i));
     std::vector<double> times;
-    std::uint32_t iteration = 0;
-    for (std::uint32_t i = 0; i < count + 3; ++i) {
-      std::vector<decltype(prepare(0))> inputs;
-      inputs.reserve(batch);
-      for (std::uint32_t k = 0; k < batch; ++k) inputs.push_back(prepare(iteration++));
+    for (auto input = inputs.begin(); input != inputs.end();) {
       const double before = cpu();
-      for (auto& input : inputs) work(input);
+      for (std::uint32_t i = 0; i < batch; ++i) work(*input++);
       times.push_back((cpu() - before) / batch);
     }
     times.erase(times.begin(), times.begin() + 3);
