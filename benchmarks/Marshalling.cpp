@@ -23,7 +23,7 @@ void encode(benchmark::State& state, const Peers::Mixture& mixture) {
   for (auto _ : state) {
     commands.reset();
     Bus::Message::Method::Call call = makeAdd("g1", commands);
-    benchmark::DoNotOptimize(call.seal(++serial, {}).data());
+    benchmark::DoNotOptimize(sealAdd(call, ++serial).data());
   }
   state.SetItemsProcessed(static_cast<std::int64_t>(state.iterations()) * state.range(0));
 }
@@ -31,7 +31,7 @@ void encode(benchmark::State& state, const Peers::Mixture& mixture) {
 void decode(benchmark::State& state, const Peers::Mixture& mixture) {
   const Hevra::Proxy::CommandContainerList commands = makeCommands(state, mixture);
   Bus::Message::Method::Call call = makeAdd("g1", commands);
-  const Bus::Message::Frame frame = call.seal(1, {});
+  const Bus::Message::Frame frame = sealAdd(call, 1);
   for (auto _ : state)
     if (Benchmarks::decodeAdd(frame).size() != static_cast<std::size_t>(state.range(0)))
       state.SkipWithError("commands are missing");

@@ -13,6 +13,7 @@
 #include <bus/CommandVectorWrapper.h>
 #include <bus/CommandWrapper.h>
 #include <platform/bus/message/internal/Check.h>
+#include <platform/bus/message/internal/UncheckedCall.h>
 #include <platform/bus/message/method/Call.h>
 #include <platform/bus/message/method/Return.h>
 #include <platform/hevra/HvTypes.h>
@@ -68,15 +69,11 @@ inline Quarnix::Hevra::Proxy::CommandContainerList makeCommands(Peers::Commands&
   return made;
 }
 
-/// The call "add" of these commands, ready to be sealed or sent.
+/// The call "add" of these commands, as the command manager makes it: where it goes is added when it is sealed.
 inline Quarnix::Bus::Message::Method::Call makeAdd(
     const std::string& group, const Quarnix::HomeAutomation::Container<Quarnix::Hevra::Command>& commands) {
   namespace Message = Quarnix::Bus::Message;
-  Message::Method::Call call;
-  call.setPath(Peers::COMMAND_PATH);
-  call.setDestination(Peers::HOST);
-  call.setInterface(Peers::COMMAND_INTERFACE);
-  call.setMember("add");
+  Message::Method::Call call = Message::UncheckedCall::make(Peers::COMMAND_INTERFACE, "add");
   Message::Iterator arguments = call.begin();
   Message::Iterator originator = arguments.begin(Message::STRUCTURE);
   originator.appendPath(Peers::ORIGINATOR_PATH);
@@ -87,6 +84,10 @@ inline Quarnix::Bus::Message::Method::Call makeAdd(
   Quarnix::Bus::Type::Wrapper<const Quarnix::HomeAutomation::Container<Quarnix::Hevra::Command>>().serialize(arguments,
                                                                                                              commands);
   return call;
+}
+
+inline Quarnix::Bus::Message::Frame sealAdd(Quarnix::Bus::Message::Method::Call& call, std::uint32_t serial) {
+  return call.seal(serial, {Peers::COMMAND_PATH, Peers::HOST, {}});
 }
 
 /// The call "progress" of a command, ready to be sealed or sent. The stack service makes it so.

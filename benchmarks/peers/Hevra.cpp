@@ -93,10 +93,12 @@ class HevraProxy {
     return {group, Benchmarks::makeCommands(std::move(commands))};
   }
 
-  void encode(const Prepared& prepared) { build(prepared).seal(++serial_, {}); }
+  void encode(const Prepared& prepared) { static_cast<void>(receiveAdd(prepared)); }
 
   void send(const Prepared& prepared) {
     Bus::Message::Method::Call call = build(prepared);
+    call.setPath(COMMAND_PATH);
+    call.setDestination(HOST);
     require(!connection_->call(call)->isException(), "the answer is an error");
   }
 
@@ -108,7 +110,10 @@ class HevraProxy {
     require(!connection_->call(call)->isException(), "the answer is an error");
   }
 
-  Bus::Message::Frame receiveAdd(const Prepared& prepared) { return build(prepared).seal(++serial_, {}); }
+  Bus::Message::Frame receiveAdd(const Prepared& prepared) {
+    Bus::Message::Method::Call call = build(prepared);
+    return Benchmarks::sealAdd(call, ++serial_);
+  }
   static std::vector<Hevra::Command> decodeAdd(const Bus::Message::Frame& frame) {
     return Benchmarks::decodeAdd(frame);
   }
