@@ -28,7 +28,7 @@ class HEVRA_EXPORT DeliveryQueue {
   std::unique_ptr<Delivery> take() noexcept;
 
  private:
-  void dropOldestMessage() noexcept;
+  HEVRA_INTERNAL void dropOldestMessage() noexcept;
 
   std::unique_ptr<Delivery> first_;
   Delivery* last_ = nullptr;

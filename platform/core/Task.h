@@ -83,7 +83,7 @@ class HEVRA_EXPORT Task {
   class HEVRA_INTERNAL Runner;
   class HEVRA_INTERNAL ThreadRunner;
   class HEVRA_INTERNAL DispatchedRunner;
-  Runner* runner() noexcept;
+  HEVRA_INTERNAL Runner* runner() noexcept;
 
   std::atomic<Runner*> runner_{nullptr};
   mutable std::atomic<Loop*> loop_{nullptr};  // of the dispatcher, with a reference

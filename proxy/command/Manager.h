@@ -210,35 +210,36 @@ class HEVRA_EXPORT Manager : public virtual Bus::Object::Proxy,
   class HEVRA_INTERNAL Presence;
   enum class Hearing : std::uint8_t { NOTHING, NOTHING_AS_LOGGED, REPORTS };
 
-  static std::string keyOf(const Group& group, const Hevra::Command& command);
-  void requireSameProcess() const;
-  bool isSameProcess() const noexcept;
+  HEVRA_INTERNAL static std::string keyOf(const Group& group, const Hevra::Command& command);
+  HEVRA_INTERNAL void requireSameProcess() const;
+  HEVRA_INTERNAL bool isSameProcess() const noexcept;
   using Call = Bus::Message::Method::Call;
-  Call callOf(const char* member) const;
-  Call cancelCall(const std::string& key) const;
-  Call cancelCall(const HomeAutomation::Command::Priority& priority) const;
-  Call addCall(const Shared::Pointer<Interface::Command::Originator>& client, const Group& group,
-               const HomeAutomation::Container<Hevra::Command>& commands,
-               const std::shared_ptr<Submission>& submission);
-  Call submitCall(const Shared::Pointer<Interface::Command::Originator>& client, const Group& group,
-                  const HomeAutomation::Container<Hevra::Command>& commands,
-                  const std::shared_ptr<Submission>& submission);
-  static void requireSuccess(const Bus::Message::SendReturn& reply);
-  void finish(Call call) const;
-  Bus::PendingCall finishAsync(const std::function<Call()>& encode, Bus::Handler<void> handler,
-                               const Time::Elapsed& timeout);
-  void arm(const Shared::Pointer<Interface::Command::Originator>& client, const std::string& key, Watches watches);
-  void waitAnew(const std::string& key, const Hevra::Command& command);
-  void timeout(Timer& timer);
-  Entry takeExpired() HEVRA_REQUIRES(mutex_);
+  HEVRA_INTERNAL Call callOf(const char* member) const;
+  HEVRA_INTERNAL Call cancelCall(const std::string& key) const;
+  HEVRA_INTERNAL Call cancelCall(const HomeAutomation::Command::Priority& priority) const;
+  HEVRA_INTERNAL Call addCall(const Shared::Pointer<Interface::Command::Originator>& client, const Group& group,
+                              const HomeAutomation::Container<Hevra::Command>& commands,
+                              const std::shared_ptr<Submission>& submission);
+  HEVRA_INTERNAL Call submitCall(const Shared::Pointer<Interface::Command::Originator>& client, const Group& group,
+                                 const HomeAutomation::Container<Hevra::Command>& commands,
+                                 const std::shared_ptr<Submission>& submission);
+  HEVRA_INTERNAL static void requireSuccess(const Bus::Message::SendReturn& reply);
+  HEVRA_INTERNAL void finish(Call call) const;
+  HEVRA_INTERNAL Bus::PendingCall finishAsync(const std::function<Call()>& encode, Bus::Handler<void> handler,
+                                              const Time::Elapsed& timeout);
+  HEVRA_INTERNAL void arm(const Shared::Pointer<Interface::Command::Originator>& client, const std::string& key,
+                          Watches watches);
+  HEVRA_INTERNAL void waitAnew(const std::string& key, const Hevra::Command& command);
+  HEVRA_INTERNAL void timeout(Timer& timer);
+  HEVRA_INTERNAL Entry takeExpired() HEVRA_REQUIRES(mutex_);
 
   // These tell observers how commands end.
-  Presence* presence();
-  void observePresence();
-  void conclude(Submission& submission, std::uint64_t before, const Bus::Reply& reply);
-  void accept(Submission& submission, std::uint64_t generation);
-  void giveUp(const Submission& submission, const Outcome& outcome);
-  void serviceChanged();
+  HEVRA_INTERNAL Presence* presence();
+  HEVRA_INTERNAL void observePresence();
+  HEVRA_INTERNAL void conclude(Submission& submission, std::uint64_t before, const Bus::Reply& reply);
+  HEVRA_INTERNAL void accept(Submission& submission, std::uint64_t generation);
+  HEVRA_INTERNAL void giveUp(const Submission& submission, const Outcome& outcome);
+  HEVRA_INTERNAL void serviceChanged();
 
   std::string interfaceName;  // constant after construction
   Command::Originator originator;

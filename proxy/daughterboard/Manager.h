@@ -30,7 +30,7 @@ class HEVRA_EXPORT Manager : public virtual Bus::Object::Proxy, public virtual I
   }
 
  private:
-  Bus::Message::Method::Call resetCall() const;
+  HEVRA_INTERNAL Bus::Message::Method::Call resetCall() const;
 
   std::string interfaceName;  // constant after construction
 };

@@ -144,18 +144,18 @@ class HEVRA_EXPORT Manager : public Bus::Object::Proxy, public Interface::Node::
 
  private:
   using Call = Bus::Message::Method::Call;
-  Call callOf(const char* member) const;
+  HEVRA_INTERNAL Call callOf(const char* member) const;
   // The calls of the operations.
-  Call nodesCall(const NodeClass& nodeClass) const;
-  Call nodesCall(const NodeClass& nodeClass, unsigned short nodeType) const;
-  Call modifyCall(const Hevra::Node& node, NodeAction action) const;
-  Call modifyCall(const NodeLink& link, NodeAction action) const;
-  Call changeKeyCall(unsigned int address, const unsigned char* key) const;
-  Call deleteCall(unsigned int address) const;
-  Call linkIdCall(unsigned int address, NodeLinkType type) const;
+  HEVRA_INTERNAL Call nodesCall(const NodeClass& nodeClass) const;
+  HEVRA_INTERNAL Call nodesCall(const NodeClass& nodeClass, unsigned short nodeType) const;
+  HEVRA_INTERNAL Call modifyCall(const Hevra::Node& node, NodeAction action) const;
+  HEVRA_INTERNAL Call modifyCall(const NodeLink& link, NodeAction action) const;
+  HEVRA_INTERNAL Call changeKeyCall(unsigned int address, const unsigned char* key) const;
+  HEVRA_INTERNAL Call deleteCall(unsigned int address) const;
+  HEVRA_INTERNAL Call linkIdCall(unsigned int address, NodeLinkType type) const;
   /// Each reads its signal and calls the notification, or logs that the signature is wrong.
-  void modifiedHandler(const Bus::Message::Signal& signal);
-  void linkModifiedHandler(const Bus::Message::Signal& signal);
+  HEVRA_INTERNAL void modifiedHandler(const Bus::Message::Signal& signal);
+  HEVRA_INTERNAL void linkModifiedHandler(const Bus::Message::Signal& signal);
 
   std::string interfaceName;  // constant after construction
 };

@@ -27,7 +27,7 @@ class HEVRA_EXPORT Any : public Base {
   std::span<const std::uint8_t> getBytes() const noexcept { return {frame_.data(), frame_.size()}; }
 
  private:
-  explicit Any(const Frame& frame);
+  HEVRA_INTERNAL explicit Any(const Frame& frame);
 
   Frame frame_;
 };

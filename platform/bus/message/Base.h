@@ -67,7 +67,7 @@ class HEVRA_EXPORT Base {
 
  private:
   struct FieldWriter;
-  std::string_view view(Field field) const noexcept;
+  HEVRA_INTERNAL std::string_view view(Field field) const noexcept;
 
   bool received_;
   std::uint32_t frameBegin_ = 0;  // where a received message begins in the storage

@@ -162,9 +162,10 @@ class HEVRA_EXPORT ConstIterator {
     std::memcpy(&value, bytes, sizeof(T));
   }
 
-  const std::uint8_t* skip(const std::uint8_t* at, const char* signature, const char* signatureEnd) const noexcept;
+  HEVRA_INTERNAL const std::uint8_t* skip(const std::uint8_t* at, const char* signature,
+                                          const char* signatureEnd) const noexcept;
   [[noreturn]] void failMismatch(char wanted) const;
-  [[noreturn]] void failEnter() const;
+  [[noreturn]] HEVRA_INTERNAL void failEnter() const;
 
   const std::uint8_t* at_;              // where the value, or the padding before it, begins
   const std::uint8_t* end_;             // the end of the container's values, or of what is around it

@@ -109,7 +109,7 @@ class HEVRA_EXPORT Iterator {
     body_.commit(Body::align<8>(body_.reserve(8)));
     enter(0, 1);
   }
-  Iterator(Iterator& parent, int type, std::string_view contents);
+  HEVRA_INTERNAL Iterator(Iterator& parent, int type, std::string_view contents);
 
   /// Appends one of several values to an array. It is a function of its own, because few places do this.
   template <class T>
@@ -129,9 +129,9 @@ class HEVRA_EXPORT Iterator {
       extend(codes, N);
     }
   }
-  void takeType(std::string_view type);
+  HEVRA_INTERNAL void takeType(std::string_view type);
   void step(const char* next) noexcept { expected_ = next == elementEnd_ ? elementBegin_ : next; }
-  char* hold(std::string_view contents);
+  HEVRA_INTERNAL char* hold(std::string_view contents);
   void extend(const char* codes, std::size_t count);
   void extendByOpening(char opening);
 
@@ -177,7 +177,7 @@ class HEVRA_EXPORT Iterator {
     std::memcpy(at, &length, 4);
     return to + 1;
   }
-  std::uint8_t* putString(std::uint8_t* at, std::string_view text) noexcept;
+  HEVRA_INTERNAL std::uint8_t* putString(std::uint8_t* at, std::string_view text) noexcept;
   void copyChecked(std::uint8_t* at, std::string_view text);
 
   /// Copies a text. Returns whether it is ASCII without NUL, which needs no further check. The last word overlaps the
@@ -226,7 +226,7 @@ class HEVRA_EXPORT Iterator {
   [[noreturn]] void failDepth();
   [[noreturn]] void failEnd();
   [[noreturn]] void failType(int type, const char* expected);
-  [[noreturn]] void fail(std::string message);
+  [[noreturn]] HEVRA_INTERNAL void fail(std::string message);
 
   /// How many characters may be compared from any place that `expected_` points to.
   static constexpr std::size_t LOOK_AHEAD = 16;

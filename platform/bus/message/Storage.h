@@ -41,7 +41,7 @@ class HEVRA_EXPORT Storage {
     std::atomic<std::uint32_t> references;
     std::uint32_t capacity;
   };
-  static void* allocate(std::size_t size);
+  HEVRA_INTERNAL static void* allocate(std::size_t size);
   void release() noexcept;
 
   Block* block_ = nullptr;

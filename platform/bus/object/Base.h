@@ -83,7 +83,7 @@ class HEVRA_EXPORT Base : public Task, protected Internal::Receiver {
   void countRefused() override;
   void ended(std::unique_ptr<Delivery> call) noexcept override;
   /// Warns at most once a second, and before the object is stopped.
-  void warnOfKeptOut(bool isLast);
+  HEVRA_INTERNAL void warnOfKeptOut(bool isLast);
   /// Runs the hook for one message.
   virtual void deliver(Message::Frame frame, const Message::Header& header) = 0;
   /// Answers a call that was in the queue when the object was stopped.
@@ -91,11 +91,11 @@ class HEVRA_EXPORT Base : public Task, protected Internal::Receiver {
   /// The warning that so many messages were kept out, because the queue was full or the sender was refused.
   virtual std::string describeKeptOut(unsigned count) const = 0;
   /// Makes the thread and begins to deliver. Raises StartFailed.
-  void beginDelivery();
+  HEVRA_INTERNAL void beginDelivery();
   /// Waits for the hook and refuses what is queued, when the connection delivers nothing more.
-  void endDelivery();
-  void useDispatcher();
-  bool settle(Life life) noexcept HEVRA_EXCLUDES(queueMutex_);
+  HEVRA_INTERNAL void endDelivery();
+  HEVRA_INTERNAL void useDispatcher();
+  HEVRA_INTERNAL bool settle(Life life) noexcept HEVRA_EXCLUDES(queueMutex_);
 
   static constexpr unsigned NEVER = UINT_MAX;
   std::atomic<unsigned> startedIn_{NEVER};  // the process of the last start or asynchronous call, by its forkCount

@@ -98,7 +98,7 @@ class HEVRA_EXPORT Proxy : public Base {
   void retire() noexcept;
 
  private:
-  Internal::Host* host() const;
+  HEVRA_INTERNAL Internal::Host* host() const;
   void deliver(Message::Frame frame, const Message::Header& header) override;
   void refuse(Message::Frame frame, const Message::Header& header) override;
   std::string describeKeptOut(unsigned count) const override;

@@ -37,7 +37,8 @@ class HEVRA_EXPORT Logger {
 
  private:
   friend void printQuietly(Priority priority, const char* format, ...) noexcept;
-  void printArguments(Priority priority, const char* format, va_list arguments) __attribute__((format(printf, 3, 0)));
+  HEVRA_INTERNAL void printArguments(Priority priority, const char* format, va_list arguments)
+      __attribute__((format(printf, 3, 0)));
 };
 
 /// Writes each line to standard error, in one write, behind the priority prefix that journald understands ("<4>").
