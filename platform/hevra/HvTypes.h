@@ -14,7 +14,7 @@ namespace Quarnix::Hevra {
 /// The common part of the classes below: the value that the constructor takes and that never changes. The constructor
 /// takes it as an `A`, and `getValue` returns it as an `R`; a reference that it returns lives as long as the object.
 template <class T, class A = T, class R = T>
-class HEVRA_EXPORT HvValue : public HvType {
+class HvValue : public HvType {
  public:
   explicit HvValue(A value) : value_(std::forward<A>(value)) {}
   R getValue() const noexcept { return value_; }

@@ -16,11 +16,11 @@ namespace {
 /// Checks a whole message and appends it. Returns the rule that it breaks, or null.
 const char* accept(Message::Checker& checker, Message::Storage storage, std::size_t size,
                    std::vector<Received>& messages) {
-  Received received;
-  if (const char* rule = checker.check(storage.data(), size, received.header)) return rule;
+  Received& received = messages.emplace_back();
+  const char* const rule = checker.check(storage.data(), size, received.header);
   received.frame = {std::move(storage), 0, static_cast<std::uint32_t>(size)};
-  messages.push_back(std::move(received));
-  return nullptr;
+  if (rule) messages.pop_back();
+  return rule;
 }
 
 }  // namespace

@@ -93,19 +93,19 @@ ConstIterator& ConstIterator::operator++() {
 }
 
 void ConstIterator::leave(const ConstIterator& inside) {
-  if (isEnd(inside.signature_)) {
-    at_ = inside.at_;
-  } else {
-    ConstIterator last(inside);
+  ConstIterator last(inside);
+  if (!isEnd(last.signature_)) {
     ++last;
     if (!isEnd(last.signature_)) [[unlikely]] {
       ++*this;
       return;
     }
-    at_ = last.at_;
   }
+  at_ = last.at_;
   if (!elementBegin_) {
-    signature_ = skipType(signature_);
+    // Inside a structure, the signature is the same one, and has been walked up to the closing bracket.
+    const bool isStructure = *signature_ == '(' || *signature_ == '{';
+    signature_ = isStructure ? last.signature_ + 1 : skipType(signature_);
   } else if (at_ == end_) {
     signature_ = "";
   }
