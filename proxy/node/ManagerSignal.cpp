@@ -17,10 +17,10 @@ constexpr auto LINK_AND_ACTION = Bus::Type::NodeRecord::LINK + ACTION;
 /// pointer.
 Shared::Pointer<Hevra::Node> readNode(Bus::Message::ConstIterator& argument, std::string_view signature,
                                       std::string_view rest) {
-  const std::string_view record = argument.signatureView();
-  const NodeReader read = readerFor(record);
-  if (!read || signature.substr(record.size()) != rest) return {};
-  return read(argument);
+  if (!signature.ends_with(rest)) return {};
+  signature.remove_suffix(rest.size());
+  const NodeReader read = readerFor(signature);
+  return read ? read(argument) : Shared::Pointer<Hevra::Node>();
 }
 
 NodeAction readAction(const Bus::Message::ConstIterator& argument) {
