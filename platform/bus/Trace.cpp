@@ -247,4 +247,6 @@ Shared::Pointer<Trace> Internal::currentTrace() {
   return state.trace;
 }
 
+bool Internal::isTraced() { return static_cast<bool>(currentTrace()); }
+
 }  // namespace Quarnix::Bus

@@ -106,6 +106,11 @@ void ScriptedBus::narrow() const {
     if (nameOf(descriptor, ::getpeername) == own) ::setsockopt(descriptor, SOL_SOCKET, SO_SNDBUF, &least, sizeof least);
 }
 
+bool ScriptedBus::hasReadAll() const {
+  char byte;
+  return ::recv(socket_, &byte, 1, MSG_PEEK | MSG_DONTWAIT) <= 0;
+}
+
 std::string ScriptedBus::line() {
   std::string text;
   while (!text.ends_with("\r\n") && !testing::Test::HasFailure()) text += read(1, 1);

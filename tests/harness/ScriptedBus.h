@@ -45,6 +45,8 @@ class ScriptedBus {
   /// From now on the client's socket takes as few bytes as the system allows.
   void narrow() const;
 
+  /// Whether nothing is there to be read.
+  bool hasReadAll() const;
   std::string line();
   /// The next message, `piece` bytes at a time.
   template <class T>

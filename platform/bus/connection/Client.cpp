@@ -115,23 +115,23 @@ void Client::subscribe(Receiver& receiver, Host& host, const std::string& path, 
   const Time::Monotonic deadline = defaultDeadline();
   Lock lock(*this);
   if (objects_.isSubscribed(receiver)) return;
-  const bool wasUp = link_.isUp();
+  const bool wasTold = isTold();
   const ServedObjects::Subscription subscription{&receiver, &host, path};
   const std::string rule = ServedObjects::matchRule(subscription);
   objects_.subscribe(subscription);
   try {
     startListener();
     if (!wait) {
-      if (wasUp) post(driverCall("AddMatch", rule));
+      if (wasTold) post(driverCall("AddMatch", rule));
       if (isInProcess()) static_cast<void>(connect(deadline));
       return;
     }
-    // If the link comes up only now, `linkUp` has already added the rule. This one is added all the same, because its
+    // If the link comes up only now, `tell` has already added the rule. This one is added all the same, because its
     // answer tells that the first is in place; then it is removed.
     const Return reply = ask(driverCall("AddMatch", rule), deadline);
     if (reply.isException())
       throw StartFailed("Cannot subscribe to " + path + " of " + host.name + ": " + describe(reply));
-    if (!wasUp) post(driverCall("RemoveMatch", rule));
+    if (!wasTold) post(driverCall("RemoveMatch", rule));
   } catch (...) {
     objects_.unsubscribe(receiver);
     throw;
@@ -265,7 +265,7 @@ void Client::releaseName(const std::string& name) {
   const Time::Monotonic deadline = defaultDeadline();
   Lock lock(*this);
   names_.remove(name);
-  if (link_.isUp()) static_cast<void>(ask(driverCall("ReleaseName", name), deadline));
+  if (isTold()) static_cast<void>(ask(driverCall("ReleaseName", name), deadline));
 }
 
 std::string Client::uniqueName() {
@@ -279,10 +279,20 @@ std::string Client::uniqueName() {
 void Client::linkUp() {
   ++counters_.connects;
   observers_.notify();
-  owners_.linkUp();
+  owners_.endWaits();
+  Exchange::linkUp();
+}
+
+void Client::linkFailed() noexcept {
+  owners_.forget();
+  Exchange::linkFailed();
+}
+
+void Client::tell() {
+  owners_.tell();
   for (const ServedObjects::Subscription& subscription : objects_.subscriptions())
     post(driverCall("AddMatch", ServedObjects::matchRule(subscription)));
-  names_.linkUp();
+  names_.tell();
 }
 
 void Client::linkLost() noexcept {

@@ -30,7 +30,7 @@ namespace Quarnix::Bus::Internal {
 ///   Observers      knows who wants to hear that the link and the services come and go
 ///   OwnNames       knows which names this connection owns
 ///
-/// When a new link comes up, `linkUp` first tells the bus again what each part wants of it.
+/// When a new link comes up, `tell` first tells the bus again what each part wants of it.
 ///
 /// Threads: any. In a forked child, operations that use the bus raise UnusableMessage, and operations that end
 /// something do nothing.
@@ -80,7 +80,9 @@ class Client : public Exchange {
 
  private:
   void linkUp() HEVRA_REQUIRES(mutex_) override;
+  void linkFailed() noexcept HEVRA_REQUIRES(mutex_) override;
   void linkLost() noexcept HEVRA_REQUIRES(mutex_) override;
+  void tell() HEVRA_REQUIRES(mutex_) override;
   void signalArrived(const Received& signal) HEVRA_REQUIRES(mutex_) override;
   void callArrived(Received call) HEVRA_REQUIRES(mutex_) override;
   bool isListenerNeeded() const HEVRA_REQUIRES(mutex_) override;

@@ -57,7 +57,8 @@ using AnswerHandler = std::function<void(const Message::Method::Return&)>;
 class DriverQueue {
  public:
   /// Queues the call. The handler gets the reply, unless the link is lost before; a new link begins with everything
-  /// that the bus has to know. Does nothing while the link is down. Raises std::bad_alloc.
+  /// that the bus has to know. Does nothing while the link is down and not being opened with a flight. Raises
+  /// std::bad_alloc.
   virtual void post(Message::Method::Call call, AnswerHandler handler) = 0;
   void post(Message::Method::Call call) {
     post(std::move(call), [](const Message::Method::Return&) {});

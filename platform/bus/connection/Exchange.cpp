@@ -13,6 +13,7 @@
 #include <platform/bus/connection/InProcessBus.h>
 #include <platform/bus/connection/Owners.h>
 #include <platform/bus/connection/SocketOpening.h>
+#include <platform/bus/connection/Tracing.h>
 #include <platform/bus/message/Limits.h>
 #include <platform/core/log/internal/Boundary.h>
 #include <platform/core/time/Clock.h>
@@ -100,9 +101,9 @@ Exchange::~Exchange() = default;
 Return Exchange::transact(const Request& request, const Time::Monotonic& deadline) {
   for (;;) {
     if (!request.reconnects && !link_.isUp()) return link_.lossError();
-    if (std::optional<Return> failure = connect(deadline)) return std::move(*failure);
     const auto transaction = std::make_shared<Transaction>(request);
-    submit(transaction);
+    if (std::optional<Return> failure = connect(deadline, transaction)) return std::move(*failure);
+    if (transaction->serial == 0 && !transaction->isOver()) submit(transaction);
     // The reply must not wake the listener, so this comes before the message leaves.
     if (transaction->replyExpected && reader_.isFree()) listener_->arm(0);
     if (outgoing_.isReady()) flush();
@@ -163,17 +164,22 @@ void Exchange::leave(const std::shared_ptr<Transaction>& transaction) {
   }
 }
 
+/// If the message cannot be sealed, whoever has made it raises the error.
+void Exchange::leaveOrEnd(const std::shared_ptr<Transaction>& transaction) {
+  try {
+    leave(transaction);
+  } catch (...) {
+    transaction->error = std::current_exception();
+    calls_.end(transaction, State::UNSENDABLE);
+  }
+}
+
 /// Lets calls leave whose turn has come.
 void Exchange::admit() {
   while (link_.isUp()) {
     const std::shared_ptr<Transaction> next = window_.takeNext();
     if (!next) return;
-    try {
-      leave(next);
-    } catch (...) {
-      next->error = std::current_exception();  // whoever has made the call raises it
-      calls_.end(next, State::UNSENDABLE);
-    }
+    leaveOrEnd(next);
   }
 }
 
@@ -260,7 +266,7 @@ Return Exchange::lossError() {
 }
 
 void Exchange::post(Call call, AnswerHandler handler) {
-  if (link_.isUp()) submit(std::make_shared<DriverTransaction>(Request{call, &call}, std::move(handler)));
+  if (isTold()) submit(std::make_shared<DriverTransaction>(Request{call, &call}, std::move(handler)));
 }
 
 void Exchange::answer(Return reply) {
@@ -388,17 +394,42 @@ void Exchange::settle() noexcept {
   reports.log();
 }
 
-std::unique_ptr<Opening> Exchange::openLink() {
-  if (isInProcess()) return std::make_unique<InProcessOpening>(shared_from_this());
-  return std::make_unique<SocketOpening>(addresses_, Time::Clock::get().now() + SocketTransport::MAXIMUM_CONNECT_TIME,
-                                         limits_);
+/// No flight goes to a bus that may be the wrong one: of several, one with an identifier to be compared, or one behind
+/// a program. A trace shows only what goes through the link.
+std::string Exchange::packFlight(const std::shared_ptr<Transaction>& first) {
+  const bool isCertain = addresses_.size() == 1 && addresses_[0].guid.empty() && !addresses_[0].isProgram();
+  if (!isCertain || isTraced() || !outgoing_.isIdle()) return {};
+  isTold_ = true;
+  tell();
+  if (first && first->serial == 0 && (!first->isInWindow || (window_.isEmpty() && window_.isOpen()))) {
+    if (first->isInWindow) first->turn = window_.nextTurn();
+    leaveOrEnd(first);
+  }
+  return outgoing_.takeFlight(LARGEST_FLIGHT);
 }
 
-std::optional<Return> Exchange::connect(const Time::Monotonic& deadline) {
+void Exchange::linkUp() {
+  outgoing_.land(reader_.reads() + 2);
+  if (!std::exchange(isTold_, false)) tell();
+}
+
+void Exchange::linkFailed() noexcept {
+  isTold_ = false;
+  outgoing_.loseAll();
+  calls_.loseAll();
+}
+
+std::unique_ptr<Opening> Exchange::openLink(std::string flight) {
+  if (isInProcess()) return std::make_unique<InProcessOpening>(shared_from_this());
+  return std::make_unique<SocketOpening>(addresses_, Time::Clock::get().now() + SocketTransport::MAXIMUM_CONNECT_TIME,
+                                         limits_, std::move(flight));
+}
+
+std::optional<Return> Exchange::connect(const Time::Monotonic& deadline, const std::shared_ptr<Transaction>& first) {
   if (link_.isUp()) return std::nullopt;
   if (!isInProcess() && !reader_.prepare())
     return Return(LIMITS_EXCEEDED, std::string("Cannot connect to the message bus: ") + std::strerror(errno));
-  std::optional<Return> failure = link_.connect(mutex_, deadline);
+  std::optional<Return> failure = link_.connect(mutex_, deadline, first);
   if (failure && onLoop_) onLoop_->wake();  // this thread may have taken its attempt over
   return failure;
 }
@@ -407,6 +438,7 @@ std::optional<Return> Exchange::connect(const Time::Monotonic& deadline) {
 void Exchange::linkLost() noexcept {
   listener_->forget(link_.transport().get());
   if (!link_.isClosed()) reports_.noteLoss();
+  isTold_ = false;
   outgoing_.loseAll();
   calls_.loseAll();
   // Threads connect again for themselves; asynchronous calls wait for the next link.
@@ -480,7 +512,8 @@ bool Exchange::listen(ListenerThread& thread) {
         thread.park(mutex_);
       } else {
         const std::shared_ptr<Transport> link = link_.transport();
-        const bool isReady = thread.sleep(mutex_, *link, outgoing_.isWaiting() ? EPOLLIN | EPOLLOUT : EPOLLIN);
+        const bool isReady =
+            link->hasEarly() || thread.sleep(mutex_, *link, outgoing_.isWaiting() ? EPOLLIN | EPOLLOUT : EPOLLIN);
         if (isReady) outgoing_.unblock();
         if (isReady && link_.transport() == link && reader_.isFree()) readOnce();
       }
@@ -523,6 +556,7 @@ void Exchange::stepLocked() {
       return onLoop_->await({-1, 0, nextAttempt_});
     }
     if (progress.interest) return onLoop_->await(*progress.interest);
+    if (link_.isUp() && reader_.isFree() && link_.transport()->hasEarly()) readOnce();
   } else if (reader_.isFree()) {
     outgoing_.unblock();
     readOnce();

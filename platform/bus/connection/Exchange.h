@@ -34,7 +34,7 @@ namespace Quarnix::Bus::Internal {
 ///
 /// A call goes through the parts like this, all on the caller's thread:
 ///
-///   transact ─> Link.connect          brings the link up, if it is down
+///   transact ─> Link.connect          brings the link up, if it is down; the message leaves with the greeting
 ///            ─> submit                numbers the message: Calls has the transaction, OutgoingQueue the bytes
 ///            ─> flush                 OutgoingQueue writes what is queued                   one send
 ///            ─> await                 takes the reader's role: ReaderRole polls and reads   one poll, one receive
@@ -109,8 +109,14 @@ class Exchange : public std::enable_shared_from_this<Exchange>,
   void answer(Message::Method::Return reply) HEVRA_REQUIRES(mutex_);
 
   bool isInProcess() const noexcept { return addresses_.empty(); }
-  /// Brings the link up, or returns what has prevented it.
-  std::optional<Message::Method::Return> connect(const Time::Monotonic& deadline) HEVRA_REQUIRES(mutex_);
+  /// Brings the link up, or returns what has prevented it. `first`: a message that may leave with the greeting; if it
+  /// has not left then, it has no serial.
+  std::optional<Message::Method::Return> connect(const Time::Monotonic& deadline,
+                                                 const std::shared_ptr<Transaction>& first = nullptr)
+      HEVRA_REQUIRES(mutex_);
+  /// Whether the bus must be told each change of what it has to know, because it has been told the rest, or the flight
+  /// of the link that is opened tells it.
+  bool isTold() const noexcept HEVRA_REQUIRES(mutex_) { return link_.isUp() || isTold_; }
   /// Lets somebody read while nobody calls: on the loop that was given, else on that of the process's default
   /// dispatcher, else on a thread. Raises StartFailed.
   void startListener() HEVRA_REQUIRES(mutex_);
@@ -122,9 +128,13 @@ class Exchange : public std::enable_shared_from_this<Exchange>,
   bool awaitsReplies() const HEVRA_REQUIRES(mutex_);
 
   // The hooks of the upper half.
-  std::unique_ptr<Opening> openLink() override;
-  void linkUp() HEVRA_REQUIRES(mutex_) override = 0;
+  std::string packFlight(const std::shared_ptr<Transaction>& first) HEVRA_REQUIRES(mutex_) override;
+  std::unique_ptr<Opening> openLink(std::string flight) override;
+  void linkUp() HEVRA_REQUIRES(mutex_) override;
+  void linkFailed() noexcept HEVRA_REQUIRES(mutex_) override;
   void linkLost() noexcept HEVRA_REQUIRES(mutex_) override;
+  /// Posts what the bus has to know of this connection.
+  virtual void tell() HEVRA_REQUIRES(mutex_) = 0;
   virtual void signalArrived(const Received& signal) HEVRA_REQUIRES(mutex_) = 0;
   virtual void callArrived(Received call) HEVRA_REQUIRES(mutex_) = 0;
   /// Whether somebody must read while nobody calls.
@@ -142,12 +152,15 @@ class Exchange : public std::enable_shared_from_this<Exchange>,
   SizeLimits limits_{mutex_, calls_, reports_, counters_};  // the link's reader uses it while the mutex is free
 
  private:
+  /// The bytes of a flight. A bus limits what may come before the end of the authentication; dbus-daemon to 16 KiB.
+  static constexpr std::size_t LARGEST_FLIGHT = 4096;
   /// How many messages may wait for the end of a dispatch.
   static constexpr std::size_t MOST_PUT_OFF = 32;
 
   class Expiry;
   void submit(const std::shared_ptr<Transaction>& transaction) HEVRA_REQUIRES(mutex_);
   void leave(const std::shared_ptr<Transaction>& transaction) HEVRA_REQUIRES(mutex_);
+  void leaveOrEnd(const std::shared_ptr<Transaction>& transaction) HEVRA_REQUIRES(mutex_);
   void admit() HEVRA_REQUIRES(mutex_);
   void takeOut(Transaction& transaction) noexcept HEVRA_REQUIRES(mutex_);
   void expire() HEVRA_EXCLUDES(mutex_);
@@ -167,6 +180,7 @@ class Exchange : public std::enable_shared_from_this<Exchange>,
   const std::vector<Address> addresses_;
   OutgoingQueue outgoing_ HEVRA_GUARDED_BY(mutex_);
   AsyncCalls asyncCalls_ HEVRA_GUARDED_BY(mutex_);
+  bool isTold_ HEVRA_GUARDED_BY(mutex_) = false;  // the flight of the link that is opened tells the bus
   bool hadAsyncCalls_ HEVRA_GUARDED_BY(mutex_) = false;
   LoopListener* onLoop_ HEVRA_GUARDED_BY(mutex_) = nullptr;  // the listener, if it is one on a loop
   Time::Monotonic nextAttempt_ HEVRA_GUARDED_BY(mutex_);     // of the listener on a loop

@@ -27,7 +27,8 @@ Return outOfTime() { return Return("org.freedesktop.DBus.Error.NoReply", "The me
 
 }  // namespace
 
-std::optional<Return> Link::connect(Mutex& mutex, const Time::Monotonic& deadline) {
+std::optional<Return> Link::connect(Mutex& mutex, const Time::Monotonic& deadline,
+                                    const std::shared_ptr<Transaction>& first) {
   // If an attempt that began before this call fails, the bus may have come back since.
   const std::uint64_t before = attempts_ + (state_ == State::CONNECTING && !opening_);
   while (!isUp()) {
@@ -37,7 +38,7 @@ std::optional<Return> Link::connect(Mutex& mutex, const Time::Monotonic& deadlin
       if (state_ == State::DOWN && attempts_ > before && lastFailure_) return lastFailure_;
       continue;
     }
-    Progress progress = attempt(mutex, [&](Opening& opening, std::shared_ptr<Transport>& transport) {
+    Progress progress = attempt(mutex, first, [&](Opening& opening, std::shared_ptr<Transport>& transport) {
       transport = opening.complete(deadline);
       if (!transport) throw outOfTime();
       return std::nullopt;
@@ -53,7 +54,7 @@ std::optional<Return> Link::connect(Mutex& mutex, const Time::Monotonic& deadlin
 
 Link::Progress Link::step(Mutex& mutex) {
   if (isUp() || isClosed() || (state_ == State::CONNECTING && !opening_)) return {};
-  Progress progress = attempt(mutex, [](Opening& opening, std::shared_ptr<Transport>& transport) {
+  Progress progress = attempt(mutex, nullptr, [](Opening& opening, std::shared_ptr<Transport>& transport) {
     std::optional<Opening::Interest> wait = opening.proceed();
     if (!wait) transport = opening.take();
     return wait;
@@ -64,15 +65,17 @@ Link::Progress Link::step(Mutex& mutex) {
 
 /// Lets `work` open a transport with the mutex released: what is there of an opening, or a new one.
 template <class Work>
-Link::Progress Link::attempt(Mutex& mutex, const Work& work) {
+Link::Progress Link::attempt(Mutex& mutex, const std::shared_ptr<Transaction>& first, const Work& work) {
   state_ = State::CONNECTING;
   std::unique_ptr<Opening> opening = std::move(opening_);
   std::shared_ptr<Transport> transport;
   Progress progress;
   bool noMemory = false;
   try {
+    std::string flight;
+    if (!opening) flight = user_.packFlight(first);
     MutexUnlock unlock(mutex);
-    if (!opening) opening = user_.openLink();
+    if (!opening) opening = user_.openLink(std::move(flight));
     progress.interest = work(*opening, transport);
     if (transport) transport = traced(std::move(transport));
   } catch (Return& error) {
@@ -90,7 +93,11 @@ Link::Progress Link::attempt(Mutex& mutex, const Work& work) {
   ++attempts_;
   if (!isClosed()) state_ = State::DOWN;
   lastFailure_.reset();
-  if (transport && !isClosed()) noMemory = !adopt(transport);
+  if (transport && !isClosed()) {
+    noMemory = !adopt(transport);
+  } else {
+    user_.linkFailed();
+  }
   if (transport || opening) {
     // Dropping the last reference to a link of the in-process bus locks the bus's mutex, which comes before this one.
     MutexUnlock unlock(mutex);
@@ -132,7 +139,7 @@ void Link::close() noexcept {
     breakLink(State::CLOSED, "it was closed");
   } else {
     state_ = State::CLOSED;
-    opening_.reset();
+    if (std::exchange(opening_, nullptr)) user_.linkFailed();
   }
   changed_.notifyAll();
 }

@@ -14,6 +14,8 @@
 
 namespace Quarnix::Bus::Internal {
 
+struct Transaction;
+
 /// The link comes up at the first use, and after every loss at the next use.
 ///
 ///      DOWN ──── connect ────> CONNECTING ────> UP
@@ -38,10 +40,16 @@ class Link {
   /// What the link asks of the connection.
   class User {
    public:
+    /// An attempt begins. Returns messages that may leave together with the greeting: what the bus has to know of this
+    /// connection, and `first`, the message of the thread that connects, if there is one. Raises std::bad_alloc.
+    virtual std::string packFlight(const std::shared_ptr<Transaction>& first) = 0;
     /// Begins to open a transport, with the mutex free. Raises std::bad_alloc.
-    virtual std::unique_ptr<Opening> openLink() = 0;
-    /// The link is up. Tells the bus what it has to know of this connection. Raises std::bad_alloc.
+    virtual std::unique_ptr<Opening> openLink(std::string flight) = 0;
+    /// The link is up. Tells the bus what it has to know, unless the flight did. Raises std::bad_alloc.
     virtual void linkUp() = 0;
+    /// The attempt has failed. Nothing of the flight has been dealt with, unless the bus was only too slow to greet. It
+    /// must not need memory.
+    virtual void linkFailed() noexcept = 0;
     /// The link was lost. It must not need memory.
     virtual void linkLost() noexcept = 0;
 
@@ -66,8 +74,9 @@ class Link {
   /// The error for a call that was lost with the link.
   Message::Method::Return lossError() const;
 
-  /// Brings the link up, or returns what has prevented it up to `deadline`.
-  std::optional<Message::Method::Return> connect(Mutex& mutex, const Time::Monotonic& deadline) HEVRA_REQUIRES(mutex);
+  /// Brings the link up, or returns what has prevented it up to `deadline`. `first`: see User::packFlight.
+  std::optional<Message::Method::Return> connect(Mutex& mutex, const Time::Monotonic& deadline,
+                                                 const std::shared_ptr<Transaction>& first) HEVRA_REQUIRES(mutex);
   /// What one step has come to. If the link is not up then, it waits for `interest`, or has failed; with neither, a
   /// thread connects.
   struct Progress {
@@ -87,7 +96,7 @@ class Link {
   enum class State : std::uint8_t { DOWN, CONNECTING, UP, CLOSED };
 
   template <class Work>
-  Progress attempt(Mutex& mutex, const Work& work) HEVRA_REQUIRES(mutex);
+  Progress attempt(Mutex& mutex, const std::shared_ptr<Transaction>& first, const Work& work) HEVRA_REQUIRES(mutex);
   bool adopt(std::shared_ptr<Transport> transport);
   void breakLink(State state, std::string reason) noexcept;
 

@@ -132,6 +132,32 @@ void OutgoingQueue::settle(const std::shared_ptr<Transaction>& transaction, bool
   }
 }
 
+std::string OutgoingQueue::takeFlight(std::size_t most) {
+  std::string bytes;
+  bytes.reserve(most);
+  while (!messages_.empty() && frames_.size() < BATCH && bytes.size() + messages_.front().frame.size() <= most) {
+    Entry& next = messages_.front();
+    bytes.append(reinterpret_cast<const char*>(next.frame.data()), next.frame.size());
+    next.transaction->state = State::LEAVING;
+    frames_.push_back(std::move(next.frame));
+    transactions_.push_back(std::move(next.transaction));
+    messages_.pop_front();
+  }
+  isFlying_ = !frames_.empty();
+  return bytes;
+}
+
+void OutgoingQueue::land(std::uint64_t settledAt) noexcept {
+  if (!std::exchange(isFlying_, false)) return;
+  for (std::size_t i = 0; i < frames_.size(); ++i) {
+    bytesSent_ += frames_[i].size();
+    transactions_[i]->settledAt = settledAt;
+    settle(transactions_[i], true, true, false);
+  }
+  frames_.clear();
+  transactions_.clear();
+}
+
 void OutgoingQueue::giveUp(const Transaction& transaction) noexcept {
   if (transaction.state != State::QUEUED) return;
   const auto found = std::find_if(messages_.begin(), messages_.end(),
@@ -140,6 +166,7 @@ void OutgoingQueue::giveUp(const Transaction& transaction) noexcept {
 }
 
 void OutgoingQueue::loseAll() noexcept {
+  if (std::exchange(isFlying_, false)) endInHand(0);
   for (const Entry& entry : messages_) {
     if (!entry.transaction) continue;
     if (entry.transaction->state == State::QUEUED) calls_.end(entry.transaction, State::UNSENT);

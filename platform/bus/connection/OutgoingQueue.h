@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <deque>
 #include <memory>
+#include <string>
 #include <vector>
 
 #include <platform/bus/connection/Calls.h>
@@ -49,6 +50,14 @@ class OutgoingQueue {
   /// looked at before each write, because the connection may have another one by then.
   Result write(Mutex& mutex, const std::shared_ptr<Transport>& link, const ReaderRole& reader) HEVRA_REQUIRES(mutex);
 
+  /// Takes whole messages, at most `most` bytes, from an idle queue: the flight, which leaves together with the
+  /// greeting of a link that is opened. `land` or `loseAll` ends it. Raises std::bad_alloc, and has taken nothing then.
+  std::string takeFlight(std::size_t most);
+  /// The link that has the flight is up. `settledAt` is for its transactions.
+  void land(std::uint64_t settledAt) noexcept;
+  /// Whether nothing is queued and nobody writes.
+  bool isIdle() const noexcept { return messages_.empty() && frames_.empty(); }
+
   /// Takes out a message whose transaction is given up. A message that is leaving stays, because its rest must follow.
   /// If the link turns out to have taken nothing of it, the writer takes it out.
   void giveUp(const Transaction& transaction) noexcept;
@@ -79,6 +88,7 @@ class OutgoingQueue {
   std::uint64_t losses_ = 0;
   bool isWriting_ = false;
   bool isBlocked_ = false;
+  bool isFlying_ = false;  // what is in hand is a flight
 };
 
 }  // namespace Quarnix::Bus::Internal

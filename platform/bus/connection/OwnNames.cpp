@@ -34,7 +34,7 @@ void OwnNames::remove(const std::string& name) noexcept {
   names_.erase(std::remove(names_.begin(), names_.end(), name), names_.end());
 }
 
-void OwnNames::linkUp() {
+void OwnNames::tell() {
   for (const std::string& name : names_) requestAgain(name);
 }
 

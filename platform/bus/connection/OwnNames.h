@@ -25,7 +25,7 @@ class OwnNames {
   void add(const std::string& name);
   void remove(const std::string& name) noexcept;
   /// Requests all names again. Raises std::bad_alloc.
-  void linkUp();
+  void tell();
 
  private:
   void requestAgain(const std::string& name);

@@ -98,9 +98,12 @@ void Owners::changed(const std::string& name, const std::string& before, const s
   });
 }
 
-void Owners::linkUp() {
+void Owners::tell() {
   for (auto& [name, host] : hosts_) ask(host);
-  endWaits();
+}
+
+void Owners::forget() noexcept {
+  for (auto& [name, host] : hosts_) host.owner.clear();
 }
 
 void Owners::linkLost() noexcept {

@@ -68,7 +68,12 @@ class Owners {
 
   /// The bus has announced that a name has gone from one owner to another. A text is empty for no owner.
   void changed(const std::string& name, const std::string& before, const std::string& now);
-  void linkUp();
+  /// Asks the bus about all names.
+  void tell();
+  /// Ends the waits: the link has come up or gone.
+  void endWaits() noexcept;
+  /// What was assumed of a link that did not come up is void.
+  void forget() noexcept;
   void linkLost() noexcept;
 
   /// The match rule for the announcements about a name.
@@ -76,7 +81,6 @@ class Owners {
 
  private:
   void ask(Host& host);
-  void endWaits() noexcept;
   void learn(Host& host, const std::string& owner);
   std::uint64_t moment() const noexcept;
 

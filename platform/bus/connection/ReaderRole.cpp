@@ -33,9 +33,13 @@ ReaderRole::Turn ReaderRole::waitAndRead(Mutex& mutex, Transport& link, const Tr
   Outcome outcome = Outcome::READ;
   {
     MutexUnlock unlock(mutex);
-    ready = Time::Clock::get().poll(descriptors, 2, deadline);
-    if (ready > 0 && (descriptors[0].revents & ~POLLOUT)) outcome = readUnlocked(link);
-    if (ready == 0 || (ready < 0 && errno != EINTR)) outcome = Outcome::TIMED_OUT;
+    if (link.hasEarly()) {
+      outcome = readUnlocked(link);
+    } else {
+      ready = Time::Clock::get().poll(descriptors, 2, deadline);
+      if (ready > 0 && (descriptors[0].revents & ~POLLOUT)) outcome = readUnlocked(link);
+      if (ready == 0 || (ready < 0 && errno != EINTR)) outcome = Outcome::TIMED_OUT;
+    }
   }
   state_ = State::TAKEN;
   polledFor_ = nullptr;

@@ -92,8 +92,9 @@ std::shared_ptr<Transport> Opening::complete(const Time::Monotonic& deadline) {
   return take();
 }
 
-SocketOpening::SocketOpening(std::vector<Address> addresses, const Time::Monotonic& deadline, Admission& admission)
-    : addresses_(std::move(addresses)), deadline_(deadline), admission_(admission) {}
+SocketOpening::SocketOpening(std::vector<Address> addresses, const Time::Monotonic& deadline, Admission& admission,
+                             std::string flight)
+    : addresses_(std::move(addresses)), deadline_(deadline), admission_(admission), flight_(std::move(flight)) {}
 
 SocketOpening::~SocketOpening() = default;
 
@@ -160,6 +161,7 @@ SocketOpening::Wait SocketOpening::connect() {
   const Message::Frame frame = hello.seal(1, {});
   output_ = authentication_->lines();
   output_.append(reinterpret_cast<const char*>(frame.data()), frame.size());
+  output_ += flight_;
   state_ = State::AUTHENTICATING;
   return std::nullopt;
 }

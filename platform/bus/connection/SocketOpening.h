@@ -22,11 +22,12 @@ namespace Quarnix::Bus::Internal {
 ///          │ └──── failed ──────────────┴─────────────────────────┘
 ///          └────── at the next address; after the last one, the first failure is thrown
 ///
-/// The lines of the authentication and the greeting leave together, before anything is read.
+/// The lines of the authentication, the greeting and the flight leave together, before anything is read.
 class SocketOpening final : public Opening {
  public:
-  /// `deadline`: when it fails. `admission` must outlive the link.
-  SocketOpening(std::vector<Address> addresses, const Time::Monotonic& deadline, Admission& admission);
+  /// `deadline`: when it fails. `admission` must outlive the link. `flight`: messages for the bus.
+  SocketOpening(std::vector<Address> addresses, const Time::Monotonic& deadline, Admission& admission,
+                std::string flight);
   ~SocketOpening() override;
 
   std::optional<Interest> proceed() override;
@@ -49,6 +50,7 @@ class SocketOpening final : public Opening {
   const std::vector<Address> addresses_;
   const Time::Monotonic deadline_;
   Admission& admission_;
+  const std::string flight_;
   std::size_t address_ = 0;  // the one that is tried
   State state_ = State::CONNECTING;
   std::shared_ptr<SocketTransport> transport_;

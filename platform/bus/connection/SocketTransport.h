@@ -33,6 +33,7 @@ class SocketTransport : public Transport {
   std::ptrdiff_t write(const Message::Frame* frames, std::size_t count, std::size_t offset) noexcept override;
   bool read(std::vector<Received>& messages, std::string& reason) override;
   bool isMoreThere() const noexcept override { return moreThere_; }
+  bool hasEarly() const noexcept override { return !early_.empty(); }
   void shutdown() noexcept override;
 
   /// What the program in between has written to its standard error, as the end of a sentence; empty without one.

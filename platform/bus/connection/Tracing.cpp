@@ -19,6 +19,7 @@ class TracingTransport : public Transport {
 
   int descriptor() const noexcept override { return link_->descriptor(); }
   bool isMoreThere() const noexcept override { return link_->isMoreThere(); }
+  bool hasEarly() const noexcept override { return link_->hasEarly(); }
   std::uint64_t routed() const noexcept override { return link_->routed(); }
   void shutdown() noexcept override { link_->shutdown(); }
 

@@ -44,6 +44,9 @@ class Transport {
   virtual bool read(std::vector<Received>& messages, std::string& reason) = 0;
   /// Whether the last read may have left something that was there already. Only the thread that reads asks.
   virtual bool isMoreThere() const noexcept { return false; }
+  /// Whether it holds messages, which the next `read` returns even if the descriptor is not readable. The thread that
+  /// reads asks.
+  virtual bool hasEarly() const noexcept { return false; }
   /// How many messages the bus has routed from this link. Only a link that pushes knows it: what it pushes from now on
   /// is newer than those messages. Asked while it pushes, or by the thread that writes.
   virtual std::uint64_t routed() const noexcept { return 0; }

@@ -222,6 +222,51 @@ TEST_F(Faults, OfAServiceThatIsNotThereYetAreNone) {
   EXPECT_EQ(reply.get(), "back");
 }
 
+// The first call and what the bus has to know leave with the greeting, and the bus may answer all of it at once.
+TEST_F(Faults, OfTheGreetingEndTheCallThatLeftWithIt) {
+  connection = Connection::open(bus.address());
+  const TestProxy proxy(connection, NAME);
+  for (const bool isRefused : {true, false}) {
+    auto reply = later([&] { return proxy.ask("Echo"); });
+    const Call hello = bus.authenticate();
+    bus.expect("AddMatch");
+    const Call question = bus.expect("GetNameOwner"), call = bus.expect("Echo");
+    EXPECT_TRUE(bus.hasReadAll());
+    if (isRefused) {
+      bus.answer(hello, error("LimitsExceeded"), BUS);
+      EXPECT_EQ(reply.get(), error("LimitsExceeded"));
+      EXPECT_EQ(connection->getCounters().callsInFlight, 0U);
+      continue;
+    }
+    // What is wanted meanwhile leaves behind it.
+    TestProxy other(connection, SERVICE);
+    other.start(false);
+    bus.write(replyTo(hello, CLIENT, BUS) + replyTo(question, SERVICE, BUS) + replyTo(call, "answered"));
+    EXPECT_EQ(reply.get(), "answered");
+    for (const char* expected : {"", PATH}) EXPECT_NE(textOf(bus.expect("AddMatch")).find(expected), std::string::npos);
+  }
+}
+
+// Nobody calls, and the descriptor is not readable any more.
+TEST_F(Faults, OfTheGreetingAreNotThatItsFlightIsAnsweredWithIt) {
+  connection = Connection::open(bus.address());
+  TestObserver observer(connection, {NAME});
+  observer.start();
+  EXPECT_EQ(observer.heard(2).front(), "lost: it was not reached yet");
+  const Call hello = bus.authenticate();
+  bus.expect("AddMatch");
+  bus.write(replyTo(hello, CLIENT, BUS) + replyTo(bus.expect("GetNameOwner"), SERVICE, BUS));
+  EXPECT_EQ(observer.heard(2), (Texts{std::string("connected ") + CLIENT, std::string("up ") + NAME + " " + SERVICE}));
+}
+
+TEST_F(Faults, OfABusThatMayBeTheWrongOneGetNoCall) {
+  connection = Connection::open(bus.address() + ",guid=0124");
+  auto reply = asking("secret");
+  bus.authenticate();
+  EXPECT_TRUE(bus.hasReadAll());
+  EXPECT_EQ(reply.get(), error("AuthFailed"));
+}
+
 TEST_F(Faults, OfALostBusEndTheCallsAtOnceAndTheRestComesBack) {
   connection = bus.connect();
   TestServer server(connection);
