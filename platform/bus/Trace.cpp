@@ -247,6 +247,10 @@ Shared::Pointer<Trace> Internal::currentTrace() {
   return state.trace;
 }
 
-bool Internal::isTraced() { return static_cast<bool>(currentTrace()); }
+bool Internal::isTraced() {
+  Current& state = current();
+  MutexLock lock(state.mutex);
+  return static_cast<bool>(state.trace);
+}
 
 }  // namespace Quarnix::Bus

@@ -394,8 +394,8 @@ void Exchange::settle() noexcept {
   reports.log();
 }
 
-/// No flight goes to a bus that may be the wrong one: of several, one with an identifier to be compared, or one behind
-/// a program. A trace shows only what goes through the link.
+/// There is no flight if the bus may be the wrong one, because there are several addresses, an identifier to compare,
+/// or a program in between. Nor is there one if a trace is set, which sees only what goes through the link.
 std::string Exchange::packFlight(const std::shared_ptr<Transaction>& first) {
   const bool isCertain = addresses_.size() == 1 && addresses_[0].guid.empty() && !addresses_[0].isProgram();
   if (!isCertain || isTraced() || !outgoing_.isIdle()) return {};
