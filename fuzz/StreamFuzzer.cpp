@@ -100,7 +100,7 @@ Outcome receive(ScriptedBus& bus, std::string_view stream, std::basic_string_vie
   bus.play(stream, pieces, filler);
   AdmitAll admission;
   try {
-    SocketOpening opening(bus.addresses(), Time::Monotonic::never(), admission);
+    SocketOpening opening(bus.addresses(), Time::Monotonic::never(), admission, {});
     const auto transport = opening.complete(Time::Monotonic::never());
     outcome.connected = true;
     std::vector<Received> messages;
