@@ -248,7 +248,7 @@ TEST_F(Faults, OfTheGreetingEndTheCallThatLeftWithIt) {
 }
 
 // Nobody calls, and the descriptor is not readable any more.
-TEST_F(Faults, OfTheGreetingAreNotThatItsFlightIsAnsweredWithIt) {
+TEST_F(Faults, AreNoneIfTheGreetingAndItsFlightAreAnsweredTogether) {
   connection = Connection::open(bus.address());
   TestObserver observer(connection, {NAME});
   observer.start();
@@ -259,7 +259,7 @@ TEST_F(Faults, OfTheGreetingAreNotThatItsFlightIsAnsweredWithIt) {
   EXPECT_EQ(observer.heard(2), (Texts{std::string("connected ") + CLIENT, std::string("up ") + NAME + " " + SERVICE}));
 }
 
-TEST_F(Faults, OfABusThatMayBeTheWrongOneGetNoCall) {
+TEST_F(Faults, OfAWrongBusComeBeforeTheFirstCallLeaves) {
   connection = Connection::open(bus.address() + ",guid=0124");
   auto reply = asking("secret");
   bus.authenticate();
