@@ -4,6 +4,7 @@
 
 #include <tuple>
 
+#include <platform/bus/Trace.h>
 #include <platform/bus/connection/Client.h>
 #include <platform/bus/connection/SocketTransport.h>
 #include <tests/harness/ScriptedBus.h>
@@ -224,6 +225,7 @@ TEST_F(Faults, OfAServiceThatIsNotThereYetAreNone) {
 
 // The first call and what the bus has to know leave with the greeting, and the bus may answer all of it at once.
 TEST_F(Faults, OfTheGreetingEndTheCallThatLeftWithIt) {
+  Bus::Trace::set({});  // with a trace nothing leaves early
   connection = Connection::open(bus.address());
   const TestProxy proxy(connection, NAME);
   for (const bool isRefused : {true, false}) {
@@ -249,6 +251,7 @@ TEST_F(Faults, OfTheGreetingEndTheCallThatLeftWithIt) {
 
 // Nobody calls, and the descriptor is not readable any more.
 TEST_F(Faults, AreNoneIfTheGreetingAndItsFlightAreAnsweredTogether) {
+  Bus::Trace::set({});
   connection = Connection::open(bus.address());
   TestObserver observer(connection, {NAME});
   observer.start();
