@@ -3,6 +3,7 @@
 #include <cstdlib>
 #include <fstream>
 
+#include <malloc.h>
 #include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -119,6 +120,7 @@ TEST(Floods, OfLargeMessagesCostNeitherMemoryNorTheLink) {
   const Harness::BusDaemon daemon;
   const pid_t victim = ::fork();
   if (victim == 0) {
+    ::mallopt(M_ARENA_MAX, 1);  // another would reserve more than the limit, and allocations fail while it tries
     const auto connection = Bus::Connection::open(daemon.address());
     Listening commands(false, "app");
     commands.setConnection(connection);
