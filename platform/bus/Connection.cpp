@@ -163,13 +163,13 @@ void Connection::becomeMonitor(const std::vector<std::string>& rules) {
 std::string Connection::getNameOwner(const std::string& name) {
   Message::require(Message::checkBusName(name), "bus name", name);
   Message::Method::Call question = Internal::driverCall("GetNameOwner", name);
-  const Message::Method::Return reply = client_->call(question, {}, nullptr);
-  if (reply.isException()) {
-    if (std::strcmp(reply.getErrorName(), "org.freedesktop.DBus.Error.NameHasNoOwner") == 0) return {};
-    throw reply;
+  const Message::SendReturn reply = client_->call(question, {}, nullptr);
+  if (reply->isException()) {
+    if (std::strcmp(reply->getErrorName(), "org.freedesktop.DBus.Error.NameHasNoOwner") == 0) return {};
+    throw *reply;
   }
   std::string owner;
-  reply.begin().get(owner);
+  reply->begin().get(owner);
   return owner;
 }
 

@@ -13,20 +13,30 @@
 
 namespace Quarnix::Bus {
 
-/// The reply to a call, or the error that the synchronous call would have raised instead.
+namespace Internal {
+
+/// What a call has come to: a reply, or what sending it has raised.
+struct CallOutcome {
+  std::optional<Message::SendReturn> reply = {};
+  std::exception_ptr error = {};
+};
+
+}  // namespace Internal
+
+/// The reply to a call, or the error that the synchronous call would have raised instead. Copies share it.
 ///
-/// Threads: as any value.
+/// Threads: any.
 class HEVRA_EXPORT Reply {
  public:
   explicit Reply(Message::SendReturn reply);
-  explicit Reply(std::exception_ptr error) noexcept;
+  explicit Reply(std::exception_ptr error);
+  explicit Reply(std::shared_ptr<const Internal::CallOutcome> outcome) noexcept;
 
   /// Returns the reply, which may be an error reply. Raises what sending the call has raised.
   const Message::SendReturn& get() const;
 
  private:
-  std::optional<Message::SendReturn> reply_;
-  std::exception_ptr error_;
+  std::shared_ptr<const Internal::CallOutcome> outcome_;
 };
 
 /// It is called once, when the call is over.

@@ -9,12 +9,15 @@
 
 namespace Quarnix::Bus {
 
-Reply::Reply(Message::SendReturn reply) : reply_(std::move(reply)) {}
-Reply::Reply(std::exception_ptr error) noexcept { std::swap(error_, error); }
+Reply::Reply(Message::SendReturn reply)
+    : outcome_(std::make_shared<const Internal::CallOutcome>(Internal::CallOutcome{std::move(reply)})) {}
+Reply::Reply(std::exception_ptr error)
+    : outcome_(std::make_shared<const Internal::CallOutcome>(Internal::CallOutcome{{}, std::move(error)})) {}
+Reply::Reply(std::shared_ptr<const Internal::CallOutcome> outcome) noexcept : outcome_(std::move(outcome)) {}
 
 const Message::SendReturn& Reply::get() const {
-  if (error_) std::rethrow_exception(error_);
-  return *reply_;
+  if (outcome_->error) std::rethrow_exception(outcome_->error);
+  return *outcome_->reply;
 }
 
 PendingCall::PendingCall(std::shared_ptr<Internal::AsyncCall> call) noexcept : call_(std::move(call)) {}
@@ -32,8 +35,8 @@ bool PendingCall::isPending() const noexcept { return call_ && call_->isPending(
 
 namespace Internal {
 
-AsyncCall::AsyncCall(Message::Method::Call message, std::string_view path, Host* host, Caller& caller,
-                     ReplyHandler handler)
+AsyncCall::AsyncCall(Message::Method::Call&& message, std::string_view path, Host* host, Caller& caller,
+                     ReplyHandler&& handler)
     : OwnedMessage{std::move(message)},
       Transaction({OwnedMessage::message, &(OwnedMessage::message), path, host, true, Time::Clock::get().now()}),
       caller_(caller),
@@ -63,15 +66,11 @@ void AsyncCall::hear() {
   Life ended = Life::ENDED;
   if (!life_.compare_exchange_strong(ended, Life::HEARD)) return;
   const ReplyHandler handler = std::exchange(handler_, nullptr);
-  handler(result());
-}
-
-Reply AsyncCall::result() const {
-  if (error) return Reply(error);
-  if (reply) return Reply(*reply);
-  if (state == State::LOST)
-    if (const std::shared_ptr<Exchange> connection = connection_.lock()) return Reply(connection->lossError());
-  return Reply(Message::Method::Return(Message::Method::Call()));  // it expected none
+  if (!error && !reply) {
+    const std::shared_ptr<Exchange> connection = state == State::LOST ? connection_.lock() : nullptr;
+    reply.emplace(connection ? connection->lossError() : Message::Method::Return(Message::Method::Call()));
+  }
+  handler(Reply(shared_from_this()));
 }
 
 void AsyncCall::enter(const std::shared_ptr<Exchange>& connection, AsyncCalls& calls, const Time::Monotonic& deadline) {

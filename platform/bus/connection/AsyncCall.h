@@ -28,11 +28,12 @@ struct OwnedMessage {
 ///         └───── given up ───┴────────────────> GIVEN_UP
 ///
 /// Threads: `hear` on the caller's task; `giveUp` and `isPending` on any; the rest belongs to the connection.
-/// Ownership: the connection shares it until it is over, then the caller's queue does, and handles share it always.
+/// Ownership: the connection shares it until it is over, then the caller's queue does; handles and results share it
+/// always.
 class AsyncCall final : private OwnedMessage, public Transaction, public std::enable_shared_from_this<AsyncCall> {
  public:
   /// `path` stays valid until the call is over; `host` as in Request.
-  AsyncCall(Message::Method::Call message, std::string_view path, Host* host, Caller& caller, ReplyHandler handler);
+  AsyncCall(Message::Method::Call&& message, std::string_view path, Host* host, Caller& caller, ReplyHandler&& handler);
   ~AsyncCall() override;
 
   const Message::Method::Call& message() const noexcept { return OwnedMessage::message; }
@@ -60,7 +61,6 @@ class AsyncCall final : private OwnedMessage, public Transaction, public std::en
 
   void over() noexcept override;
   bool waitsForLink() const noexcept override { return life_ == Life::PENDING; }
-  Reply result() const;
 
   Caller& caller_;
   ReplyHandler handler_;

@@ -27,7 +27,7 @@ constexpr auto OWNER_CHANGE = Message::SIGNATURE_OF<std::string, std::string, st
 
 Client::~Client() = default;
 
-Return Client::call(Call& call, std::string_view path, Host* host) {
+Message::SendReturn Client::call(Call& call, std::string_view path, Host* host) {
   process_.requireSameProcess();
   if (call.getTimeout() <= Time::Elapsed()) return Calls::timeOut(call, host);
   const Time::Monotonic begun = Time::Clock::get().now();
@@ -40,7 +40,7 @@ void Client::send(Message::Signal& signal) {
   process_.requireSameProcess();
   const Time::Monotonic deadline = defaultDeadline();
   Lock lock(*this);
-  const Return end = transact({signal}, deadline);
+  const Return end = *transact({signal}, deadline);
   if (end.isException())
     reports_.warn("Signal " + std::string(signal.getMember()) + " of " + signal.getPath() +
                   " was not sent: " + end.getErrorText());
@@ -52,12 +52,12 @@ void Client::send(Return& reply) {
   process_.requireSameProcess();
   const Time::Monotonic deadline = defaultDeadline();
   Lock lock(*this);
-  const Return end = transact({reply, nullptr, {}, nullptr, false}, deadline);
+  const Return end = *transact({reply, nullptr, {}, nullptr, false}, deadline);
   if (end.isException())
     reports_.warn("Reply to " + std::string(reply.getDestination()) + " was not sent: " + end.getErrorText());
 }
 
-Return Client::ask(Call call, const Time::Monotonic& deadline) { return transact({call, &call}, deadline); }
+Return Client::ask(Call call, const Time::Monotonic& deadline) { return *transact({call, &call}, deadline); }
 
 Host* Client::watch(const std::string& name) {
   process_.requireSameProcess();
@@ -238,7 +238,7 @@ void Client::becomeMonitor(Call& question) {
   Lock lock(*this);
   if (const std::optional<Return> failure = connect(deadline)) throw Return(*failure);
   limits_.setMonitor(true);  // the bus may show messages before it answers
-  const Return reply = transact({question, &question}, deadline);
+  const Return reply = *transact({question, &question}, deadline);
   if (reply.isException()) {
     limits_.setMonitor(false);
     throw reply;

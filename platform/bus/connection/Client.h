@@ -40,7 +40,7 @@ class Client : public Exchange {
   ~Client() override;
 
   /// Sends the call to `path` and `host`, unless it names its own, and waits for the reply. Raises what sealing raises.
-  Message::Method::Return call(Message::Method::Call& call, std::string_view path, Host* host) HEVRA_EXCLUDES(mutex_);
+  Message::SendReturn call(Message::Method::Call& call, std::string_view path, Host* host) HEVRA_EXCLUDES(mutex_);
   /// Sends a signal and waits until it is on its way. Logs a failure.
   void send(Message::Signal& signal) HEVRA_EXCLUDES(mutex_);
   /// Does the same with a reply. Without a link the reply is dropped, because its caller is not on the next link.

@@ -59,7 +59,7 @@ class DriverTransaction final : public Transaction {
 
  private:
   void over() override {
-    if (reply) handler_(*reply);
+    if (reply) handler_(**reply);
   }
 
   const AnswerHandler handler_;
@@ -98,7 +98,7 @@ Exchange::Exchange(std::vector<Address> addresses)
 
 Exchange::~Exchange() = default;
 
-Return Exchange::transact(const Request& request, const Time::Monotonic& deadline) {
+Message::SendReturn Exchange::transact(const Request& request, const Time::Monotonic& deadline) {
   for (;;) {
     if (!request.reconnects && !link_.isUp()) return link_.lossError();
     const auto transaction = std::make_shared<Transaction>(request);

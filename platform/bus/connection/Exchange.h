@@ -100,7 +100,7 @@ class Exchange : public std::enable_shared_from_this<Exchange>,
   /// Sends the message and waits until its transaction is over, up to the deadline. If the link is lost before a byte
   /// of the message has left, it is sent on the next link. Returns the reply, or an empty one if the message expects
   /// none, or an error reply for what went wrong. Raises what sealing the message raises.
-  Message::Method::Return transact(const Request& request, const Time::Monotonic& deadline) HEVRA_REQUIRES(mutex_);
+  Message::SendReturn transact(const Request& request, const Time::Monotonic& deadline) HEVRA_REQUIRES(mutex_);
   /// Reads, or waits while others do, until the transaction is over or the deadline has come.
   void await(Transaction& transaction, const Time::Monotonic& deadline) HEVRA_REQUIRES(mutex_);
   void post(Message::Method::Call call, AnswerHandler handler) HEVRA_REQUIRES(mutex_) override;

@@ -3,15 +3,13 @@
 
 #include <algorithm>
 #include <cstdint>
-#include <exception>
 #include <memory>
-#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
 
+#include <platform/bus/Result.h>
 #include <platform/bus/message/method/Call.h>
-#include <platform/bus/message/method/Return.h>
 #include <platform/core/Mutex.h>
 #include <platform/core/time/Monotonic.h>
 
@@ -46,7 +44,7 @@ struct Request {
 ///      leaves. WAITING ── its turn, but it cannot be sealed ──> UNSENDABLE   `error` says why.
 ///
 /// A message that expects no reply is over when it is SENT.
-struct Transaction {
+struct Transaction : CallOutcome {
   enum class State : std::uint8_t { WAITING, QUEUED, LEAVING, SENT, ANSWERED, UNSENT, LOST, GIVEN_UP, UNSENDABLE };
 
   explicit Transaction(const Request& what);
@@ -82,8 +80,6 @@ struct Transaction {
   std::vector<std::string> former;  // earlier owners of the name, which may have the call instead
   std::uint64_t settledAt = 0;      // the moment from which nothing older than the call arrives; 0: not known yet
   std::uint64_t question = 0;       // Owners' question whether a former owner, who has the call, is still on the bus
-  std::optional<Message::Method::Return> reply;
-  std::exception_ptr error;
   ConditionVariable changed;
   Transaction* nextWaiter = nullptr;          // in ReaderRole's list
   std::shared_ptr<Transaction> nextInTable;   // in CallTable

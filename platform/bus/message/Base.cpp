@@ -53,7 +53,7 @@ std::string_view Base::view(Field field) const noexcept { return {text(field), h
 
 void Base::setText(Field field, std::string_view value) {
   if (received_) throw UnusableMessage("Changed a message that was received");
-  header_.text(field) = {static_cast<std::uint32_t>(texts_.append(value)), static_cast<std::uint32_t>(value.size())};
+  header_.text(field) = {texts_.append(value), static_cast<std::uint32_t>(value.size())};
 }
 
 namespace {

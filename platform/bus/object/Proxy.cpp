@@ -45,23 +45,20 @@ std::future<Message::SendReturn> Proxy::sendAsync(Message::Method::Call call) {
 PendingCall Proxy::begin(const std::function<Message::Method::Call()>& encode, ReplyHandler handler,
                          const Time::Elapsed& timeout) {
   expectReplies();
-  Message::Method::Call call;
+  Internal::Caller& caller = *this;
   Internal::Host* to = nullptr;
-  std::exception_ptr error;
+  std::shared_ptr<Internal::AsyncCall> pending;
   try {
-    call = encode();
+    Message::Method::Call call = encode();
     if (timeout > Time::Elapsed()) call.setTimeout(timeout);
     to = host();
+    pending = std::make_shared<Internal::AsyncCall>(std::move(call), getPath(), to, caller, std::move(handler));
   } catch (...) {
-    error = std::current_exception();  // the result raises it
+    pending = std::make_shared<Internal::AsyncCall>(Message::Method::Call(), getPath(), to, caller, std::move(handler));
+    pending->fail(std::current_exception());  // the result raises it
+    return PendingCall(std::move(pending));
   }
-  Internal::Caller& caller = *this;
-  auto pending = std::make_shared<Internal::AsyncCall>(std::move(call), getPath(), to, caller, std::move(handler));
-  if (error) {
-    pending->fail(error);
-  } else {
-    to->client->begin(pending);
-  }
+  to->client->begin(pending);
   return PendingCall(std::move(pending));
 }
 
