@@ -32,18 +32,26 @@ Host& Owners::acquire(Client& client, const std::string& name) {
       throw;
     }
   }
+  if (&entry->second == unused_) unused_ = nullptr;
   ++entry->second.users;
   return entry->second;
 }
 
 void Owners::release(Host& host) noexcept {
   if (--host.users > 0) return;
-  try {
-    if (host.name != DRIVER_NAME) bus_.post(driverCall("RemoveMatch", matchRule(host.name)));
-  } catch (const std::bad_alloc&) {
-    // The bus keeps the rule, and the signals that it brings are ignored.
+  if (unused_) {
+    try {
+      if (unused_->name != DRIVER_NAME) bus_.post(driverCall("RemoveMatch", matchRule(unused_->name)));
+    } catch (const std::bad_alloc&) {
+      // The bus keeps the rule, and the signals that it brings are ignored.
+    }
+    dropUnused();
   }
-  hosts_.erase(hosts_.find(host.name));
+  unused_ = &host;
+}
+
+void Owners::dropUnused() noexcept {
+  if (const Host* const host = std::exchange(unused_, nullptr)) hosts_.erase(hosts_.find(host->name));
 }
 
 void Owners::ask(Host& host) {
@@ -99,6 +107,7 @@ void Owners::changed(const std::string& name, const std::string& before, const s
 }
 
 void Owners::tell() {
+  dropUnused();
   for (auto& [name, host] : hosts_) ask(host);
 }
 

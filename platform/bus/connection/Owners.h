@@ -37,6 +37,9 @@ struct Host {
 /// bus answers in order. So no change between the two is missed, and the owner is known before the reply to a call that
 /// was sent after the questions. Changes of the owner also decide about the calls in flight (see Calls).
 ///
+/// The name that went out of use last stays known until another does. So proxies that come and go cost no questions,
+/// and a connection that closes takes nothing back first.
+///
 /// Threads: the connection's mutex guards it, and every caller holds it.
 class Owners {
  public:
@@ -61,8 +64,8 @@ class Owners {
   Owners(DriverQueue& bus, Calls& calls, const ReaderRole& reader, const Link& link, Observers& observers) noexcept
       : bus_(bus), calls_(calls), reader_(reader), link_(link), observers_(observers) {}
 
-  /// Adds a user of the name. The host stays until its last user has released it. Raises InvalidArgument for what is no
-  /// bus name.
+  /// Adds a user of the name. The host stays at least until its last user has released it. Raises InvalidArgument for
+  /// what is no bus name.
   Host& acquire(Client& client, const std::string& name);
   void release(Host& host) noexcept;
 
@@ -83,6 +86,7 @@ class Owners {
   void ask(Host& host);
   void learn(Host& host, const std::string& owner);
   std::uint64_t moment() const noexcept;
+  void dropUnused() noexcept;
 
   DriverQueue& bus_;
   Calls& calls_;
@@ -90,6 +94,7 @@ class Owners {
   const Link& link_;
   Observers& observers_;
   std::map<std::string, Host, std::less<>> hosts_;
+  Host* unused_ = nullptr;  // the one without users, if there is one
   std::uint64_t questions_ = 0;
   std::vector<Wait*> waits_;
 };

@@ -262,6 +262,26 @@ TEST_F(Faults, AreNoneIfTheGreetingAndItsFlightAreAnsweredTogether) {
   EXPECT_EQ(observer.heard(2), (Texts{std::string("connected ") + CLIENT, std::string("up ") + NAME + " " + SERVICE}));
 }
 
+// The bus is told that a name is out of use only when another one is.
+TEST_F(Faults, AreNotBroughtByProxiesThatComeAndGo) {
+  connection = bus.connect();
+  const auto expectAnswer = [&](const char* name, bool isNew) {
+    auto reply = later([&] { return TestProxy(connection, name).ask("Echo"); });
+    if (isNew) {
+      bus.expect("AddMatch");
+      bus.grant(bus.expect("GetNameOwner"), SERVICE);
+    }
+    bus.answer(bus.expect("Echo"), "answered");
+    EXPECT_EQ(reply.get(), "answered");
+  };
+  expectAnswer(NAME, true);
+  expectAnswer(NAME, false);
+  expectAnswer("com.example.Other", true);
+  EXPECT_NE(textOf(bus.expect("RemoveMatch")).find(NAME), std::string::npos);
+  expectAnswer("com.example.Other", false);
+  EXPECT_TRUE(bus.hasReadAll());
+}
+
 TEST_F(Faults, OfAWrongBusComeBeforeTheFirstCallLeaves) {
   connection = Connection::open(bus.address() + ",guid=0124");
   auto reply = asking("secret");
