@@ -295,5 +295,24 @@ TEST_P(Calls, BeyondAFullQueueAreRefused) {
   EXPECT_EQ(server.calls.count(), 9u);
 }
 
+TEST(Copies, OfACallHaveTheirOwnTextsHoweverLong) {
+  const auto texts = [](const Call& call) {
+    return Texts{call.getPath(), call.getInterface(), call.getMember(), call.getDestination()};
+  };
+  for (const std::size_t size : {1, 50, 200}) {
+    const std::string name = "a." + std::string(size, 'b');
+    Call first;
+    first.setInterface(name.c_str());
+    first.setMember("First");
+    Call copy = first;
+    copy.setMember("Second");
+    first.setPath("/c");
+    first.setDestination(name);
+    const Call moved = std::move(copy);
+    EXPECT_EQ(texts(first), (Texts{"/c", name, "First", name})) << size;
+    EXPECT_EQ(texts(moved), (Texts{"", name, "Second", ""})) << size;
+  }
+}
+
 }  // namespace
 }  // namespace Quarnix::Test
