@@ -299,8 +299,7 @@ TEST(Copies, OfACallHaveTheirOwnTextsHoweverLong) {
   const auto texts = [](const Call& call) {
     return Texts{call.getPath(), call.getInterface(), call.getMember(), call.getDestination()};
   };
-  for (const std::size_t size : {1, 50, 200}) {
-    const std::string name = "a." + std::string(size, 'b');
+  for (const std::string& name : {std::string("a.b"), "a." + std::string(50, 'b'), "a." + std::string(200, 'b')}) {
     Call first;
     first.setInterface(name.c_str());
     first.setMember("First");
@@ -309,8 +308,8 @@ TEST(Copies, OfACallHaveTheirOwnTextsHoweverLong) {
     first.setPath("/c");
     first.setDestination(name);
     const Call moved = std::move(copy);
-    EXPECT_EQ(texts(first), (Texts{"/c", name, "First", name})) << size;
-    EXPECT_EQ(texts(moved), (Texts{"", name, "Second", ""})) << size;
+    EXPECT_EQ(texts(first), (Texts{"/c", name, "First", name}));
+    EXPECT_EQ(texts(moved), (Texts{"", name, "Second", ""}));
   }
 }
 
